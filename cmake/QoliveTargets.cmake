@@ -1,0 +1,36 @@
+# qolive_object(name sources...): an object library of ours: include root, warnings and, where asked for, sanitizers.
+function(qolive_settings target)
+  target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src>)
+  if(QOLIVE_DEVELOPER)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor
+                                             -Wold-style-cast -Wcast-qual -Wformat=2 -Werror)
+    if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+      target_compile_options(${target} PRIVATE -Wthread-safety)
+    endif()
+  endif()
+  if(QOLIVE_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=${QOLIVE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(${target} PUBLIC -fsanitize=${QOLIVE_SANITIZE})
+  endif()
+endfunction()
+
+function(qolive_object name)
+  add_library(${name} OBJECT ${ARGN})
+  qolive_settings(${name})
+  target_compile_definitions(${name} PRIVATE QOLIVE_REPORT_BUILDING INTERFACE QOLIVE_REPORT_STATIC)
+endfunction()
+
+# qolive_gtest(name LABELS label... SOURCES file... LIBS library...): one test program; ctest runs each test of it in a
+# process of its own, because the library's objects are process-wide.
+function(qolive_gtest name)
+  cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LIBS;LABELS" ${ARGN})
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 60)
+  endif()
+  add_executable(${name} ${arg_SOURCES})
+  qolive_settings(${name})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  target_link_libraries(${name} PRIVATE ${arg_LIBS} GTest::gtest_main)
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
+                       PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}")
+endfunction()

@@ -1,0 +1,82 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "platform/Export.h"
+
+// Readings of the machine and of the host process. Every object may be used from any thread: each locks
+// itself around a reading.
+
+/// The system's processor use, over all processors.
+class CCPUUseRate {
+public:
+    CCPUUseRate();
+    ~CCPUUseRate();
+    CCPUUseRate(const CCPUUseRate&) = delete;
+    CCPUUseRate& operator=(const CCPUUseRate&) = delete;
+
+    /// Starts the measurement. 0 on success, -1 when the system gives no figures. Does not block.
+    int Initialize();
+
+    /// Percent (0 to 100) of all processors in use since the previous reading of this object (since
+    /// Initialize for the first one); the previous result again when no time has been counted since. 0 when
+    /// the system gives no figures.
+    int GetCPUUseRate();
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> m_impl;
+};
+
+/// The processor use of one process, by name.
+class CProcessCPUUseRate {
+public:
+    CProcessCPUUseRate();
+    virtual ~CProcessCPUUseRate();
+    CProcessCPUUseRate(const CProcessCPUUseRate&) = delete;
+    CProcessCPUUseRate& operator=(const CProcessCPUUseRate&) = delete;
+
+    /// Percent (0 to 100, of all processors) used by the process named `processName` since the previous
+    /// reading of this object; the first reading only starts the measurement and returns 0. The name is
+    /// matched without regard to case and to an ending ".exe". Several processes of that name count together;
+    /// a process that has started or ended since the previous reading does not count; 0 when there is none.
+    /// The second argument is not used.
+    int GetProcessCpuUsage(const std::wstring& processName, bool);
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> m_impl;
+};
+
+/// Physical memory, in KiB: 32-bit words hold up to 4 TiB, and a larger machine reads as 4 TiB (the ratio of
+/// the two figures stays right).
+struct CurrentMemoryInfo {
+    std::uint32_t reserved1 = 0;
+    std::uint32_t reserved2 = 0;
+    std::uint32_t reserved3 = 0;
+    std::uint32_t totalPhysical = 0;
+    std::uint32_t availablePhysical = 0;
+};
+
+/// Fills `info`; 0 on success, else the system's error number with `info` left as it was. Does not block.
+unsigned long GetCurrentMemoryInfo(CurrentMemoryInfo* info);
+
+/// Sends ICMP echo requests.
+class CPing {
+public:
+    static CPing* GetInstance();
+
+    /// Asks `host` (a name or a literal IPv4 or IPv6 address) for one echo and writes the round trip in whole
+    /// milliseconds to `rttMs`. False, with `rttMs` left as it was, when there is no answer within 3 s, name
+    /// look-up included, or when `host` is not usable. Blocks for that long at most; several threads may ping
+    /// at once.
+    bool PingHost(std::string host, int& rttMs);
+
+    CPing(const CPing&) = default;
+    QOLIVE_API CPing& operator=(const CPing&);
+
+private:
+    CPing() = default;
+};

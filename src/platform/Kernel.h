@@ -1,0 +1,84 @@
+#pragma once
+
+// Kernel services: <windows.h> on Windows and, elsewhere, the same few names over POSIX. The four subsystems
+// use no other operating system interface than the names below.
+
+#include <memory>
+#include <thread>
+
+#if defined(_WIN32)
+
+#if !defined(NOMINMAX)
+#define NOMINMAX
+#endif
+#if !defined(WIN32_LEAN_AND_MEAN)
+#define WIN32_LEAN_AND_MEAN
+#endif
+#include <time.h>
+#include <windows.h>
+
+#else
+
+#include <pthread.h>
+
+using HANDLE = void*;
+using DWORD = unsigned long;
+using BOOL = int;
+using CRITICAL_SECTION = pthread_mutex_t;
+
+#define WINAPI
+constexpr DWORD STILL_ACTIVE = 259;
+
+extern "C" {
+
+/// Starts a thread. `security`, `stackSize` and `flags` are ignored. Null on failure, with the reason in
+/// GetLastError. `threadId`, if not null, receives an identifier that no other thread of the process has had.
+HANDLE CreateThread(void* security, size_t stackSize, DWORD (*start)(void*), void* parameter, DWORD flags,
+                    DWORD* threadId);
+
+/// Writes STILL_ACTIVE while the thread runs, then what it returned or was terminated with. 0 on a null
+/// handle.
+BOOL GetExitCodeThread(HANDLE thread, DWORD* exitCode);
+
+/// Ends the thread in its current or next Sleep; its stack is unwound, so it leaves no lock held. Does not
+/// wait. 0 on a null handle.
+BOOL TerminateThread(HANDLE thread, DWORD exitCode);
+
+/// Releases the handle; the thread goes on. 0 on a null handle.
+BOOL CloseHandle(HANDLE thread);
+
+/// The reason for the calling thread's last failed CreateThread (an errno value).
+DWORD GetLastError();
+
+/// The identifier that CreateThread gave for the calling thread; 0 on a thread made otherwise.
+DWORD GetCurrentThreadId();
+
+void InitializeCriticalSection(CRITICAL_SECTION* section);
+void DeleteCriticalSection(CRITICAL_SECTION* section);
+void EnterCriticalSection(CRITICAL_SECTION* section);
+void LeaveCriticalSection(CRITICAL_SECTION* section);
+
+void Sleep(DWORD milliseconds);
+
+/// Milliseconds since the system started, time asleep included.
+unsigned long long GetTickCount64();
+
+/// Seconds since 1970-01-01 UTC; also stored in `time` if that is not null.
+long long _time64(long long* time);
+
+}  // extern "C"
+
+#endif
+
+/// Keeps the library mapped until the process ends, whatever the host unloads: a thread is about to run its
+/// code. Any thread may call it, any number of times.
+void KeepLibraryLoaded();
+
+/// True once the system has ended every other thread of the process, possibly inside a runtime lock: a
+/// destructor that finds this neither joins nor locks. Never true where static destructors run beside living
+/// threads.
+bool IsProcessEnding();
+
+/// Joins `thread` if it runs and releases it; when the process is ending the thread is gone already and the
+/// object is abandoned instead. Blocks until the thread has returned; not to be called from that thread.
+void JoinUnlessEnding(std::shared_ptr<std::thread>& thread);

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "platform/Export.h"
+
+/// Severity of a log line; the numbers are what a sink receives.
+enum class LogLevel : int {
+    Trace = 0,
+    Debug = 1,
+    Info = 2,  ///< every ordinary line and most failures
+    Warning = 3,
+    Error = 4,  ///< something that the library had to refuse or drop
+};
+
+/// Receives one finished log line: no line break at its end, terminated by a zero byte, at most 64 KiB (a
+/// longer one is cut and says so). The text may hold whatever a server or the host sent, so a sink that
+/// writes lines escapes control characters. `user` is the pointer given to SetLogSink.
+///
+/// A sink is called from any thread of the host and of the library, several at once, and may block: that
+/// delays only the thread that logs. It must not throw and must not call back into the library.
+using LogSink = void (*)(void* user, int level, const char* line);
+
+/// Hands every later log line to `sink`; null restores the default, which writes time, level and line to
+/// standard error. May be called from any thread at any time. When it returns, no thread is inside the
+/// previous sink any more and none enters it, so what that sink used can be freed. It therefore blocks while
+/// a call of the previous sink runs; it must not be called from inside a sink.
+QOLIVE_API void SetLogSink(LogSink sink, void* user);
+
+/// Formats as printf does and hands the line to the sink. May be called from any thread; blocks only as the
+/// sink does. Never throws; a line that cannot be formatted is dropped.
+#if defined(__GNUC__)
+__attribute__((format(printf, 2, 3)))
+#endif
+void Log(LogLevel level, const char* format, ...);

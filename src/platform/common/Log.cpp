@@ -1,0 +1,90 @@
+#include "platform/Log.h"
+
+#include <atomic>
+#include <cstdarg>
+#include <cstddef>
+#include <cstdio>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <thread>
+
+#include "platform/common/DefaultLogSink.h"
+
+namespace {
+
+constexpr std::size_t kUsualLine = 1024;
+constexpr std::size_t kLongestLine = 64 * 1024;
+
+struct Registration {
+    LogSink sink;
+    void* user;
+    std::atomic<int> calls;
+};
+
+// All of this is trivially destructible, so that threads which outlive the static objects of the process can
+// still log. A registration is used again but never freed: a logging thread may count itself into one that
+// has just been replaced, before it looks again and leaves it alone.
+Registration defaultRegistration{WriteLogLine, nullptr, {0}};
+Registration hostRegistrations[2];
+std::atomic<Registration*> current{&defaultRegistration};
+std::mutex changeMutex;
+
+Registration* enterCurrent() {
+    for (;;) {
+        Registration* registration = current.load();
+        registration->calls.fetch_add(1);
+        if (registration == current.load()) return registration;
+        registration->calls.fetch_sub(1);
+    }
+}
+
+void deliver(LogLevel level, const char* line) {
+    Registration* registration = enterCurrent();
+    registration->sink(registration->user, static_cast<int>(level), line);
+    registration->calls.fetch_sub(1);
+}
+
+#if defined(__GNUC__)
+__attribute__((format(printf, 3, 0)))
+#endif
+void deliverLong(LogLevel level, std::size_t length, const char* format, std::va_list arguments) {
+    static constexpr char kCut[] = " [cut]";
+    const std::size_t size = length < kLongestLine ? length + 1 : kLongestLine;
+    const std::unique_ptr<char[]> line(new (std::nothrow) char[size]);
+    if (!line) return;
+    std::vsnprintf(line.get(), size, format, arguments);
+    if (length >= size) std::snprintf(line.get() + size - sizeof kCut, sizeof kCut, "%s", kCut);
+    deliver(level, line.get());
+}
+
+}  // namespace
+
+void SetLogSink(LogSink sink, void* user) {
+    const std::lock_guard<std::mutex> lock(changeMutex);
+    Registration* const previous = current.load();
+    Registration* next = &defaultRegistration;
+    if (sink) {
+        next = previous == &hostRegistrations[0] ? &hostRegistrations[1] : &hostRegistrations[0];
+        next->sink = sink;
+        next->user = user;
+    }
+    current.store(next);
+    while (previous != next && previous->calls.load() != 0)
+        std::this_thread::yield();
+}
+
+void Log(LogLevel level, const char* format, ...) {
+    char line[kUsualLine];
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(line, sizeof line, format, arguments);
+    if (length >= 0 && static_cast<std::size_t>(length) < sizeof line)
+        deliver(level, line);
+    else if (length >= 0)
+        deliverLong(level, static_cast<std::size_t>(length), format, again);
+    va_end(again);
+    va_end(arguments);
+}

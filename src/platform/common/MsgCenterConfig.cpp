@@ -1,0 +1,11 @@
+#include "platform/MsgCenter.h"
+
+namespace QoPlayer {
+
+MsgCenterConfig::MsgCenterConfig() = default;
+
+MsgCenterConfig::~MsgCenterConfig() {
+    delete[] addrs;
+}
+
+}  // namespace QoPlayer

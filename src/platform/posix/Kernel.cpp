@@ -1,0 +1,200 @@
+#include "platform/Kernel.h"
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <condition_variable>
+#include <ctime>
+#include <memory>
+#include <mutex>
+#include <new>
+
+namespace {
+
+struct ThreadRecord {
+    std::mutex mutex;
+    std::condition_variable terminated;
+    bool terminationAsked = false;
+    DWORD exitCode = STILL_ACTIVE;
+    DWORD terminationCode = 0;
+    DWORD id = 0;
+    DWORD (*start)(void*) = nullptr;
+    void* parameter = nullptr;
+};
+
+using ThreadHandle = std::shared_ptr<ThreadRecord>;
+
+thread_local ThreadRecord* currentThread = nullptr;
+thread_local DWORD lastError = 0;
+
+DWORD nextThreadId() {
+    static std::atomic<DWORD> last{0};
+    return ++last;
+}
+
+ThreadHandle& fromHandle(HANDLE thread) {
+    return *static_cast<ThreadHandle*>(thread);
+}
+
+void setExitCode(ThreadRecord& record, DWORD code) {
+    const std::lock_guard<std::mutex> lock(record.mutex);
+    record.exitCode = code;
+}
+
+/// Records the end of a thread that leaves its start routine by termination: the unwinding runs this
+/// destructor.
+class ExitRecorder {
+public:
+    explicit ExitRecorder(ThreadRecord& record) : m_record(record) {}
+    ~ExitRecorder() { setExitCode(m_record, m_code ? *m_code : m_record.terminationCode); }
+    ExitRecorder(const ExitRecorder&) = delete;
+    ExitRecorder& operator=(const ExitRecorder&) = delete;
+
+    void returned(DWORD code) {
+        m_value = code;
+        m_code = &m_value;
+    }
+
+private:
+    ThreadRecord& m_record;
+    DWORD m_value = 0;
+    DWORD* m_code = nullptr;
+};
+
+void* runThread(void* argument) {
+    const std::unique_ptr<ThreadHandle> own(static_cast<ThreadHandle*>(argument));
+    ThreadRecord& record = **own;
+    currentThread = &record;
+    ExitRecorder exit(record);
+    exit.returned(record.start(record.parameter));
+    return nullptr;
+}
+
+int startDetached(ThreadHandle* argument) {
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+    pthread_t thread{};
+    const int error = pthread_create(&thread, &attributes, runThread, argument);
+    pthread_attr_destroy(&attributes);
+    return error;
+}
+
+void sleepInterruptibly(ThreadRecord& record, std::chrono::milliseconds duration) {
+    {
+        std::unique_lock<std::mutex> lock(record.mutex);
+        const auto asked = [&record] { return record.terminationAsked; };
+        if (!record.terminated.wait_until(lock, std::chrono::steady_clock::now() + duration, asked)) return;
+    }
+    pthread_exit(nullptr);
+}
+
+void sleepPlainly(DWORD milliseconds) {
+    timespec left{static_cast<time_t>(milliseconds / 1000),
+                  static_cast<long>(milliseconds % 1000) * 1000000L};
+    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+    }
+}
+
+}  // namespace
+
+extern "C" {
+
+HANDLE CreateThread(void* /*security*/, size_t /*stackSize*/, DWORD (*start)(void*), void* parameter,
+                    DWORD /*flags*/, DWORD* threadId) {
+    auto record = std::make_shared<ThreadRecord>();
+    record->id = nextThreadId();
+    record->start = start;
+    record->parameter = parameter;
+    auto own = std::make_unique<ThreadHandle>(record);
+    const int error = startDetached(own.get());
+    if (error != 0) {
+        lastError = static_cast<DWORD>(error);
+        return nullptr;
+    }
+    own.release();
+    if (threadId) *threadId = record->id;
+    return new ThreadHandle(std::move(record));
+}
+
+BOOL GetExitCodeThread(HANDLE thread, DWORD* exitCode) {
+    if (!thread) return 0;
+    ThreadRecord& record = *fromHandle(thread);
+    const std::lock_guard<std::mutex> lock(record.mutex);
+    *exitCode = record.exitCode;
+    return 1;
+}
+
+BOOL TerminateThread(HANDLE thread, DWORD exitCode) {
+    if (!thread) return 0;
+    ThreadRecord& record = *fromHandle(thread);
+    const std::lock_guard<std::mutex> lock(record.mutex);
+    record.terminationAsked = true;
+    record.terminationCode = exitCode;
+    record.terminated.notify_all();
+    return 1;
+}
+
+BOOL CloseHandle(HANDLE thread) {
+    if (!thread) return 0;
+    delete &fromHandle(thread);
+    return 1;
+}
+
+DWORD GetLastError() {
+    return lastError;
+}
+
+DWORD GetCurrentThreadId() {
+    return currentThread ? currentThread->id : 0;
+}
+
+void InitializeCriticalSection(CRITICAL_SECTION* section) {
+    pthread_mutexattr_t attributes;
+    pthread_mutexattr_init(&attributes);
+    pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+    pthread_mutex_init(section, &attributes);
+    pthread_mutexattr_destroy(&attributes);
+}
+
+void DeleteCriticalSection(CRITICAL_SECTION* section) {
+    pthread_mutex_destroy(section);
+}
+
+void EnterCriticalSection(CRITICAL_SECTION* section) {
+    pthread_mutex_lock(section);
+}
+
+void LeaveCriticalSection(CRITICAL_SECTION* section) {
+    pthread_mutex_unlock(section);
+}
+
+void Sleep(DWORD milliseconds) {
+    if (currentThread)
+        sleepInterruptibly(*currentThread, std::chrono::milliseconds(milliseconds));
+    else
+        sleepPlainly(milliseconds);
+}
+
+unsigned long long GetTickCount64() {
+    timespec now{};
+    clock_gettime(CLOCK_BOOTTIME, &now);
+    return static_cast<unsigned long long>(now.tv_sec) * 1000 +
+           static_cast<unsigned long long>(now.tv_nsec) / 1000000;
+}
+
+long long _time64(long long* time) {
+    const long long now = std::time(nullptr);
+    if (time) *time = now;
+    return now;
+}
+
+}  // extern "C"
+
+// The shared library is linked with -z nodelete, which keeps it mapped from the start.
+void KeepLibraryLoaded() {}
+
+// Static destructors run beside living threads here, so that joining them is both possible and needed.
+bool IsProcessEnding() {
+    return false;
+}

@@ -1,0 +1,108 @@
+#include "fakes/FakeHostReadings.h"
+
+#include <chrono>
+#include <mutex>
+#include <thread>
+
+#include "platform/HostReadings.h"
+
+namespace fakes {
+namespace {
+
+struct Readings {
+    std::mutex mutex;
+    HostReadingsScript script;
+    std::vector<std::string> pinged;
+    std::vector<std::wstring> processes;
+    int systemReadings = 0;
+    int initializations = 0;
+};
+
+Readings& readings() {
+    static Readings* const instance = new Readings;  // outlives every static object
+    return *instance;
+}
+
+template <class Action>
+auto locked(Action action) {
+    const std::lock_guard<std::mutex> lock(readings().mutex);
+    return action(readings());
+}
+
+}  // namespace
+
+void setHostReadings(const HostReadingsScript& script) {
+    locked([&script](Readings& all) { all.script = script; });
+}
+
+std::vector<std::string> pingedHosts() {
+    return locked([](Readings& all) { return all.pinged; });
+}
+
+int systemCpuReadings() {
+    return locked([](Readings& all) { return all.systemReadings; });
+}
+
+int systemCpuInitializations() {
+    return locked([](Readings& all) { return all.initializations; });
+}
+
+std::vector<std::wstring> processCpuReadings() {
+    return locked([](Readings& all) { return all.processes; });
+}
+
+}  // namespace fakes
+
+struct CCPUUseRate::Impl {};
+CCPUUseRate::CCPUUseRate() = default;
+CCPUUseRate::~CCPUUseRate() = default;
+
+int CCPUUseRate::Initialize() {
+    return fakes::locked([](fakes::Readings& all) {
+        ++all.initializations;
+        return 0;
+    });
+}
+
+int CCPUUseRate::GetCPUUseRate() {
+    return fakes::locked([](fakes::Readings& all) {
+        ++all.systemReadings;
+        return all.script.systemCpu;
+    });
+}
+
+struct CProcessCPUUseRate::Impl {};
+CProcessCPUUseRate::CProcessCPUUseRate() = default;
+CProcessCPUUseRate::~CProcessCPUUseRate() = default;
+
+int CProcessCPUUseRate::GetProcessCpuUsage(const std::wstring& processName, bool /*unused*/) {
+    return fakes::locked([&processName](fakes::Readings& all) {
+        all.processes.push_back(processName);
+        return all.script.processCpu;
+    });
+}
+
+unsigned long GetCurrentMemoryInfo(CurrentMemoryInfo* info) {
+    return fakes::locked([info](fakes::Readings& all) {
+        info->totalPhysical = all.script.totalPhysical;
+        info->availablePhysical = all.script.availablePhysical;
+        return all.script.memoryResult;
+    });
+}
+
+CPing* CPing::GetInstance() {
+    static CPing instance;
+    return &instance;
+}
+
+CPing& CPing::operator=(const CPing&) = default;
+
+bool CPing::PingHost(std::string host, int& rttMs) {
+    const auto script = fakes::locked([&host](fakes::Readings& all) {
+        all.pinged.push_back(host);
+        return all.script;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(script.pingTakesMs));
+    if (script.pingAnswers) rttMs = script.rttMs;
+    return script.pingAnswers;
+}

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+// Scripted host readings: take the place of the real ones. Everything may be called from any thread.
+
+namespace fakes {
+
+struct HostReadingsScript {
+    int systemCpu = 0;
+    int processCpu = 0;
+    unsigned long memoryResult = 0;
+    unsigned totalPhysical = 100;
+    unsigned availablePhysical = 50;
+    bool pingAnswers = true;
+    int rttMs = 0;
+    int pingTakesMs = 0;  ///< how long a ping blocks
+};
+
+void setHostReadings(const HostReadingsScript& script);
+std::vector<std::string> pingedHosts();
+int systemCpuReadings();
+int systemCpuInitializations();
+std::vector<std::wstring> processCpuReadings();  ///< the process name of each reading
+
+}  // namespace fakes

@@ -1,0 +1,227 @@
+#include "fakes/FakeMsgCenter.h"
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+
+namespace fakes {
+namespace {
+
+/// What is known of one command on one center; outlives the sender, so that a test can look at it afterwards.
+struct Channel {
+    std::unique_ptr<QoPlayer::MsgSender> sender;
+    QoPlayer::MsgSenderCallback callback = nullptr;
+    void* user = nullptr;
+    int created = 0;
+    int closed = 0;
+    int attempts = 0;
+    bool fails = false;
+    std::vector<SentMessage> sent;
+};
+
+struct Center {
+    std::vector<StartedWith> starts;
+    int stops = 0;
+    bool startFails = false;
+    bool startThrows = false;
+    bool createSenderFails = false;
+    std::map<int, Channel> channels;
+};
+
+struct World {
+    std::mutex mutex;
+    std::map<int, Center> centers;
+    int made = 0;
+    int destroyed = 0;
+    SdkLogSink sink = nullptr;
+};
+
+World& world() {
+    static World* const instance = new World;  // outlives every static object
+    return *instance;
+}
+
+StartedWith copyOf(const QoPlayer::MsgCenterConfig& config) {
+    StartedWith copy;
+    copy.addrsWasNull = config.addrs == nullptr;
+    if (config.addrs) copy.addrs.assign(config.addrs, config.addrs + config.addrCount);
+    copy.intValue1 = config.intValue1;
+    copy.intValue2 = config.intValue2;
+    copy.int64Value1 = config.int64Value1;
+    copy.int64Value2 = config.int64Value2;
+    copy.textValue1 = config.textValue1;
+    copy.textValue2 = config.textValue2;
+    copy.accessToken = config.accessToken;
+    copy.expireTime = config.expireTime;
+    return copy;
+}
+
+template <class Action>
+auto withCenter(int index, Action action) {
+    const std::lock_guard<std::mutex> lock(world().mutex);
+    return action(world().centers[index]);
+}
+
+template <class Action>
+auto withChannel(int index, int cmd, Action action) {
+    return withCenter(index, [&](Center& center) { return action(center.channels[cmd]); });
+}
+
+}  // namespace
+
+int FakeMsgCenter::centersMade() {
+    const std::lock_guard<std::mutex> lock(world().mutex);
+    return world().made;
+}
+
+int FakeMsgCenter::centersDestroyed() {
+    const std::lock_guard<std::mutex> lock(world().mutex);
+    return world().destroyed;
+}
+
+std::vector<StartedWith> FakeMsgCenter::starts() const {
+    return withCenter(m_index, [](Center& center) { return center.starts; });
+}
+
+int FakeMsgCenter::stops() const {
+    return withCenter(m_index, [](Center& center) { return center.stops; });
+}
+
+void FakeMsgCenter::startFails(bool fails) {
+    withCenter(m_index, [fails](Center& center) { center.startFails = fails; });
+}
+
+void FakeMsgCenter::startThrows(bool throws) {
+    withCenter(m_index, [throws](Center& center) { center.startThrows = throws; });
+}
+
+void FakeMsgCenter::createSenderFails(bool fails) {
+    withCenter(m_index, [fails](Center& center) { center.createSenderFails = fails; });
+}
+
+bool FakeMsgCenter::hasSender(int cmd) const {
+    return withChannel(m_index, cmd, [](Channel& channel) { return channel.sender != nullptr; });
+}
+
+int FakeMsgCenter::sendersCreated(int cmd) const {
+    return withChannel(m_index, cmd, [](Channel& channel) { return channel.created; });
+}
+
+int FakeMsgCenter::sendersClosed(int cmd) const {
+    return withChannel(m_index, cmd, [](Channel& channel) { return channel.closed; });
+}
+
+void FakeMsgCenter::sendFails(int cmd, bool fails) {
+    withChannel(m_index, cmd, [fails](Channel& channel) { channel.fails = fails; });
+}
+
+std::vector<SentMessage> FakeMsgCenter::sent(int cmd) const {
+    return withChannel(m_index, cmd, [](Channel& channel) { return channel.sent; });
+}
+
+int FakeMsgCenter::sendAttempts(int cmd) const {
+    return withChannel(m_index, cmd, [](Channel& channel) { return channel.attempts; });
+}
+
+void FakeMsgCenter::forgetSent(int cmd) {
+    withChannel(m_index, cmd, [](Channel& channel) { channel.sent.clear(); });
+}
+
+bool FakeMsgCenter::callback(int cmd, int msgType, int code, const std::string& data) const {
+    const auto target = withChannel(m_index, cmd, [](Channel& channel) {
+        return channel.sender ? std::pair(channel.callback, channel.user)
+                              : std::pair(QoPlayer::MsgSenderCallback{}, static_cast<void*>(nullptr));
+    });
+    if (!target.first) return false;
+    target.first(target.second, msgType, code, reinterpret_cast<const unsigned char*>(data.data()),
+                 data.size());
+    return true;
+}
+
+SdkLogSink sdkLogSink() {
+    const std::lock_guard<std::mutex> lock(world().mutex);
+    return world().sink;
+}
+
+}  // namespace fakes
+
+namespace QoPlayer {
+
+struct MsgSender::Impl {
+    int center;
+    int cmd;
+};
+
+MsgSender::MsgSender(std::unique_ptr<Impl> impl) : m_impl(std::move(impl)) {}
+MsgSender::~MsgSender() = default;
+
+bool MsgSender::send(const std::uint8_t* data, std::size_t len, const std::uint8_t* head, int headLen) {
+    return fakes::withChannel(m_impl->center, m_impl->cmd, [&](fakes::Channel& channel) {
+        ++channel.attempts;
+        if (channel.fails) return false;
+        fakes::SentMessage message;
+        message.body.assign(reinterpret_cast<const char*>(data), len);
+        message.hasHead = head != nullptr;
+        if (head) message.head.assign(reinterpret_cast<const char*>(head), static_cast<std::size_t>(headLen));
+        channel.sent.push_back(std::move(message));
+        return true;
+    });
+}
+
+struct MsgCenter::Impl {
+    int index;
+};
+
+MsgCenter::MsgCenter() {
+    const std::lock_guard<std::mutex> lock(fakes::world().mutex);
+    m_impl.reset(new Impl{fakes::world().made++});
+}
+
+MsgCenter::~MsgCenter() {
+    fakes::withCenter(m_impl->index, [](fakes::Center& center) {
+        for (auto& [cmd, channel] : center.channels)
+            channel.sender.reset();
+        ++fakes::world().destroyed;
+    });
+}
+
+bool MsgCenter::start(const MsgCenterConfig& config) {
+    return fakes::withCenter(m_impl->index, [&config](fakes::Center& center) {
+        center.starts.push_back(fakes::copyOf(config));
+        if (center.startThrows) throw std::runtime_error("scripted failure");
+        return !center.startFails;
+    });
+}
+
+void MsgCenter::stop() {
+    fakes::withCenter(m_impl->index, [](fakes::Center& center) { ++center.stops; });
+}
+
+MsgSender* MsgCenter::createSender(int cmd, MsgSenderCallback cb, void* user) {
+    return fakes::withCenter(m_impl->index, [&](fakes::Center& center) -> MsgSender* {
+        fakes::Channel& channel = center.channels[cmd];
+        ++channel.created;
+        if (center.createSenderFails || channel.sender) return nullptr;
+        channel.sender = std::make_unique<MsgSender>(
+            std::make_unique<MsgSender::Impl>(MsgSender::Impl{m_impl->index, cmd}));
+        channel.callback = cb;
+        channel.user = user;
+        return channel.sender.get();
+    });
+}
+
+void MsgCenter::closeSender(int cmd) {
+    fakes::withChannel(m_impl->index, cmd, [](fakes::Channel& channel) {
+        ++channel.closed;
+        channel.sender.reset();
+        channel.callback = nullptr;
+    });
+}
+
+void SetLogPtr(void (*sink)(int level, const char* text1, const char* text2)) {
+    const std::lock_guard<std::mutex> lock(fakes::world().mutex);
+    fakes::world().sink = sink;
+}
+
+}  // namespace QoPlayer

@@ -1,0 +1,88 @@
+#include "platform/Kernel.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+
+#include "fakes/FailingKernel.h"
+
+namespace {
+
+using std::chrono::steady_clock;
+
+DWORD WINAPI returnSeven(void* /*parameter*/) {
+    return 7;
+}
+
+DWORD WINAPI sleepForAMinute(void* parameter) {
+    *static_cast<std::atomic<bool>*>(parameter) = true;
+    Sleep(60'000);
+    return 0;
+}
+
+DWORD exitCodeOnceEnded(HANDLE thread) {
+    DWORD code = STILL_ACTIVE;
+    while (GetExitCodeThread(thread, &code) && code == STILL_ACTIVE)
+        Sleep(1);
+    return code;
+}
+
+TEST(Kernel, AThreadThatReturnedHasItsResultAsExitCode) {
+    const HANDLE thread = CreateThread(nullptr, 0, returnSeven, nullptr, 0, nullptr);
+    ASSERT_NE(thread, nullptr);
+    EXPECT_EQ(exitCodeOnceEnded(thread), 7u);
+    EXPECT_TRUE(CloseHandle(thread));
+}
+
+TEST(Kernel, ASleepingThreadIsTerminatedAtOnce) {
+    std::atomic<bool> asleep{false};
+    const HANDLE thread = CreateThread(nullptr, 0, sleepForAMinute, &asleep, 0, nullptr);
+    ASSERT_NE(thread, nullptr);
+    while (!asleep)
+        Sleep(1);
+    const auto before = steady_clock::now();
+    EXPECT_TRUE(TerminateThread(thread, 1));
+    EXPECT_EQ(exitCodeOnceEnded(thread), 1u);
+    EXPECT_LT(steady_clock::now() - before, std::chrono::seconds(10));
+    CloseHandle(thread);
+}
+
+TEST(Kernel, EachThreadHasAnIdentifierOfItsOwn) {
+    DWORD first = 0;
+    DWORD second = 0;
+    const HANDLE one = CreateThread(nullptr, 0, returnSeven, nullptr, 0, &first);
+    const HANDLE two = CreateThread(nullptr, 0, returnSeven, nullptr, 0, &second);
+    EXPECT_NE(first, 0u);
+    EXPECT_NE(first, second);
+    exitCodeOnceEnded(one);
+    exitCodeOnceEnded(two);
+    CloseHandle(one);
+    CloseHandle(two);
+}
+
+TEST(Kernel, AFailedThreadCreationLeavesItsReason) {
+    fakes::failThreadCreations(1);
+    EXPECT_EQ(CreateThread(nullptr, 0, returnSeven, nullptr, 0, nullptr), nullptr);
+    EXPECT_EQ(GetLastError(), 8u);
+}
+
+TEST(Kernel, ACriticalSectionCanBeTakenAgainByItsHolder) {
+    CRITICAL_SECTION section;
+    InitializeCriticalSection(&section);
+    EnterCriticalSection(&section);
+    EnterCriticalSection(&section);
+    LeaveCriticalSection(&section);
+    LeaveCriticalSection(&section);
+    DeleteCriticalSection(&section);
+}
+
+TEST(Kernel, TheTickCountAdvancesInMilliseconds) {
+    const auto before = GetTickCount64();
+    Sleep(20);
+    const auto passed = GetTickCount64() - before;
+    EXPECT_GE(passed, 15u);
+    EXPECT_LT(passed, 10'000u);
+}
+
+}  // namespace

@@ -1,0 +1,76 @@
+#include "platform/Log.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "fakes/CapturingLog.h"
+#include "platform/common/LogLine.h"
+
+namespace {
+
+TEST(Log, HandsTheFormattedLineAndItsLevelToTheSink) {
+    const fakes::CapturingLog log;
+    Log(LogLevel::Error, "port %d of %s", 80, "host");
+    ASSERT_EQ(log.lines().size(), 1u);
+    EXPECT_EQ(log.lines()[0].level, 4);
+    EXPECT_EQ(log.lines()[0].text, "port 80 of host");
+}
+
+TEST(Log, KeepsALineLongerThanTheUsualOneWhole) {
+    const fakes::CapturingLog log;
+    const std::string text(5000, 'x');
+    Log(LogLevel::Info, "%s", text.c_str());
+    EXPECT_EQ(log.texts().at(0), text);
+}
+
+TEST(Log, CutsALineAtSixtyFourKibibytesAndSaysSo) {
+    const fakes::CapturingLog log;
+    Log(LogLevel::Info, "%s", std::string(10'000'000, 'x').c_str());
+    const std::string line = log.texts().at(0);
+    EXPECT_EQ(line.size(), 64u * 1024 - 1);
+    EXPECT_EQ(line.substr(line.size() - 7), "x [cut]");
+}
+
+TEST(Log, TheDefaultLineEscapesControlCharactersSoThatItStaysOneLine) {
+    std::tm when{};
+    when.tm_year = 126;
+    when.tm_mday = 31;
+    when.tm_hour = 12;
+    EXPECT_EQ(FormatLogLine(when, 7, 2, "a\nb\x1b[0m\x7f"),
+              "2026-01-31 12:00:00.007 2 a\\x0ab\\x1b[0m\\x7f\n");
+}
+
+TEST(Log, NoThreadIsInsideASinkThatHasBeenReplaced) {
+    struct Counter {
+        std::atomic<int> inside{0};
+        static void receive(void* user, int, const char*) {
+            auto& inside = static_cast<Counter*>(user)->inside;
+            ++inside;
+            std::this_thread::yield();
+            --inside;
+        }
+    };
+    std::atomic<bool> run{true};
+    std::vector<std::thread> loggers;
+    for (int i = 0; i < 3; ++i)
+        loggers.emplace_back([&run] {
+            while (run)
+                Log(LogLevel::Info, "line");
+        });
+    const auto ignore = [](void*, int, const char*) {};
+    for (int i = 0; i < 500; ++i) {
+        Counter counter;
+        SetLogSink(&Counter::receive, &counter);
+        SetLogSink(ignore, nullptr);
+        EXPECT_EQ(counter.inside, 0);
+    }
+    run = false;
+    for (auto& logger : loggers)
+        logger.join();
+}
+
+}  // namespace
