@@ -14,7 +14,7 @@
 namespace {
 
 constexpr std::size_t kUsualLine = 1024;
-constexpr std::size_t kLongestLine = 64 * 1024;
+constexpr std::size_t kLongestLine = std::size_t{64} * 1024;
 
 struct Registration {
     LogSink sink;

@@ -106,13 +106,12 @@ HANDLE CreateThread(void* /*security*/, size_t /*stackSize*/, DWORD (*start)(voi
     record->id = nextThreadId();
     record->start = start;
     record->parameter = parameter;
-    auto own = std::make_unique<ThreadHandle>(record);
-    const int error = startDetached(own.get());
-    if (error != 0) {
+    auto* const own = new ThreadHandle(record);
+    if (const int error = startDetached(own); error != 0) {
+        delete own;
         lastError = static_cast<DWORD>(error);
         return nullptr;
     }
-    own.release();
     if (threadId) *threadId = record->id;
     return new ThreadHandle(std::move(record));
 }
