@@ -1,0 +1,171 @@
+#include "message_center/CMsgCenterFactory.h"
+
+#include <cstdlib>
+#include <utility>
+#include <vector>
+
+#include "platform/JsonText.h"
+#include "platform/Log.h"
+#include "platform/MsgCenter.h"
+
+namespace Bas {
+namespace {
+
+constexpr int kNotStarted = 0;
+constexpr int kStarted = 1;
+constexpr int kAlreadyStarted = 2;
+
+struct AddrLists {
+    Json::Value main;
+    Json::Value backup;
+};
+
+void OnSdkLog(int /*level*/, const char* /*text1*/, const char* text2) {
+    Log(LogLevel::Info, "[msgcenter] sdklog: %s", text2 ? text2 : "");
+}
+
+bool ReadLists(const Json::Value& root, AddrLists& lists) {
+    if (!root.isMember("gatewayDns")) return false;
+    const Json::Value& gateway = root["gatewayDns"];
+    if (!gateway.isObject()) return false;
+    lists.main = gateway["main"];
+    lists.backup = gateway["backup"];
+    return lists.main.isArray() && lists.backup.isArray();
+}
+
+std::vector<QoPlayer::MsgCenterAddr> ParseAddrList(const Json::Value& list) {
+    std::vector<QoPlayer::MsgCenterAddr> result;
+    for (const Json::Value& element : list) {
+        const std::string text = element.asString();
+        const auto colon = text.find(':');
+        if (colon == std::string::npos) {
+            Log(LogLevel::Error, "[srvTalk] ipaddr error:%s", text.c_str());
+            continue;
+        }
+        QoPlayer::MsgCenterAddr address;
+        address.ip = text.substr(0, colon);
+        address.port = static_cast<std::int32_t>(std::atoll(text.c_str() + colon + 1));
+        result.push_back(std::move(address));
+    }
+    return result;
+}
+
+/// Gives `config` the addresses of `list`; an empty list leaves it with those that it has.
+void SetAddrs(QoPlayer::MsgCenterConfig& config, const Json::Value& list) {
+    std::vector<QoPlayer::MsgCenterAddr> parsed = ParseAddrList(list);
+    if (parsed.empty()) return;
+    auto* const addrs = new QoPlayer::MsgCenterAddr[parsed.size()];
+    for (std::size_t i = 0; i < parsed.size(); ++i)
+        addrs[i] = std::move(parsed[i]);
+    delete[] std::exchange(config.addrs, addrs);
+    config.addrCount = static_cast<std::uint32_t>(parsed.size());
+}
+
+void SetBase(QoPlayer::MsgCenterConfig& config, const HeartBaseConfig& base) {
+    config.intValue1 = base.intValue1;
+    config.intValue2 = base.intValue2;
+    config.int64Value1 = base.int64Value1;
+    config.int64Value2 = base.int64Value2;
+    config.textValue1 = base.textValue1;
+    config.textValue2 = base.textValue2;
+}
+
+}  // namespace
+
+CMsgCenterFactory* CMsgCenterFactory::Inst() {
+    static CMsgCenterFactory instance;
+    return &instance;
+}
+
+CMsgCenterFactory::CMsgCenterFactory() {
+    QoPlayer::SetLogPtr(&OnSdkLog);
+    m_mainCenter.reset(new QoPlayer::MsgCenter());
+    m_backupCenter.reset(new QoPlayer::MsgCenter());
+}
+
+CMsgCenterFactory::CMsgCenterFactory(const CMsgCenterFactory& other)
+    : m_mainCenter(other.m_mainCenter),
+      m_backupCenter(other.m_backupCenter),
+      m_bBackupStarted(other.m_bBackupStarted.load()),
+      m_bMainStarted(other.m_bMainStarted.load()) {}
+
+CMsgCenterFactory& CMsgCenterFactory::operator=(const CMsgCenterFactory& other) {
+    m_mainCenter = other.m_mainCenter;
+    m_backupCenter = other.m_backupCenter;
+    m_bBackupStarted.exchange(other.m_bBackupStarted);
+    m_bMainStarted.exchange(other.m_bMainStarted);
+    return *this;
+}
+
+CMsgCenterFactory::~CMsgCenterFactory() {
+    m_mainCenter.reset();
+    m_bMainStarted.exchange(false);
+    m_backupCenter.reset();
+    m_bBackupStarted.exchange(false);
+}
+
+int CMsgCenterFactory::Start(const std::string& config, const HeartBaseConfig& base) {
+    Log(LogLevel::Info, "[LiveState] CMsgCenterFactory::Start 1");
+    if (m_bMainStarted) return kAlreadyStarted;
+    try {
+        return StartCenters(config, base) ? kStarted : kNotStarted;
+    } catch (...) {
+        return kNotStarted;
+    }
+}
+
+bool CMsgCenterFactory::StartCenters(const std::string& text, const HeartBaseConfig& base) {
+    Json::Value parsed;
+    if (text.empty() || !ParseJson(text, parsed)) return false;
+    const Json::Value& root = parsed;
+    AddrLists lists;
+    if (!ReadLists(root, lists)) return false;
+    QoPlayer::MsgCenterConfig config;
+    SetAddrs(config, lists.main);
+    SetBase(config, base);
+    config.accessToken = root["accessToken"].asString();
+    config.expireTime = root["expireTime"].asInt64();
+    if (!StartMain(config)) return false;
+    SetAddrs(config, lists.backup);
+    StartBackup(config);
+    return true;
+}
+
+bool CMsgCenterFactory::StartMain(const QoPlayer::MsgCenterConfig& config) {
+    m_bMainStarted.exchange(false);
+    if (!m_mainCenter->start(config)) return false;
+    m_bMainStarted.exchange(true);
+    return true;
+}
+
+void CMsgCenterFactory::StartBackup(const QoPlayer::MsgCenterConfig& config) {
+    m_bBackupStarted.exchange(false);
+    if (m_backupCenter->start(config)) m_bBackupStarted.exchange(true);
+}
+
+void CMsgCenterFactory::Stop() {
+    Log(LogLevel::Info, "[LiveState] CMsgCenterFactory::Stop start");
+    if (m_mainCenter) {
+        m_mainCenter->stop();
+        m_bMainStarted.exchange(false);
+    }
+    if (m_backupCenter) {
+        m_backupCenter->stop();
+        m_bBackupStarted.exchange(false);
+    }
+    Log(LogLevel::Info, "[LiveState] CMsgCenterFactory::Stop finish");
+}
+
+QoPlayer::MsgCenter* CMsgCenterFactory::GetFactoryObj(bool main) {
+    return main ? m_mainCenter.get() : m_backupCenter.get();
+}
+
+bool CMsgCenterFactory::IsHaveBKCenter() {
+    return m_bBackupStarted;
+}
+
+bool CMsgCenterFactory::IsMainCenterStartOK() {
+    return m_bMainStarted;
+}
+
+}  // namespace Bas

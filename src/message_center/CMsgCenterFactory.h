@@ -1,0 +1,109 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <string>
+
+#include "message_center/HeartBaseConfig.h"
+#include "platform/Export.h"
+
+class MsgSenderStatus;
+
+namespace data_report {
+class DataReportManager;
+}
+
+namespace QoPlayer {
+class MsgCenter;
+struct MsgCenterConfig;
+}  // namespace QoPlayer
+
+namespace Bas {
+
+/// Owns the two message centers of the process: the main one, and the backup one that carries a second copy
+/// of the heartbeat.
+///
+///     Bas::HeartBaseConfig base;
+///     base.textValue1 = "studio-7";
+///     const int result = Bas::CMsgCenterFactory::Inst()->Start(
+///         R"({"gatewayDns":{"main":["a.example:8883","b.example:8883"],"backup":["c.example:8883"]},
+///             "accessToken":"...","expireTime":1900000000})",
+///         base);
+///     if (result == 0) return false;  // not usable, nothing runs
+///     // ... LiveHeartReportManager and DataReportManager open their senders on the centers ...
+///     Bas::CMsgCenterFactory::Inst()->Stop();
+///
+/// Threads: one thread at a time calls Start and Stop; everything else may be called from any thread at any
+/// time. Nothing here waits for the network but Stop, which closes connections and takes up to 1 s for each
+/// center.
+class CMsgCenterFactory {
+public:
+    /// The one instance, made at the first call; never null, lives until the library is unloaded.
+    QOLIVE_API static CMsgCenterFactory* Inst();
+
+    /// A copy shares the two centers with its original; its started flags are its own.
+    QOLIVE_API CMsgCenterFactory(const CMsgCenterFactory& other);
+    QOLIVE_API CMsgCenterFactory& operator=(const CMsgCenterFactory& other);
+
+    /// Releases the centers without stopping them first; each ends its connections as the last user lets it
+    /// go.
+    QOLIVE_API ~CMsgCenterFactory();
+
+    /// Configures both centers and starts them; they connect in the background.
+    ///
+    /// `config` is a JSON object; keys that are not named here are ignored:
+    ///
+    /// | key                 | type             |          | |
+    /// |---------------------|------------------|----------|-----------------------------------------------------|
+    /// | "gatewayDns"        | object           | required | holds the two lists | | "gatewayDns.main"   |
+    /// array of strings | required | "host:port" of the main servers, tried in order     | |
+    /// "gatewayDns.backup" | array of strings | required | the same of the backup servers | | "accessToken"
+    /// | string           |          | secret that opens the connection; never logged      | | "expireTime"
+    /// | integer          |          | when it expires, s since 1970-01-01 UTC; 0 = never  |
+    ///
+    /// An address is split at its first colon; one without a colon is logged at level 4 and skipped. When no
+    /// usable backup address is given, the backup center connects to the main servers. An empty main list is
+    /// handed to the main center as it is, and the center's refusal is then the result.
+    ///
+    /// Returns 1 when the main center was started (IsHaveBKCenter tells about the backup), 2 when it was
+    /// running already and nothing was changed, whatever `config` says, 0 when nothing was started: `config`
+    /// is empty, not JSON, lacks a required key or has one of a wrong type, or the center refused. Raises
+    /// nothing. If something fails only after the main center has started (a backup address that is no text,
+    /// memory), the result is 0 too but IsMainCenterStartOK is true, and Stop is due before another Start.
+    ///
+    /// Does not block.
+    QOLIVE_API int Start(const std::string& config, const HeartBaseConfig& base);
+
+    /// Stops both centers, started or not. Senders that are open stay open, and come alive again with the
+    /// next Start. Blocks for up to 1 s for each center.
+    QOLIVE_API void Stop();
+
+    /// The main or the backup center, started or not: the same two from the first call on, never null. They
+    /// belong to the factory.
+    QOLIVE_API QoPlayer::MsgCenter* GetFactoryObj(bool main);
+
+    /// Whether the backup center's last start succeeded and it has not been stopped since.
+    QOLIVE_API bool IsHaveBKCenter();
+
+    /// The same of the main center. "Started" does not mean connected.
+    QOLIVE_API bool IsMainCenterStartOK();
+
+protected:
+    QOLIVE_API CMsgCenterFactory();
+
+private:
+    // They keep the center that their sender lives on alive beyond the factory at process exit.
+    friend class ::MsgSenderStatus;
+    friend class data_report::DataReportManager;
+
+    bool StartCenters(const std::string& config, const HeartBaseConfig& base);
+    bool StartMain(const QoPlayer::MsgCenterConfig& config);
+    void StartBackup(const QoPlayer::MsgCenterConfig& config);
+
+    std::shared_ptr<QoPlayer::MsgCenter> m_mainCenter;
+    std::shared_ptr<QoPlayer::MsgCenter> m_backupCenter;
+    std::atomic<bool> m_bBackupStarted{false};
+    std::atomic<bool> m_bMainStarted{false};
+};
+
+}  // namespace Bas

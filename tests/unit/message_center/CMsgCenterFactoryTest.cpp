@@ -1,0 +1,366 @@
+#include "message_center/CMsgCenterFactory.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "fakes/CapturingLog.h"
+#include "fakes/FakeMsgCenter.h"
+
+namespace {
+
+using Bas::CMsgCenterFactory;
+using Bas::HeartBaseConfig;
+using fakes::CapturingLog;
+using fakes::FakeMsgCenter;
+using fakes::StartedWith;
+
+constexpr const char* kEntryLine = "[LiveState] CMsgCenterFactory::Start 1";
+
+std::string gateway(const std::string& main, const std::string& backup, const std::string& rest = "") {
+    return R"({"gatewayDns":{"main":)" + main + R"(,"backup":)" + backup + "}" + rest + "}";
+}
+
+const std::string& usable() {
+    static const std::string text = gateway(R"(["m1:1","m2:2"])", R"(["b1:3"])");
+    return text;
+}
+
+struct Factory : testing::Test {
+    int start(const std::string& config, const HeartBaseConfig& base = {}) {
+        return factory().Start(config, base);
+    }
+    CMsgCenterFactory& factory() { return *CMsgCenterFactory::Inst(); }
+    StartedWith lastStart(FakeMsgCenter center) { return center.starts().back(); }
+
+    void expectNothingStarted(const std::string& config) {
+        EXPECT_EQ(start(config), 0) << config;
+        EXPECT_TRUE(FakeMsgCenter::main().starts().empty()) << config;
+        EXPECT_TRUE(FakeMsgCenter::backup().starts().empty()) << config;
+        EXPECT_FALSE(factory().IsMainCenterStartOK());
+        EXPECT_FALSE(factory().IsHaveBKCenter());
+    }
+};
+
+TEST_F(Factory, MakesBothCentersAndInstallsTheLogSinkOnFirstUse) {
+    EXPECT_EQ(FakeMsgCenter::centersMade(), 0);
+    EXPECT_EQ(fakes::sdkLogSink(), nullptr);
+    CMsgCenterFactory& first = factory();
+    EXPECT_EQ(FakeMsgCenter::centersMade(), 2);
+    EXPECT_NE(fakes::sdkLogSink(), nullptr);
+    EXPECT_EQ(&factory(), &first);
+    EXPECT_NE(first.GetFactoryObj(true), nullptr);
+    EXPECT_NE(first.GetFactoryObj(false), nullptr);
+    EXPECT_NE(first.GetFactoryObj(true), first.GetFactoryObj(false));
+    EXPECT_FALSE(first.IsHaveBKCenter());
+    EXPECT_FALSE(first.IsMainCenterStartOK());
+    EXPECT_EQ(FakeMsgCenter::centersMade(), 2);
+}
+
+TEST_F(Factory, StartStartsBothCentersOnTheirOwnLists) {
+    EXPECT_EQ(start(usable()), 1);
+    EXPECT_TRUE(factory().IsMainCenterStartOK());
+    EXPECT_TRUE(factory().IsHaveBKCenter());
+    const StartedWith main = lastStart(FakeMsgCenter::main());
+    ASSERT_EQ(main.addrs.size(), 2u);
+    EXPECT_EQ(main.addrs[0].ip, "m1");
+    EXPECT_EQ(main.addrs[0].port, 1);
+    EXPECT_EQ(main.addrs[0].reserved, 0);
+    EXPECT_EQ(main.addrs[1].ip, "m2");
+    EXPECT_EQ(main.addrs[1].port, 2);
+    const StartedWith backup = lastStart(FakeMsgCenter::backup());
+    ASSERT_EQ(backup.addrs.size(), 1u);
+    EXPECT_EQ(backup.addrs[0].ip, "b1");
+    EXPECT_EQ(backup.addrs[0].port, 3);
+}
+
+TEST_F(Factory, BothCentersGetTheSixValuesTheTokenAndItsExpiry) {
+    HeartBaseConfig base;
+    base.intValue1 = -1;
+    base.intValue2 = INT32_MAX;
+    base.int64Value1 = INT64_MIN;
+    base.int64Value2 = INT64_MAX;
+    base.textValue1 = std::string("t\0x", 3);
+    base.textValue2 = "\xff";
+    const std::string rest = R"(,"accessToken":"secret","expireTime":9007199254740993,"other":[1])";
+    EXPECT_EQ(start(gateway(R"(["m:1"])", "[]", rest), base), 1);
+    for (const FakeMsgCenter center : {FakeMsgCenter::main(), FakeMsgCenter::backup()}) {
+        const StartedWith with = lastStart(center);
+        EXPECT_EQ(with.intValue1, base.intValue1);
+        EXPECT_EQ(with.intValue2, base.intValue2);
+        EXPECT_EQ(with.int64Value1, base.int64Value1);
+        EXPECT_EQ(with.int64Value2, base.int64Value2);
+        EXPECT_EQ(with.textValue1, base.textValue1);
+        EXPECT_EQ(with.textValue2, base.textValue2);
+        EXPECT_EQ(with.accessToken, "secret");
+        EXPECT_EQ(with.expireTime, 9007199254740993);
+    }
+}
+
+TEST_F(Factory, AMissingTokenIsEmptyAndAMissingExpiryIsZero) {
+    EXPECT_EQ(start(usable()), 1);
+    EXPECT_EQ(lastStart(FakeMsgCenter::main()).accessToken, "");
+    EXPECT_EQ(lastStart(FakeMsgCenter::main()).expireTime, 0);
+}
+
+TEST_F(Factory, TokenAndExpiryInsideGatewayDnsAreIgnored) {
+    EXPECT_EQ(start(R"({"gatewayDns":{"main":["m:1"],"backup":[],"accessToken":"x","expireTime":5}})"), 1);
+    EXPECT_EQ(lastStart(FakeMsgCenter::main()).accessToken, "");
+    EXPECT_EQ(lastStart(FakeMsgCenter::main()).expireTime, 0);
+}
+
+TEST_F(Factory, ASecondStartReturnsTwoLogsOnlyTheEntryLineAndChangesNothing) {
+    ASSERT_EQ(start(usable()), 1);
+    const CapturingLog log;
+    EXPECT_EQ(start(gateway(R"(["other:9","malformed"])", "[]")), 2);
+    EXPECT_EQ(log.texts(), std::vector<std::string>{kEntryLine});
+    EXPECT_EQ(FakeMsgCenter::main().starts().size(), 1u);
+    EXPECT_EQ(FakeMsgCenter::backup().starts().size(), 1u);
+    EXPECT_TRUE(factory().IsHaveBKCenter());
+}
+
+TEST_F(Factory, AnEmptyTextIsRefusedUnlessTheMainCenterRuns) {
+    expectNothingStarted("");
+    ASSERT_EQ(start(usable()), 1);
+    EXPECT_EQ(start(""), 2);
+}
+
+TEST_F(Factory, TheEntryLineIsLoggedAtLevelTwoBeforeAnyCheck) {
+    const CapturingLog log;
+    start("");
+    ASSERT_EQ(log.lines().size(), 1u);
+    EXPECT_EQ(log.lines()[0].level, 2);
+    EXPECT_EQ(log.lines()[0].text, kEntryLine);
+}
+
+TEST_F(Factory, TextThatIsNotAConfigurationStartsNothing) {
+    const std::string deep(10000, '[');
+    for (const std::string& text : {std::string("{"),
+                                    std::string("no json"),
+                                    std::string("null"),
+                                    std::string("7"),
+                                    std::string("\"text\""),
+                                    std::string("[]"),
+                                    std::string("{}"),
+                                    std::string("\0", 1),
+                                    std::string("\xff\xfe"),
+                                    std::string(R"({"gatewayDns":null})"),
+                                    std::string(R"({"gatewayDns":[]})"),
+                                    std::string(R"({"gatewayDns":"m:1"})"),
+                                    std::string(R"({"gatewayDns":{}})"),
+                                    std::string(R"({"gatewayDns":{"main":["m:1"]}})"),
+                                    std::string(R"({"gatewayDns":{"backup":[]}})"),
+                                    gateway("{}", "[]"),
+                                    gateway("null", "[]"),
+                                    gateway(R"(["m:1"])", "null"),
+                                    deep,
+                                    R"({"gatewayDns":)" + deep,
+                                    std::string(10 * 1024 * 1024, ' ')})
+        expectNothingStarted(text);
+}
+
+TEST_F(Factory, AMainListGivenAsAStringStartsNothing) {
+    expectNothingStarted(gateway(R"("m:1")", "[]"));
+}
+
+TEST_F(Factory, ABackupListGivenAsAStringStartsNothing) {
+    expectNothingStarted(gateway(R"(["m:1"])", R"("b:1")"));
+}
+
+TEST_F(Factory, AnElementThatCannotBeTextStartsNothing) {
+    expectNothingStarted(gateway(R"(["m:1",{}])", "[]"));
+    expectNothingStarted(gateway(R"([["m:1"]])", "[]"));
+}
+
+TEST_F(Factory, ATokenOrExpiryOfAWrongTypeStartsNothing) {
+    expectNothingStarted(gateway(R"(["m:1"])", "[]", R"(,"accessToken":{})"));
+    expectNothingStarted(gateway(R"(["m:1"])", "[]", R"(,"accessToken":[1])"));
+    expectNothingStarted(gateway(R"(["m:1"])", "[]", R"(,"expireTime":"soon")"));
+    expectNothingStarted(gateway(R"(["m:1"])", "[]", R"(,"expireTime":1e300)"));
+}
+
+TEST_F(Factory, AnEmptyMainListIsStillHandedToTheMainCenter) {
+    FakeMsgCenter::main().startFails();
+    EXPECT_EQ(start(gateway("[]", R"(["b:1"])")), 0);
+    ASSERT_EQ(FakeMsgCenter::main().starts().size(), 1u);
+    EXPECT_TRUE(lastStart(FakeMsgCenter::main()).addrsWasNull);
+    EXPECT_TRUE(FakeMsgCenter::backup().starts().empty());
+
+    FakeMsgCenter::main().startFails(false);
+    EXPECT_EQ(start(gateway("[]", R"(["b:1"])")), 1);
+    EXPECT_TRUE(lastStart(FakeMsgCenter::main()).addrsWasNull);
+    ASSERT_EQ(lastStart(FakeMsgCenter::backup()).addrs.size(), 1u);
+}
+
+TEST_F(Factory, AnEmptyBackupListStartsTheBackupCenterOnTheMainServers) {
+    EXPECT_EQ(start(gateway(R"(["m1:1","m2:2"])", "[]")), 1);
+    const StartedWith backup = lastStart(FakeMsgCenter::backup());
+    ASSERT_EQ(backup.addrs.size(), 2u);
+    EXPECT_EQ(backup.addrs[0].ip, "m1");
+    EXPECT_EQ(backup.addrs[1].ip, "m2");
+}
+
+TEST_F(Factory, ABackupListOfMalformedEntriesStartsTheBackupCenterOnTheMainServers) {
+    const CapturingLog log;
+    EXPECT_EQ(start(gateway(R"(["m1:1"])", R"(["b1","",7,null,true])")), 1);
+    EXPECT_EQ(log.countContaining("[srvTalk] ipaddr error:"), 5);
+    ASSERT_EQ(lastStart(FakeMsgCenter::backup()).addrs.size(), 1u);
+    EXPECT_EQ(lastStart(FakeMsgCenter::backup()).addrs[0].ip, "m1");
+}
+
+TEST_F(Factory, AnEntryWithoutAColonIsSkippedAndLoggedAtLevelFour) {
+    const CapturingLog log;
+    EXPECT_EQ(start(gateway(R"(["m1:1","broken","m2:2"])", "[]")), 1);
+    ASSERT_EQ(log.lines().size(), 2u);
+    EXPECT_EQ(log.lines()[1].level, 4);
+    EXPECT_EQ(log.lines()[1].text, "[srvTalk] ipaddr error:broken");
+    const StartedWith main = lastStart(FakeMsgCenter::main());
+    ASSERT_EQ(main.addrs.size(), 2u);
+    EXPECT_EQ(main.addrs[0].ip, "m1");
+    EXPECT_EQ(main.addrs[1].ip, "m2");
+}
+
+TEST_F(Factory, AnEntryOfAColonAndAPortHasAnEmptyHost) {
+    EXPECT_EQ(start(gateway(R"([":80"])", "[]")), 1);
+    const auto addr = lastStart(FakeMsgCenter::main()).addrs.at(0);
+    EXPECT_EQ(addr.ip, "");
+    EXPECT_EQ(addr.port, 80);
+}
+
+TEST_F(Factory, APortTextCountsByItsLeadingDigits) {
+    EXPECT_EQ(
+        start(gateway(R"(["h:80x","h:","h:x","h:-5","a:b:80","h:4294967376","h: 9","h:1\u00002"])", "[]")),
+        1);
+    std::vector<int> ports;
+    for (const auto& addr : lastStart(FakeMsgCenter::main()).addrs)
+        ports.push_back(addr.port);
+    EXPECT_EQ(ports, (std::vector<int>{80, 0, 0, -5, 0, 80, 9, 1}));
+    EXPECT_EQ(lastStart(FakeMsgCenter::main()).addrs.at(4).ip, "a");
+}
+
+TEST_F(Factory, AFailedMainStartLeavesTheBackupCenterAlone) {
+    FakeMsgCenter::main().startFails();
+    EXPECT_EQ(start(usable()), 0);
+    EXPECT_FALSE(factory().IsMainCenterStartOK());
+    EXPECT_FALSE(factory().IsHaveBKCenter());
+    EXPECT_TRUE(FakeMsgCenter::backup().starts().empty());
+}
+
+TEST_F(Factory, AFailedBackupStartDoesNotAffectTheResult) {
+    FakeMsgCenter::backup().startFails();
+    EXPECT_EQ(start(usable()), 1);
+    EXPECT_TRUE(factory().IsMainCenterStartOK());
+    EXPECT_FALSE(factory().IsHaveBKCenter());
+}
+
+TEST_F(Factory, AnExceptionOfTheMainStartIsAFailedStart) {
+    FakeMsgCenter::main().startThrows();
+    EXPECT_EQ(start(usable()), 0);
+    EXPECT_FALSE(factory().IsMainCenterStartOK());
+    EXPECT_TRUE(FakeMsgCenter::backup().starts().empty());
+}
+
+TEST_F(Factory, AnExceptionAfterTheMainStartGivesZeroThoughTheMainCenterRuns) {
+    EXPECT_EQ(start(gateway(R"(["m:1"])", R"(["b:1",{}])")), 0);
+    EXPECT_TRUE(factory().IsMainCenterStartOK());
+    EXPECT_FALSE(factory().IsHaveBKCenter());
+    EXPECT_TRUE(FakeMsgCenter::backup().starts().empty());
+    EXPECT_EQ(start(usable()), 2);
+
+    factory().Stop();
+    FakeMsgCenter::backup().startThrows();
+    EXPECT_EQ(start(usable()), 0);
+    EXPECT_TRUE(factory().IsMainCenterStartOK());
+    EXPECT_FALSE(factory().IsHaveBKCenter());
+}
+
+TEST_F(Factory, AfterStopBothFlagsAreDownAndTheCentersAreTheSame) {
+    ASSERT_EQ(start(usable()), 1);
+    QoPlayer::MsgCenter* const main = factory().GetFactoryObj(true);
+    QoPlayer::MsgCenter* const backup = factory().GetFactoryObj(false);
+    const CapturingLog log;
+    factory().Stop();
+    EXPECT_EQ(log.texts(), (std::vector<std::string>{"[LiveState] CMsgCenterFactory::Stop start",
+                                                     "[LiveState] CMsgCenterFactory::Stop finish"}));
+    EXPECT_FALSE(factory().IsMainCenterStartOK());
+    EXPECT_FALSE(factory().IsHaveBKCenter());
+    EXPECT_EQ(factory().GetFactoryObj(true), main);
+    EXPECT_EQ(factory().GetFactoryObj(false), backup);
+    EXPECT_EQ(start(usable()), 1);
+    EXPECT_EQ(FakeMsgCenter::main().starts().size(), 2u);
+}
+
+TEST_F(Factory, StopBeforeAnyStartStopsBothCenters) {
+    factory().Stop();
+    EXPECT_EQ(FakeMsgCenter::main().stops(), 1);
+    EXPECT_EQ(FakeMsgCenter::backup().stops(), 1);
+}
+
+TEST_F(Factory, LinesOfTheMessageCenterLibraryAreForwarded) {
+    factory();
+    const CapturingLog log;
+    fakes::sdkLogSink()(7, "origin", "a %s line");
+    fakes::sdkLogSink()(0, nullptr, "");
+    fakes::sdkLogSink()(0, nullptr, nullptr);
+    ASSERT_EQ(log.lines().size(), 3u);
+    EXPECT_EQ(log.lines()[0].text, "[msgcenter] sdklog: a %s line");
+    EXPECT_EQ(log.lines()[0].level, 2);
+    EXPECT_EQ(log.lines()[1].text, "[msgcenter] sdklog: ");
+    EXPECT_EQ(log.lines()[2].text, "[msgcenter] sdklog: ");
+}
+
+TEST_F(Factory, NoLineShowsTheToken) {
+    const CapturingLog log;
+    start(gateway(R"(["m","m:1"])", R"(["b"])", R"(,"accessToken":"hush-hush")"));
+    start(gateway(R"(["m:1"])", R"([{}])", R"(,"accessToken":"hush-hush")"));
+    factory().Stop();
+    start(gateway("7", "[]", R"(,"accessToken":"hush-hush")"));
+    EXPECT_EQ(log.countContaining("hush-hush"), 0);
+}
+
+TEST_F(Factory, ACopySharesTheCenters) {
+    ASSERT_EQ(start(usable()), 1);
+    {
+        CMsgCenterFactory copy(factory());
+        EXPECT_EQ(copy.GetFactoryObj(true), factory().GetFactoryObj(true));
+        EXPECT_TRUE(copy.IsHaveBKCenter());
+        copy = factory();
+        EXPECT_TRUE(copy.IsMainCenterStartOK());
+    }
+    EXPECT_TRUE(factory().IsMainCenterStartOK());
+    EXPECT_EQ(FakeMsgCenter::centersDestroyed(), 0);
+}
+
+struct OwnFactory : CMsgCenterFactory {};
+
+TEST_F(Factory, TheDestructorReleasesBothCentersWithoutStoppingThem) {
+    { const OwnFactory own; }
+    EXPECT_EQ(FakeMsgCenter::centersDestroyed(), 2);
+    EXPECT_EQ(FakeMsgCenter::main().stops(), 0);
+    EXPECT_EQ(FakeMsgCenter::backup().stops(), 0);
+}
+
+TEST_F(Factory, TheFlagsMayBeReadFromOtherThreadsMeanwhile) {
+    std::atomic<bool> done{false};
+    std::vector<std::thread> readers;
+    for (int i = 0; i < 3; ++i)
+        readers.emplace_back([&done] {
+            while (!done) {
+                CMsgCenterFactory::Inst()->IsHaveBKCenter();
+                CMsgCenterFactory::Inst()->IsMainCenterStartOK();
+                ASSERT_NE(CMsgCenterFactory::Inst()->GetFactoryObj(true), nullptr);
+            }
+        });
+    for (int i = 0; i < 200; ++i) {
+        ASSERT_EQ(start(usable()), 1);
+        factory().Stop();
+    }
+    done = true;
+    for (auto& reader : readers)
+        reader.join();
+}
+
+}  // namespace
