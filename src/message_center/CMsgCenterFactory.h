@@ -53,13 +53,13 @@ public:
     ///
     /// `config` is a JSON object; keys that are not named here are ignored:
     ///
-    /// | key                 | type             |          | |
-    /// |---------------------|------------------|----------|-----------------------------------------------------|
-    /// | "gatewayDns"        | object           | required | holds the two lists | | "gatewayDns.main"   |
-    /// array of strings | required | "host:port" of the main servers, tried in order     | |
-    /// "gatewayDns.backup" | array of strings | required | the same of the backup servers | | "accessToken"
-    /// | string           |          | secret that opens the connection; never logged      | | "expireTime"
-    /// | integer          |          | when it expires, s since 1970-01-01 UTC; 0 = never  |
+    /// | key                 | type             |          | meaning                                         |
+    /// |---------------------|------------------|----------|-------------------------------------------------|
+    /// | "gatewayDns"        | object           | required | holds the two lists                             |
+    /// | "gatewayDns.main"   | array of strings | required | "host:port" of the main servers, tried in order |
+    /// | "gatewayDns.backup" | array of strings | required | the same of the backup servers                  |
+    /// | "accessToken"       | string           |          | secret that opens the connection; never logged  |
+    /// | "expireTime"        | integer          |          | when it expires, s since 1970-01-01 UTC; 0 never |
     ///
     /// An address is split at its first colon; one without a colon is logged at level 4 and skipped. When no
     /// usable backup address is given, the backup center connects to the main servers. An empty main list is

@@ -8,16 +8,16 @@ namespace Bas {
 /// Six values that the factory hands to both message centers unchanged. What they mean to the message center
 /// over MQTT (a message-center library that is linked in its place gives them its own meaning):
 ///
-/// | member        | meaning                                                          | 0 or empty means |
-/// |---------------|------------------------------------------------------------------|---------------------------|
-/// | `intValue1`   | keep-alive of the connection, seconds, 1 to 65535                | 15 | | `intValue2` |
-/// 0 = TLS, but plain TCP is allowed to loopback addresses;         | 0                         | | | 1 = TLS
-/// always; 2 = never TLS (a trusted network)                |                           | | `int64Value1` |
-/// longest pause between two rounds of connection attempts, ms      | 30 000                    | |
-/// `int64Value2` | user id, the MQTT user name in decimal                           | `textValue1` is the
-/// name  | | `textValue1`  | client name, stable per installation: `[A-Za-z0-9_-]`, no dots;  | a random name
-/// | |               | any other text makes the start of the center fail                | | | `textValue2`  |
-/// file of the CA certificates (PEM) that the server must chain to  | the system's trust store  |
+/// | member        | meaning                                                              | when 0 or empty |
+/// |---------------|----------------------------------------------------------------------|-----------------|
+/// | `intValue1`   | keep-alive of the connection, seconds, 1 to 65535                     | 15              |
+/// | `intValue2`   | 0 = TLS, but plain TCP is allowed to loopback addresses; 1 = TLS      | 0               |
+/// |               | always; 2 = never TLS (a trusted network)                             |                 |
+/// | `int64Value1` | longest pause between two rounds of connection attempts, ms           | 30 000          |
+/// | `int64Value2` | user id, offered to the server in decimal as the user name            | client name     |
+/// | `textValue1`  | client name, stable per installation: `[A-Za-z0-9_-]`, no dots; any   | a random name   |
+/// |               | other text makes the start of the center fail                        |                 |
+/// | `textValue2`  | file of the CA certificates (PEM) that the server must chain to       | system's store  |
 ///
 /// A plain record of the host's: it has no lock, so nobody may write it while CMsgCenterFactory::Start reads
 /// it.
