@@ -1,0 +1,168 @@
+#include <exception>
+#include <utility>
+
+#include "heartbeat/LiveHeartReport.h"
+#include "heartbeat/MsgSenderStatus.h"
+#include "platform/JsonText.h"
+#include "platform/Kernel.h"
+#include "platform/Log.h"
+#include "platform/MsgCenter.h"
+#include "platform/Sync.h"
+
+struct LiveHeartReport::Prepared {
+    std::string text;
+    std::int32_t number = 0;
+    bool isFull = false;
+    bool isMain = false;
+};
+
+namespace {
+
+constexpr int kFullReport = 1;
+constexpr int kKeepAlive = 2;
+constexpr std::int32_t kOn = 1;
+constexpr std::int64_t kNever = -1;
+constexpr std::int32_t kKeepAlivesPerLogLine = 40;
+constexpr std::size_t kQueuedBeforeDropping = 20;
+
+std::atomic<std::int32_t> g_reportCount{0};
+
+/// Whether a periodic report is due at `nowMs`; starts a new period where the clock has none to go by.
+bool IsDue(MsgSenderStatus& sender, std::int64_t nowMs) {
+    const std::int64_t last = sender.m_lastReportTm;
+    if (last < 0 || nowMs < last) {
+        sender.m_lastReportTm = nowMs;
+        return last == kNever;
+    }
+    return nowMs - last >= sender.m_reportInterval;
+}
+
+Json::Value LiveInfo(const LiveHeartReportData& data) {
+    Json::Value info(Json::objectValue);
+    info["videoAppId"] = data.videoAppId;
+    info["business"] = data.business;
+    info["streamName"] = data.streamName;
+    info["sid"] = data.sid;
+    info["width"] = data.width;
+    info["height"] = data.height;
+    info["codec"] = data.codec;
+    info["pushStatus"] = data.pushStatus;
+    return info;
+}
+
+Json::Value MicInfo(const LiveHeartReportData& data) {
+    Json::Value info(Json::objectValue);
+    info["videoAppId"] = data.micVideoAppId;
+    info["business"] = data.micBusiness;
+    info["streamName"] = data.micStreamName;
+    info["sid"] = data.micSid;
+    info["micWidth"] = data.micWidth;
+    info["micHeight"] = data.micHeight;
+    info["micCodec"] = data.micCodec;
+    info["micPushStatus"] = data.micPushStatus;
+    info["role"] = data.role;
+    info["channelId"] = data.channelId;
+    info["mixStreamName"] = data.mixStreamName;
+    info["mixWidth"] = data.mixWidth;
+    info["mixHeight"] = data.mixHeight;
+    info["mixStatus"] = data.mixStatus;
+    info["mixSid"] = data.mixSid;
+    info["mixCodec"] = data.mixCodec;
+    info["mixMode"] = data.mixMode;
+    return info;
+}
+
+void AddState(Json::Value& message, const LiveHeartReportData& data) {
+    message["sessionId"] = data.sessionId;
+    message["liveStatus"] = data.liveStatus;
+    message["micStatus"] = data.micStatus;
+    if (data.liveStatus == kOn && data.pushStatus != 0) message["liveInfo"] = LiveInfo(data);
+    if (data.micStatus == kOn) message["micInfo"] = MicInfo(data);
+}
+
+std::string ReportText(const LiveHeartReportData& data, std::int64_t nowMs, bool isFull) {
+    Json::Value message(Json::objectValue);
+    message["ts"] = static_cast<Json::Int64>(nowMs);
+    message["order"] = static_cast<Json::UInt64>(GetTickCount64() / 100);
+    message["type"] = isFull ? kFullReport : kKeepAlive;
+    if (isFull) AddState(message, data);
+    return WriteCompactJson(message);
+}
+
+std::string CommandText(int bizType, const std::string& data) {
+    Json::Value message(Json::objectValue);
+    message["bizType"] = bizType;
+    message["data"] = data;
+    return WriteCompactJson(message);
+}
+
+bool Send(QoPlayer::MsgSender& sender, const std::string& text) {
+    return sender.send(reinterpret_cast<const std::uint8_t*>(text.data()), text.size(), nullptr, 0);
+}
+
+void LogReport(const MsgSenderStatus& sender, const char* kind, bool ok, const std::string& text) {
+    Log(LogLevel::Info, "[LiveState] msgsender:%u isMain:%s bRet:%d reportData:%s",
+        static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(&sender)), kind, ok ? 1 : 0, text.c_str());
+}
+
+}  // namespace
+
+bool LiveHeartReport::report(MsgSenderStatus* sender, std::int64_t nowMs, bool periodic) {
+    if (!sender || !sender->m_bConnected) return false;
+    Prepared prepared;
+    if (!Prepare(*sender, nowMs, periodic, prepared)) return false;
+    const bool ok = Send(*sender->m_senderPtr, prepared.text);
+    if (prepared.isFull)
+        LogReport(*sender, prepared.isMain ? "main sender" : "back sender", ok, prepared.text);
+    else if (prepared.number % kKeepAlivesPerLogLine == 0)
+        LogReport(*sender, "normal", ok, prepared.text);
+    Settle(*sender, nowMs, prepared, ok);
+    return ok;
+}
+
+bool LiveHeartReport::Prepare(MsgSenderStatus& sender, std::int64_t nowMs, bool periodic,
+                              Prepared& prepared) {
+    const CriticalSectionLock lock(*m_lock);
+    if (periodic && !IsDue(sender, nowMs)) return false;
+    prepared.number = ++g_reportCount;
+    if (!sender.m_senderPtr) return false;
+    prepared.isMain = &sender == m_mainSender;
+    // Taken now, not when the report has left: a mark that comes meanwhile belongs to the next report.
+    prepared.isFull = sender.m_bDataChanged.exchange(false);
+    try {
+        prepared.text = ReportText(m_data, nowMs, prepared.isFull);
+    } catch (const std::exception&) {
+        if (prepared.isFull) sender.m_bDataChanged = true;
+        return false;
+    }
+    return true;
+}
+
+void LiveHeartReport::Settle(MsgSenderStatus& sender, std::int64_t nowMs, const Prepared& prepared, bool ok) {
+    if (prepared.isFull && !ok) sender.m_bDataChanged = true;
+    const CriticalSectionLock lock(*m_lock);
+    sender.m_lastReportTm = nowMs;
+}
+
+bool LiveHeartReport::sendComand(int bizType, std::string data) {
+    try {
+        std::string text = CommandText(bizType, data);
+        const CriticalSectionLock lock(*m_lock);
+        if (!m_commonSender) return false;
+        if (m_cmdQueue.size() > kQueuedBeforeDropping) m_cmdQueue.pop_front();
+        m_cmdQueue.push_back(std::move(text));
+        return true;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+bool LiveHeartReport::sendComand() {
+    const CriticalSectionLock lock(*m_lock);
+    if (!m_commonSender || !m_commonSender->m_bConnected || m_cmdQueue.empty()) return false;
+    const std::string& oldest = m_cmdQueue.front();
+    if (oldest.empty() || !m_commonSender->m_senderPtr) return false;
+    if (!Send(*m_commonSender->m_senderPtr, oldest)) return false;
+    m_cmdQueue.pop_front();
+    return true;
+}

@@ -1,0 +1,167 @@
+#include <utility>
+
+#include "heartbeat/LiveHeartReport.h"
+#include "heartbeat/MsgSenderStatus.h"
+#include "heartbeat/PauseHandshake.h"
+#include "platform/Sync.h"
+
+namespace {
+
+constexpr std::int32_t kOn = 1;
+constexpr std::int32_t kOff = 2;
+constexpr std::int32_t kPushing = 2;
+
+}  // namespace
+
+LiveHeartReport* LiveHeartReport::GetInstance() {
+    static LiveHeartReport instance;
+    return &instance;
+}
+
+LiveHeartReport::LiveHeartReport()
+    : m_lock(std::make_unique<CriticalSection>()),
+      m_slotLock(std::make_unique<Mutex>()),
+      m_stopLock(std::make_unique<CriticalSection>()),
+      m_pause(std::make_shared<PauseHandshake>()) {}
+
+LiveHeartReport::LiveHeartReport(const LiveHeartReport& other) : LiveHeartReport() {
+    *this = other;
+}
+
+LiveHeartReport& LiveHeartReport::operator=(const LiveHeartReport& other) {
+    if (this == &other) return *this;
+    LiveHeartReportData data;
+    std::deque<std::string> commands;
+    int heartCmd = 0;
+    int commonCmd = 0;
+    {
+        const CriticalSectionLock lock(*other.m_lock);
+        data = other.m_data;
+        commands = other.m_cmdQueue;
+        heartCmd = other.m_heartCmd;
+        commonCmd = other.m_commonCmd;
+    }
+    const CriticalSectionLock lock(*m_lock);
+    m_data = std::move(data);
+    m_cmdQueue = std::move(commands);
+    m_heartCmd = heartCmd;
+    m_commonCmd = commonCmd;
+    return *this;
+}
+
+void LiveHeartReport::updateliveStatus(bool live) {
+    Change(&LiveHeartReportData::liveStatus, live ? kOn : kOff);
+}
+
+void LiveHeartReport::updatePushStatus(int status) {
+    Change(&LiveHeartReportData::pushStatus, status);
+}
+
+void LiveHeartReport::updatemicStatus(bool on) {
+    Change(&LiveHeartReportData::micStatus, on ? kOn : kOff);
+}
+
+void LiveHeartReport::updateMicPushStatus(int status) {
+    Change(&LiveHeartReportData::micPushStatus, status);
+}
+
+void LiveHeartReport::updateMixStreamStatus(int status) {
+    Change(&LiveHeartReportData::mixStatus, status);
+}
+
+void LiveHeartReport::updateLiveID(std::string id) {
+    const CriticalSectionLock lock(*m_lock);
+    m_data.sessionId = std::move(id);
+}
+
+void LiveHeartReport::updateLiveBusinessInfo(int appId, int business) {
+    const CriticalSectionLock lock(*m_lock);
+    m_data.videoAppId = appId;
+    m_data.business = business;
+    Mark();
+}
+
+void LiveHeartReport::updateLiveStreamInfo(std::string streamName, int sid, int width, int height,
+                                           int codec) {
+    const CriticalSectionLock lock(*m_lock);
+    m_data.streamName = std::move(streamName);
+    m_data.sid = sid;
+    m_data.width = width;
+    m_data.height = height;
+    m_data.codec = codec;
+    m_data.pushStatus = kPushing;
+    Mark();
+}
+
+void LiveHeartReport::updateMicInfo(int appId, int business, std::string streamName, int sid, int width,
+                                    int height, int codec, int role, std::string channelId, int mixMode) {
+    const CriticalSectionLock lock(*m_lock);
+    m_data.micVideoAppId = appId;
+    m_data.micBusiness = business;
+    m_data.micStreamName = std::move(streamName);
+    m_data.micSid = sid;
+    m_data.micWidth = width;
+    m_data.micHeight = height;
+    m_data.micCodec = codec;
+    m_data.role = role;
+    m_data.channelId = std::move(channelId);
+    m_data.mixMode = mixMode;
+    Mark();
+}
+
+void LiveHeartReport::updateMixStreamInfo(std::string mixStreamName, int width, int height, int sid,
+                                          int codec) {
+    const CriticalSectionLock lock(*m_lock);
+    m_data.mixStreamName = std::move(mixStreamName);
+    m_data.mixWidth = width;
+    m_data.mixHeight = height;
+    m_data.mixSid = sid;
+    m_data.mixCodec = codec;
+    Mark();
+}
+
+void LiveHeartReport::updateMixMode(int mode) {
+    const CriticalSectionLock lock(*m_lock);
+    m_data.mixMode = mode;
+    Mark();
+}
+
+void LiveHeartReport::updateDataState(bool changed) {
+    const MutexLock lock(*m_slotLock);
+    if (m_mainSender) m_mainSender->m_bDataChanged = changed;
+    if (m_backSender) m_backSender->m_bDataChanged = changed;
+}
+
+std::string LiveHeartReport::getSessionId() {
+    const CriticalSectionLock lock(*m_lock);
+    return m_data.sessionId;
+}
+
+LiveHeartReportData LiveHeartReport::GetLiveHeartReportData() {
+    const CriticalSectionLock lock(*m_lock);
+    return m_data;
+}
+
+void LiveHeartReport::GetLastReportTm(std::int64_t& mainTm, std::int64_t& backTm) {
+    const CriticalSectionLock lock(*m_lock);
+    if (m_mainSender) mainTm = m_mainSender->m_lastReportTm;
+    if (m_backSender) backTm = m_backSender->m_lastReportTm;
+}
+
+bool LiveHeartReport::isConnecting() {
+    const CriticalSectionLock lock(*m_lock);
+    if (m_mainSender && m_mainSender->m_bConnected) return true;
+    return m_backSender && m_backSender->m_bConnected;
+}
+
+void LiveHeartReport::Change(std::int32_t LiveHeartReportData::*field, std::int32_t value) {
+    const CriticalSectionLock lock(*m_lock);
+    if (m_data.*field == value) return;
+    m_data.*field = value;
+    Mark();
+}
+
+void LiveHeartReport::Mark() {
+    if (m_mainSender) m_mainSender->m_bDataChanged = true;
+    if (m_backSender) m_backSender->m_bDataChanged = true;
+}

@@ -1,0 +1,154 @@
+#include "heartbeat/LiveHeartReport.h"
+#include "heartbeat/MsgSenderStatus.h"
+#include "heartbeat/PauseHandshake.h"
+#include "platform/Kernel.h"
+#include "platform/Log.h"
+#include "platform/Sync.h"
+
+namespace {
+
+constexpr int kNotStarted = 0;
+constexpr int kStarted = 1;
+constexpr int kAlreadyStarted = 2;
+constexpr int kThreadAttempts = 4;
+constexpr DWORD kPauseMs = 200;
+constexpr DWORD kForcedExitCode = 1;
+constexpr unsigned kDestructorWaitMs = 1000;
+
+std::int64_t WallClockMs() {
+    return static_cast<std::int64_t>(_time64(nullptr)) * 1000;
+}
+
+DWORD WINAPI EnterThread(void* report) {
+    return LiveHeartReport::ThreadProc(report);
+}
+
+/// Where a thread goes that is about to be terminated: no lock, no log, no heap, and nobody's memory but its
+/// own.
+[[noreturn]] void WaitForTermination() {
+    for (;;)
+        Sleep(kPauseMs);
+}
+
+}  // namespace
+
+LiveHeartReport::~LiveHeartReport() {
+    // At the end of a process that has no other thread any more, there is nothing to wait for, and the lock
+    // may be held by a thread that is gone.
+    if (IsProcessEnding()) return;
+    SafeCloseThread(m_hThread);
+    m_pause->waitUntilAllLeft(kDestructorWaitMs);
+}
+
+int LiveHeartReport::start() {
+    const CriticalSectionLock lock(*m_lock);
+    if (m_mainSender) return kAlreadyStarted;
+    Place(m_mainSender, new MsgSenderStatus);
+    if (!m_mainSender->initSender(m_heartCmd, "mainSender")) return kNotStarted;
+    Place(m_commonSender, new MsgSenderStatus);
+    m_commonSender->initSender(m_commonCmd, "commonSender");
+    m_bRun = true;
+    StartThread();
+    return kStarted;
+}
+
+bool LiveHeartReport::startBackUp() {
+    const CriticalSectionLock lock(*m_lock);
+    if (m_backSender) return false;
+    Place(m_backSender, new MsgSenderStatus);
+    m_backSender->initSender(m_heartCmd, "backSender");
+    return true;
+}
+
+bool LiveHeartReport::stop() {
+    // The final reports use the senders without m_lock: another stop must not delete them meanwhile.
+    const CriticalSectionLock oneAtATime(*m_stopLock);
+    MsgSenderStatus* mainSender = nullptr;
+    MsgSenderStatus* backSender = nullptr;
+    {
+        const CriticalSectionLock lock(*m_lock);
+        m_bRun = false;
+        mainSender = m_mainSender;
+        backSender = m_backSender;
+    }
+    const std::int64_t nowMs = WallClockMs();
+    const bool ok = report(mainSender, nowMs, false);
+    report(backSender, nowMs, false);
+    EndHeartbeat();
+    return ok;
+}
+
+/// In one piece, so that a start on another thread comes before all of it or after.
+void LiveHeartReport::EndHeartbeat() {
+    const CriticalSectionLock lock(*m_lock);
+    Delete(m_commonSender);
+    Delete(m_mainSender);
+    Delete(m_backSender);
+    SafeCloseThread(m_hThread);
+    m_data.reset();
+}
+
+void LiveHeartReport::Place(MsgSenderStatus*& slot, MsgSenderStatus* sender) {
+    const MutexLock lock(*m_slotLock);
+    slot = sender;
+}
+
+void LiveHeartReport::Delete(MsgSenderStatus*& slot) {
+    MsgSenderStatus* const sender = slot;
+    Place(slot, nullptr);
+    delete sender;
+}
+
+void LiveHeartReport::StartThread() {
+    KeepLibraryLoaded();
+    for (int attempt = 0; attempt < kThreadAttempts; ++attempt) {
+        DWORD id = 0;
+        m_hThread = CreateThread(nullptr, 0, &EnterThread, this, 0, &id);
+        if (m_hThread) {
+            m_pause->threadStarted(id);
+            Log(LogLevel::Info, "[LiveState] StartThread Success id=%d", static_cast<int>(id));
+            return;
+        }
+        Log(LogLevel::Info, "[LiveState] StartThread failed err=%d", static_cast<int>(GetLastError()));
+    }
+}
+
+void LiveHeartReport::SafeCloseThread(HANDLE& thread) {
+    if (!thread) return;
+    DWORD exitCode = 0;
+    GetExitCodeThread(thread, &exitCode);
+    if (exitCode == STILL_ACTIVE && m_pause->giveUpThread()) TerminateThread(thread, kForcedExitCode);
+    CloseHandle(thread);
+    thread = nullptr;
+}
+
+unsigned long LiveHeartReport::ThreadProc(void* param) {
+    Log(LogLevel::Info, "[LiveState] LiveHeartReport::ThreadProc start");
+    if (param) static_cast<LiveHeartReport*>(param)->run();
+    Log(LogLevel::Info, "[LiveState] LiveHeartReport::ThreadProc finish");
+    return 0;
+}
+
+void LiveHeartReport::run() {
+    const std::shared_ptr<PauseHandshake> pause = m_pause;
+    const std::uint64_t id = GetCurrentThreadId();
+    {
+        // StartThread makes this the current thread while it holds the lock.
+        const CriticalSectionLock started(*m_lock);
+    }
+    while (m_bRun && pause->isCurrent(id)) {
+        if (Pass()) continue;
+        if (!pause->beginPause(id)) break;
+        Sleep(kPauseMs);
+        if (!pause->endPause(id)) WaitForTermination();
+    }
+    pause->threadLeft();
+}
+
+bool LiveHeartReport::Pass() {
+    const std::int64_t nowMs = WallClockMs();
+    const CriticalSectionLock lock(*m_lock);
+    report(m_mainSender, nowMs, true);
+    report(m_backSender, nowMs, true);
+    return sendComand();
+}

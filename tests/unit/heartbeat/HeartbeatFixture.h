@@ -1,0 +1,99 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "fakes/FailingKernel.h"
+#include "fakes/FakeMsgCenter.h"
+#include "heartbeat/LiveHeartReport.h"
+#include "heartbeat/MsgSenderStatus.h"
+#include "platform/JsonText.h"
+#include "platform/Log.h"
+#include "platform/Sync.h"
+
+namespace heartbeat_test {
+
+constexpr int kHeartCmd = 2;
+constexpr int kCommonCmd = 4;
+
+inline Json::Value parsed(const std::string& text) {
+    Json::Value root;
+    EXPECT_TRUE(ParseJson(text, root)) << text;
+    return root;
+}
+
+inline bool eventually(const std::function<bool()>& condition) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+/// Opens what the tests look at.
+class OpenReport : public LiveHeartReport {
+public:
+    using LiveHeartReport::m_backSender;
+    using LiveHeartReport::m_bRun;
+    using LiveHeartReport::m_cmdQueue;
+    using LiveHeartReport::m_commonSender;
+    using LiveHeartReport::m_data;
+    using LiveHeartReport::m_hThread;
+    using LiveHeartReport::m_lock;
+    using LiveHeartReport::m_mainSender;
+    using LiveHeartReport::report;
+    using LiveHeartReport::sendComand;
+
+    ~OpenReport() override { stop(); }
+
+    /// Starts without the thread, so that the test alone decides when something is sent.
+    void startUndriven() {
+        fakes::failThreadCreations(4);
+        ASSERT_EQ(start(), 1);
+        ASSERT_EQ(m_hThread, nullptr);
+    }
+
+    bool marked(MsgSenderStatus* sender) { return sender->m_bDataChanged; }
+    void unmark() { updateDataState(false); }
+};
+
+/// A heartbeat of its own whose time the test drives.
+struct Undriven : testing::Test {
+    void SetUp() override {
+        SetLogSink([](void*, int, const char*) {}, nullptr);
+        heartbeat.startUndriven();
+        ASSERT_TRUE(heartbeat.startBackUp());
+    }
+    void TearDown() override {
+        heartbeat.stop();
+        SetLogSink(nullptr, nullptr);
+    }
+
+    void connectAll() {
+        ASSERT_TRUE(main.connect(kHeartCmd));
+        ASSERT_TRUE(backup.connect(kHeartCmd));
+        ASSERT_TRUE(main.connect(kCommonCmd));
+    }
+    bool reportMain(std::int64_t nowMs, bool periodic = true) {
+        return heartbeat.report(heartbeat.m_mainSender, nowMs, periodic);
+    }
+    std::vector<fakes::SentMessage> sentOnMain() { return main.sent(kHeartCmd); }
+    Json::Value lastOnMain() { return parsed(sentOnMain().back().body); }
+    Json::Value fullReport() {
+        heartbeat.updateDataState(true);
+        EXPECT_TRUE(reportMain(0, false));
+        return lastOnMain();
+    }
+
+    OpenReport heartbeat;
+    fakes::FakeMsgCenter main = fakes::FakeMsgCenter::main();
+    fakes::FakeMsgCenter backup = fakes::FakeMsgCenter::backup();
+};
+
+}  // namespace heartbeat_test
