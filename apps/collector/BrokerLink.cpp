@@ -1,0 +1,202 @@
+#include "collector/BrokerLink.h"
+
+#include <mosquitto.h>
+#include <mqtt_protocol.h>
+
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <random>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+#include "collector/Clock.h"
+
+namespace collector {
+namespace {
+
+constexpr int keepAliveSeconds = 15;
+constexpr std::uint32_t sessionSeconds = 600;
+constexpr std::uint32_t mostPacketBytes = 32U << 20U;
+constexpr Millis subscriptionWait = 5000;
+
+struct PropertiesDeleter {
+    void operator()(mosquitto_property* properties) const { mosquitto_property_free_all(&properties); }
+};
+using Properties = std::unique_ptr<mosquitto_property, PropertiesDeleter>;
+
+Properties ConnectProperties() {
+    mosquitto_property* list = nullptr;
+    mosquitto_property_add_int32(&list, MQTT_PROP_SESSION_EXPIRY_INTERVAL, sessionSeconds);
+    mosquitto_property_add_int32(&list, MQTT_PROP_MAXIMUM_PACKET_SIZE, mostPacketBytes);
+    return Properties(list);
+}
+
+std::string ClientId() {
+    std::random_device random;
+    char text[40];
+    std::snprintf(text, sizeof text, "qolive-collector-%08x", random());
+    return text;
+}
+
+std::string TakeText(char* text) {
+    std::string copy = text ? text : "";
+    std::free(text);  // NOLINT: the client library allocates with malloc
+    return copy;
+}
+
+std::string ReadText(const mosquitto_property* properties, int identifier) {
+    char* text = nullptr;
+    mosquitto_property_read_string(properties, identifier, &text, false);
+    return TakeText(text);
+}
+
+std::optional<std::string> ReadHead(const mosquitto_property* properties) {
+    const mosquitto_property* next = properties;
+    bool skipFirst = false;
+    while (true) {
+        char* name = nullptr;
+        char* value = nullptr;
+        next = mosquitto_property_read_string_pair(next, MQTT_PROP_USER_PROPERTY, &name, &value, skipFirst);
+        if (!next) return std::nullopt;
+        std::string head = TakeText(value);
+        if (TakeText(name) == "head") return head;
+        skipFirst = true;
+    }
+}
+
+Received ToReceived(const mosquitto_message& message, const mosquitto_property* properties) {
+    Received received;
+    received.wallMs = WallMs();
+    received.topic = message.topic;
+    received.parsedTopic = ParseTopic(received.topic);
+    if (message.payloadlen > 0)
+        received.payload.assign(static_cast<const char*>(message.payload),
+                                static_cast<std::size_t>(message.payloadlen));
+    received.head = ReadHead(properties);
+    received.contentType = ReadText(properties, MQTT_PROP_CONTENT_TYPE);
+    received.responseTopic = ReadText(properties, MQTT_PROP_RESPONSE_TOPIC);
+    received.qos = message.qos;
+    received.retained = message.retain;
+    return received;
+}
+
+std::string Describe(int result) {
+    if (result == MOSQ_ERR_ERRNO) return std::error_code(errno, std::generic_category()).message();
+    return mosquitto_strerror(result);
+}
+
+}  // namespace
+
+struct BrokerLink::Callbacks {
+    static void OnConnect(mosquitto* client, void* user, int reason, int, const mosquitto_property*) {
+        auto& link = *static_cast<BrokerLink*>(user);
+        if (reason != 0) {
+            link.m_refused = true;
+            link.m_refusal = mosquitto_reason_string(reason);
+            return;
+        }
+        std::array<std::string, 2> filters{"qolive/+/+/up/+", "qolive/+/+/presence"};
+        std::array<char*, 2> pointers{filters[0].data(), filters[1].data()};
+        mosquitto_subscribe_multiple(client, nullptr, pointers.size(), pointers.data(), 1, 0, nullptr);
+    }
+
+    static void OnSubscribe(mosquitto*, void* user, int, int count, const int* granted,
+                            const mosquitto_property*) {
+        auto& link = *static_cast<BrokerLink*>(user);
+        link.m_subscribed = true;
+        for (int i = 0; i < count; ++i) {
+            if (granted[i] < 128) continue;
+            link.m_refused = true;
+            link.m_refusal = "the broker does not let this user read qolive/+/+/up/+ and qolive/+/+/presence";
+        }
+    }
+
+    static void OnMessage(mosquitto*, void* user, const mosquitto_message* message,
+                          const mosquitto_property* properties) {
+        static_cast<BrokerLink*>(user)->m_handler(ToReceived(*message, properties));
+    }
+};
+
+void BrokerLink::Deleter::operator()(mosquitto* client) const {
+    mosquitto_destroy(client);
+}
+
+BrokerLink::BrokerLink(BrokerOptions options, Handler handler)
+    : m_options(std::move(options)), m_handler(std::move(handler)) {
+    mosquitto_lib_init();
+    m_client.reset(mosquitto_new(ClientId().c_str(), false, this));
+    if (!m_client) throw std::runtime_error("the MQTT client library cannot be started");
+    mosquitto_int_option(m_client.get(), MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5);
+    if (!m_options.user.empty() || !m_options.token.empty())
+        mosquitto_username_pw_set(m_client.get(), m_options.user.c_str(), m_options.token.c_str());
+    mosquitto_connect_v5_callback_set(m_client.get(), Callbacks::OnConnect);
+    mosquitto_subscribe_v5_callback_set(m_client.get(), Callbacks::OnSubscribe);
+    mosquitto_message_v5_callback_set(m_client.get(), Callbacks::OnMessage);
+    if (m_options.tls) SetUpTls();
+}
+
+BrokerLink::~BrokerLink() {
+    m_client.reset();
+    mosquitto_lib_cleanup();
+}
+
+void BrokerLink::SetUpTls() {
+    int result = MOSQ_ERR_SUCCESS;
+    if (m_options.caFile.empty())
+        result = mosquitto_int_option(m_client.get(), MOSQ_OPT_TLS_USE_OS_CERTS, 1);
+    else
+        result =
+            mosquitto_tls_set(m_client.get(), m_options.caFile.c_str(), nullptr, nullptr, nullptr, nullptr);
+    if (result != MOSQ_ERR_SUCCESS)
+        throw std::runtime_error("TLS cannot be set up with " + m_options.caFile + ": " + Describe(result));
+}
+
+std::string BrokerLink::Connect() {
+    m_subscribed = m_refused = false;
+    int result = MOSQ_ERR_SUCCESS;
+    if (m_started) {
+        result = mosquitto_reconnect(m_client.get());
+    } else {
+        result = mosquitto_connect_bind_v5(m_client.get(), m_options.host.c_str(), m_options.port,
+                                           keepAliveSeconds, nullptr, ConnectProperties().get());
+        m_started = true;
+    }
+    return result == MOSQ_ERR_SUCCESS ? AwaitSubscription() : Describe(result);
+}
+
+std::string BrokerLink::AwaitSubscription() {
+    const Millis deadline = SteadyMs() + subscriptionWait;
+    while (!m_subscribed && !m_refused) {
+        const int result = mosquitto_loop(m_client.get(), 100, 1);
+        if (m_refused) break;
+        if (result != MOSQ_ERR_SUCCESS) return Describe(result);
+        if (SteadyMs() > deadline) return "no answer within 5 s";
+    }
+    return m_refused ? m_refusal : "";
+}
+
+bool BrokerLink::Poll(int waitMs) {
+    return mosquitto_loop(m_client.get(), waitMs, 1) == MOSQ_ERR_SUCCESS;
+}
+
+void BrokerLink::Publish(const Answer& answer) {
+    mosquitto_property* list = nullptr;
+    mosquitto_property_add_string(&list, MQTT_PROP_CONTENT_TYPE, "application/json");
+    const Properties properties(list);
+    mosquitto_publish_v5(m_client.get(), nullptr, answer.topic.c_str(),
+                         static_cast<int>(answer.payload.size()), answer.payload.data(), 1, false,
+                         properties.get());
+}
+
+void BrokerLink::Close() {
+    mosquitto_property* list = nullptr;
+    mosquitto_property_add_int32(&list, MQTT_PROP_SESSION_EXPIRY_INTERVAL, 0);
+    const Properties properties(list);
+    mosquitto_disconnect_v5(m_client.get(), 0, properties.get());
+    mosquitto_loop(m_client.get(), 0, 1);
+}
+
+}  // namespace collector

@@ -1,0 +1,247 @@
+#include "collector/Fleet.h"
+
+#include <algorithm>
+
+namespace collector {
+namespace {
+
+// More than any sound broadcaster has; a broken or hostile one must not make the collector grow.
+constexpr std::size_t mostBroadcasters = 4096;
+constexpr std::size_t mostConnections = 32;
+constexpr std::size_t mostStreams = 256;
+constexpr std::size_t mostIds = 1024;
+
+constexpr Millis pauseBetweenQuestions = 3000;
+
+template <class Map>
+void MakeRoom(Map& map, std::size_t most) {
+    if (map.size() < most) return;
+    map.erase(std::min_element(map.begin(), map.end(), [](const auto& a, const auto& b) {
+        return a.second.lastHeard < b.second.lastHeard;
+    }));
+}
+
+template <class Map>
+typename Map::mapped_type& FindOrAdd(Map& map, const std::string& key, std::size_t most) {
+    const auto found = map.find(key);
+    if (found != map.end()) return found->second;
+    MakeRoom(map, most);
+    return map[key];
+}
+
+std::string HeartbeatId(const Json::Value& body) {
+    return body["ts"].asString() + "/" + body["order"].asString() + "/" + body["type"].asString();
+}
+
+// A number that is not above the previous one belongs to a stream that began again under the same sid.
+std::int64_t MissingBefore(const Stream& stream, std::uint32_t order) {
+    if (order > stream.lastOrder && stream.lastOrder > 0) return order - stream.lastOrder - 1;
+    return stream.startedAnew && order > 0 ? order - 1 : 0;
+}
+
+std::int64_t CountQualityRecord(Stream& stream, const Json::Value& body) {
+    const std::uint32_t order = body["order"].asUInt();
+    const std::int64_t missing = MissingBefore(stream, order);
+    stream.lost += missing;
+    stream.lastOrder = order;
+    stream.startedAnew = false;
+    ++stream.qualityRecords;
+    stream.samples += body["streams"].size();
+    return missing;
+}
+
+void CountStreamRecord(Stream& stream, const Json::Value& body) {
+    stream.streamId = body["streamId"].asString();
+    stream.requestTime = body["requestTime"].asInt64();
+    stream.startedAnew = true;
+    ++stream.starts;
+}
+
+// A first-frame record names its stream by the time of the request alone.
+Stream* FindByRequestTime(Broadcaster& broadcaster, std::int64_t requestTime) {
+    for (auto& [sid, stream] : broadcaster.streams)
+        if (stream.starts > 0 && stream.requestTime == requestTime) return &stream;
+    return nullptr;
+}
+
+}  // namespace
+
+bool IsDark(Millis silence, Millis keepAlive) {
+    return silence >= keepAlive;
+}
+
+bool SeenIds::Insert(const std::string& id) {
+    if (!m_ids.insert(id).second) return false;
+    m_byAge.push_back(id);
+    if (m_byAge.size() > mostIds) {
+        m_ids.erase(m_byAge.front());
+        m_byAge.pop_front();
+    }
+    return true;
+}
+
+bool Broadcaster::IsUp() const {
+    return std::any_of(connections.begin(), connections.end(),
+                       [](const auto& entry) { return entry.second.link == Link::Up; });
+}
+
+struct Fleet::Event {
+    const Origin& origin;
+    const Message& message;
+    Millis now;
+    Broadcaster& broadcaster;
+    Connection& connection;
+    Outcome& outcome;
+
+    Notice Tell(Notice::Kind kind) const { return {kind, origin.source, 0, 0, {}}; }
+};
+
+Outcome Fleet::Receive(const Origin& origin, const Message& message, Millis now) {
+    Outcome outcome;
+    if (message.kind == Kind::Malformed) {
+        CountMalformed();
+        return outcome;
+    }
+    const auto known = m_broadcasters.find(origin.source.client);
+    const bool isNew = known == m_broadcasters.end();
+    const bool isNewConnection = isNew || known->second.connections.count(origin.source.connection) == 0;
+    if (isNewConnection && message.kind == Kind::Offline) return outcome;
+
+    Broadcaster& broadcaster = FindOrAdd(m_broadcasters, origin.source.client, mostBroadcasters);
+    Connection& connection = FindOrAdd(broadcaster.connections, origin.source.connection, mostConnections);
+    Event event{origin, message, now, broadcaster, connection, outcome};
+    if (isNew) outcome.before.push_back(event.Tell(Notice::Kind::Joined));
+    Handle(event);
+    broadcaster.lastHeard = connection.lastHeard = now;
+    return outcome;
+}
+
+void Fleet::Handle(Event& event) {
+    if (event.message.kind == Kind::Offline) return OnOffline(event);
+    if (event.connection.link != Link::Up) {
+        Notice notice = event.Tell(Notice::Kind::CameBack);
+        notice.duration = event.now - event.connection.lastHeard;
+        event.outcome.before.push_back(notice);
+        event.connection.link = Link::Up;
+    }
+    if (IsHeartbeat(event.message.kind)) return OnHeartbeat(event, event.message.kind == Kind::FullHeartbeat);
+    if (IsStreamMessage(event.message.kind)) return OnStreamMessage(event);
+    if (event.message.kind == Kind::Command) ++event.connection.counters.commands;
+}
+
+void Fleet::OnOffline(Event& event) {
+    const bool wasUp = event.broadcaster.IsUp();
+    event.connection.link = Link::Gone;
+    if (!wasUp || event.broadcaster.IsUp()) return;
+    event.broadcaster.state.reset();
+    event.outcome.after.push_back(event.Tell(Notice::Kind::AllDark));
+}
+
+void Fleet::OnHeartbeat(Event& event, bool full) {
+    Connection& connection = event.connection;
+    if (!connection.heartbeats.Insert(HeartbeatId(event.message.body))) {
+        ++connection.counters.repeated;
+        event.outcome.repeated = true;
+        return;
+    }
+    ++(full ? connection.counters.full : connection.counters.keepAlive);
+    if (connection.lastHeartbeat) {
+        event.outcome.sinceLast = event.now - *connection.lastHeartbeat;
+        connection.counters.longestGap = std::max(connection.counters.longestGap, *event.outcome.sinceLast);
+    }
+    connection.lastHeartbeat = event.now;
+    if (full)
+        event.broadcaster.state = event.message.body;
+    else if (!event.broadcaster.state)
+        AskForState(event);
+}
+
+void Fleet::AskForState(Event& event) {
+    std::optional<Millis>& askedAt = event.broadcaster.askedAt;
+    if (askedAt && event.now - *askedAt < pauseBetweenQuestions) return;
+    askedAt = event.now;
+    SendAnswer(event, R"({"type":3})", event.Tell(Notice::Kind::AskedForState));
+}
+
+void Fleet::OnStreamMessage(Event& event) {
+    Counters& counters = event.connection.counters;
+    if (!event.broadcaster.mids.Insert(event.message.head["mid"].asString())) {
+        ++counters.repeated;
+        event.outcome.repeated = true;
+        return;
+    }
+    ++counters.streamMessages;
+    if (event.message.kind == Kind::StreamRecord) OnStreamRecord(event);
+    if (event.message.kind == Kind::QualityRecord) OnQualityRecord(event);
+    if (event.message.kind == Kind::FirstFrameRecord) OnFirstFrameRecord(event);
+}
+
+void Fleet::OnStreamRecord(Event& event) {
+    Stream& stream = FindStream(event);
+    CountStreamRecord(stream, event.message.body);
+    NameStream(event, stream);
+    Notice notice = event.Tell(Notice::Kind::Answered);
+    notice.number = m_rules.answerCode;
+    SendAnswer(event, R"({"type":1,"code":)" + std::to_string(m_rules.answerCode) + "}", notice);
+}
+
+void Fleet::OnQualityRecord(Event& event) {
+    Stream& stream = FindStream(event);
+    NameStream(event, stream);
+    Notice notice = event.Tell(Notice::Kind::LostRecords);
+    notice.number = CountQualityRecord(stream, event.message.body);
+    notice.stream = event.outcome.stream;
+    if (notice.number > 0) event.outcome.before.push_back(notice);
+}
+
+void Fleet::OnFirstFrameRecord(Event& event) {
+    Stream* stream = FindByRequestTime(event.broadcaster, event.message.body["startTime"].asInt64());
+    if (!stream) return;
+    ++stream->firstFrames;
+    NameStream(event, *stream);
+}
+
+Stream& Fleet::FindStream(Event& event) {
+    return FindOrAdd(event.broadcaster.streams, event.message.body["sid"].asString(), mostStreams);
+}
+
+void Fleet::NameStream(Event& event, Stream& stream) {
+    stream.lastHeard = event.now;
+    event.outcome.stream = stream.streamId.empty() ? event.message.body["sid"].asString() : stream.streamId;
+}
+
+// A broadcaster must not make the collector write to another's topics.
+void Fleet::SendAnswer(Event& event, const std::string& payload, const Notice& notice) {
+    const std::string own = DownTopic(event.origin.source, event.origin.command.value_or(0));
+    if (event.origin.responseTopic != own) {
+        event.outcome.after.push_back(event.Tell(Notice::Kind::NoAnswer));
+        return;
+    }
+    event.outcome.answers.push_back({own, payload});
+    event.outcome.after.push_back(notice);
+}
+
+std::vector<Notice> Fleet::Tick(Millis now) {
+    std::vector<Notice> notices;
+    for (auto& [client, broadcaster] : m_broadcasters) {
+        const std::size_t before = notices.size();
+        for (auto& [id, connection] : broadcaster.connections) {
+            const Millis silence = now - connection.lastHeard;
+            if (connection.link != Link::Up || !IsDark(silence, m_rules.keepAlive)) continue;
+            connection.link = Link::Silent;
+            notices.push_back({Notice::Kind::WentSilent, {client, id}, silence, 0, {}});
+        }
+        if (notices.size() == before || broadcaster.IsUp()) continue;
+        broadcaster.state.reset();
+        notices.push_back({Notice::Kind::AllDark, {client, {}}, 0, 0, {}});
+    }
+    return notices;
+}
+
+void Fleet::ListenAgain(Millis now) {
+    for (auto& [client, broadcaster] : m_broadcasters)
+        for (auto& [id, connection] : broadcaster.connections)
+            connection.lastHeard = now;
+}
+
+}  // namespace collector

@@ -1,0 +1,172 @@
+#pragma once
+
+#include <json/json.h>
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <optional>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "collector/Message.h"
+#include "collector/Topic.h"
+
+// What the collector knows of every broadcaster. Nothing here does I/O or reads a clock: `now` is any clock
+// in milliseconds that never goes back.
+
+namespace collector {
+
+using Millis = std::int64_t;
+
+struct FleetRules {
+    Millis keepAlive = 15000;  ///< a connection that says nothing for so long is dark
+    int answerCode = 0;        ///< what a stream record is answered with; 0 accepts the stream
+};
+
+/// True once `silence` has lasted a keep-alive.
+bool IsDark(Millis silence, Millis keepAlive);
+
+/// The texts that may come only once; the oldest are forgotten beyond a thousand.
+class SeenIds {
+public:
+    /// False when `id` has been seen before.
+    bool Insert(const std::string& id);
+
+private:
+    std::unordered_set<std::string> m_ids;
+    std::deque<std::string> m_byAge;
+};
+
+enum class Link {
+    Up,
+    Silent,  ///< nothing heard for a keep-alive, although the broker has not reported its end
+    Gone,    ///< the broker said that the connection has ended
+};
+
+struct Counters {
+    std::int64_t full = 0;
+    std::int64_t keepAlive = 0;
+    std::int64_t commands = 0;
+    std::int64_t streamMessages = 0;
+    std::int64_t repeated = 0;
+    Millis longestGap = 0;  ///< between two heartbeats
+
+    std::int64_t Heartbeats() const { return full + keepAlive; }
+};
+
+struct Connection {
+    Link link = Link::Up;
+    Millis lastHeard = 0;
+    std::optional<Millis> lastHeartbeat;
+    SeenIds heartbeats;
+    Counters counters;
+};
+
+/// The quality records of one stream are numbered from 1.
+struct Stream {
+    std::string streamId;
+    Millis lastHeard = 0;
+    std::int64_t requestTime = 0;
+    std::uint32_t lastOrder = 0;  ///< 0: none yet
+    bool startedAnew = false;     ///< a stream record has come since the last quality record
+    std::int64_t starts = 0;
+    std::int64_t firstFrames = 0;
+    std::int64_t qualityRecords = 0;
+    std::int64_t samples = 0;
+    std::int64_t lost = 0;  ///< numbers left out
+};
+
+struct Broadcaster {
+    Millis lastHeard = 0;
+    std::map<std::string, Connection> connections;
+    std::map<std::string, Stream> streams;  ///< by "sid"
+    std::optional<Json::Value> state;       ///< the latest full heartbeat, while a connection is up
+    std::optional<Millis> askedAt;
+    SeenIds mids;
+
+    bool IsUp() const;
+};
+
+struct Notice {
+    enum class Kind {
+        Joined,         ///< first word of this broadcaster
+        WentSilent,     ///< `duration` without a word
+        CameBack,       ///< after `duration`
+        AllDark,        ///< the broadcaster's last connection is silent or gone
+        AskedForState,  ///< a full heartbeat was asked for
+        Answered,       ///< a stream record was answered with `number`
+        LostRecords,    ///< `number` quality records of `stream` are missing
+        NoAnswer,       ///< the response topic is missing or not the sender's own
+    };
+    Kind kind;
+    Source source;
+    Millis duration = 0;
+    std::int64_t number = 0;
+    std::string stream;
+};
+
+/// A message to publish.
+struct Answer {
+    std::string topic;
+    std::string payload;
+};
+
+/// What one message led to.
+struct Outcome {
+    bool repeated = false;            ///< had been seen before: counted, and otherwise dropped
+    std::optional<Millis> sinceLast;  ///< of a heartbeat: since the connection's previous one
+    std::string stream;               ///< of a record: the stream's id, or its sid, where one is known
+    std::vector<Notice> before;       ///< to be told before the message
+    std::vector<Notice> after;        ///< to be told after it
+    std::vector<Answer> answers;
+};
+
+/// Where a message came from.
+struct Origin {
+    Source source;
+    std::optional<int> command;  ///< none: the presence topic
+    std::string responseTopic;
+};
+
+class Fleet {
+public:
+    explicit Fleet(FleetRules rules) : m_rules(rules) {}
+
+    /// A malformed message is counted and changes nothing else.
+    Outcome Receive(const Origin& origin, const Message& message, Millis now);
+
+    /// A message whose topic says nothing.
+    void CountMalformed() { ++m_malformed; }
+
+    /// What the passing of time shows: connections that went silent.
+    std::vector<Notice> Tick(Millis now);
+
+    /// The collector itself had been cut off from the broker: silence counts from now.
+    void ListenAgain(Millis now);
+
+    const std::map<std::string, Broadcaster>& Broadcasters() const { return m_broadcasters; }
+    std::int64_t Malformed() const { return m_malformed; }
+
+private:
+    struct Event;
+
+    void Handle(Event& event);
+    void OnOffline(Event& event);
+    void OnHeartbeat(Event& event, bool full);
+    void OnStreamMessage(Event& event);
+    void OnStreamRecord(Event& event);
+    void OnQualityRecord(Event& event);
+    void OnFirstFrameRecord(Event& event);
+    static Stream& FindStream(Event& event);
+    static void NameStream(Event& event, Stream& stream);
+    void AskForState(Event& event);
+    void SendAnswer(Event& event, const std::string& payload, const Notice& notice);
+
+    FleetRules m_rules;
+    std::map<std::string, Broadcaster> m_broadcasters;
+    std::int64_t m_malformed = 0;
+};
+
+}  // namespace collector

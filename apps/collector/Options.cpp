@@ -1,0 +1,88 @@
+#include "collector/Options.h"
+
+#include <limits>
+
+#include "common/CommandLine.h"
+
+namespace collector {
+namespace {
+
+const char introduction[] =
+    "usage: qolive-collector [OPTION ...]\n"
+    "\n"
+    "Receives what broadcasters report through an MQTT 5 broker, shows it, and answers as a server does: it "
+    "asks\n"
+    "for a full heartbeat when it does not know a broadcaster's state, and accepts streams. Ctrl-C ends "
+    "it.\n";
+
+const char epilogue[] =
+    "Example: a broker on this machine, and what it carries\n"
+    "  mosquitto -p 1883 &\n"
+    "  qolive-collector --summary\n"
+    "\n"
+    "Exit status: 0 when it ran to its end, 1 when the broker could not be reached, 2 for a wrong option.\n";
+
+void SetBroker(BrokerOptions& broker, const std::string& text) {
+    const std::size_t colon = text.rfind(':');
+    if (colon == std::string::npos) throw apps::UsageError("--broker is not HOST:PORT: " + text);
+    broker.host = text.substr(0, colon);
+    if (broker.host.size() > 1 && broker.host.front() == '[' && broker.host.back() == ']')
+        broker.host = broker.host.substr(1, broker.host.size() - 2);
+    if (broker.host.empty()) throw apps::UsageError("--broker names no host: " + text);
+    broker.port =
+        static_cast<int>(apps::ParseWhole("the port in --broker", text.substr(colon + 1), 1, 65535));
+}
+
+apps::CommandLine Arguments(Options& options) {
+    constexpr auto mostCode = std::numeric_limits<std::int32_t>::max();
+    return apps::CommandLine(
+        introduction,
+        {
+            {"broker", "HOST:PORT", "the broker (127.0.0.1:1883)",
+             [&](const std::string& text) { SetBroker(options.broker, text); }},
+            {"user", "NAME", "user name for the broker",
+             [&](const std::string& text) { options.broker.user = text; }},
+            {"token-file", "FILE", "file whose first line is the password for the broker",
+             [&](const std::string& path) { options.broker.token = apps::ReadSecretFile(path); }},
+            {"tls", "", "use TLS, and trust what the system trusts",
+             [&](const std::string&) { options.broker.tls = true; }},
+            {"ca", "FILE", "use TLS, and trust the certificates in this PEM file alone",
+             [&](const std::string& path) {
+                 options.broker.tls = true;
+                 options.broker.caFile = path;
+             }},
+            {"keep-alive", "SECONDS", "a connection silent for so long is dark (15)",
+             [&](const std::string& text) {
+                 options.rules.keepAlive = 1000 * apps::ParseWhole("--keep-alive", text, 1, 86400);
+             }},
+            {"refuse", "CODE", "answer stream records with this code instead of 0, which accepts them",
+             [&](const std::string& text) {
+                 options.rules.answerCode =
+                     static_cast<int>(apps::ParseWhole("--refuse", text, -mostCode, mostCode));
+             }},
+            {"json", "", "one JSON object per line instead of text",
+             [&](const std::string&) { options.json = true; }},
+            {"record", "FILE", "also write the JSON lines to this file",
+             [&](const std::string& path) { options.recordFile = path; }},
+            {"seconds", "N", "end after so long",
+             [&](const std::string& text) { options.seconds = apps::ParseSeconds("--seconds", text); }},
+            {"summary", "", "end with a summary", [&](const std::string&) { options.summary = true; }},
+            {"help", "", "this text", [&](const std::string&) { options.help = true; }},
+        },
+        epilogue);
+}
+
+}  // namespace
+
+Options ParseOptions(const std::vector<std::string>& arguments) {
+    Options options;
+    Arguments(options).Parse(arguments);
+    return options;
+}
+
+std::string HelpText() {
+    Options unused;
+    return Arguments(unused).Help();
+}
+
+}  // namespace collector
