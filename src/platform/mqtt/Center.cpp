@@ -1,0 +1,175 @@
+#include "platform/mqtt/Center.h"
+
+#include <mosquitto.h>
+#include <openssl/crypto.h>
+#include <openssl/rand.h>
+
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <mutex>
+#include <utility>
+
+#include "platform/Kernel.h"
+#include "platform/mqtt/NetworkThread.h"
+#include "platform/mqtt/SdkLog.h"
+#include "platform/mqtt/Wire.h"
+
+namespace QoPlayer {
+
+struct MsgSender::Impl {
+    mqtt::Center& center;
+    mqtt::Senders::Handle sender;
+};
+
+namespace mqtt {
+namespace {
+
+std::uint64_t randomNumber() {
+    unsigned char bytes[sizeof(std::uint64_t)] = {};
+    RAND_bytes(bytes, sizeof bytes);
+    std::uint64_t number = 0;
+    std::memcpy(&number, bytes, sizeof number);
+    return number;
+}
+
+std::string randomName() {
+    char name[9];
+    std::snprintf(name, sizeof name, "%08x", static_cast<unsigned>(randomNumber() & 0xffffffffU));
+    return name;
+}
+
+// The same for all centers of the process, so that a server can tell that they belong together.
+const std::string& processClientName() {
+    static const auto* const name = new std::string(randomName());
+    return *name;
+}
+
+std::string problemOf(const std::uint8_t* data, std::size_t length, const std::uint8_t* head,
+                      int headLength) {
+    if (!data && length > 0) return "it has a length but no data";
+    if (head && headLength < 0) return "its head has a negative length";
+    return {};
+}
+
+void refuse(int cmd, const std::string& why) {
+    SdkLog(LogLevel::Error, "a message of command " + std::to_string(cmd) + " was dropped: " + why);
+}
+
+}  // namespace
+
+// OpenSSL's own clean-up at exit would run beside a network thread that still uses it.
+Center::Libraries::Libraries() {
+    static std::once_flag once;
+    std::call_once(once, [] {
+        OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
+        mosquitto_lib_init();
+    });
+}
+
+Center::~Center() {
+    stop();
+}
+
+bool Center::start(const MsgCenterConfig& config) {
+    if (m_thread) {
+        SdkLog(LogLevel::Warning, "start: already started");
+        return false;
+    }
+    ReadSettingsResult read = ReadSettings(config, processClientName());
+    if (read.problem.empty() && !m_state.waiter->isUsable()) read.problem = "the system gives no socket";
+    if (!read.problem.empty()) {
+        SdkLog(LogLevel::Error, "start: " + read.problem);
+        return false;
+    }
+    for (const std::string& note : read.notes)
+        SdkLog(LogLevel::Warning, "start: " + note);
+    return startThread(std::move(read.settings));
+}
+
+bool Center::startThread(Settings settings) {
+    KeepLibraryLoaded();
+    m_state.stopping = false;
+    m_state.outbox.open();
+    try {
+        const auto link = std::make_shared<Link>(std::move(settings), randomName(), randomNumber(), m_state);
+        m_thread = std::make_shared<std::thread>([this, link] {
+            m_threadId = std::this_thread::get_id();
+            PrepareNetworkThread();
+            link->run();
+        });
+        return true;
+    } catch (const std::exception&) {
+        SdkLog(LogLevel::Error, "start: the system gives no thread");
+        m_state.outbox.close();
+        return false;
+    }
+}
+
+void Center::stop() {
+    if (!m_thread) return;
+    if (m_threadId.load() == std::this_thread::get_id()) {
+        SdkLog(LogLevel::Error, "stop: called from a callback, ignored");
+        return;
+    }
+    m_state.stopping = true;
+    m_state.waiter->wake();
+    JoinUnlessEnding(m_thread);
+    m_threadId = std::thread::id();
+}
+
+MsgSender* Center::createSender(int cmd, MsgSenderCallback callback, void* user) {
+    if (!callback) return nullptr;
+    const MutexLock lock(m_ownedMutex);
+    const Senders::Handle sender = m_state.senders.open(cmd, callback, user);
+    if (!sender) return nullptr;
+    auto& owned = m_owned[cmd];
+    owned = std::make_unique<MsgSender>(std::make_unique<MsgSender::Impl>(MsgSender::Impl{*this, sender}));
+    m_state.waiter->wake();
+    return owned.get();
+}
+
+void Center::closeSender(int cmd) {
+    std::unique_ptr<MsgSender> released;
+    {
+        const MutexLock lock(m_ownedMutex);
+        const auto found = m_owned.find(cmd);
+        if (found == m_owned.end()) return;
+        released = std::move(found->second);
+        m_owned.erase(found);
+    }
+    m_state.senders.close(cmd);
+    m_state.waiter->wake();
+}
+
+bool Center::send(const Sender& sender, const std::uint8_t* data, std::size_t length,
+                  const std::uint8_t* head, int headLength) {
+    if (!sender.connected || sender.closed) return false;
+    Message message;
+    message.cmd = sender.cmd;
+    std::string problem = problemOf(data, length, head, headLength);
+    if (problem.empty() && head) {
+        message.head = HeadOnWire(reinterpret_cast<const char*>(head), static_cast<std::size_t>(headLength));
+        problem = HeadProblem(message.head);
+    }
+    if (!problem.empty()) {
+        refuse(sender.cmd, problem);
+        return true;
+    }
+    if (length > 0) message.body.assign(reinterpret_cast<const char*>(data), length);
+    if (!m_state.outbox.add(std::move(message))) return false;
+    m_state.waiter->wake();
+    return true;
+}
+
+}  // namespace mqtt
+
+MsgSender::MsgSender(std::unique_ptr<Impl> impl) : m_impl(std::move(impl)) {}
+
+MsgSender::~MsgSender() = default;
+
+bool MsgSender::send(const std::uint8_t* data, std::size_t len, const std::uint8_t* head, int headLen) {
+    return m_impl->center.send(*m_impl->sender, data, len, head, headLen);
+}
+
+}  // namespace QoPlayer

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "platform/MsgCenter.h"
+#include "platform/Sync.h"
+#include "platform/mqtt/Link.h"
+
+namespace QoPlayer {
+namespace mqtt {
+
+/// A message center: the calls of the host's threads on one side, the network thread on the other.
+class Center {
+public:
+    Center() = default;
+    ~Center();
+    Center(const Center&) = delete;
+    Center& operator=(const Center&) = delete;
+
+    bool start(const MsgCenterConfig& config);
+    void stop();
+    MsgSender* createSender(int cmd, MsgSenderCallback callback, void* user);
+    void closeSender(int cmd);
+
+    /// As MsgSender::send.
+    bool send(const Sender& sender, const std::uint8_t* data, std::size_t length, const std::uint8_t* head,
+              int headLength);
+
+private:
+    /// Readies the libraries below before anything else of a center exists.
+    struct Libraries {
+        Libraries();
+    };
+
+    bool startThread(Settings settings);
+
+    Libraries m_libraries;
+    CenterState m_state;
+    std::shared_ptr<std::thread> m_thread;
+    std::atomic<std::thread::id> m_threadId{};
+
+    Mutex m_ownedMutex;
+    std::map<int, std::unique_ptr<MsgSender>> m_owned GUARDED_BY(m_ownedMutex);
+};
+
+}  // namespace mqtt
+}  // namespace QoPlayer

@@ -1,0 +1,313 @@
+#include "platform/mqtt/Connection.h"
+
+#include <mqtt_protocol.h>
+#include <openssl/ssl.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "platform/mqtt/NetworkThread.h"
+#include "platform/mqtt/Outbox.h"
+#include "platform/mqtt/SdkLog.h"
+#include "platform/mqtt/TlsContext.h"
+#include "platform/mqtt/Wire.h"
+
+namespace QoPlayer {
+namespace mqtt {
+namespace {
+
+constexpr int kSessionSeconds = 600;
+constexpr int kLargestDownlinkPacket = 16 * 1024 * 1024;
+constexpr int kMostDownlinksInFlight = 20;
+constexpr int kMostUplinksInFlight = 64;
+constexpr int kFirstRefusal = 0x80;
+constexpr int kPacketsAtOnce = 16;
+
+class Properties {
+public:
+    Properties() = default;
+    ~Properties() { mosquitto_property_free_all(&m_list); }
+    Properties(const Properties&) = delete;
+    Properties& operator=(const Properties&) = delete;
+
+    void addInt32(int identifier, std::uint32_t value) {
+        mosquitto_property_add_int32(&m_list, identifier, value);
+    }
+    void addString(int identifier, const char* value) {
+        mosquitto_property_add_string(&m_list, identifier, value);
+    }
+    void addUser(const char* name, const char* value) {
+        mosquitto_property_add_string_pair(&m_list, MQTT_PROP_USER_PROPERTY, name, value);
+    }
+    const mosquitto_property* get() const { return m_list; }
+
+private:
+    mosquitto_property* m_list = nullptr;
+};
+
+std::string reasonText(int code, const mosquitto_property* properties) {
+    std::string text = mosquitto_reason_string(code);
+    char* detail = nullptr;
+    mosquitto_property_read_string(properties, MQTT_PROP_REASON_STRING, &detail, false);
+    if (detail) text += " (" + Shortened(detail) + ")";
+    std::free(detail);
+    return text;
+}
+
+ServerLimits limitsOf(int flags, const mosquitto_property* properties) {
+    std::uint16_t inFlight = 65535;
+    std::uint32_t packet = kLargestPacket;
+    mosquitto_property_read_int16(properties, MQTT_PROP_RECEIVE_MAXIMUM, &inFlight, false);
+    mosquitto_property_read_int32(properties, MQTT_PROP_MAXIMUM_PACKET_SIZE, &packet, false);
+    ServerLimits limits;
+    limits.mostInFlight = std::min<std::size_t>(inFlight, kMostUplinksInFlight);
+    limits.largestPacket = packet;
+    limits.sessionPresent = (flags & 1) != 0;
+    return limits;
+}
+
+bool offersQos1(const mosquitto_property* properties) {
+    std::uint8_t maximum = 2;
+    mosquitto_property_read_byte(properties, MQTT_PROP_MAXIMUM_QOS, &maximum, false);
+    return maximum >= 1;
+}
+
+const char* textOrNull(const std::string& text) {
+    return text.empty() ? nullptr : text.c_str();
+}
+
+}  // namespace
+
+/// What the client library calls. Nothing may be thrown through it.
+class Connection::Callbacks {
+public:
+    static void onConnect(mosquitto*, void* user, int code, int flags, const mosquitto_property* properties) {
+        Connection& self = of(user);
+        self.guarded([&] {
+            if (code != 0) {
+                self.m_refused = true;
+                self.fail("refused by the server: " + reasonText(code, properties));
+            } else if (!offersQos1(properties)) {
+                self.m_refused = true;
+                self.fail("the server acknowledges no messages");
+            } else {
+                self.m_connected = true;
+                self.m_events.onConnected(limitsOf(flags, properties));
+            }
+        });
+    }
+
+    static void onDisconnect(mosquitto*, void* user, int code, const mosquitto_property* properties) {
+        Connection& self = of(user);
+        self.guarded([&] {
+            if (code >= kFirstRefusal)
+                self.fail("closed by the server: " + reasonText(code, properties));
+            else if (code == 0)
+                self.fail("closed");
+        });
+    }
+
+    static void onSubscribe(mosquitto*, void* user, int mid, int count, const int* codes,
+                            const mosquitto_property* properties) {
+        Connection& self = of(user);
+        self.guarded([&] {
+            const bool granted = count == 1 && codes[0] < kFirstRefusal;
+            self.m_events.onSubscribed(mid, granted,
+                                       granted || count != 1 ? "" : reasonText(codes[0], properties));
+        });
+    }
+
+    static void onPublish(mosquitto*, void* user, int mid, int code, const mosquitto_property* properties) {
+        Connection& self = of(user);
+        self.guarded([&] {
+            self.m_events.onAcknowledged(mid, code < kFirstRefusal ? "" : reasonText(code, properties));
+        });
+    }
+
+    static void onMessage(mosquitto*, void* user, const mosquitto_message* message,
+                          const mosquitto_property*) {
+        Connection& self = of(user);
+        self.guarded([&] {
+            const void* const payload = message->payload ? message->payload : "";
+            self.m_events.onMessage(message->topic, payload, static_cast<std::size_t>(message->payloadlen));
+        });
+    }
+
+    static void onLog(mosquitto*, void* user, int level, const char* line) {
+        Connection& self = of(user);
+        if (level == MOSQ_LOG_ERR) self.guarded([&] { self.m_libraryError = Shortened(line); });
+    }
+
+private:
+    static Connection& of(void* user) { return *static_cast<Connection*>(user); }
+};
+
+template <class Action>
+void Connection::guarded(Action action) {
+    try {
+        action();
+    } catch (const std::exception&) {
+        m_problem = "out of memory";
+    }
+}
+
+Connection::Connection(const Options& options, ConnectionEvents& events, SocketWaiter& waiter)
+    : m_events(events), m_waiter(waiter), m_tls(options.tls) {
+    const SignalGuard keepSignals;
+    m_client.reset(mosquitto_new(options.clientId.c_str(), options.cleanStart, this));
+    if (!m_client || !configure(options))
+        fail("the client library gives no connection");
+    else
+        open(options);
+}
+
+Connection::~Connection() = default;
+
+bool Connection::configure(const Options& options) {
+    mosquitto* const client = m_client.get();
+    setCallbacks();
+    const bool set =
+        mosquitto_int_option(client, MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5) == MOSQ_ERR_SUCCESS &&
+        mosquitto_int_option(client, MOSQ_OPT_RECEIVE_MAXIMUM, kMostDownlinksInFlight) == MOSQ_ERR_SUCCESS &&
+        mosquitto_int_option(client, MOSQ_OPT_SEND_MAXIMUM, kMostUplinksInFlight) == MOSQ_ERR_SUCCESS &&
+        mosquitto_int_option(client, MOSQ_OPT_TCP_NODELAY, 1) == MOSQ_ERR_SUCCESS &&
+        mosquitto_username_pw_set(client, options.userName.c_str(), textOrNull(options.token)) ==
+            MOSQ_ERR_SUCCESS &&
+        mosquitto_will_set_v5(client, options.willTopic.c_str(), sizeof kOffline - 1, kOffline, 1, false,
+                              nullptr) == MOSQ_ERR_SUCCESS;
+    if (!set || !m_tls) return set;
+    return mosquitto_int_option(client, MOSQ_OPT_SSL_CTX_WITH_DEFAULTS, 0) == MOSQ_ERR_SUCCESS &&
+           mosquitto_void_option(client, MOSQ_OPT_SSL_CTX, m_tls->native()) == MOSQ_ERR_SUCCESS;
+}
+
+void Connection::setCallbacks() {
+    mosquitto* const client = m_client.get();
+    mosquitto_connect_v5_callback_set(client, Callbacks::onConnect);
+    mosquitto_disconnect_v5_callback_set(client, Callbacks::onDisconnect);
+    mosquitto_subscribe_v5_callback_set(client, Callbacks::onSubscribe);
+    mosquitto_publish_v5_callback_set(client, Callbacks::onPublish);
+    mosquitto_message_v5_callback_set(client, Callbacks::onMessage);
+    if (m_tls) mosquitto_log_callback_set(client, Callbacks::onLog);
+}
+
+void Connection::open(const Options& options) {
+    Properties properties;
+    properties.addInt32(MQTT_PROP_SESSION_EXPIRY_INTERVAL, kSessionSeconds);
+    properties.addInt32(MQTT_PROP_MAXIMUM_PACKET_SIZE, kLargestDownlinkPacket);
+    // Only the blocking call takes properties. It keeps them, then refuses the port before it does anything
+    // with the network; the call that does not block uses what it kept.
+    constexpr int kNoPort = -1;
+    mosquitto_connect_bind_v5(m_client.get(), options.literal.c_str(), kNoPort, options.keepAliveSeconds,
+                              nullptr, properties.get());
+    check(mosquitto_connect_bind_async(m_client.get(), options.literal.c_str(), options.port,
+                                       options.keepAliveSeconds, nullptr));
+}
+
+void Connection::step(int timeoutMs) {
+    if (!isAlive()) return;
+    const int socket = mosquitto_socket(m_client.get());
+    const SocketWaiter::Ready ready =
+        m_waiter.wait(socket, !m_tcpConnected || wantsToWrite(), hasBufferedInput() ? 0 : timeoutMs);
+    if (!m_tcpConnected) {
+        if (!ready.writable) return;
+        const std::string problem = SocketProblem(socket);
+        if (!problem.empty()) return fail(problem);
+        m_tcpConnected = true;
+    }
+    if (ready.readable || hasBufferedInput() || (ready.writable && inHandshake())) read();
+    if (isAlive() && ready.writable && !inHandshake()) write();
+    if (isAlive()) check(mosquitto_loop_misc(m_client.get()));
+}
+
+// The client library's own answer stays "yes" all through a handshake once the socket has been full.
+bool Connection::wantsToWrite() const {
+    if (inHandshake()) return SSL_want_write(static_cast<SSL*>(mosquitto_ssl_get(m_client.get())));
+    return mosquitto_want_write(m_client.get());
+}
+
+bool Connection::inHandshake() const {
+    const auto* const ssl = static_cast<const SSL*>(mosquitto_ssl_get(m_client.get()));
+    return ssl && !SSL_is_init_finished(ssl);
+}
+
+// What TLS has decrypted already does not make the socket readable.
+bool Connection::hasBufferedInput() const {
+    const auto* const ssl = static_cast<const SSL*>(mosquitto_ssl_get(m_client.get()));
+    return ssl && SSL_pending(ssl) > 0;
+}
+
+void Connection::read() {
+    const bool wasInHandshake = inHandshake();
+    check(mosquitto_loop_read(m_client.get(), kPacketsAtOnce));
+    // The client library takes a reset during the handshake for a reason to try again, without end.
+    if (isAlive() && wasInHandshake && inHandshake() && IsSocketClosed(mosquitto_socket(m_client.get())))
+        fail("closed by the server during the TLS handshake");
+}
+
+void Connection::write() {
+    check(mosquitto_loop_write(m_client.get(), kPacketsAtOnce));
+}
+
+void Connection::check(int result) {
+    if (!isAlive()) return;
+    if (result > 0)
+        fail(m_tls && !m_connected ? tlsProblem() : mosquitto_strerror(result));
+    else if (mosquitto_socket(m_client.get()) == -1)
+        fail("closed");
+}
+
+std::string Connection::tlsProblem() const {
+    const std::string refusal = m_tls->refusal();
+    if (!refusal.empty()) return refusal;
+    return m_libraryError.empty() ? "the TLS handshake failed"
+                                  : "the TLS handshake failed: " + m_libraryError;
+}
+
+void Connection::fail(const std::string& reason) {
+    if (isAlive()) m_problem = reason;
+}
+
+void Connection::abandon(const std::string& reason) {
+    fail(reason);
+    ShutDownSocket(mosquitto_socket(m_client.get()));
+}
+
+int Connection::publish(const std::string& topic, const std::string& responseTopic, const Message& message) {
+    Properties properties;
+    properties.addString(MQTT_PROP_CONTENT_TYPE, kContentType);
+    properties.addString(MQTT_PROP_RESPONSE_TOPIC, responseTopic.c_str());
+    if (!message.head.empty()) properties.addUser(kHeadProperty, message.head.c_str());
+    int mid = 0;
+    check(mosquitto_publish_v5(m_client.get(), &mid, topic.c_str(), static_cast<int>(message.body.size()),
+                               message.body.data(), 1, false, properties.get()));
+    return isAlive() ? mid : 0;
+}
+
+int Connection::publishPresence(const std::string& topic, bool online) {
+    const std::string text = online ? kOnline : kOffline;
+    // The goodbye must not wait for the server to acknowledge what is in flight.
+    const int qos = online ? 1 : 0;
+    int mid = 0;
+    check(mosquitto_publish_v5(m_client.get(), &mid, topic.c_str(), static_cast<int>(text.size()),
+                               text.data(), qos, false, nullptr));
+    return isAlive() ? mid : 0;
+}
+
+int Connection::subscribe(const std::string& topic) {
+    int mid = 0;
+    check(mosquitto_subscribe_v5(m_client.get(), &mid, topic.c_str(), 1, 0, nullptr));
+    return isAlive() ? mid : 0;
+}
+
+void Connection::unsubscribe(const std::string& topic) {
+    check(mosquitto_unsubscribe(m_client.get(), nullptr, topic.c_str()));
+}
+
+void Connection::disconnect() {
+    Properties properties;
+    properties.addInt32(MQTT_PROP_SESSION_EXPIRY_INTERVAL, 0);
+    check(mosquitto_disconnect_v5(m_client.get(), 0, properties.get()));
+}
+
+}  // namespace mqtt
+}  // namespace QoPlayer

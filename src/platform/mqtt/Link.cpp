@@ -1,0 +1,305 @@
+#include "platform/mqtt/Link.h"
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+#include "platform/Kernel.h"
+#include "platform/mqtt/SdkLog.h"
+#include "platform/mqtt/Wire.h"
+
+namespace QoPlayer {
+namespace mqtt {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+constexpr auto kConnectLimit = seconds(5);
+constexpr auto kLookUpLimit = seconds(5);
+constexpr auto kHeldLongEnough = seconds(30);
+constexpr auto kDrainLimit = milliseconds(400);
+constexpr auto kGoodbyeLimit = milliseconds(200);
+// The client library counts its keep-alive in seconds, and has to be called to notice.
+constexpr std::int64_t kLongestStepMs = 1000;
+constexpr std::size_t kLargestDownlink = 16 * 1024 * 1024;
+
+std::string nameOf(const ServerAddress& address, const std::string& literal) {
+    const std::string port = ":" + std::to_string(address.port);
+    return literal == address.host ? literal + port : address.host + port + " (" + literal + ")";
+}
+
+int stepMs(std::chrono::steady_clock::time_point end) {
+    const auto left = std::chrono::ceil<milliseconds>(end - std::chrono::steady_clock::now()).count();
+    return static_cast<int>(std::clamp<std::int64_t>(left, 0, kLongestStepMs));
+}
+
+}  // namespace
+
+Link::Link(Settings settings, std::string connectionName, std::uint64_t seed, CenterState& state)
+    : m_settings(std::move(settings)),
+      m_prefix(TopicPrefix(m_settings.client, connectionName)),
+      m_clientId(m_settings.client + "-" + connectionName),
+      m_state(state),
+      m_backoff(m_settings.longestPauseMs, seed) {}
+
+void Link::run() {
+    while (!stopping())
+        runGuarded();
+    const std::size_t lost = m_state.outbox.close();
+    if (lost > 0)
+        SdkLog(LogLevel::Warning, "stopped with " + std::to_string(lost) + " messages unacknowledged");
+}
+
+void Link::runGuarded() {
+    try {
+        if (TokenExpired(m_settings, _time64(nullptr))) return parkWithExpiredToken();
+        goThroughAddresses();
+    } catch (const std::exception&) {
+        endConnection("out of memory");
+    }
+    if (!stopping()) waitUntil(Clock::now() + milliseconds(m_backoff.nextPauseMs()));
+}
+
+void Link::parkWithExpiredToken() {
+    SdkLog(LogLevel::Error, "the access token has expired: not connecting any more");
+    tellRefusal("the access token has expired");
+    while (!stopping())
+        waitUntil(Clock::now() + seconds(3600));
+}
+
+void Link::goThroughAddresses() {
+    for (const ServerAddress& address : m_settings.addresses) {
+        if (stopping() || TokenExpired(m_settings, _time64(nullptr)) || tryAddress(address)) return;
+    }
+}
+
+// True when it held long enough to begin with the first address again.
+bool Link::tryAddress(const ServerAddress& address) {
+    for (const std::string& literal : resolve(address.host)) {
+        if (stopping() || tryLiteral(address, literal)) return true;
+    }
+    return false;
+}
+
+std::vector<std::string> Link::resolve(const std::string& host) {
+    const std::string literal = AsLiteralAddress(host);
+    if (!literal.empty()) return {literal};
+    const auto lookUp = m_state.lookUps.begin(host);
+    const auto end = Clock::now() + kLookUpLimit;
+    while (lookUp && !lookUp->hasEnded() && !stopping() && Clock::now() < end)
+        waitOnce(end);
+    if (stopping()) return {};
+    if (!lookUp || !lookUp->hasEnded())
+        SdkLog(LogLevel::Warning, "no answer to the name look-up of " + host);
+    else if (lookUp->literals().empty())
+        SdkLog(LogLevel::Warning, "no address found for " + host);
+    else
+        return lookUp->literals();
+    return {};
+}
+
+bool Link::tryLiteral(const ServerAddress& address, const std::string& literal) {
+    m_server = nameOf(address, literal);
+    Connection::Options options;
+    if (!prepareTls(address, literal, options.tls)) return false;
+    options.literal = literal;
+    options.port = address.port;
+    options.clientId = m_clientId;
+    options.userName = m_settings.userName;
+    options.token = m_settings.token;
+    options.willTopic = PresenceTopic(m_prefix);
+    options.cleanStart = !m_sessionKnown;
+    options.keepAliveSeconds = m_settings.keepAliveSeconds;
+    Connection connection(options, *this, *m_state.waiter);
+    if (!establish(connection)) return false;
+    const auto since = Clock::now();
+    serve(connection);
+    if (Clock::now() - since < kHeldLongEnough) return false;
+    m_backoff.reset();
+    return true;
+}
+
+bool Link::prepareTls(const ServerAddress& address, const std::string& literal, TlsContext*& tls) {
+    const bool plain = m_settings.tls == TlsUse::Never ||
+                       (m_settings.tls == TlsUse::ExceptLoopback && IsLoopbackAddress(literal));
+    if (plain) return true;
+    std::string problem;
+    if (!m_tls) m_tls = TlsContext::make(m_settings.caFile, problem);
+    if (m_tls && !m_tls->expect(address.host)) problem = "no certificate can be for this name";
+    if (!problem.empty()) {
+        SdkLog(LogLevel::Error, "cannot connect to " + m_server + ": " + problem);
+        return false;
+    }
+    tls = m_tls.get();
+    return true;
+}
+
+bool Link::establish(Connection& connection) {
+    const auto end = Clock::now() + kConnectLimit;
+    while (connection.isAlive() && !connection.isConnected() && !stopping()) {
+        if (Clock::now() >= end) connection.abandon("no answer within 5 s");
+        connection.step(stepMs(end));
+        tellNewSenders();
+    }
+    if (connection.isConnected()) return true;
+    if (!connection.isAlive()) reportFailure(connection);
+    return false;
+}
+
+void Link::reportFailure(const Connection& connection) {
+    const std::string line = "cannot connect to " + m_server + ": " + connection.problem();
+    SdkLog(LogLevel::Warning, line);
+    if (connection.wasRefused()) tellRefusal(line);
+}
+
+void Link::serve(Connection& connection) {
+    SdkLog(LogLevel::Info, "connected to " + m_server + " as " + m_clientId);
+    m_connection = &connection;
+    m_sessionKnown = true;
+    m_refusal.clear();
+    m_presenceMid = connection.publishPresence(PresenceTopic(m_prefix), true);
+    for (const Senders::Handle& sender : m_state.senders.all())
+        sender->subscribed = false;
+    serviceSenders(connection);
+    while (connection.isAlive() && !stopping()) {
+        publishWaiting(connection);
+        connection.step(kLongestStepMs);
+        if (m_state.senders.takeChanged()) serviceSenders(connection);
+    }
+    if (stopping()) finish(connection);
+    endConnection(stopping() ? "stopped" : "connection to " + m_server + " lost: " + connection.problem());
+}
+
+// The last messages of a host that ends its work should still arrive.
+void Link::finish(Connection& connection) {
+    m_drainEnd = Clock::now() + kDrainLimit;
+    while (connection.isAlive() && !m_state.outbox.empty() && Clock::now() < m_drainEnd) {
+        publishWaiting(connection);
+        connection.step(stepMs(m_drainEnd));
+    }
+    connection.publishPresence(PresenceTopic(m_prefix), false);
+    if (connection.isAlive()) connection.disconnect();
+    const auto end = Clock::now() + kGoodbyeLimit;
+    while (connection.isAlive() && Clock::now() < end)
+        connection.step(stepMs(end));
+}
+
+void Link::serviceSenders(Connection& connection) {
+    for (const int cmd : m_state.senders.takeClosed()) {
+        if (connection.isAlive() && !m_state.senders.find(cmd))
+            connection.unsubscribe(DownTopic(m_prefix, cmd));
+    }
+    for (const Senders::Handle& sender : m_state.senders.all()) {
+        if (sender->subscribed || !connection.isAlive()) continue;
+        sender->subscribed = true;
+        m_subscribing[connection.subscribe(DownTopic(m_prefix, sender->cmd))] = sender;
+    }
+}
+
+void Link::tellNewSenders() {
+    if (m_refusal.empty() || !m_state.senders.takeChanged()) return;
+    for (const Senders::Handle& sender : m_state.senders.all())
+        if (sender->told != m_refusal) tell(sender, false, m_refusal);
+}
+
+void Link::publishWaiting(Connection& connection) {
+    while (connection.isAlive()) {
+        const std::size_t inFlight = m_state.outbox.inFlight() + (m_presenceMid != 0 ? 1 : 0);
+        const Message* const message =
+            inFlight < m_limits.mostInFlight ? m_state.outbox.firstWaiting() : nullptr;
+        if (!message || !publishFirst(connection, *message)) return;
+    }
+}
+
+bool Link::publishFirst(Connection& connection, const Message& message) {
+    const std::string topic = UpTopic(m_prefix, message.cmd);
+    const std::string responseTopic = DownTopic(m_prefix, message.cmd);
+    const std::size_t size =
+        UplinkPacketSize(topic.size(), responseTopic.size(), message.body.size(), message.head.size());
+    if (size > m_limits.largestPacket) {
+        SdkLog(LogLevel::Error, "a message of command " + std::to_string(message.cmd) + " was dropped: its " +
+                                    std::to_string(size) + " bytes are more than the " +
+                                    std::to_string(m_limits.largestPacket) + " that the server takes");
+        m_state.outbox.dropFirstWaiting();
+        return true;
+    }
+    const int mid = connection.publish(topic, responseTopic, message);
+    if (mid == 0) return false;
+    m_state.outbox.published(mid);
+    return true;
+}
+
+void Link::onConnected(const ServerLimits& limits) {
+    m_limits = limits;
+}
+
+void Link::onSubscribed(int mid, bool granted, const std::string& reason) {
+    const auto found = m_subscribing.find(mid);
+    if (found == m_subscribing.end()) return;
+    const Senders::Handle sender = found->second;
+    m_subscribing.erase(found);
+    if (granted) return tell(sender, true, "connected to " + m_server);
+    const std::string text = "the server refused the subscription of command " + std::to_string(sender->cmd) +
+                             ": " + (reason.empty() ? "malformed answer" : reason);
+    SdkLog(LogLevel::Warning, text);
+    tell(sender, false, text);
+}
+
+void Link::onAcknowledged(int mid, const std::string& refusal) {
+    if (mid == m_presenceMid) {
+        m_presenceMid = 0;
+        if (!refusal.empty()) SdkLog(LogLevel::Warning, "the server refused the presence: " + refusal);
+        return;
+    }
+    if (m_state.outbox.acknowledged(mid) && !refusal.empty())
+        SdkLog(LogLevel::Error, "a message was dropped: the server refused it: " + refusal);
+}
+
+void Link::onMessage(const char* topic, const void* payload, std::size_t length) {
+    if (stopping() && m_drainEnd != Clock::time_point() && Clock::now() >= m_drainEnd)
+        return m_connection->abandon("stopped");
+    int cmd = 0;
+    if (!CmdOfDownTopic(m_prefix, topic, cmd)) return;
+    if (length > kLargestDownlink)
+        return SdkLog(LogLevel::Error,
+                      "a message from the server was dropped: it has " + std::to_string(length) + " bytes");
+    if (const Senders::Handle sender = m_state.senders.find(cmd))
+        m_state.senders.notify(sender, 1, 0, payload, length);
+}
+
+void Link::endConnection(const std::string& reason) {
+    SdkLog(stopping() ? LogLevel::Info : LogLevel::Warning, reason);
+    m_connection = nullptr;
+    m_presenceMid = 0;
+    m_subscribing.clear();
+    m_state.outbox.connectionLost();
+    for (const Senders::Handle& sender : m_state.senders.all())
+        if (sender->connected) tell(sender, false, reason);
+}
+
+void Link::tellRefusal(const std::string& reason) {
+    m_refusal = reason;
+    m_state.senders.takeChanged();
+    for (const Senders::Handle& sender : m_state.senders.all())
+        if (sender->told != reason) tell(sender, false, reason);
+}
+
+void Link::tell(const Senders::Handle& sender, bool connected, const std::string& text) {
+    sender->connected = connected;
+    sender->told = connected ? std::string() : text;
+    m_state.senders.notify(sender, 0, connected ? 1 : 0, text.data(), text.size());
+}
+
+void Link::waitUntil(Clock::time_point end) {
+    while (!stopping() && Clock::now() < end)
+        waitOnce(end);
+}
+
+void Link::waitOnce(Clock::time_point end) {
+    m_state.waiter->wait(stepMs(end));
+    tellNewSenders();
+}
+
+}  // namespace mqtt
+}  // namespace QoPlayer

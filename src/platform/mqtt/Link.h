@@ -1,0 +1,91 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/mqtt/Backoff.h"
+#include "platform/mqtt/Connection.h"
+#include "platform/mqtt/NameLookUp.h"
+#include "platform/mqtt/Outbox.h"
+#include "platform/mqtt/Senders.h"
+#include "platform/mqtt/Settings.h"
+#include "platform/mqtt/TlsContext.h"
+
+namespace QoPlayer {
+namespace mqtt {
+
+/// What a center shares with its network thread.
+struct CenterState {
+    Senders senders;
+    Outbox outbox;
+    std::shared_ptr<SocketWaiter> waiter = std::make_shared<SocketWaiter>();
+    NameLookUps lookUps{waiter};
+    std::atomic<bool> stopping{false};
+};
+
+/// The network side of a center from one `start` to the next `stop`: goes through the addresses, keeps the
+/// connection, moves messages. All of it runs on the network thread.
+class Link final : private ConnectionEvents {
+public:
+    Link(Settings settings, std::string connectionName, std::uint64_t seed, CenterState& state);
+
+    /// Returns once the center is stopping.
+    void run();
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void onConnected(const ServerLimits& limits) override;
+    void onSubscribed(int mid, bool granted, const std::string& reason) override;
+    void onAcknowledged(int mid, const std::string& refusal) override;
+    void onMessage(const char* topic, const void* payload, std::size_t length) override;
+
+    bool stopping() const { return m_state.stopping; }
+    void runGuarded();
+    void parkWithExpiredToken();
+    void goThroughAddresses();
+    bool tryAddress(const ServerAddress& address);
+    std::vector<std::string> resolve(const std::string& host);
+    bool tryLiteral(const ServerAddress& address, const std::string& literal);
+    bool prepareTls(const ServerAddress& address, const std::string& literal, TlsContext*& tls);
+    bool establish(Connection& connection);
+    void reportFailure(const Connection& connection);
+    void serve(Connection& connection);
+    void finish(Connection& connection);
+    void serviceSenders(Connection& connection);
+    void tellNewSenders();
+    void publishWaiting(Connection& connection);
+    bool publishFirst(Connection& connection, const Message& message);
+    void endConnection(const std::string& reason);
+    void tellRefusal(const std::string& reason);
+    void tell(const Senders::Handle& sender, bool connected, const std::string& text);
+    void waitUntil(Clock::time_point end);
+    void waitOnce(Clock::time_point end);
+
+    const Settings m_settings;
+    const std::string m_prefix;
+    const std::string m_clientId;
+    CenterState& m_state;
+    Backoff m_backoff;
+    std::unique_ptr<TlsContext> m_tls;
+
+    bool m_sessionKnown = false;  ///< a server has had a session of ours
+    std::string m_refusal;  ///< why senders have no connection, when a server or the token is the reason
+
+    // Of the current connection.
+    std::string m_server;
+    Connection* m_connection = nullptr;
+    ServerLimits m_limits;
+    int m_presenceMid = 0;
+    std::map<int, Senders::Handle> m_subscribing;
+    Clock::time_point m_drainEnd{};
+};
+
+}  // namespace mqtt
+}  // namespace QoPlayer

@@ -1,0 +1,35 @@
+#include "platform/MsgCenter.h"
+
+#include "platform/Kernel.h"
+#include "platform/mqtt/Center.h"
+
+namespace QoPlayer {
+
+struct MsgCenter::Impl {
+    mqtt::Center center;
+};
+
+MsgCenter::MsgCenter() : m_impl(new Impl) {}
+
+MsgCenter::~MsgCenter() {
+    // The network thread is gone then, with whatever it held.
+    if (IsProcessEnding()) static_cast<void>(m_impl.release());
+}
+
+bool MsgCenter::start(const MsgCenterConfig& config) {
+    return m_impl->center.start(config);
+}
+
+void MsgCenter::stop() {
+    m_impl->center.stop();
+}
+
+MsgSender* MsgCenter::createSender(int cmd, MsgSenderCallback cb, void* user) {
+    return m_impl->center.createSender(cmd, cb, user);
+}
+
+void MsgCenter::closeSender(int cmd) {
+    m_impl->center.closeSender(cmd);
+}
+
+}  // namespace QoPlayer

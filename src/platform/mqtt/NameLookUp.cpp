@@ -1,0 +1,95 @@
+#include "platform/mqtt/NameLookUp.h"
+
+#include <algorithm>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "SocketHeaders.h"
+#include "platform/mqtt/NetworkThread.h"
+
+namespace QoPlayer {
+namespace mqtt {
+namespace {
+
+constexpr std::size_t kMostLiterals = 16;
+
+struct FreeAddresses {
+    void operator()(addrinfo* list) const { freeaddrinfo(list); }
+};
+using Addresses = std::unique_ptr<addrinfo, FreeAddresses>;
+
+Addresses askSystem(const std::string& host, int flags) {
+    addrinfo hints = {};
+    hints.ai_family = AF_UNSPEC;
+    hints.ai_socktype = SOCK_STREAM;
+    hints.ai_flags = flags;
+    addrinfo* list = nullptr;
+    return Addresses(getaddrinfo(host.c_str(), nullptr, &hints, &list) == 0 ? list : nullptr);
+}
+
+std::string literalOf(const addrinfo& address) {
+    char literal[128];
+    const auto length = static_cast<socklen_t>(address.ai_addrlen);
+    if (getnameinfo(address.ai_addr, length, literal, sizeof literal, nullptr, 0, NI_NUMERICHOST) != 0)
+        return {};
+    return literal;
+}
+
+std::vector<std::string> resolveWithSystem(const std::string& host) {
+    const Addresses found = askSystem(host, 0);
+    std::vector<std::string> literals;
+    for (const addrinfo* address = found.get(); address && literals.size() < kMostLiterals;
+         address = address->ai_next) {
+        const std::string literal = literalOf(*address);
+        if (!literal.empty() && std::find(literals.begin(), literals.end(), literal) == literals.end())
+            literals.push_back(literal);
+    }
+    return literals;
+}
+
+std::atomic<NameResolver> currentResolver{resolveWithSystem};
+
+bool beginsWith(const std::string& text, const char* beginning) {
+    return text.rfind(beginning, 0) == 0;
+}
+
+}  // namespace
+
+void SetNameResolver(NameResolver resolver) {
+    currentResolver = resolver ? resolver : resolveWithSystem;
+}
+
+std::string AsLiteralAddress(const std::string& host) {
+    const Addresses found = askSystem(host, AI_NUMERICHOST);
+    return found ? literalOf(*found) : std::string();
+}
+
+bool IsLoopbackAddress(const std::string& literal) {
+    return beginsWith(literal, "127.") || literal == "::1" || beginsWith(literal, "::ffff:127.");
+}
+
+std::shared_ptr<const NameLookUp> NameLookUps::begin(const std::string& host) {
+    const auto underWay = m_underWay.find(host);
+    if (underWay != m_underWay.end() && !underWay->second->hasEnded()) return underWay->second;
+    for (auto entry = m_underWay.begin(); entry != m_underWay.end();)
+        entry = entry->second->hasEnded() ? m_underWay.erase(entry) : std::next(entry);
+    if (m_underWay.size() >= kMostUnderWay) return nullptr;
+
+    const auto lookUp = std::make_shared<NameLookUp>();
+    try {
+        std::thread([host, lookUp, waiter = m_waiter] {
+            PrepareNetworkThread();
+            lookUp->m_literals = currentResolver.load()(host);
+            lookUp->m_ended = true;
+            waiter->wake();
+        }).detach();
+    } catch (const std::system_error&) {
+        return nullptr;
+    }
+    m_underWay[host] = lookUp;
+    return lookUp;
+}
+
+}  // namespace mqtt
+}  // namespace QoPlayer

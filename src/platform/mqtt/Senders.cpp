@@ -1,0 +1,70 @@
+#include "platform/mqtt/Senders.h"
+
+#include <utility>
+
+#include "platform/mqtt/SdkLog.h"
+
+namespace QoPlayer {
+namespace mqtt {
+
+Senders::Handle Senders::open(int cmd, MsgSenderCallback callback, void* user) {
+    const MutexLock lock(m_mutex);
+    Handle& place = m_senders[cmd];
+    if (place) return nullptr;
+    place = std::make_shared<Sender>(cmd, callback, user);
+    m_changed = true;
+    return place;
+}
+
+Senders::Handle Senders::close(int cmd) {
+    const MutexLock lock(m_mutex);
+    const auto found = m_senders.find(cmd);
+    if (found == m_senders.end()) return nullptr;
+    const Handle sender = found->second;
+    sender->closed = true;
+    m_senders.erase(found);
+    m_closed.insert(cmd);
+    m_changed = true;
+    while (m_running == sender.get() && m_runningOn != std::this_thread::get_id())
+        m_callbackEnded.wait(m_mutex);
+    return sender;
+}
+
+Senders::Handle Senders::find(int cmd) {
+    const MutexLock lock(m_mutex);
+    const auto found = m_senders.find(cmd);
+    return found == m_senders.end() ? nullptr : found->second;
+}
+
+std::vector<Senders::Handle> Senders::all() {
+    const MutexLock lock(m_mutex);
+    std::vector<Handle> senders;
+    for (const auto& [cmd, sender] : m_senders)
+        senders.push_back(sender);
+    return senders;
+}
+
+std::set<int> Senders::takeClosed() {
+    const MutexLock lock(m_mutex);
+    return std::exchange(m_closed, {});
+}
+
+void Senders::notify(const Handle& sender, int msgType, int code, const void* data, std::size_t len) {
+    {
+        const MutexLock lock(m_mutex);
+        if (sender->closed) return;
+        m_running = sender.get();
+        m_runningOn = std::this_thread::get_id();
+    }
+    try {
+        sender->callback(sender->user, msgType, code, static_cast<const unsigned char*>(data), len);
+    } catch (...) {
+        SdkLog(LogLevel::Error, "the callback of command " + std::to_string(sender->cmd) + " threw");
+    }
+    const MutexLock lock(m_mutex);
+    m_running = nullptr;
+    m_callbackEnded.notify_all();
+}
+
+}  // namespace mqtt
+}  // namespace QoPlayer

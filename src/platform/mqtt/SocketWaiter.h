@@ -1,0 +1,55 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+namespace QoPlayer {
+namespace mqtt {
+
+/// Waits for one socket, a time limit and a wake-up from other threads, whichever comes first.
+class SocketWaiter {
+public:
+    struct Ready {
+        bool readable = false;
+        bool writable = false;
+    };
+
+    SocketWaiter();
+    ~SocketWaiter();
+    SocketWaiter(const SocketWaiter&) = delete;
+    SocketWaiter& operator=(const SocketWaiter&) = delete;
+
+    /// False when the system gave no socket to wake with; nothing else may be called then.
+    bool isUsable() const { return m_wakeRead != kNone; }
+
+    /// Ends the wait that is under way, or the next one. Any thread; does not block.
+    void wake();
+
+    /// Waits until `socket` can be read (written too if `forWriting`) or has failed, which reads as both.
+    /// One thread alone.
+    Ready wait(int socket, bool forWriting, int timeoutMs);
+
+    /// Waits without a socket.
+    void wait(int timeoutMs) { wait(static_cast<int>(kNone), false, timeoutMs); }
+
+private:
+    static constexpr std::intptr_t kNone = -1;
+    void drain();
+
+    std::intptr_t m_wakeRead = kNone;
+    std::intptr_t m_wakeWrite = kNone;
+    std::atomic<bool> m_woken{false};
+};
+
+/// The error that a connection attempt on `socket` ended with, as text; empty when there is none.
+std::string SocketProblem(int socket);
+
+/// True when the other side has closed `socket` or it has failed.
+bool IsSocketClosed(int socket);
+
+/// Makes every further read and write of `socket` fail.
+void ShutDownSocket(int socket);
+
+}  // namespace mqtt
+}  // namespace QoPlayer

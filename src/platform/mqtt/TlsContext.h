@@ -1,0 +1,50 @@
+#pragma once
+
+#include <openssl/ssl.h>
+
+#include <memory>
+#include <string>
+
+namespace QoPlayer {
+namespace mqtt {
+
+/// Adds the system's trusted authorities to `context` (Windows: its ROOT store). False on failure.
+bool TrustSystemAuthorities(SSL_CTX* context);
+
+/// TLS for a client that connects to literal addresses but must find a certificate for a name. One thread at
+/// a time.
+class TlsContext {
+public:
+    /// Trusts the authorities in `caFile` (PEM), the system's if it is empty. Null on failure, with the
+    /// reason in `problem`.
+    static std::unique_ptr<TlsContext> make(const std::string& caFile, std::string& problem);
+
+    TlsContext(const TlsContext&) = delete;
+    TlsContext& operator=(const TlsContext&) = delete;
+
+    /// Connections made from now on must show a certificate for `host`, a name or a literal address. False
+    /// when no certificate can be for it.
+    bool expect(const std::string& host);
+
+    SSL_CTX* native() const { return m_context.get(); }
+
+    /// Why the server's certificate was refused since the last call of `expect`; empty when it was not.
+    std::string refusal() const;
+
+private:
+    struct Free {
+        void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
+    };
+
+    explicit TlsContext(SSL_CTX* context);
+    static void onInfo(const SSL* ssl, int where, int result);
+    static int onVerify(int accepted, X509_STORE_CTX* store);
+
+    std::unique_ptr<SSL_CTX, Free> m_context;
+    std::string m_host;
+    bool m_hostIsLiteral = false;
+    int m_verifyError = X509_V_OK;
+};
+
+}  // namespace mqtt
+}  // namespace QoPlayer

@@ -1,0 +1,33 @@
+#include "platform/mqtt/NetworkThread.h"
+
+#include <pthread.h>
+#include <signal.h>
+
+#include <initializer_list>
+
+namespace QoPlayer {
+namespace mqtt {
+
+struct SignalGuard::Saved {
+    struct sigaction onBrokenPipe;
+};
+
+void PrepareNetworkThread() {
+    sigset_t blocked;
+    sigfillset(&blocked);
+    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS, SIGPROF})
+        sigdelset(&blocked, fault);
+    pthread_sigmask(SIG_SETMASK, &blocked, nullptr);
+}
+
+SignalGuard::SignalGuard() : m_saved(new Saved) {
+    sigaction(SIGPIPE, nullptr, &m_saved->onBrokenPipe);
+}
+
+SignalGuard::~SignalGuard() {
+    sigaction(SIGPIPE, &m_saved->onBrokenPipe, nullptr);
+    delete m_saved;
+}
+
+}  // namespace mqtt
+}  // namespace QoPlayer

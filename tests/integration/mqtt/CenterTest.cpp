@@ -1,0 +1,72 @@
+#include "integration/mqtt/CenterTest.h"
+
+#include <algorithm>
+#include <mutex>
+
+namespace {
+
+std::mutex logMutex;
+std::vector<CenterLog::Line>& logLines() {
+    static auto* const lines = new std::vector<CenterLog::Line>;
+    return *lines;
+}
+
+void record(int level, const char*, const char* text) {
+    const std::lock_guard<std::mutex> lock(logMutex);
+    logLines().push_back({level, text});
+}
+
+const std::uint8_t* bytesOf(const std::string& text) {
+    return reinterpret_cast<const std::uint8_t*>(text.data());
+}
+
+}  // namespace
+
+void CenterLog::install() {
+    QoPlayer::SetLogPtr(record);
+}
+
+std::vector<CenterLog::Line> CenterLog::lines() {
+    const std::lock_guard<std::mutex> lock(logMutex);
+    return logLines();
+}
+
+std::size_t CenterLog::count(const std::string& part) {
+    const std::vector<Line> all = lines();
+    return static_cast<std::size_t>(std::count_if(
+        all.begin(), all.end(), [&](const Line& line) { return line.text.find(part) != std::string::npos; }));
+}
+
+bool CenterLog::waitFor(const std::string& part, std::size_t wanted) {
+    return support::Eventually([&] { return count(part) >= wanted; });
+}
+
+std::string CenterLog::all() {
+    std::string text;
+    for (const Line& line : lines())
+        text += std::to_string(line.level) + " " + line.text + "\n";
+    return text;
+}
+
+Config::Config(const std::vector<std::pair<std::string, int>>& addresses) {
+    m_config.addrs = new QoPlayer::MsgCenterAddr[addresses.size()];
+    m_config.addrCount = static_cast<std::uint32_t>(addresses.size());
+    for (std::size_t i = 0; i < addresses.size(); ++i) {
+        m_config.addrs[i].ip = addresses[i].first;
+        m_config.addrs[i].port = addresses[i].second;
+    }
+    m_config.int64Value1 = 500;
+    m_config.textValue1 = "studio-7";
+}
+
+bool Send(QoPlayer::MsgSender* sender, const std::string& body) {
+    return sender->send(bytesOf(body), body.size(), nullptr, 0);
+}
+
+bool Send(QoPlayer::MsgSender* sender, const std::string& body, const std::string& head) {
+    return sender->send(bytesOf(body), body.size(), bytesOf(head), static_cast<int>(head.size()));
+}
+
+void StopWithinASecond(QoPlayer::MsgCenter& center) {
+    EXPECT_LT(support::TimeOf([&] { center.stop(); }).count(), 1000);
+}

@@ -1,0 +1,131 @@
+#include "integration/mqtt/CenterTest.h"
+
+using support::Broker;
+using support::Recorder;
+using support::WireMessage;
+using support::WireWatcher;
+
+namespace {
+
+std::string prefixOf(const WireMessage& message) {
+    return message.topic.substr(0, message.topic.find('/', message.topic.find('/', 7) + 1));
+}
+
+class MessagesTest : public CenterTest {
+protected:
+    QoPlayer::MsgSender* connect(int cmd) {
+        QoPlayer::MsgSender* const sender = center.createSender(cmd, Recorder::callback, &recorder);
+        EXPECT_TRUE(center.start(Config(broker.port())));
+        EXPECT_TRUE(recorder.waitConnected());
+        return sender;
+    }
+
+    std::string downTopic(int cmd) {
+        EXPECT_TRUE(watcher.waitFor("/presence"));
+        return prefixOf(watcher.on("/presence")[0]) + "/down/" + std::to_string(cmd);
+    }
+
+    Broker broker;
+    WireWatcher watcher{broker};
+};
+
+TEST_F(MessagesTest, AMessageArrivesByteForByteWithItsHeadAndProperties) {
+    QoPlayer::MsgSender* const sender = connect(5);
+    const std::string body("{\"a\":1,\"b\":\"\xe4\xbd\xa0\"}\n\0\xff tail", 26);
+    ASSERT_TRUE(Send(sender, body, "{\"event\":1,\"mid\":\"7\"}\n"));
+    ASSERT_TRUE(watcher.waitFor("/up/5"));
+    const WireMessage message = watcher.on("/up/5")[0];
+    EXPECT_EQ(message.payload, body);
+    EXPECT_EQ(message.head(), "{\"event\":1,\"mid\":\"7\"}");
+    EXPECT_EQ(message.qos, 1);
+    EXPECT_FALSE(message.retained);
+    EXPECT_EQ(message.contentType, "application/json");
+    EXPECT_EQ(message.responseTopic, prefixOf(message) + "/down/5");
+    EXPECT_EQ(prefixOf(message).substr(0, 16), "qolive/studio-7/");
+    EXPECT_EQ(prefixOf(message).size(), 24U);
+}
+
+TEST_F(MessagesTest, AMessageWithoutAHeadCarriesNone) {
+    ASSERT_TRUE(Send(connect(2), "{}"));
+    ASSERT_TRUE(watcher.waitFor("/up/2"));
+    EXPECT_EQ(watcher.on("/up/2")[0].userProperties, "");
+}
+
+TEST_F(MessagesTest, AnEmptyMessageArrivesEmpty) {
+    QoPlayer::MsgSender* const sender = connect(2);
+    ASSERT_TRUE(sender->send(nullptr, 0, nullptr, 0));
+    ASSERT_TRUE(watcher.waitFor("/up/2"));
+    EXPECT_EQ(watcher.on("/up/2")[0].payload, "");
+}
+
+TEST_F(MessagesTest, MessagesArriveInTheOrderOfSending) {
+    QoPlayer::MsgSender* const sender = connect(4);
+    for (int i = 0; i < 300; ++i)
+        ASSERT_TRUE(Send(sender, std::to_string(i)));
+    ASSERT_TRUE(watcher.waitFor("/up/4", 300));
+    const std::vector<WireMessage> messages = watcher.on("/up/4");
+    for (std::size_t i = 0; i < 300; ++i)
+        ASSERT_EQ(messages[i].payload, std::to_string(i));
+}
+
+TEST_F(MessagesTest, ADownlinkReachesTheSenderOfItsCommandOnly) {
+    center.createSender(4, Recorder::callback, &other);
+    connect(2);
+    ASSERT_TRUE(other.waitConnected());
+    support::Publish(broker, downTopic(2), "{\"type\":3}");
+    ASSERT_TRUE(recorder.waitPackets());
+    EXPECT_EQ(recorder.packets(), std::vector<std::string>{"{\"type\":3}"});
+    EXPECT_TRUE(other.packets().empty());
+}
+
+TEST_F(MessagesTest, ASenderOpenedAfterTheConnectionIsToldAndReceives) {
+    connect(2);
+    QoPlayer::MsgSender* const sender = center.createSender(5, Recorder::callback, &other);
+    ASSERT_NE(sender, nullptr);
+    ASSERT_TRUE(other.waitConnected());
+    support::Publish(broker, downTopic(5), "late");
+    ASSERT_TRUE(other.waitPackets());
+    EXPECT_TRUE(Send(sender, "up"));
+    EXPECT_TRUE(watcher.waitFor("/up/5"));
+    EXPECT_EQ(recorder.packets().size(), 0U);
+}
+
+TEST_F(MessagesTest, PresenceIsOnlineOnConnectingAndOfflineOnStopping) {
+    connect(2);
+    ASSERT_TRUE(watcher.waitFor("/presence", 1));
+    StopWithinASecond(center);
+    ASSERT_TRUE(watcher.waitFor("/presence", 2));
+    EXPECT_EQ(watcher.on("/presence")[0].payload, "{\"online\":true}");
+    EXPECT_EQ(watcher.on("/presence")[1].payload, "{\"online\":false}");
+    EXPECT_EQ(recorder.count(0, 0), 1U);
+    EXPECT_EQ(recorder.last(0, 0), "stopped");
+}
+
+TEST_F(MessagesTest, WhatWasSentJustBeforeStopStillArrives) {
+    QoPlayer::MsgSender* const sender = connect(2);
+    for (int i = 0; i < 100; ++i)
+        ASSERT_TRUE(Send(sender, "last words"));
+    StopWithinASecond(center);
+    EXPECT_TRUE(watcher.waitFor("/up/2", 100));
+}
+
+TEST_F(MessagesTest, AfterStopASenderRefusesAndComesAliveWithTheNextStart) {
+    QoPlayer::MsgSender* const sender = connect(2);
+    StopWithinASecond(center);
+    EXPECT_FALSE(Send(sender, "nobody hears this"));
+    ASSERT_TRUE(center.start(Config(broker.port())));
+    ASSERT_TRUE(recorder.waitConnected(2));
+    EXPECT_TRUE(Send(sender, "again"));
+    ASSERT_TRUE(watcher.waitFor("/up/2"));
+    EXPECT_EQ(watcher.on("/up/2")[0].payload, "again");
+}
+
+TEST_F(MessagesTest, EveryStartIsAConnectionOfItsOwn) {
+    connect(2);
+    StopWithinASecond(center);
+    ASSERT_TRUE(center.start(Config(broker.port())));
+    ASSERT_TRUE(watcher.waitFor("/presence", 3));
+    EXPECT_NE(prefixOf(watcher.on("/presence")[0]), prefixOf(watcher.on("/presence")[2]));
+}
+
+}  // namespace

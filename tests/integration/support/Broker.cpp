@@ -1,0 +1,124 @@
+#include "integration/support/Broker.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <stdexcept>
+#include <utility>
+
+#include "integration/support/Eventually.h"
+
+namespace support {
+namespace {
+
+constexpr int kAttempts = 20;
+
+std::string withLine(const std::string& text, const std::string& line) {
+    return text + line + "\n";
+}
+
+}  // namespace
+
+int FreePort() {
+    const int probe = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    auto* const name = reinterpret_cast<sockaddr*>(&address);
+    const bool bound = bind(probe, name, length) == 0 && getsockname(probe, name, &length) == 0;
+    close(probe);
+    if (!bound) throw std::runtime_error("no free port");
+    return ntohs(address.sin_port);
+}
+
+bool HasIpv6Loopback() {
+    const int probe = socket(AF_INET6, SOCK_STREAM, 0);
+    if (probe < 0) return false;
+    sockaddr_in6 address = {};
+    address.sin6_family = AF_INET6;
+    address.sin6_addr = in6addr_loopback;
+    const bool bound = bind(probe, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+    close(probe);
+    return bound;
+}
+
+Broker::Broker() : Broker(Options()) {}
+
+Broker::Broker(Options options) : m_options(std::move(options)) {
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        m_port = FreePort();
+        if (launch()) return;
+    }
+    throw std::runtime_error("mosquitto does not start: " + log());
+}
+
+Broker::~Broker() = default;
+
+std::string Broker::configuration() const {
+    std::string text = withLine("", "listener " + std::to_string(m_port) + " " + m_options.address);
+    if (!m_options.certificate.empty()) {
+        text = withLine(text, "certfile " + m_options.certificate);
+        text = withLine(text, "keyfile " + m_options.key);
+    }
+    if (geteuid() == 0) text = withLine(text, "user root");
+    text = withLine(text, "log_dest stderr");
+    text = withLine(text, "set_tcp_nodelay true");
+    text = withLine(text, m_options.users.empty() ? "allow_anonymous true"
+                                                  : "password_file " + m_folder.path("passwords"));
+    if (!m_options.acl.empty()) text = withLine(text, "acl_file " + m_folder.write("acl", m_options.acl));
+    if (m_options.persistent) {
+        text = withLine(text, "persistence true\nautosave_on_changes true\nautosave_interval 1");
+        text = withLine(text, "persistence_location " + m_folder.path(""));
+    }
+    for (const std::string& line : m_options.lines)
+        text = withLine(text, line);
+    return text;
+}
+
+bool Broker::launch() {
+    const std::string config = m_folder.write("mosquitto.conf", configuration());
+    if (!m_options.users.empty()) {
+        std::string passwords;
+        for (const auto& [name, password] : m_options.users)
+            passwords = withLine(passwords, name + ":" + password);
+        Run({"mosquitto_passwd", "-U", m_folder.write("passwords", passwords)});
+    }
+    m_logSeen = log().size();
+    m_process = std::make_unique<Process>(std::vector<std::string>{"mosquitto", "-c", config}, "",
+                                          m_folder.path("log"));
+    const auto accepts = [this] { return log().find(" running\n", m_logSeen) != std::string::npos; };
+    Eventually([&] { return accepts() || !m_process->isRunning(); });
+    return accepts() && m_process->isRunning();
+}
+
+std::string Broker::log() const {
+    return ReadFile(m_folder.path("log"));
+}
+
+void Broker::stop() {
+    m_process->end(SIGTERM);
+}
+
+void Broker::kill() {
+    m_process->end(SIGKILL);
+}
+
+void Broker::restart() {
+    if (m_process->isRunning()) kill();
+    if (!Eventually([this] { return launch(); }))
+        throw std::runtime_error("mosquitto does not start again: " + log());
+}
+
+void Broker::freeze() {
+    m_process->signal(SIGSTOP);
+}
+
+void Broker::thaw() {
+    m_process->signal(SIGCONT);
+}
+
+}  // namespace support
