@@ -51,11 +51,15 @@ std::string DescribeLive(const Json::Value& live) {
            Shown(live["codec"]) + " push " + Shown(live["pushStatus"]);
 }
 
+std::string DescribeMix(const Json::Value& mic) {
+    if (mic["mixStreamName"].asString().empty() && mic["mixStatus"].asInt() == 0) return "";
+    return " · mix " + Shown(mic["mixStreamName"]) + " " + Size(mic, "mixWidth", "mixHeight") + " mode " +
+           Shown(mic["mixMode"]) + " status " + Shown(mic["mixStatus"]);
+}
+
 std::string DescribeMic(const Json::Value& mic) {
     return " · co-host " + Shown(mic["streamName"]) + " " + Size(mic, "micWidth", "micHeight") + " push " +
-           Shown(mic["micPushStatus"]) + " · mix " + Shown(mic["mixStreamName"]) + " " +
-           Size(mic, "mixWidth", "mixHeight") + " mode " + Shown(mic["mixMode"]) + " status " +
-           Shown(mic["mixStatus"]);
+           Shown(mic["micPushStatus"]) + DescribeMix(mic);
 }
 
 std::string DescribeState(const Json::Value& body) {

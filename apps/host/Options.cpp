@@ -1,0 +1,180 @@
+#include "host/Options.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <limits>
+#include <sstream>
+
+#include "common/CommandLine.h"
+#include "host/Catalogue.h"
+#include "platform/JsonText.h"
+
+namespace host {
+namespace {
+
+using apps::UsageError;
+
+const char introduction[] =
+    "usage: QoLive [OPTION ...]\n"
+    "\n"
+    "Behaves as a broadcaster's program does: loads the reporting library, connects to MQTT 5 brokers, "
+    "reports a\n"
+    "heartbeat and follows a script of what happens in the show. Ctrl-C ends it in good order.\n";
+
+constexpr auto most32 = std::numeric_limits<std::int32_t>::max();
+constexpr auto most64 = std::numeric_limits<std::int64_t>::max();
+
+void CheckAddress(const std::string& name, const std::string& address) {
+    const std::size_t colon = address.find(':');
+    if (colon == 0 || colon == std::string::npos)
+        throw UsageError(name + " is not HOST:PORT[,HOST:PORT...]: " + address);
+    apps::ParseWhole("a port in " + name, address.substr(colon + 1), 1, 65535);
+}
+
+std::vector<std::string> ParseAddresses(const std::string& name, const std::string& text) {
+    std::vector<std::string> addresses;
+    std::istringstream list(text);
+    for (std::string address; std::getline(list, address, ',');) {
+        CheckAddress(name, address);
+        addresses.push_back(address);
+    }
+    if (addresses.empty()) throw UsageError(name + " names no address");
+    return addresses;
+}
+
+int ParseTlsMode(const std::string& text) {
+    if (text == "auto") return 0;
+    if (text == "always") return 1;
+    if (text == "never") return 2;
+    throw UsageError("--tls is none of auto, always, never: " + text);
+}
+
+std::vector<apps::Option> ConnectionOptions(Options& options) {
+    return {
+        {"main", "HOST:PORT,...", "main servers, tried in order (127.0.0.1:1883)",
+         [&](const std::string& text) { options.main = ParseAddresses("--main", text); }},
+        {"backup", "HOST:PORT,...", "backup servers (the main ones)",
+         [&](const std::string& text) { options.backup = ParseAddresses("--backup", text); }},
+        {"config", "FILE",
+         "read the servers from this JSON file instead:\n"
+         "{\"gatewayDns\":{\"main\":[\"HOST:PORT\"],\"backup\":[]}}",
+         [&](const std::string& path) { options.configFile = path; }},
+        {"token-file", "FILE",
+         "file whose first line is the access token; without it the\n"
+         "environment variable QOLIVE_TOKEN",
+         [&](const std::string& path) { options.token = apps::ReadSecretFile(path); }},
+        {"token-expires", "TIME", "when the token expires, seconds since 1970 (0: never)",
+         [&](const std::string& text) {
+             options.tokenExpires = apps::ParseWhole("--token-expires", text, 0, most64);
+         }},
+        {"tls", "MODE", "auto: TLS but to loopback addresses; always; never (auto)",
+         [&](const std::string& text) { options.base.intValue2 = ParseTlsMode(text); }},
+        {"ca", "FILE", "trust the certificates in this PEM file, not the system's",
+         [&](const std::string& path) { options.base.textValue2 = path; }},
+        {"client", "NAME", "name of this installation: letters, digits, _ and - (random)",
+         [&](const std::string& name) { options.base.textValue1 = name; }},
+        {"user-id", "N", "user id, offered as the user name (the client name)",
+         [&](const std::string& text) {
+             options.base.int64Value2 = apps::ParseWhole("--user-id", text, 0, most64);
+         }},
+        {"keep-alive", "SECONDS", "keep-alive of the connections (15)",
+         [&](const std::string& text) {
+             options.base.intValue1 = static_cast<int>(apps::ParseWhole("--keep-alive", text, 1, 65535));
+         }},
+        {"longest-pause", "MS", "longest pause between connection attempts (30000)",
+         [&](const std::string& text) {
+             options.base.int64Value1 = apps::ParseWhole("--longest-pause", text, 1, most32);
+         }},
+    };
+}
+
+std::vector<apps::Option> RunOptions(Options& options) {
+    return {
+        {"script", "FILE", "what happens in the show (a show of 15 s, see below)",
+         [&](const std::string& path) { options.scriptFile = path; }},
+        {"duration", "SECONDS", "end after so long (4 s after the script's last step)",
+         [&](const std::string& text) { options.duration = apps::ParseSeconds("--duration", text); }},
+        {"log", "FILE", "write the library's log to this file (standard error)",
+         [&](const std::string& path) { options.logFile = path; }},
+        {"quiet", "", "no log and no word about what is being done",
+         [&](const std::string&) { options.quiet = true; }},
+        {"help", "", "this text", [&](const std::string&) { options.help = true; }},
+    };
+}
+
+apps::CommandLine CommandLineOf(Options& options, const std::string& epilogue) {
+    std::vector<apps::Option> all = ConnectionOptions(options);
+    for (apps::Option& option : RunOptions(options))
+        all.push_back(std::move(option));
+    return apps::CommandLine(introduction, std::move(all), epilogue);
+}
+
+std::string ScriptHelp(const Actions& actions) {
+    std::string text =
+        "Script: one line per action, <seconds> <action> <arguments>, seconds from the program's start. "
+        "Lines that begin\n"
+        "with # are skipped. A text with blanks stands in double quotes, but for a TEXT at the end of a "
+        "line, which\n"
+        "is taken as it stands.\n";
+    for (const Action& action : actions)
+        text += "  " + Usage(action) + "\n      " + action.help + "\n";
+    return text + "\nThe script that is followed without --script:\n" + defaultScript +
+           "\nExit status: 0 when it ran to its end, 1 when no connection could be started, 2 for a wrong "
+           "option or script.\n";
+}
+
+Json::Value ToJson(const std::vector<std::string>& addresses) {
+    Json::Value list(Json::arrayValue);
+    for (const std::string& address : addresses)
+        list.append(address);
+    return list;
+}
+
+Json::Value ReadConfigFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) throw UsageError("cannot read the configuration " + path);
+    const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    Json::Value config;
+    bool parsed = false;
+    try {
+        parsed = ParseJson(text, config) && config.isObject();
+    } catch (const Json::Exception&) {
+        parsed = false;
+    }
+    if (!parsed) throw UsageError("the configuration is not a JSON object: " + path);
+    return config;
+}
+
+Json::Value ServerLists(const Options& options) {
+    Json::Value config;
+    config["gatewayDns"]["main"] = ToJson(options.main);
+    config["gatewayDns"]["backup"] = ToJson(options.backup);
+    return config;
+}
+
+}  // namespace
+
+Options ParseOptions(const std::vector<std::string>& arguments) {
+    Options options;
+    if (const char* token =
+            std::getenv("QOLIVE_TOKEN"))  // NOLINT(concurrency-mt-unsafe): no thread writes it
+        options.token = token;
+    CommandLineOf(options, {}).Parse(arguments);
+    return options;
+}
+
+std::string HelpText(const Actions& actions) {
+    Options unused;
+    return CommandLineOf(unused, ScriptHelp(actions)).Help();
+}
+
+std::string FactoryConfig(const Options& options) {
+    Json::Value config =
+        options.configFile.empty() ? ServerLists(options) : ReadConfigFile(options.configFile);
+    if (!options.token.empty()) config["accessToken"] = options.token;
+    if (options.tokenExpires != 0) config["expireTime"] = static_cast<Json::Int64>(options.tokenExpires);
+    return WriteCompactJson(config);
+}
+
+}  // namespace host

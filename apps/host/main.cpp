@@ -1,0 +1,100 @@
+#include <chrono>
+#include <cstdlib>
+#include <iostream>
+#include <thread>
+
+#include "common/CommandLine.h"
+#include "common/Printable.h"
+#include "common/StopSignal.h"
+#include "heartbeat/LiveHeartReportManager.h"
+#include "host/Catalogue.h"
+#include "host/HostLog.h"
+#include "host/Options.h"
+#include "message_center/CMsgCenterFactory.h"
+
+namespace host {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr auto turn = std::chrono::milliseconds(20);
+
+// A change is reported within 3 s.
+constexpr double secondsAfterTheLastStep = 4;
+
+constexpr std::size_t mostShownBytes = 200;
+
+double SecondsSince(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+void Announce(const Step& step, bool quiet) {
+    if (quiet) return;
+    char time[32];
+    std::snprintf(time, sizeof time, "%7.1f s  ", step.seconds);
+    std::cout << time << apps::Printable(step.text, mostShownBytes) << std::endl;
+}
+
+void Follow(const std::vector<Step>& steps, double duration, bool quiet) {
+    const Clock::time_point start = Clock::now();
+    auto next = steps.begin();
+    while (!apps::StopRequested() && SecondsSince(start) < duration) {
+        for (; next != steps.end() && next->seconds <= SecondsSince(start); ++next) {
+            Announce(*next, quiet);
+            next->run();
+        }
+        std::this_thread::sleep_for(turn);
+    }
+}
+
+double DurationOf(const Options& options, const std::vector<Step>& steps) {
+    if (options.duration >= 0) return options.duration;
+    return (steps.empty() ? 0 : steps.back().seconds) + secondsAfterTheLastStep;
+}
+
+std::vector<Step> ReadSteps(const Options& options, const Actions& actions) {
+    if (options.scriptFile.empty()) return ParseScript("the default script", defaultScript, actions);
+    return ParseScript(options.scriptFile, ReadScriptFile(options.scriptFile), actions);
+}
+
+int Run(const Options& options) {
+    const std::string config = FactoryConfig(options);
+    Bas::CMsgCenterFactory& factory = *Bas::CMsgCenterFactory::Inst();
+    const Actions actions =
+        Catalogue({[&] { factory.Start(config, options.base); }, [&] { factory.Stop(); }});
+    const std::vector<Step> steps = ReadSteps(options, actions);
+    const HostLog log(options.logFile, options.quiet);
+    if (factory.Start(config, options.base) == 0) {
+        std::cerr << "QoLive: no connection could be started; the log tells why\n";
+        return EXIT_FAILURE;
+    }
+    Follow(steps, DurationOf(options, steps), options.quiet);
+    LiveHeartReportManager::GetInstance()->stopLiveheart();
+    factory.Stop();
+    return EXIT_SUCCESS;
+}
+
+int Main(const std::vector<std::string>& arguments) {
+    const Options options = ParseOptions(arguments);
+    if (options.help) {
+        std::cout << HelpText(Catalogue({}));
+        return EXIT_SUCCESS;
+    }
+    apps::CatchStopSignals();
+    return Run(options);
+}
+
+}  // namespace
+}  // namespace host
+
+int main(int argc, char** argv) {
+    try {
+        return host::Main({argv + 1, argv + argc});
+    } catch (const apps::UsageError& error) {
+        std::cerr << "QoLive: " << apps::Printable(error.what(), 1000) << "\n";
+        return 2;
+    } catch (const std::exception& error) {
+        std::cerr << "QoLive: " << apps::Printable(error.what(), 1000) << "\n";
+        return EXIT_FAILURE;
+    }
+}
