@@ -1,0 +1,40 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "data_report/ReportTypes.h"
+#include "platform/Sync.h"
+
+namespace data_report {
+
+constexpr std::int32_t kCounters = 12;
+constexpr std::int32_t kDataTypes = 42;
+constexpr std::int32_t kStringDataTypes = 7;
+
+/// What the host has fed for one stream. Shared by the registry and the stream's report; any thread may feed
+/// it.
+class StreamQulityData {
+public:
+    StreamQulityData(const std::string& streamId, const StreamTypeEnum& streamType);
+
+    /// Adds to a counter (modulo 2^64) or replaces a setting; ignores a type that is neither.
+    void AddData(const DataTypeEnum& type, const std::int64_t& value) EXCLUDES(m_lock);
+    void SetString(const StringDataTypeEnum& type, const std::string& value) EXCLUDES(m_lock);
+
+    std::int64_t Value(DataTypeEnum type) const REQUIRES_SHARED(m_lock);
+    std::int64_t TakeValue(DataTypeEnum type) REQUIRES(m_lock);  ///< reads and zeroes
+    const std::string& Text(StringDataTypeEnum type) const REQUIRES_SHARED(m_lock);
+
+    const std::string m_streamId;
+    const StreamTypeEnum m_streamType;
+    mutable SharedMutex m_lock;  ///< guards everything below
+
+private:
+    std::array<std::int64_t, kDataTypes> m_values GUARDED_BY(m_lock){};
+    std::array<std::string, kStringDataTypes> m_strings GUARDED_BY(m_lock);
+};
+
+}  // namespace data_report
