@@ -1,0 +1,215 @@
+#include <chrono>
+#include <exception>
+#include <system_error>
+#include <utility>
+
+#include "data_report/DataReportManager.h"
+#include "data_report/StreamQualityReport.h"
+#include "message_center/CMsgCenterFactory.h"
+#include "platform/JsonText.h"
+#include "platform/Kernel.h"
+#include "platform/Log.h"
+#include "platform/MsgCenter.h"
+
+namespace data_report {
+namespace {
+
+constexpr std::int32_t kStreamReportCommand = 5;
+constexpr DWORD kRetryPauseMs = 200;
+
+constexpr std::int64_t kIdEpochMs = 1534832906275;  // 2018-08-21 06:28:26.275 UTC
+constexpr std::int64_t kSequenceMask = 0xFFF;
+constexpr unsigned kSequenceBits = 12;
+constexpr unsigned kWorkerBits = 5;
+constexpr unsigned kTimeShift = 22;
+
+constexpr int kStatusMessage = 0;
+constexpr int kDataMessage = 1;
+constexpr int kLastNotice = 3;
+constexpr int kConnected = 1;
+constexpr int kDisconnected = 0;
+
+std::int64_t steadyNs() {
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
+}
+
+const std::uint8_t* bytesOf(const std::string& text) {
+    return reinterpret_cast<const std::uint8_t*>(text.data());
+}
+
+}  // namespace
+
+DataReportManager::DataReportManager()
+    : m_startSteadyNs(steadyNs()),
+      m_startSystemMs(static_cast<std::int64_t>(GetTickCountMs())),
+      m_snapshot(std::make_shared<const Registry>()) {}
+
+bool DataReportManager::start() {
+    return OpenSender() && StartThreads();
+}
+
+bool DataReportManager::OpenSender() {
+    m_heldCenter = Bas::CMsgCenterFactory::Inst()->m_mainCenter;
+    m_msgCenter = m_heldCenter.get();
+    if (!m_msgCenter) {
+        Log(LogLevel::Info, "[DataReportManager] m_msgCenter is null");
+        return false;
+    }
+    m_cmd = kStreamReportCommand;
+    m_name = "StreamSender";
+    m_senderPtr = m_msgCenter->createSender(m_cmd, &DataReportManager::OnSrvCb, this);
+    if (!m_senderPtr) Log(LogLevel::Info, "[DataReportManager] m_senderPtr is null cmd:%d", m_cmd);
+    return m_senderPtr != nullptr;
+}
+
+void DataReportManager::CloseSender() {
+    if (!m_msgCenter) return;
+    m_msgCenter->closeSender(m_cmd);
+    m_senderPtr = nullptr;
+    m_bConnected = false;
+}
+
+bool DataReportManager::StartThreads() {
+    KeepLibraryLoaded();
+    try {
+        m_bStopThread = false;
+        m_collectThread = std::make_shared<std::thread>([this] { OnThread(); });
+        StartSendThread();
+        return true;
+    } catch (const std::system_error& error) {
+        Log(LogLevel::Info, "[DataReportManager] start failed: %s", error.what());
+    }
+    StopCollectThread();
+    CloseSender();
+    return false;
+}
+
+bool DataReportManager::isConnected() {
+    return m_bConnected;
+}
+
+void DataReportManager::OnSrvCb(void* user, int msgType, int code, const unsigned char* data,
+                                std::size_t len) {
+    if (!user) return;
+    auto& self = *static_cast<DataReportManager*>(user);
+    Log(LogLevel::Info, "[LiveState] OnSrvCb sender:%s cmd:%d msgType:%d code:%d len:%d", self.m_name.c_str(),
+        self.m_cmd, msgType, code, static_cast<int>(len));
+    if (msgType == kStatusMessage)
+        self.disponseStatus(code, data, len);
+    else if (msgType == kDataMessage)
+        self.disponseData(code, data, len);
+    else if (msgType < kStatusMessage || msgType > kLastNotice)
+        Log(LogLevel::Info, "[LiveState] OnSrvCb error");
+}
+
+void DataReportManager::disponseStatus(int code, const unsigned char* data, std::size_t len) {
+    const std::string info(reinterpret_cast<const char*>(data), len);
+    m_bStatusReceived = true;
+    if (code == kConnected) {
+        m_bConnected = true;
+        Log(LogLevel::Info, "[LiveState] disponseStatus sender:%s connect info:%s", m_name.c_str(),
+            info.c_str());
+    } else if (code == kDisconnected) {
+        m_bConnected = false;
+        Log(LogLevel::Info, "[LiveState] disponseStatus sender:%s disconnect info:%s", m_name.c_str(),
+            info.c_str());
+    }
+}
+
+void DataReportManager::disponseData(int /*code*/, const unsigned char* data, std::size_t len) {
+    const auto streams = TakeSnapshot();
+    for (const auto& stream : *streams)
+        stream.second.report->OnDisponseData(0, data, len);
+}
+
+std::int64_t DataReportManager::IdClockMs() const {
+    return m_startSystemMs + (steadyNs() - m_startSteadyNs) / 1000000;
+}
+
+// 4096 ids fill a millisecond; the next one waits for the clock, a millisecond at most.
+std::int64_t DataReportManager::NextSequence(std::int64_t& now) {
+    if (now != m_lastMs) return 0;
+    const std::int64_t next = (m_sequence + 1) & kSequenceMask;
+    while (next == 0 && now <= m_lastMs)
+        now = IdClockMs();
+    return next;
+}
+
+std::string DataReportManager::GetMid() {
+    const MutexLock lock(m_midMutex);
+    std::int64_t now = IdClockMs();
+    m_sequence = NextSequence(now);
+    m_lastMs = now;
+    const std::int64_t origin = ((m_datacenterId << kWorkerBits) | m_workerId) << kSequenceBits;
+    const auto age = static_cast<std::uint64_t>(now - kIdEpochMs) << kTimeShift;
+    return std::to_string(origin | static_cast<std::int64_t>(age) | m_sequence);
+}
+
+bool DataReportManager::SendStreamReport(const Json::Value& record, Json::Value& head) {
+    if (!m_bInit) return false;
+    try {
+        head["mid"] = GetMid();
+        auto message = std::make_shared<SendData>();
+        message->body = WriteCompactJson(record);
+        message->head = WriteCompactJson(head);
+        const MutexLock lock(m_sendMutex);
+        m_sendQueue.push_back(std::move(message));
+    } catch (const std::exception& error) {
+        Log(LogLevel::Info, "[DataReportManager] SendStreamReport not queued: %s", error.what());
+        return false;
+    }
+    m_sendCond.notify_one();
+    return true;
+}
+
+void DataReportManager::StartSendThread() {
+    m_bStopSend = false;
+    m_sendThread = std::make_shared<std::thread>([this] { OnSendThread(); });
+}
+
+// The flag is set without the mutex, so the mutex is passed through once before the wake-up: the send thread
+// either sees the flag or already waits.
+void DataReportManager::StopSendThread() {
+    m_bStopSend = true;
+    { const MutexLock passing(m_sendMutex); }
+    m_sendCond.notify_all();
+    JoinUnlessEnding(m_sendThread);
+}
+
+void DataReportManager::OnSendThread() {
+    while (!m_bStopSend)
+        SendBatch(TakeQueue());
+}
+
+DataReportManager::SendQueue DataReportManager::TakeQueue() {
+    SendQueue batch;
+    const MutexLock lock(m_sendMutex);
+    while ((m_sendQueue.empty() || !m_bConnected) && !m_bStopSend)
+        m_sendCond.wait(m_sendMutex);
+    batch.swap(m_sendQueue);
+    return batch;
+}
+
+// A stop ends the repeats of a message that is refused: the process would not end otherwise.
+void DataReportManager::SendBatch(SendQueue batch) {
+    while (!batch.empty() && m_bConnected) {
+        const SendData& message = *batch.front();
+        if (DoSendStreamReport(message.body, message.head))
+            batch.pop_front();
+        else if (m_bStopSend)
+            return;
+        else
+            Sleep(kRetryPauseMs);
+    }
+}
+
+bool DataReportManager::DoSendStreamReport(const std::string& body, const std::string& head) {
+    if (!m_bConnected || !m_senderPtr) return false;
+    const bool ok =
+        m_senderPtr->send(bytesOf(body), body.size(), bytesOf(head), static_cast<std::int32_t>(head.size()));
+    if (ok) Log(LogLevel::Info, "SendStreamReport success");
+    return ok;
+}
+
+}  // namespace data_report

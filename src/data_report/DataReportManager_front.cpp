@@ -1,0 +1,128 @@
+#include <exception>
+#include <utility>
+
+#include "data_report/DataReportManager.h"
+#include "data_report/StreamQualityReport.h"
+#include "data_report/StreamQulityData.h"
+#include "platform/Kernel.h"
+#include "platform/Log.h"
+
+namespace data_report {
+namespace {
+
+constexpr Json::Int kHostRecord = 3;
+constexpr Json::Int kReportEvent = 2;
+
+void fillRecord(StreamQualityReport& report, EventTypeEnum type, Json::Value& record, Json::Value& head) {
+    switch (type) {
+        case EventTypeEnum::StreamStart:
+            report.BuildStreamStartRecord(record, head);
+            break;
+        case EventTypeEnum::HostRecord:
+            head["type"] = kHostRecord;
+            head["event"] = kReportEvent;
+            break;
+        case EventTypeEnum::FirstFrame:
+            report.BuildFirstFrameRecord(record, head);
+            break;
+    }
+}
+
+}  // namespace
+
+// Where the system has ended all other threads, possibly inside a lock that a destructor of the manager or
+// of one of its members needs, the manager is left as it is.
+union DataReportManager::Lasting {
+    Lasting() : manager() {}
+    ~Lasting() {
+        if (!IsProcessEnding()) manager.~DataReportManager();
+    }
+    Lasting(const Lasting&) = delete;
+    Lasting& operator=(const Lasting&) = delete;
+
+    DataReportManager manager;
+};
+
+DataReportManager& DataReportManager::Instance() {
+    static Lasting instance;
+    return instance.manager;
+}
+
+// A host thread that outlives main and still feeds finds the manager disabled.
+DataReportManager::~DataReportManager() {
+    m_bInit = false;
+    StopCollectThread();
+    StopSendThread();
+    CloseSender();
+}
+
+std::shared_ptr<const DataReportManager::Registry> DataReportManager::TakeSnapshot() {
+    const MutexLock lock(m_reportMutex);
+    return m_snapshot;
+}
+
+// What is returned is to be let go without the lock: it may be the last to hold a report, whose destruction
+// waits for a ping.
+std::shared_ptr<const DataReportManager::Registry> DataReportManager::ReplaceRegistry(Registry changed) {
+    auto shared = std::make_shared<const Registry>(changed);
+    m_reports.swap(changed);
+    return std::exchange(m_snapshot, std::move(shared));
+}
+
+void DataReportManager::ReportStart(const std::string& streamId, const StreamTypeEnum& type) {
+    if (!m_bInit) return;
+    std::shared_ptr<const Registry> previous;
+    const MutexLock lock(m_reportMutex);
+    if (m_reports.count(streamId) != 0) return;
+    const auto data = std::make_shared<StreamQulityData>(streamId, type);
+    const auto report = std::make_shared<StreamQualityReport>(streamId, type, data);
+    Registry changed(m_reports);
+    changed.emplace(streamId, StreamReportEntry{data, report});
+    previous = ReplaceRegistry(std::move(changed));
+}
+
+void DataReportManager::ReportStop(const std::string& streamId) {
+    if (!m_bInit) return;
+    std::shared_ptr<const Registry> previous;
+    const MutexLock lock(m_reportMutex);
+    if (m_reports.count(streamId) == 0) return;
+    Registry changed(m_reports);
+    changed.erase(streamId);
+    previous = ReplaceRegistry(std::move(changed));
+}
+
+void DataReportManager::AddReportData(const std::string& streamId, const DataTypeEnum& type,
+                                      const std::int64_t& value) {
+    if (!m_bInit) return;
+    const auto streams = TakeSnapshot();
+    const auto stream = streams->find(streamId);
+    if (stream != streams->end()) stream->second.data->AddData(type, value);
+}
+
+void DataReportManager::AddReportStringData(const std::string& streamId, const StringDataTypeEnum& type,
+                                            const std::string& value) {
+    if (!m_bInit) return;
+    const auto streams = TakeSnapshot();
+    const auto stream = streams->find(streamId);
+    if (stream != streams->end()) stream->second.data->SetString(type, value);
+}
+
+void DataReportManager::ReportEventData(const std::string& streamId, const EventTypeEnum& type,
+                                        const Json::Value& event) {
+    if (!m_bInit) return;
+    const auto streams = TakeSnapshot();
+    const auto stream = streams->find(streamId);
+    if (stream == streams->end()) return;
+    StreamQualityReport& report = *stream->second.report;
+    if (!report.IsEnabled() && type != EventTypeEnum::StreamStart) return;
+    try {
+        Json::Value record(event);
+        Json::Value head;
+        fillRecord(report, type, record, head);
+        Instance().SendStreamReport(record, head);
+    } catch (const std::exception& error) {
+        Log(LogLevel::Info, "[DataReportManager] ReportEventData event not sent: %s", error.what());
+    }
+}
+
+}  // namespace data_report

@@ -1,0 +1,158 @@
+#include <json/value.h>
+
+#include <numeric>
+#include <stdexcept>
+
+#include "data_report/StreamQualityReport.h"
+#include "data_report/StreamQulityData.h"
+
+namespace data_report {
+namespace {
+
+constexpr char kDeviceName[] = "windows";
+constexpr Json::Int kReportEvent = 2;
+constexpr Json::Int kStreamRecord = 1;
+constexpr Json::Int kFirstFrameRecord = 4;
+
+struct NumberKey {
+    const char* key;
+    DataTypeEnum type;
+};
+
+struct TextKey {
+    const char* key;
+    StringDataTypeEnum type;
+};
+
+constexpr NumberKey kStreamNumbers[] = {
+    {"provider", DataTypeEnum::Provider},
+    {"t", DataTypeEnum::RequestTime},
+    {"appId", DataTypeEnum::ApplicationId},
+    {"pid", DataTypeEnum::Pid},
+    {"uid", DataTypeEnum::UserId},
+    {"roomId", DataTypeEnum::RoomId},
+    {"liveType", DataTypeEnum::LiveType},
+    {"clarity", DataTypeEnum::ClarityLevel},
+    {"memory", DataTypeEnum::HostMemory},
+    {"codec", DataTypeEnum::Codec},
+    {"encodeType", DataTypeEnum::EncoderType},
+    {"protocol", DataTypeEnum::Protocol},
+    {"network", DataTypeEnum::NetworkType},
+    {"width", DataTypeEnum::VideoWidth},
+    {"height", DataTypeEnum::VideoHeight},
+    {"vBitrate", DataTypeEnum::ConfiguredVideoBitrate},
+    {"fps", DataTypeEnum::ConfiguredFrameRate},
+    {"aBitrate", DataTypeEnum::ConfiguredAudioBitrate},
+    {"startTime", DataTypeEnum::StreamStartTime},
+    {"endTime", DataTypeEnum::StreamEndTime},
+    {"requestTime", DataTypeEnum::RequestTime},
+    {"responseTime", DataTypeEnum::ResponseTime},
+    {"state", DataTypeEnum::State},
+    {"code", DataTypeEnum::ResultCode},
+};
+
+constexpr TextKey kStreamTexts[] = {
+    {"sid", StringDataTypeEnum::SessionId},     {"ver", StringDataTypeEnum::Version},
+    {"devId", StringDataTypeEnum::DeviceId},    {"cpu", StringDataTypeEnum::ProcessorDescription},
+    {"url", StringDataTypeEnum::Url},           {"serverIp", StringDataTypeEnum::ServerIp},
+    {"streamId", StringDataTypeEnum::StreamId},
+};
+
+// Signed overflow is undefined, and a host may feed anything.
+std::int64_t differenceModulo64Bits(std::int64_t later, std::int64_t earlier) {
+    return static_cast<std::int64_t>(static_cast<std::uint64_t>(later) - static_cast<std::uint64_t>(earlier));
+}
+
+void writeHead(Json::Value& head, Json::Int type) {
+    head["type"] = type;
+    head["event"] = kReportEvent;
+}
+
+Json::UInt64 averageOf(const std::deque<std::uint32_t>& samples) {
+    if (samples.empty()) return 0;
+    return std::accumulate(samples.begin(), samples.end(), Json::UInt64{0}) / samples.size();
+}
+
+template <class Sample>
+Sample at(const std::deque<Sample>& samples, std::size_t index) {
+    if (index >= samples.size()) throw std::out_of_range("invalid deque<T> subscript");
+    return samples[index];
+}
+
+}  // namespace
+
+void StreamQualityReport::BuildStreamStartRecord(Json::Value& record, Json::Value& head) {
+    writeHead(head, kStreamRecord);
+    {
+        const StreamQulityData& data = *m_data;
+        const SharedLock lock(data.m_lock);
+        for (const auto& [key, type] : kStreamNumbers)
+            record[key] = Json::Int64{data.Value(type)};
+        for (const auto& [key, type] : kStreamTexts)
+            record[key] = data.Text(type);
+    }
+    record["devName"] = kDeviceName;
+    record["cpuUsage"] = SystemCpu();
+    record["cpuAppUsage"] = HostProcessCpu();
+}
+
+void StreamQualityReport::BuildFirstFrameRecord(Json::Value& record, Json::Value& head) {
+    writeHead(head, kFirstFrameRecord);
+    const StreamQulityData& data = *m_data;
+    const SharedLock lock(data.m_lock);
+    const std::int64_t requested = data.Value(DataTypeEnum::RequestTime);
+    const std::int64_t arrived = data.Value(DataTypeEnum::FirstFrameArrivalTime);
+    record["state"] = Json::Int64{data.Value(DataTypeEnum::State)};
+    record["code"] = Json::Int64{data.Value(DataTypeEnum::ResultCode)};
+    record["startTime"] = Json::Int64{requested};
+    record["firstFrameTime"] = Json::Int64{data.Value(DataTypeEnum::FirstFrameTime)};
+    record["duration"] = Json::Int64{differenceModulo64Bits(arrived, requested)};
+}
+
+void StreamQualityReport::BuildQualityRecord(Json::Value& record) {
+    record["order"] = Json::UInt{m_order.fetch_add(1)};
+    record["t"] = Json::UInt64{m_lastTickMs};
+    record["vBitrateAvg"] = averageOf(m_vsBitrateSamples);
+    record["aBitrateAvg"] = averageOf(m_asBitrateSamples);
+    {
+        StreamQulityData& data = *m_data;
+        const ExclusiveLock lock(data.m_lock);
+        record["sid"] = data.Text(StringDataTypeEnum::SessionId);
+        record["lostFrames"] = Json::Int64{data.TakeValue(DataTypeEnum::FramesLost)};
+    }
+    for (std::size_t i = 0; i < m_streamTimes.size(); ++i)
+        record["streams"].append(StreamSample(i));
+    for (std::size_t i = 0; i < m_deviceTimes.size(); ++i)
+        record["devices"].append(DeviceSample(i));
+}
+
+Json::Value StreamQualityReport::StreamSample(std::size_t index) const {
+    Json::Value sample;
+    sample["collectTime"] = static_cast<Json::UInt64>(at(m_streamTimes, index));
+    sample["acFps"] = at(m_acFpsSamples, index);
+    sample["aeFps"] = at(m_aeFpsSamples, index);
+    sample["asFps"] = at(m_asFpsSamples, index);
+    sample["aeBitrate"] = at(m_aeBitrateSamples, index);
+    sample["asBitrate"] = at(m_asBitrateSamples, index);
+    sample["vcFps"] = at(m_vcFpsSamples, index);
+    sample["veFps"] = at(m_veFpsSamples, index);
+    sample["vsFps"] = at(m_vsFpsSamples, index);
+    sample["veBitrate"] = at(m_veBitrateSamples, index);
+    sample["vsBitrate"] = at(m_vsBitrateSamples, index);
+    return sample;
+}
+
+// Both kinds of queue grow at the same ticks, so one index fits both.
+Json::Value StreamQualityReport::DeviceSample(std::size_t index) const {
+    Json::Value sample;
+    sample["collectTime"] = static_cast<Json::UInt64>(at(m_deviceTimes, index));
+    sample["cpuUsage"] = Json::Int{at(m_cpuSamples, index)};
+    sample["cpuAppUsage"] = Json::Int{at(m_appCpuSamples, index)};
+    sample["mem"] = Json::Int{at(m_memSamples, index)};
+    sample["nt"] = Json::Int{at(m_netSamples, index)};
+    sample["sbr"] = Json::UInt{at(m_veBitrateSamples, index) + at(m_aeBitrateSamples, index)};
+    sample["rbr"] = Json::UInt{at(m_vsBitrateSamples, index) + at(m_asBitrateSamples, index)};
+    return sample;
+}
+
+}  // namespace data_report

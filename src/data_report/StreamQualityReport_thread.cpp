@@ -1,0 +1,114 @@
+#include <chrono>
+#include <cstring>
+#include <utility>
+
+#include "data_report/DataReportManager.h"
+#include "data_report/StreamQualityReport.h"
+#include "data_report/StreamQulityData.h"
+#include "platform/JsonText.h"
+#include "platform/Kernel.h"
+#include "platform/Log.h"
+
+namespace data_report {
+namespace {
+
+constexpr std::uint64_t kQualityRecordPeriod = 60;
+constexpr std::chrono::seconds kPingWait{3};
+constexpr int kNoAnswerMs = 3000;
+constexpr Json::Int kQualityRecord = 2;
+constexpr Json::Int kReportEvent = 2;
+constexpr int kAcceptancePacket = 1;
+constexpr int kAccepted = 0;
+
+bool isAcceptance(const std::string& text) {
+    Json::Value root;
+    if (!ParseJson(text, root)) return false;
+    const int type = root["type"].asInt();
+    const int code = root["code"].asInt();
+    return type == kAcceptancePacket && code == kAccepted;
+}
+
+}  // namespace
+
+StreamQualityReport::StreamQualityReport(const std::string& streamId, const StreamTypeEnum& streamType,
+                                         std::shared_ptr<StreamQulityData> data)
+    : m_streamId(streamId),
+      m_streamType(streamType),
+      m_data(std::move(data)),
+      m_rttMs(kNoAnswerMs),
+      m_cpuRate(std::make_shared<CCPUUseRate>()),
+      m_processCpuRate(new CProcessCPUUseRate) {
+    HostProcessCpu();
+    m_cpuRate->Initialize();
+    if (m_streamType == StreamTypeEnum::Sampled) StartReportThread();
+}
+
+StreamQualityReport::~StreamQualityReport() {
+    if (m_streamType != StreamTypeEnum::Sampled) return;
+    m_bStop = true;
+    m_threadCond.notify_all();
+    JoinUnlessEnding(m_thread);
+}
+
+void StreamQualityReport::OnReportTick(const std::uint64_t& nowMs, const std::uint64_t& elapsedSec) {
+    if (!m_bEnabled) return;
+    m_elapsedSec += elapsedSec;
+    m_lastTickMs = nowMs;
+    if (m_streamType != StreamTypeEnum::Sampled) return;
+    if (m_elapsedSec % m_collectPeriod == 0) {
+        CollectStreamData();
+        CollectCpuData();
+    }
+    if (m_elapsedSec % kQualityRecordPeriod == 0) SendQualityRecord();
+}
+
+void StreamQualityReport::SendQualityRecord() {
+    Json::Value head;
+    Json::Value record;
+    BuildQualityRecord(record);
+    head["event"] = kReportEvent;
+    head["type"] = kQualityRecord;
+    DataReportManager::Instance().SendStreamReport(record, head);
+    ClearSamples();
+}
+
+void StreamQualityReport::OnDisponseData(int /*unused*/, const unsigned char* data, std::size_t len) {
+    if (!data || len == 0) return;
+    try {
+        std::string text(reinterpret_cast<const char*>(data), len);
+        Log(LogLevel::Info, "[StreamQualityReport] OnDisponseData data:%s", text.c_str());
+        text.resize(std::strlen(text.c_str()));
+        if (isAcceptance(text)) m_bEnabled = true;
+    } catch (...) {
+        // Whatever a server sends, its packet is worth no more than being ignored.
+    }
+}
+
+void StreamQualityReport::StartReportThread() {
+    m_bStop = false;
+    m_thread = std::make_shared<std::thread>([this] { ReportThreadProc(); });
+}
+
+void StreamQualityReport::ReportThreadProc() {
+    while (!m_bStop) {
+        const MutexLock lock(m_threadMutex);
+        const auto deadline = std::chrono::steady_clock::now() + kPingWait;
+        const bool timedOut = m_threadCond.wait_until(m_threadMutex, deadline) == std::cv_status::timeout;
+        if (timedOut && !m_bStop) PingServer();
+    }
+}
+
+void StreamQualityReport::PingServer() {
+    int rttMs = kNoAnswerMs;
+    const std::string server = ServerAddress();
+    if (!server.empty()) CPing::GetInstance()->PingHost(server, rttMs);
+    m_rttMs = static_cast<std::uint64_t>(rttMs);
+}
+
+std::string StreamQualityReport::ServerAddress() const {
+    const StreamQulityData& data = *m_data;
+    const SharedLock lock(data.m_lock);
+    return data.Text(StringDataTypeEnum::ServerIp);
+}
+
+}  // namespace data_report

@@ -1,0 +1,311 @@
+#include <cstdlib>
+#include <set>
+#include <thread>
+
+#include "fakes/CapturingLog.h"
+#include "message_center/CMsgCenterFactory.h"
+#include "unit/data_report/ManagerUnderTest.h"
+
+namespace data_report {
+namespace {
+
+class Channel : public ManagerUnderTest {};
+class Mid : public ManagerUnderTest {};
+class Callback : public ManagerUnderTest {};
+
+struct Id {
+    explicit Id(const std::string& text) : value(std::stoll(text)) {}
+    std::int64_t sequence() const { return value & 0xfff; }
+    std::int64_t worker() const { return (value >> 12) & 0x1f; }
+    std::int64_t datacenter() const { return (value >> 17) & 0x1f; }
+    std::int64_t ms() const { return (value >> 22) + 1534832906275; }
+    std::int64_t value;
+};
+
+TEST_F(Mid, TheFirstIdHasSequenceZeroAndTheTimeOfItsMaking) {
+    const auto before = static_cast<std::int64_t>(DataReportManager::GetTickCountMs());
+    const Id id(peer.mid());
+    EXPECT_EQ(id.sequence(), 0);
+    EXPECT_EQ(id.worker(), 1);
+    EXPECT_EQ(id.datacenter(), 1);
+    EXPECT_NEAR(static_cast<double>(id.ms()), static_cast<double>(before), 2000.0);
+}
+
+TEST_F(Mid, TwoIdsOfOneMillisecondDifferByOne) {
+    for (int attempt = 0; attempt < 1000; ++attempt) {
+        const Id first(peer.mid());
+        const Id second(peer.mid());
+        if (first.ms() != second.ms()) continue;
+        EXPECT_EQ(second.value, first.value + 1);
+        return;
+    }
+    FAIL() << "no two ids of one millisecond in 1000 attempts";
+}
+
+TEST_F(Mid, TheIdAfterAFullMillisecondWaitsForTheNextAndHasSequenceZero) {
+    for (int i = 0; i < 100; ++i) {
+        peer.fillMillisecond();
+        const std::int64_t full = Id(peer.mid()).ms();
+        peer.fillMillisecond();
+        const Id next(peer.mid());
+        EXPECT_EQ(next.sequence(), 0);
+        EXPECT_GT(next.ms(), full);
+    }
+}
+
+TEST_F(Mid, IdsOfManyThreadsAreUnique) {
+    constexpr int kThreads = 4;
+    constexpr int kEach = 5000;
+    std::vector<std::vector<std::int64_t>> ids(kThreads);
+    atOnce(kThreads, [&](int thread) {
+        for (int i = 0; i < kEach; ++i)
+            ids[static_cast<std::size_t>(thread)].push_back(Id(peer.mid()).value);
+    });
+    std::set<std::int64_t> all;
+    for (const auto& mine : ids) {
+        EXPECT_TRUE(std::is_sorted(mine.begin(), mine.end()));
+        all.insert(mine.begin(), mine.end());
+    }
+    EXPECT_EQ(all.size(), static_cast<std::size_t>(kThreads * kEach));
+}
+
+TEST_F(Mid, AClockBeforeTheEpochGivesANegativeId) {
+    peer.setClock(0);
+    EXPECT_EQ(peer.mid().front(), '-');
+}
+
+TEST_F(Channel, ADisabledManagerLeavesTheHeadWithoutAMid) {
+    Json::Value head;
+    head["type"] = 1;
+    EXPECT_FALSE(manager.SendStreamReport(Json::Value(), head));
+    EXPECT_EQ(head.getMemberNames(), std::vector<std::string>{"type"});
+}
+
+TEST_F(Channel, AHeadKeepsItsKeysAndGainsAMidInPlaceOfAnEarlierOne) {
+    startConnected();
+    Json::Value head;
+    head["type"] = 7;
+    head["event"] = 8;
+    head["mid"] = "earlier";
+    EXPECT_TRUE(manager.SendStreamReport(Json::Value(), head));
+    EXPECT_EQ(head["type"].asInt(), 7);
+    EXPECT_EQ(head["event"].asInt(), 8);
+    EXPECT_GT(Id(head["mid"].asString()).value, 0);
+    const auto records = sentSoFar();
+    ASSERT_EQ(records.size(), 1U);
+    EXPECT_EQ(records[0].head, head);
+}
+
+TEST_F(Channel, BodyAndHeadAreWhatTheCompactWriterWrote) {
+    startConnected();
+    Json::Value record;
+    record["b"] = 1;
+    record["a"] = "x";
+    Json::Value head;
+    ASSERT_TRUE(manager.SendStreamReport(record, head));
+    ASSERT_EQ(sentSoFar().size(), 1U);
+    const fakes::SentMessage message = center.sent(kStreamCommand)[0];
+    EXPECT_EQ(message.body, "{\"a\":\"x\",\"b\":1}\n");
+    EXPECT_EQ(message.head, "{\"mid\":\"" + head["mid"].asString() + "\"}\n");
+}
+
+TEST_F(Channel, AHeadThatHoldsNoKeysIsRefusedWithOneLine) {
+    startConnected();
+    const fakes::CapturingLog log;
+    Json::Value head("text");
+    EXPECT_FALSE(manager.SendStreamReport(Json::Value(), head));
+    EXPECT_EQ(head, Json::Value("text"));
+    EXPECT_EQ(log.countContaining("[DataReportManager] SendStreamReport not queued: "), 1);
+}
+
+TEST_F(Channel, WhatWasQueuedWhileDisconnectedGoesOutInOrderWithTheNextRecord) {
+    start();
+    for (const char* text : {"1", "2", "3"})
+        EXPECT_TRUE(send(text));
+    ASSERT_TRUE(center.connect(kStreamCommand));
+    EXPECT_TRUE(sent().empty());
+    EXPECT_TRUE(send("4"));
+    EXPECT_TRUE(eventually([this] { return sent().size() == 4; }));
+    EXPECT_EQ(sentTexts(), (std::vector<std::string>{"1", "2", "3", "4"}));
+}
+
+TEST_F(Channel, ADisconnectDuringABatchDropsTheRest) {
+    startConnected();
+    center.sendFails(kStreamCommand);
+    std::thread sending([this] { peer.sendBatch(3); });
+    ASSERT_TRUE(eventually([this] { return center.sendAttempts(kStreamCommand) > 0; }));
+    ASSERT_TRUE(center.disconnect(kStreamCommand));
+    sending.join();
+    center.sendFails(kStreamCommand, false);
+    ASSERT_TRUE(center.connect(kStreamCommand));
+    EXPECT_TRUE(sentSoFar().empty());
+}
+
+TEST_F(Channel, ARefusedMessageIsTriedAgainUntilItIsAccepted) {
+    startConnected();
+    center.sendFails(kStreamCommand);
+    EXPECT_TRUE(send("1"));
+    EXPECT_TRUE(send("2"));
+    ASSERT_TRUE(eventually([this] { return center.sendAttempts(kStreamCommand) >= 2; }));
+    EXPECT_TRUE(sent().empty());
+    center.sendFails(kStreamCommand, false);
+    EXPECT_TRUE(eventually([this] { return sent().size() == 2; }));
+    EXPECT_EQ(sentTexts(), (std::vector<std::string>{"1", "2"}));
+}
+
+TEST_F(Channel, EachSentMessageIsLogged) {
+    startConnected();
+    const fakes::CapturingLog log;
+    sentSoFar();
+    EXPECT_TRUE(eventually([&log] { return log.count("SendStreamReport success") == 1; }));
+}
+
+TEST_F(Channel, ASenderThatCannotBeMadeIsLogged) {
+    const fakes::CapturingLog log;
+    center.createSenderFails();
+    EXPECT_FALSE(manager.Init());
+    EXPECT_EQ(log.count("[DataReportManager] m_senderPtr is null cmd:5"), 1);
+}
+
+TEST_F(Callback, AStatusSaysWhetherTheLinkIsUp) {
+    start();
+    const fakes::CapturingLog log;
+    EXPECT_FALSE(manager.IsConnected());
+    ASSERT_TRUE(center.callback(kStreamCommand, 0, 1, "to server"));
+    EXPECT_TRUE(manager.IsConnected());
+    ASSERT_TRUE(center.callback(kStreamCommand, 0, 0, "gone"));
+    EXPECT_FALSE(manager.IsConnected());
+    EXPECT_EQ(log.texts(), (std::vector<std::string>{
+                               "[LiveState] OnSrvCb sender:StreamSender cmd:5 msgType:0 code:1 len:9",
+                               "[LiveState] disponseStatus sender:StreamSender connect info:to server",
+                               "[LiveState] OnSrvCb sender:StreamSender cmd:5 msgType:0 code:0 len:4",
+                               "[LiveState] disponseStatus sender:StreamSender disconnect info:gone"}));
+    for (const fakes::LogLine& line : log.lines())
+        EXPECT_EQ(line.level, 2);
+}
+
+TEST_F(Callback, AStatusOfAnotherCodeOnlyNotesThatAStatusHasCome) {
+    start();
+    for (const int code : {2, -1}) {
+        const fakes::CapturingLog log;
+        ASSERT_TRUE(center.callback(kStreamCommand, 0, code, "?"));
+        EXPECT_FALSE(manager.IsConnected());
+        EXPECT_TRUE(peer.statusReceived());
+        EXPECT_EQ(log.lines().size(), 1U);
+    }
+    ASSERT_TRUE(center.connect(kStreamCommand));
+    ASSERT_TRUE(center.callback(kStreamCommand, 0, 2, "?"));
+    EXPECT_TRUE(manager.IsConnected());
+}
+
+TEST_F(Callback, NoStatusHasComeAtFirst) {
+    start();
+    EXPECT_FALSE(peer.statusReceived());
+}
+
+TEST_F(Callback, NoticesAreLoggedOnceAndIgnored) {
+    start();
+    for (const int type : {2, 3}) {
+        const fakes::CapturingLog log;
+        ASSERT_TRUE(center.callback(kStreamCommand, type, 0, ""));
+        EXPECT_EQ(log.lines().size(), 1U);
+    }
+}
+
+TEST_F(Callback, AnUnknownTypeAddsAnErrorLine) {
+    start();
+    for (const int type : {7, 4, -1}) {
+        const fakes::CapturingLog log;
+        ASSERT_TRUE(center.callback(kStreamCommand, type, 0, ""));
+        EXPECT_EQ(log.lines().size(), 2U);
+        EXPECT_EQ(log.count("[LiveState] OnSrvCb error"), 1);
+    }
+}
+
+TEST_F(Callback, WithoutAUserNothingIsDoneOrLogged) {
+    const fakes::CapturingLog log;
+    DataReportManagerTestPeer::callbackWithoutUser();
+    EXPECT_TRUE(log.lines().empty());
+}
+
+TEST_F(Callback, BeforeTheStartItNamesNoSender) {
+    const fakes::CapturingLog log;
+    peer.callback(2, 0, "");
+    EXPECT_EQ(log.count("[LiveState] OnSrvCb sender:unknown cmd:0 msgType:2 code:0 len:0"), 1);
+}
+
+// What stays behind at the end of the process: threads that run, streams, a message that is refused.
+void leaveEverythingRunning() {
+    auto& manager = DataReportManager::Instance();
+    if (!manager.Init()) std::_Exit(2);
+    auto center = fakes::FakeMsgCenter::main();
+    center.connect(kStreamCommand);
+    center.sendFails(kStreamCommand);
+    manager.ReportStart("a", StreamTypeEnum::Sampled);
+    manager.ReportEventData("a", EventTypeEnum::StreamStart, Json::Value());
+    if (!eventually([&center] { return center.sendAttempts(kStreamCommand) > 0; })) std::_Exit(3);
+}
+
+[[noreturn]] void endProcess() {
+    std::exit(0);  // NOLINT(concurrency-mt-unsafe): the one thread that calls it
+}
+
+TEST(ProcessExit, EndsWhileAMessageIsRefusedWithAManagerOlderThanTheFactory) {
+    EXPECT_EXIT(
+        {
+            DataReportManager::Instance();
+            leaveEverythingRunning();
+            endProcess();
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
+TEST(ProcessExit, EndsWhileAMessageIsRefusedWithAManagerYoungerThanTheFactory) {
+    EXPECT_EXIT(
+        {
+            Bas::CMsgCenterFactory::Inst();
+            leaveEverythingRunning();
+            endProcess();
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
+void checkThatTheSenderWasClosedOnce() {
+    if (fakes::FakeMsgCenter::main().sendersClosed(kStreamCommand) != 1) std::_Exit(4);
+    if (fakes::FakeMsgCenter::centersDestroyed() != 2) std::_Exit(5);
+}
+
+TEST(ProcessExit, ClosesTheSenderBeforeTheCenterGoes) {
+    EXPECT_EXIT(
+        {
+            std::atexit(checkThatTheSenderWasClosedOnce);
+            leaveEverythingRunning();
+            endProcess();
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
+TEST(ProcessExit, AManagerThatWasNeverStartedEndsAtOnce) {
+    EXPECT_EXIT(
+        {
+            DataReportManager::Instance();
+            endProcess();
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
+TEST(ProcessExit, AHostThreadThatStillFeedsDisturbsNothing) {
+    EXPECT_EXIT(
+        {
+            leaveEverythingRunning();
+            std::thread([] {
+                for (;;)
+                    DataReportManager::Instance().AddReportData("a", DataTypeEnum::VideoFramesSent, 1);
+            }).detach();
+            endProcess();
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
+}  // namespace
+}  // namespace data_report

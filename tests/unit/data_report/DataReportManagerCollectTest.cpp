@@ -1,0 +1,89 @@
+#include <chrono>
+#include <thread>
+
+#include "unit/data_report/ManagerUnderTest.h"
+
+namespace data_report {
+namespace {
+
+class Collection : public ManagerUnderTest {
+protected:
+    std::uint64_t lastTickMs(const std::string& id) {
+        const auto report = peer.report(id);
+        return StreamQualityReportTestPeer{*report}.lastTickMs();
+    }
+};
+
+TEST_F(Collection, AStreamStartedBetweenTwoTicksGetsItsFirstAtTheNext) {
+    start();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1200));  // a tick without any stream has passed
+    startEventsOnly("a");
+    acceptStreams();
+    const auto accepted = DataReportManager::GetTickCountMs();
+    ASSERT_TRUE(eventually([this] { return lastTickMs("a") != 0; }));
+    EXPECT_GE(lastTickMs("a"), accepted);
+    EXPECT_LT(lastTickMs("a"), accepted + 3000);
+}
+
+TEST_F(Collection, TicksComeEverySecond) {
+    start();
+    startEventsOnly("a");
+    acceptStreams();
+    ASSERT_TRUE(eventually([this] { return lastTickMs("a") != 0; }));
+    const auto first = lastTickMs("a");
+    ASSERT_TRUE(eventually([&] { return lastTickMs("a") != first; }));
+    EXPECT_GE(lastTickMs("a"), first + 990);
+}
+
+TEST_F(Collection, EveryReportOfATickGetsTheSameTime) {
+    peer.enableWithoutThreads();
+    for (const char* id : {"a", "b", "c"}) {
+        startEventsOnly(id);
+        accept(*peer.report(id));
+    }
+    const auto before = DataReportManager::GetTickCountMs();
+    peer.tick();
+    EXPECT_GE(lastTickMs("a"), before);
+    EXPECT_EQ(lastTickMs("b"), lastTickMs("a"));
+    EXPECT_EQ(lastTickMs("c"), lastTickMs("a"));
+}
+
+TEST_F(Collection, ATickPassesTheConfiguredSecond) {
+    peer.enableWithoutThreads();
+    startEventsOnly("a");
+    accept(*peer.report("a"));
+    peer.tick();
+    peer.tick();
+    EXPECT_EQ(StreamQualityReportTestPeer{*peer.report("a")}.elapsedSec(), 2U);
+}
+
+TEST_F(Collection, SixtyTicksOfAnAcceptedStreamQueueItsQualityRecord) {
+    peer.enableWithoutThreads();
+    startSampled("a");
+    accept(*peer.report("a"));
+    for (int i = 0; i < 60; ++i) {
+        manager.AddReportData("a", DataTypeEnum::VideoFramesSent, 30);
+        peer.tick();
+    }
+    const auto queued = peer.takeQueued();
+    ASSERT_EQ(queued.size(), 1U);
+    for (const Json::Value& sample : queued[0].record["streams"])
+        EXPECT_EQ(sample["vsFps"].asUInt(), 30U);
+}
+
+TEST_F(Collection, GetTickCountMsAgreesWithTheWallClock) {
+    using std::chrono::duration_cast;
+    using std::chrono::milliseconds;
+    using std::chrono::system_clock;
+    const auto wallMs = [] {
+        return static_cast<std::uint64_t>(
+            duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count());
+    };
+    const auto before = wallMs();
+    const auto ms = DataReportManager::GetTickCountMs();
+    EXPECT_GE(ms, before);
+    EXPECT_LE(ms, wallMs());
+}
+
+}  // namespace
+}  // namespace data_report

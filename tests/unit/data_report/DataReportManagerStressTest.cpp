@@ -1,0 +1,86 @@
+#include <atomic>
+#include <thread>
+
+#include "unit/data_report/ManagerUnderTest.h"
+
+namespace data_report {
+namespace {
+
+class Stress : public ManagerUnderTest {
+protected:
+    static std::string idOf(int stream) { return "stream " + std::to_string(stream); }
+
+    void startAndStop(int first, int count) {
+        for (int stream = first; stream < first + count; ++stream)
+            manager.ReportStart(idOf(stream),
+                                stream % 4 == 0 ? StreamTypeEnum::Sampled : StreamTypeEnum::EventsOnly);
+        for (int stream = first; stream < first + count; ++stream)
+            manager.ReportStop(idOf(stream));
+    }
+
+    template <class Action>
+    std::thread repeat(Action action) {
+        return std::thread([this, action] {
+            for (int n = 0; !m_done; n = (n + 1) % kStreams)
+                action(idOf(n));
+        });
+    }
+
+    static constexpr int kStreams = 1000;
+    std::atomic<bool> m_done{false};
+};
+
+TEST_F(Stress, AThousandStreamsComeAndGoWhileOthersFeedReportAndReceive) {
+    constexpr int kStarters = 8;
+    startConnected();
+    std::vector<std::thread> users;
+    users.push_back(repeat([this](const std::string& id) {
+        manager.AddReportData(id, DataTypeEnum::VideoFramesSent, 1);
+        manager.AddReportStringData(id, StringDataTypeEnum::ServerIp, id);
+    }));
+    users.push_back(repeat([this](const std::string& id) {
+        manager.ReportEventData(id, EventTypeEnum::StreamStart, Json::Value());
+        manager.ReportEventData(id, EventTypeEnum::FirstFrame, Json::Value("no object"));
+    }));
+    users.push_back(repeat([this](const std::string&) {
+        center.serverData(kStreamCommand, R"({"type":1,"code":0})");
+        center.forgetSent(kStreamCommand);
+    }));
+    atOnce(kStarters, [this](int i) { startAndStop(i * kStreams / kStarters, kStreams / kStarters); });
+    m_done = true;
+    for (std::thread& thread : users)
+        thread.join();
+    EXPECT_TRUE(peer.ids().empty());
+}
+
+TEST_F(Stress, NothingThatIsFedFromManyThreadsIsLost) {
+    constexpr int kThreads = 8;
+    constexpr int kEach = 2000;
+    start();
+    startEventsOnly("a");
+    atOnce(kThreads, [this](int) {
+        for (int n = 0; n < kEach; ++n)
+            manager.AddReportData("a", DataTypeEnum::VideoFramesSent, 1);
+    });
+    EXPECT_EQ(valueOf(*peer.data("a"), 2), kThreads * kEach);
+}
+
+TEST_F(Stress, ALinkThatComesAndGoesUnderTheSendThreadKeepsTheOrder) {
+    startConnected();
+    std::thread link([this] {
+        while (!m_done) {
+            center.disconnect(kStreamCommand);
+            center.connect(kStreamCommand);
+        }
+    });
+    for (int i = 0; i < 2000; ++i)
+        EXPECT_TRUE(send(std::to_string(100000 + i)));
+    m_done = true;
+    link.join();
+    sentSoFar();
+    const auto texts = sentTexts();
+    EXPECT_TRUE(std::is_sorted(texts.begin(), texts.end() - 1));
+}
+
+}  // namespace
+}  // namespace data_report

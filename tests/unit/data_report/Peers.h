@@ -1,0 +1,170 @@
+#pragma once
+
+#include <chrono>
+#include <deque>
+#include <memory>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "data_report/DataReportManager.h"
+#include "data_report/StreamQualityReport.h"
+#include "data_report/StreamQulityData.h"
+#include "platform/JsonText.h"
+
+// What the tests reach beyond the public interface.
+
+namespace data_report {
+
+struct StreamQualityReportTestPeer {
+    StreamQualityReport& report;
+
+    std::uint64_t lastTickMs() const { return report.m_lastTickMs; }
+    std::uint64_t elapsedSec() const { return report.m_elapsedSec; }
+    std::uint64_t rttMs() const { return report.m_rttMs; }
+    void setRttMs(std::uint64_t rttMs) { report.m_rttMs = rttMs; }
+    bool hasThread() const { return report.m_thread != nullptr; }
+    void collect() {
+        report.CollectStreamData();
+        report.CollectCpuData();
+    }
+    void clear() { report.ClearSamples(); }
+    Json::Value qualityRecord() {
+        Json::Value record;
+        report.BuildQualityRecord(record);
+        return record;
+    }
+    std::deque<std::uint32_t>& videoSendSamples() { return report.m_vsBitrateSamples; }
+    std::deque<std::uint32_t>& audioSendSamples() { return report.m_asBitrateSamples; }
+    void dropLastStreamSample() { report.m_acFpsSamples.pop_back(); }
+
+    /// The sizes of the sixteen queues in order of declaration.
+    std::vector<std::size_t> queueSizes() const {
+        const auto& r = report;
+        return {r.m_streamTimes.size(),      r.m_vcFpsSamples.size(),     r.m_veFpsSamples.size(),
+                r.m_vsFpsSamples.size(),     r.m_acFpsSamples.size(),     r.m_aeFpsSamples.size(),
+                r.m_asFpsSamples.size(),     r.m_veBitrateSamples.size(), r.m_vsBitrateSamples.size(),
+                r.m_aeBitrateSamples.size(), r.m_asBitrateSamples.size(), r.m_deviceTimes.size(),
+                r.m_cpuSamples.size(),       r.m_appCpuSamples.size(),    r.m_memSamples.size(),
+                r.m_netSamples.size()};
+    }
+};
+
+struct DataReportManagerTestPeer {
+    DataReportManager& manager;
+
+    /// Enables the manager without a channel and without threads, so that a test drives it alone.
+    void enableWithoutThreads() { manager.m_bInit = true; }
+
+    bool has(const std::string& id) const { return manager.TakeSnapshot()->count(id) != 0; }
+    std::shared_ptr<StreamQulityData> data(const std::string& id) const {
+        return manager.TakeSnapshot()->at(id).data;
+    }
+    std::shared_ptr<StreamQualityReport> report(const std::string& id) const {
+        return manager.TakeSnapshot()->at(id).report;
+    }
+    std::vector<std::string> ids() const {
+        std::vector<std::string> result;
+        for (const auto& stream : *manager.TakeSnapshot())
+            result.push_back(stream.first);
+        return result;
+    }
+
+    std::string mid() { return manager.GetMid(); }
+    void fillMillisecond() {
+        const MutexLock lock(manager.m_midMutex);
+        manager.m_lastMs = manager.IdClockMs();
+        manager.m_sequence = 4095;
+    }
+    void setClock(std::int64_t systemMs) {
+        const MutexLock lock(manager.m_midMutex);
+        manager.m_startSystemMs = systemMs;
+    }
+
+    void tick() { manager.TickStreams(); }
+    bool statusReceived() const { return manager.m_bStatusReceived; }
+    void callback(int msgType, int code, const std::string& data) {
+        DataReportManager::OnSrvCb(&manager, msgType, code,
+                                   reinterpret_cast<const unsigned char*>(data.data()), data.size());
+    }
+    static void callbackWithoutUser() { DataReportManager::OnSrvCb(nullptr, 0, 1, nullptr, 0); }
+
+    /// Sends `count` messages as one batch, on the calling thread.
+    void sendBatch(int count) {
+        DataReportManager::SendQueue batch;
+        for (int i = 0; i < count; ++i)
+            batch.push_back(std::make_shared<DataReportManager::SendData>(
+                DataReportManager::SendData{"{}\n", std::to_string(i)}));
+        manager.SendBatch(std::move(batch));
+    }
+
+    struct Queued {
+        Json::Value record;
+        Json::Value head;
+    };
+    std::vector<Queued> takeQueued() {
+        const MutexLock lock(manager.m_sendMutex);
+        std::vector<Queued> result;
+        for (const auto& message : manager.m_sendQueue) {
+            result.emplace_back();
+            ParseJson(message->body, result.back().record);
+            ParseJson(message->head, result.back().head);
+        }
+        manager.m_sendQueue.clear();
+        return result;
+    }
+};
+
+/// True once `condition` holds; false when it has not for 20 s.
+template <class Condition>
+bool eventually(Condition condition) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+constexpr std::size_t kHuge = 10485760;
+
+/// Runs `action(i)` for each i below `count`, all at once, and waits for their ends.
+template <class Action>
+void atOnce(int count, Action action) {
+    std::vector<std::thread> threads;
+    threads.reserve(static_cast<std::size_t>(count));
+    for (int i = 0; i < count; ++i)
+        threads.emplace_back(action, i);
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+inline void accept(StreamQualityReport& report) {
+    const std::string packet = R"({"type":1,"code":0})";
+    report.OnDisponseData(0, reinterpret_cast<const unsigned char*>(packet.data()), packet.size());
+}
+
+inline DataTypeEnum dataType(std::int32_t type) {
+    return static_cast<DataTypeEnum>(type);
+}
+
+inline StringDataTypeEnum stringType(std::int32_t type) {
+    return static_cast<StringDataTypeEnum>(type);
+}
+
+inline EventTypeEnum eventType(std::int32_t type) {
+    return static_cast<EventTypeEnum>(type);
+}
+
+inline std::int64_t valueOf(const StreamQulityData& data, std::int32_t type) {
+    const SharedLock lock(data.m_lock);
+    return data.Value(dataType(type));
+}
+
+inline std::string textOf(const StreamQulityData& data, std::int32_t type) {
+    const SharedLock lock(data.m_lock);
+    return data.Text(stringType(type));
+}
+
+}  // namespace data_report

@@ -1,0 +1,172 @@
+#include <json/value.h>
+
+#include <limits>
+#include <map>
+#include <stdexcept>
+
+#include "unit/data_report/StreamUnderTest.h"
+
+namespace data_report {
+namespace {
+
+class StreamRecords : public StreamUnderTest {
+protected:
+    Json::Value streamStart(Json::Value event = Json::Value()) {
+        head = Json::Value();
+        report.BuildStreamStartRecord(event, head);
+        return event;
+    }
+
+    Json::Value firstFrame() {
+        Json::Value record;
+        head = Json::Value();
+        report.BuildFirstFrameRecord(record, head);
+        return record;
+    }
+
+    Json::Value head;
+};
+
+const std::map<std::string, std::int32_t> kStreamNumbers = {
+    {"provider", 13},     {"t", 15},          {"appId", 30},
+    {"pid", 31},          {"uid", 32},        {"roomId", 33},
+    {"liveType", 35},     {"clarity", 36},    {"memory", 38},
+    {"codec", 23},        {"encodeType", 18}, {"protocol", 14},
+    {"network", 28},      {"width", 19},      {"height", 20},
+    {"vBitrate", 22},     {"fps", 21},        {"aBitrate", 24},
+    {"startTime", 25},    {"endTime", 26},    {"requestTime", 15},
+    {"responseTime", 16}, {"state", 40},      {"code", 41},
+};
+
+const std::map<std::string, std::int32_t> kStreamTexts = {
+    {"url", 0}, {"serverIp", 1}, {"sid", 2}, {"ver", 3}, {"devId", 4}, {"cpu", 5}, {"streamId", 6},
+};
+
+TEST_F(StreamRecords, AStreamRecordCarriesEverySettingAndText) {
+    for (std::int32_t type = 0; type < 42; ++type)
+        data->AddData(dataType(type), 1000 + type);
+    for (std::int32_t type = 0; type < 7; ++type)
+        data->SetString(stringType(type), "text " + std::to_string(type));
+    const Json::Value record = streamStart();
+    for (const auto& [key, type] : kStreamNumbers)
+        EXPECT_EQ(record[key].asInt64(), 1000 + type) << key;
+    for (const auto& [key, type] : kStreamTexts)
+        EXPECT_EQ(record[key].asString(), "text " + std::to_string(type)) << key;
+    EXPECT_EQ(record.size(), kStreamNumbers.size() + kStreamTexts.size() + 3);
+    EXPECT_EQ(WriteCompactJson(head), "{\"event\":2,\"type\":1}\n");
+}
+
+TEST_F(StreamRecords, AStreamRecordBeforeAnySettingIsZerosEmptyTextsAndLiveReadings) {
+    fakes::HostReadingsScript script;
+    script.systemCpu = 40;
+    script.processCpu = 7;
+    fakes::setHostReadings(script);
+    const Json::Value record = streamStart();
+    for (const auto& number : kStreamNumbers)
+        EXPECT_EQ(record[number.first], Json::Value(Json::Int64{0})) << number.first;
+    for (const auto& text : kStreamTexts)
+        EXPECT_EQ(record[text.first], Json::Value("")) << text.first;
+    EXPECT_EQ(record["devName"].asString(), "windows");
+    EXPECT_EQ(record["cpuUsage"].asInt(), 40);
+    EXPECT_EQ(record["cpuAppUsage"].asInt(), 7);
+}
+
+TEST_F(StreamRecords, AStreamRecordKeepsTheEventsOtherKeysAndReplacesItsOwn) {
+    Json::Value event;
+    event["mine"] = "kept";
+    event["provider"]["wrong"] = "type";
+    const Json::Value record = streamStart(event);
+    EXPECT_EQ(record["mine"].asString(), "kept");
+    EXPECT_EQ(record["provider"], Json::Value(Json::Int64{0}));
+}
+
+TEST_F(StreamRecords, AFirstFrameRecordMeasuresFromTheRequest) {
+    data->AddData(DataTypeEnum::RequestTime, 1000);
+    data->AddData(DataTypeEnum::FirstFrameArrivalTime, 1250);
+    data->AddData(DataTypeEnum::StreamStartTime, 9);
+    data->AddData(DataTypeEnum::FirstFrameTime, 1240);
+    data->AddData(DataTypeEnum::State, 3);
+    data->AddData(DataTypeEnum::ResultCode, 200);
+    EXPECT_EQ(WriteCompactJson(firstFrame()),
+              "{\"code\":200,\"duration\":250,\"firstFrameTime\":1240,\"startTime\":1000,\"state\":3}\n");
+    EXPECT_EQ(WriteCompactJson(head), "{\"event\":2,\"type\":4}\n");
+}
+
+TEST_F(StreamRecords, AFirstFrameRecordWithoutAnArrivalHasANegativeDuration) {
+    data->AddData(DataTypeEnum::RequestTime, 1000);
+    EXPECT_EQ(firstFrame()["duration"].asInt64(), -1000);
+}
+
+TEST_F(StreamRecords, ADurationBeyond64BitsWraps) {
+    data->AddData(DataTypeEnum::RequestTime, 1);
+    data->AddData(DataTypeEnum::FirstFrameArrivalTime, std::numeric_limits<std::int64_t>::min());
+    EXPECT_EQ(firstFrame()["duration"].asInt64(), std::numeric_limits<std::int64_t>::max());
+}
+
+TEST_F(StreamRecords, TheFirstQualityRecordHasOrderOneAndTheNextTwo) {
+    EXPECT_EQ(peer.qualityRecord()["order"].asUInt(), 1U);
+    EXPECT_EQ(peer.qualityRecord()["order"].asUInt(), 2U);
+}
+
+TEST_F(StreamRecords, AQualityRecordWithoutACollectionCarriesNoSamples) {
+    data->SetString(StringDataTypeEnum::SessionId, "s");
+    EXPECT_EQ(WriteCompactJson(peer.qualityRecord()),
+              "{\"aBitrateAvg\":0,\"lostFrames\":0,\"order\":1,\"sid\":\"s\",\"t\":0,\"vBitrateAvg\":0}\n");
+}
+
+TEST_F(StreamRecords, LostFramesCarriesWhatWasFedSinceThePreviousQualityRecord) {
+    data->AddData(DataTypeEnum::FramesLost, 3);
+    peer.collect();
+    data->AddData(DataTypeEnum::FramesLost, 4);
+    peer.collect();
+    EXPECT_EQ(peer.qualityRecord()["lostFrames"].asInt64(), 7);
+    EXPECT_EQ(peer.qualityRecord()["lostFrames"].asInt64(), 0);
+}
+
+TEST_F(StreamRecords, AveragesAreTruncated) {
+    peer.videoSendSamples() = {100, 101, 102};
+    peer.audioSendSamples() = {1, 2};
+    const Json::Value record = peer.qualityRecord();
+    EXPECT_EQ(record["vBitrateAvg"].asUInt64(), 101U);
+    EXPECT_EQ(record["aBitrateAvg"].asUInt64(), 1U);
+}
+
+TEST_F(StreamRecords, AveragesOfTheLargestSamplesDoNotOverflow) {
+    peer.videoSendSamples() = {0xffffffffU, 0xffffffffU};
+    EXPECT_EQ(peer.qualityRecord()["vBitrateAvg"].asUInt64(), 0xffffffffU);
+}
+
+TEST_F(StreamRecords, ADeviceSampleSumsTheEncodedAndTheSentBitrates) {
+    data->AddData(DataTypeEnum::VideoBytesEncoded, 937500);  // 1500 kbps over 5 s
+    data->AddData(DataTypeEnum::AudioBytesEncoded, 40000);   // 64 kbps
+    data->AddData(DataTypeEnum::VideoBytesSent, 625000);     // 1000 kbps
+    data->AddData(DataTypeEnum::AudioBytesSent, 20000);      // 32 kbps
+    const Json::Value sample = deviceSample();
+    EXPECT_EQ(sample["sbr"].asUInt(), 1564U);
+    EXPECT_EQ(sample["rbr"].asUInt(), 1032U);
+}
+
+TEST_F(StreamRecords, SamplesHoldExactlyTheirKeys) {
+    peer.collect();
+    const Json::Value record = peer.qualityRecord();
+    EXPECT_EQ(record["streams"][0].getMemberNames(),
+              (std::vector<std::string>{"acFps", "aeBitrate", "aeFps", "asBitrate", "asFps", "collectTime",
+                                        "vcFps", "veBitrate", "veFps", "vsBitrate", "vsFps"}));
+    EXPECT_EQ(
+        record["devices"][0].getMemberNames(),
+        (std::vector<std::string>{"collectTime", "cpuAppUsage", "cpuUsage", "mem", "nt", "rbr", "sbr"}));
+}
+
+TEST_F(StreamRecords, AQueueShorterThanTheOthersRaises) {
+    peer.collect();
+    peer.dropLastStreamSample();
+    try {
+        peer.qualityRecord();
+        FAIL() << "nothing was raised";
+    } catch (const std::out_of_range& error) {
+        EXPECT_STREQ(error.what(), "invalid deque<T> subscript");
+    }
+}
+
+}  // namespace
+}  // namespace data_report

@@ -1,0 +1,207 @@
+#include <chrono>
+#include <optional>
+
+#include "fakes/CapturingLog.h"
+#include "unit/data_report/StreamUnderTest.h"
+
+namespace data_report {
+namespace {
+
+using std::chrono::steady_clock;
+
+class StreamTiming : public StreamUnderTest {};
+class EventsOnlyStreamTiming : public EventsOnlyStreamUnderTest {};
+class Acceptance : public EventsOnlyStreamUnderTest {};
+
+TEST_F(StreamTiming, TicksBeforeTheAcceptanceAreIgnoredEntirely) {
+    tick(4);
+    EXPECT_EQ(peer.elapsedSec(), 0U);
+    EXPECT_EQ(peer.lastTickMs(), 0U);
+    accept(report);
+    tick(4);
+    EXPECT_EQ(peer.queueSizes(), queuesOf(0));
+    tick(1);
+    EXPECT_EQ(peer.queueSizes(), queuesOf(1));
+}
+
+TEST_F(StreamTiming, QualityRecordsAreSentAtMultiplesOfSixtySecondsAndEmptyTheQueues) {
+    accept(report);
+    for (unsigned order = 1; order <= 3; ++order) {
+        tick(59);
+        EXPECT_EQ(peer.queueSizes(), queuesOf(11));
+        EXPECT_TRUE(manager.takeQueued().empty());
+        tick(1);
+        EXPECT_EQ(peer.queueSizes(), queuesOf(0));
+        const auto queued = manager.takeQueued();
+        ASSERT_EQ(queued.size(), 1U);
+        const Json::Value& record = queued[0].record;
+        EXPECT_EQ(record["order"].asUInt(), order);
+        EXPECT_EQ(record["t"].asUInt64(), nowMs);
+        EXPECT_EQ(record["streams"].size(), 12U);
+        EXPECT_EQ(record["devices"].size(), 12U);
+        EXPECT_EQ(queued[0].head["event"].asInt(), 2);
+        EXPECT_EQ(queued[0].head["type"].asInt(), 2);
+        EXPECT_TRUE(queued[0].head["mid"].isString());
+    }
+}
+
+TEST_F(StreamTiming, SamplesSpanOneRecordOnly) {
+    accept(report);
+    data->AddData(DataTypeEnum::VideoFramesSent, 150);
+    tick(60);
+    tick(60);
+    const auto queued = manager.takeQueued();
+    ASSERT_EQ(queued.size(), 2U);
+    EXPECT_EQ(queued[0].record["streams"][0]["vsFps"].asUInt(), 30U);
+    EXPECT_EQ(queued[1].record["streams"][0]["vsFps"].asUInt(), 0U);
+}
+
+TEST_F(StreamTiming, APeriodOfTwoSecondsCollectsEveryTen) {
+    accept(report);
+    tick(30, 2);
+    const auto queued = manager.takeQueued();
+    ASSERT_EQ(queued.size(), 1U);
+    EXPECT_EQ(queued[0].record["streams"].size(), 6U);
+}
+
+TEST_F(StreamTiming, APeriodOfSevenSecondsCollectsEveryThirtyFiveAndSendsAfterFourHundredTwenty) {
+    accept(report);
+    tick(59, 7);
+    EXPECT_EQ(peer.queueSizes(), queuesOf(11));
+    EXPECT_TRUE(manager.takeQueued().empty());
+    tick(1, 7);
+    EXPECT_EQ(manager.takeQueued().size(), 1U);
+}
+
+TEST_F(EventsOnlyStreamTiming, ItNotesTheTickButNeitherCollectsNorSendsNorHasAThread) {
+    EXPECT_FALSE(peer.hasThread());
+    accept(report);
+    EXPECT_TRUE(report.IsEnabled());
+    tick(60);
+    EXPECT_EQ(peer.lastTickMs(), nowMs);
+    EXPECT_EQ(peer.elapsedSec(), 60U);
+    EXPECT_TRUE(manager.takeQueued().empty());
+}
+
+TEST_F(Acceptance, OnlyTypeOneWithCodeZeroEnables) {
+    for (const char* packet :
+         {R"({"type":1,"code":5})", R"({"type":2,"code":0})", R"({"code":0})", "{}", "", "null", "[]",
+          "[1,0]", "1", "\"type\"", "{", "not json", R"({"type":"1","code":0})", R"({"type":{},"code":0})",
+          R"({"type":1,"code":[0]})", R"({"type":1e300,"code":0})", R"({"type":4294967297,"code":0})"}) {
+        receive(packet);
+        EXPECT_FALSE(report.IsEnabled()) << packet;
+    }
+    receive(R"({"type":1,"code":0})");
+    EXPECT_TRUE(report.IsEnabled());
+}
+
+TEST_F(Acceptance, AMissingCodeReadsAsZero) {
+    receive(R"({"type":1})");
+    EXPECT_TRUE(report.IsEnabled());
+}
+
+TEST_F(Acceptance, IsNeverTakenBack) {
+    accept(report);
+    receive(R"({"type":1,"code":5})");
+    EXPECT_TRUE(report.IsEnabled());
+}
+
+TEST_F(Acceptance, IsReadUpToTheFirstZeroByte) {
+    receive(std::string("{\"type\":1,\"code\":0}\0garbage", 27));
+    EXPECT_TRUE(report.IsEnabled());
+}
+
+TEST_F(Acceptance, AnEmptyOrMissingPacketIsNotEvenLogged) {
+    const fakes::CapturingLog log;
+    report.OnDisponseData(0, nullptr, 5);
+    report.OnDisponseData(0, reinterpret_cast<const unsigned char*>("x"), 0);
+    EXPECT_TRUE(log.lines().empty());
+}
+
+TEST_F(Acceptance, EveryPacketIsLogged) {
+    const fakes::CapturingLog log;
+    receive("anything");
+    EXPECT_EQ(log.count("[StreamQualityReport] OnDisponseData data:anything"), 1);
+    EXPECT_EQ(log.lines().at(0).level, 2);
+}
+
+TEST_F(Acceptance, HugeAndDeeplyNestedPacketsAreIgnored) {
+    receive(std::string(kHuge, 'x'));
+    receive(std::string(kHuge, '['));
+    receive(std::string(10000, '[') + std::string(10000, ']'));
+    receive("{\"type\":" + std::string(10000, '[') + std::string(10000, ']') + "}");
+    receive(std::string(kHuge, '\0'));
+    receive(std::string("\xff\xfe\x80", 3));
+    EXPECT_FALSE(report.IsEnabled());
+}
+
+TEST_F(Acceptance, AHugePacketStillAccepts) {
+    receive("{\"type\":1,\"code\":0,\"more\":\"" + std::string(kHuge, 'x') + "\"}");
+    EXPECT_TRUE(report.IsEnabled());
+}
+
+class Ping : public ::testing::Test {
+protected:
+    void start(const std::string& server, fakes::HostReadingsScript script = {}) {
+        fakes::setHostReadings(script);
+        data = std::make_shared<StreamQulityData>("id", StreamTypeEnum::Sampled);
+        data->SetString(StringDataTypeEnum::ServerIp, server);
+        begun = steady_clock::now();
+        report.emplace("id", StreamTypeEnum::Sampled, data);
+    }
+
+    std::uint64_t rttMs() { return StreamQualityReportTestPeer{*report}.rttMs(); }
+    steady_clock::duration sinceStart() const { return steady_clock::now() - begun; }
+
+    std::shared_ptr<StreamQulityData> data;
+    std::optional<StreamQualityReport> report;
+    steady_clock::time_point begun;
+};
+
+TEST_F(Ping, AsksTheServerThreeSecondsAfterTheStart) {
+    fakes::HostReadingsScript script;
+    script.rttMs = 149;
+    start("198.51.100.7", script);
+    EXPECT_EQ(rttMs(), 3000U);
+    ASSERT_TRUE(eventually([&] { return rttMs() == 149; }));
+    EXPECT_GE(sinceStart(), std::chrono::seconds(3));
+    EXPECT_EQ(fakes::pingedHosts(), std::vector<std::string>{"198.51.100.7"});
+}
+
+TEST_F(Ping, WithoutAnAnswerTheTimeIsThreeSeconds) {
+    fakes::HostReadingsScript script;
+    script.pingAnswers = false;
+    start("silent", script);
+    StreamQualityReportTestPeer{*report}.setRttMs(1);
+    ASSERT_TRUE(eventually([&] { return rttMs() == 3000; }));
+    EXPECT_EQ(fakes::pingedHosts().size(), 1U);
+}
+
+TEST_F(Ping, AnEmptyServerAddressIsNeverPinged) {
+    start("");
+    StreamQualityReportTestPeer{*report}.setRttMs(1);
+    ASSERT_TRUE(eventually([&] { return rttMs() == 3000; }));
+    EXPECT_TRUE(fakes::pingedHosts().empty());
+}
+
+TEST_F(Ping, DestroyingAReportThatPingsWaitsForThePingAndOneWaitAtMost) {
+    fakes::HostReadingsScript script;
+    script.pingTakesMs = 500;
+    start("slow", script);
+    ASSERT_TRUE(eventually([] { return fakes::pingedHosts().size() == 1; }));
+    const auto asked = steady_clock::now();
+    report.reset();
+    EXPECT_LT(steady_clock::now() - asked, std::chrono::milliseconds(500 + 3000 + 500));
+    EXPECT_EQ(fakes::pingedHosts().size(), 1U);
+}
+
+TEST_F(Ping, DestroyingAReportBetweenTwoPingsTakesOneWaitAtMost) {
+    start("server");
+    const auto asked = steady_clock::now();
+    report.reset();
+    EXPECT_LT(steady_clock::now() - asked, std::chrono::milliseconds(3500));
+    EXPECT_TRUE(fakes::pingedHosts().empty());
+}
+
+}  // namespace
+}  // namespace data_report
