@@ -90,6 +90,7 @@ CMsgCenterFactory::CMsgCenterFactory(const CMsgCenterFactory& other)
       m_bMainStarted(other.m_bMainStarted.load()) {}
 
 CMsgCenterFactory& CMsgCenterFactory::operator=(const CMsgCenterFactory& other) {
+    if (this == &other) return *this;
     m_mainCenter = other.m_mainCenter;
     m_backupCenter = other.m_backupCenter;
     m_bBackupStarted.exchange(other.m_bBackupStarted);

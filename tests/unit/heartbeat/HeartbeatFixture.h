@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <deque>
 #include <functional>
 #include <string>
 #include <thread>
@@ -41,10 +42,7 @@ class OpenReport : public LiveHeartReport {
 public:
     using LiveHeartReport::m_backSender;
     using LiveHeartReport::m_bRun;
-    using LiveHeartReport::m_cmdQueue;
     using LiveHeartReport::m_commonSender;
-    using LiveHeartReport::m_data;
-    using LiveHeartReport::m_hThread;
     using LiveHeartReport::m_lock;
     using LiveHeartReport::m_mainSender;
     using LiveHeartReport::report;
@@ -56,9 +54,21 @@ public:
     void startUndriven() {
         fakes::failThreadCreations(4);
         ASSERT_EQ(start(), 1);
-        ASSERT_EQ(m_hThread, nullptr);
+        ASSERT_FALSE(hasThread());
     }
 
+    bool hasThread() {
+        const CriticalSectionLock lock(*m_lock);
+        return m_hThread != nullptr;
+    }
+    std::deque<std::string> queued() {
+        const CriticalSectionLock lock(*m_lock);
+        return m_cmdQueue;
+    }
+    void queue(const std::string& text) {
+        const CriticalSectionLock lock(*m_lock);
+        m_cmdQueue.push_back(text);
+    }
     bool marked(MsgSenderStatus* sender) { return sender->m_bDataChanged; }
     void unmark() { updateDataState(false); }
 };

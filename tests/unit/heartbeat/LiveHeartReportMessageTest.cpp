@@ -306,7 +306,7 @@ TEST_F(LiveHeartReportMessage, TwentyFiveCommandsWhileDisconnectedLeaveTheLastTw
     main.disconnect(kCommonCmd);
     for (int i = 0; i < 25; ++i)
         EXPECT_TRUE(heartbeat.sendComand(1, std::to_string(i)));
-    EXPECT_EQ(heartbeat.m_cmdQueue.size(), 21u);
+    EXPECT_EQ(heartbeat.queued().size(), 21u);
     EXPECT_FALSE(heartbeat.sendComand());
     EXPECT_EQ(main.sendAttempts(kCommonCmd), 0);
     main.connect(kCommonCmd);
@@ -334,9 +334,9 @@ TEST_F(LiveHeartReportMessage, ACommandWhoseSendFailedStaysInFront) {
 }
 
 TEST_F(LiveHeartReportMessage, AnEmptyEntryIsLeftInPlace) {
-    heartbeat.m_cmdQueue.emplace_back();
+    heartbeat.queue("");
     EXPECT_FALSE(heartbeat.sendComand());
-    EXPECT_EQ(heartbeat.m_cmdQueue.size(), 1u);
+    EXPECT_EQ(heartbeat.queued().size(), 1u);
 }
 
 TEST_F(LiveHeartReportMessage, AnyCommandTextIsQueued) {
@@ -353,7 +353,7 @@ TEST_F(LiveHeartReportMessage, AnyCommandTextIsQueued) {
 TEST(LiveHeartReportCommand, BeforeStartNothingIsQueued) {
     OpenReport heartbeat;
     EXPECT_FALSE(heartbeat.sendComand(1, "x"));
-    EXPECT_TRUE(heartbeat.m_cmdQueue.empty());
+    EXPECT_TRUE(heartbeat.queued().empty());
     EXPECT_FALSE(heartbeat.sendComand());
 }
 
@@ -367,7 +367,7 @@ TEST(LiveHeartReportCommand, ACommandSenderThatCouldNotBeOpenedKeepsCommandsQueu
     EXPECT_FALSE(heartbeat.sendComand());
     heartbeat.m_commonSender->m_bConnected = true;
     EXPECT_FALSE(heartbeat.sendComand());
-    EXPECT_EQ(heartbeat.m_cmdQueue.size(), 1u);
+    EXPECT_EQ(heartbeat.queued().size(), 1u);
 }
 
 }  // namespace

@@ -250,9 +250,9 @@ TEST_F(LiveHeartReportState, ACopyIsAStoppedInstanceWithTheSameState) {
     ASSERT_TRUE(heartbeat.sendComand(1, "waiting"));
     OpenReport copy(heartbeat);
     EXPECT_EQ(copy.GetLiveHeartReportData().mixStatus, 21);
-    EXPECT_EQ(copy.m_cmdQueue, heartbeat.m_cmdQueue);
+    EXPECT_EQ(copy.queued(), heartbeat.queued());
     EXPECT_EQ(copy.m_mainSender, nullptr);
-    EXPECT_EQ(copy.m_hThread, nullptr);
+    EXPECT_FALSE(copy.hasThread());
     EXPECT_FALSE(copy.m_bRun);
 
     OpenReport assigned;

@@ -91,7 +91,7 @@ TEST_F(LiveHeartReportThread, AMainSenderThatCannotBeCreatedFailsTheStartUntilSt
     const CapturingLog log;
     EXPECT_EQ(heartbeat.start(), 0);
     EXPECT_EQ(log.texts(), std::vector<std::string>{"[LiveState] m_senderPtr is null cmd:2"});
-    EXPECT_EQ(heartbeat.m_hThread, nullptr);
+    EXPECT_FALSE(heartbeat.hasThread());
     EXPECT_FALSE(heartbeat.m_bRun);
     EXPECT_EQ(heartbeat.m_commonSender, nullptr);
     main.createSenderFails(false);
@@ -133,12 +133,12 @@ TEST_F(LiveHeartReportThread, FourFailedThreadCreationsAreLoggedAndStartSucceeds
     EXPECT_EQ(heartbeat.start(), 1);
     EXPECT_EQ(log.count("[LiveState] StartThread failed err=8"), 4);
     EXPECT_EQ(log.countContaining("StartThread Success"), 0);
-    EXPECT_EQ(heartbeat.m_hThread, nullptr);
+    EXPECT_FALSE(heartbeat.hasThread());
     EXPECT_TRUE(heartbeat.m_bRun);
     EXPECT_EQ(heartbeat.start(), 2);
     heartbeat.stop();
     EXPECT_EQ(heartbeat.start(), 1);
-    EXPECT_NE(heartbeat.m_hThread, nullptr);
+    EXPECT_TRUE(heartbeat.hasThread());
     heartbeat.stop();
 }
 
@@ -213,7 +213,7 @@ TEST_F(LiveHeartReportThread, StopSendsFinalReportsAndClosesTheSenders) {
     EXPECT_EQ(heartbeat.m_mainSender, nullptr);
     EXPECT_EQ(heartbeat.m_backSender, nullptr);
     EXPECT_EQ(heartbeat.m_commonSender, nullptr);
-    EXPECT_EQ(heartbeat.m_hThread, nullptr);
+    EXPECT_FALSE(heartbeat.hasThread());
     EXPECT_EQ(heartbeat.GetLiveHeartReportData().liveStatus, 2);
 }
 
@@ -244,9 +244,9 @@ TEST_F(LiveHeartReportThread, StopLeavesQueuedCommandsForTheNextStart) {
     heartbeat.start();
     ASSERT_TRUE(heartbeat.sendComand(1, "kept"));
     heartbeat.stop();
-    EXPECT_EQ(heartbeat.m_cmdQueue.size(), 1u);
+    EXPECT_EQ(heartbeat.queued().size(), 1u);
     EXPECT_FALSE(heartbeat.sendComand(1, "refused"));
-    EXPECT_EQ(heartbeat.m_cmdQueue.size(), 1u);
+    EXPECT_EQ(heartbeat.queued().size(), 1u);
     heartbeat.start();
     main.connect(kCommonCmd);
     EXPECT_TRUE(eventually([this] { return main.sent(kCommonCmd).size() == 1; }));
@@ -284,7 +284,7 @@ TEST_F(LiveHeartReportThread, AThreadCaughtOutsideItsPauseIsLetGoAndReturnsByIts
     heartbeat.start();
     ASSERT_TRUE(log.waitForBlocked(1));
     inTime([this] { return heartbeat.stop(); });
-    EXPECT_EQ(heartbeat.m_hThread, nullptr);
+    EXPECT_FALSE(heartbeat.hasThread());
     log.release();
     EXPECT_TRUE(eventually([&log] { return log.finished() == 1; }));
 }

@@ -9,7 +9,7 @@ namespace {
 
 TEST(PauseHandshake, ThereIsNoCurrentThreadAtFirst) {
     PauseHandshake pause;
-    for (const std::uint64_t id : {0, 1, 7}) {
+    for (const std::uint64_t id : {0U, 1U, 7U}) {
         EXPECT_FALSE(pause.isCurrent(id));
         EXPECT_FALSE(pause.beginPause(id));
         EXPECT_FALSE(pause.endPause(id));
