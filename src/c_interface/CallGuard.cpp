@@ -1,0 +1,49 @@
+#include "c_interface/CallGuard.h"
+
+#include <json/json.h>
+
+#include "platform/JsonText.h"
+
+namespace c_interface {
+namespace {
+
+bool parse(const std::string& text, Json::Value& value) {
+    try {
+        return ParseJson(text, value);
+    } catch (const Json::Exception&) {
+        return false;  // nested too deeply
+    }
+}
+
+}  // namespace
+
+void requireSize(std::size_t given, std::size_t smallest) {
+    if (given < smallest) throw Refusal{QOLIVE_BAD_SIZE};
+}
+
+std::string toText(const char* data, std::size_t length) {
+    if (length == 0) return {};
+    require(data);
+    return {data, length};
+}
+
+std::string toText(const qolive_text& text) {
+    return toText(text.data, text.length);
+}
+
+Json::Value toJson(const char* data, std::size_t length) {
+    Json::Value value;
+    if (!parse(toText(data, length), value)) throw Refusal{QOLIVE_BAD_JSON};
+    return value;
+}
+
+std::int32_t writeText(const std::string& text, char* buffer, std::size_t capacity, std::size_t* length) {
+    require(length);
+    if (capacity != 0) require(buffer);
+    *length = text.size();
+    if (text.size() > capacity) return QOLIVE_TOO_SMALL;
+    text.copy(buffer, text.size());
+    return QOLIVE_DONE;
+}
+
+}  // namespace c_interface

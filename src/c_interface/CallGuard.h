@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <new>
+#include <string>
+
+#include "c_interface/qolive_report.h"
+
+// What every function of the C interface shares: parameters in, results out, and nothing thrown.
+
+namespace Json {
+class Value;
+}
+
+namespace c_interface {
+
+/// Raised inside a guarded call: the call ends with `code`.
+struct Refusal {
+    std::int32_t code;
+};
+
+/// Runs `operation`, whose result is the result, and turns whatever it raises into a code.
+template <class Operation>
+std::int32_t guarded(const Operation& operation) noexcept {
+    try {
+        return operation();
+    } catch (const Refusal& refusal) {
+        return refusal.code;
+    } catch (const std::bad_alloc&) {
+        return QOLIVE_OUT_OF_MEMORY;
+    } catch (...) {
+        return QOLIVE_INTERNAL;
+    }
+}
+
+/// The same for an operation without a result.
+template <class Operation>
+std::int32_t done(const Operation& operation) noexcept {
+    return guarded([&operation] {
+        operation();
+        return std::int32_t{QOLIVE_DONE};
+    });
+}
+
+template <class Pointer>
+void require(Pointer pointer) {
+    if (!pointer) throw Refusal{QOLIVE_NULL_ARGUMENT};
+}
+
+/// The size of a structure, as the caller sees it, against the smallest that this interface has known.
+void requireSize(std::size_t given, std::size_t smallest);
+
+std::string toText(const char* data, std::size_t length);
+std::string toText(const qolive_text& text);
+
+/// Refuses what does not parse.
+Json::Value toJson(const char* data, std::size_t length);
+
+/// QOLIVE_DONE or QOLIVE_TOO_SMALL; the length is written in both cases.
+std::int32_t writeText(const std::string& text, char* buffer, std::size_t capacity, std::size_t* length);
+
+/// Runs `getter` for a number that goes to `*result`.
+template <class Number, class Getter>
+std::int32_t writeNumber(Number* result, const Getter& getter) noexcept {
+    return done([&] {
+        require(result);
+        *result = getter();
+    });
+}
+
+}  // namespace c_interface

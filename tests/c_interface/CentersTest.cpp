@@ -1,0 +1,116 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+
+#include "c_interface/qolive_report.h"
+#include "fakes/FakeMsgCenter.h"
+#include "message_center/CMsgCenterFactory.h"
+
+namespace {
+
+using Bas::CMsgCenterFactory;
+using fakes::FakeMsgCenter;
+
+constexpr char kServers[] =
+    R"({"gatewayDns":{"main":["m:1"],"backup":["b:2"]},"accessToken":"secret","expireTime":9})";
+
+qolive_text textOf(const char* text, std::size_t length) {
+    return {text, length};
+}
+
+qolive_heart_base_config baseConfig() {
+    qolive_heart_base_config base{};
+    base.size = sizeof base;
+    return base;
+}
+
+std::int32_t start(const std::string& config, const qolive_heart_base_config* base) {
+    return qolive_centers_start(config.data(), config.size(), base);
+}
+
+TEST(CInterfaceCenters, StartHandsEveryValueOver) {
+    qolive_heart_base_config base = baseConfig();
+    base.int_value1 = -1;
+    base.int_value2 = 2;
+    base.int64_value1 = INT64_MIN;
+    base.int64_value2 = 4;
+    base.text_value1 = textOf("client", 6);
+    base.text_value2 = textOf("ca\0x", 4);
+    EXPECT_EQ(start(kServers, &base), 1);
+
+    const fakes::StartedWith given = FakeMsgCenter::main().starts().at(0);
+    EXPECT_EQ(given.addrs.at(0).ip, "m");
+    EXPECT_EQ(given.intValue1, -1);
+    EXPECT_EQ(given.intValue2, 2);
+    EXPECT_EQ(given.int64Value1, INT64_MIN);
+    EXPECT_EQ(given.int64Value2, 4);
+    EXPECT_EQ(given.textValue1, "client");
+    EXPECT_EQ(given.textValue2, std::string("ca\0x", 4));
+    EXPECT_EQ(given.accessToken, "secret");
+    EXPECT_EQ(given.expireTime, 9);
+    EXPECT_EQ(FakeMsgCenter::backup().starts().at(0).addrs.at(0).ip, "b");
+}
+
+TEST(CInterfaceCenters, StartGivesTheFactorysResults) {
+    const qolive_heart_base_config base = baseConfig();
+    EXPECT_EQ(start("", &base), 0);
+    EXPECT_EQ(start("not JSON", &base), 0);
+    EXPECT_EQ(start(kServers, &base), 1);
+    EXPECT_EQ(start(kServers, &base), 2);
+}
+
+TEST(CInterfaceCenters, StartRefusesWhatItCannotRead) {
+    qolive_heart_base_config base = baseConfig();
+    EXPECT_EQ(start(kServers, nullptr), QOLIVE_NULL_ARGUMENT);
+    EXPECT_EQ(qolive_centers_start(nullptr, 1, &base), QOLIVE_NULL_ARGUMENT);
+    base.text_value2 = textOf(nullptr, 1);
+    EXPECT_EQ(start(kServers, &base), QOLIVE_NULL_ARGUMENT);
+    base = baseConfig();
+    base.size = sizeof base - 1;
+    EXPECT_EQ(start(kServers, &base), QOLIVE_BAD_SIZE);
+    EXPECT_FALSE(CMsgCenterFactory::Inst()->IsMainCenterStartOK());
+}
+
+TEST(CInterfaceCenters, StartReadsTheKnownPartOfALargerStructure) {
+    struct {
+        qolive_heart_base_config known;
+        std::int64_t later;
+    } larger{baseConfig(), 1};
+    larger.known.size = sizeof larger;
+    EXPECT_EQ(start(kServers, &larger.known), 1);
+}
+
+TEST(CInterfaceCenters, StopStopsBoth) {
+    const qolive_heart_base_config base = baseConfig();
+    start(kServers, &base);
+    EXPECT_EQ(qolive_centers_stop(), QOLIVE_DONE);
+    EXPECT_EQ(FakeMsgCenter::main().stops(), 1);
+    EXPECT_EQ(FakeMsgCenter::backup().stops(), 1);
+}
+
+TEST(CInterfaceCenters, TellsWhichCentersAreStarted) {
+    const qolive_heart_base_config base = baseConfig();
+    EXPECT_EQ(qolive_centers_is_main_start_ok(), 0);
+    EXPECT_EQ(qolive_centers_is_have_backup(), 0);
+    FakeMsgCenter::backup().startFails();
+    start(kServers, &base);
+    EXPECT_EQ(qolive_centers_is_main_start_ok(), 1);
+    EXPECT_EQ(qolive_centers_is_have_backup(), 0);
+    qolive_centers_stop();
+    FakeMsgCenter::backup().startFails(false);
+    start(kServers, &base);
+    EXPECT_EQ(qolive_centers_is_have_backup(), 1);
+}
+
+TEST(CInterfaceCenters, GivesTheFactorysCenters) {
+    qolive_message_center* main = nullptr;
+    qolive_message_center* backup = nullptr;
+    EXPECT_EQ(qolive_centers_get(3, &main), QOLIVE_DONE);
+    EXPECT_EQ(qolive_centers_get(0, &backup), QOLIVE_DONE);
+    EXPECT_EQ(static_cast<void*>(main), CMsgCenterFactory::Inst()->GetFactoryObj(true));
+    EXPECT_EQ(static_cast<void*>(backup), CMsgCenterFactory::Inst()->GetFactoryObj(false));
+    EXPECT_EQ(qolive_centers_get(1, nullptr), QOLIVE_NULL_ARGUMENT);
+}
+
+}  // namespace

@@ -1,0 +1,180 @@
+#include <gtest/gtest.h>
+#include <json/json.h>
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <thread>
+
+#include "c_interface/qolive_report.h"
+#include "data_report/DataReportManager.h"
+#include "fakes/FakeMsgCenter.h"
+#include "platform/JsonText.h"
+
+namespace {
+
+using data_report::DataReportManager;
+using fakes::FakeMsgCenter;
+using fakes::SentMessage;
+
+constexpr int kStreams = 5;
+
+Json::Value parsed(const std::string& text) {
+    Json::Value value;
+    EXPECT_TRUE(ParseJson(text, value)) << text;
+    return value;
+}
+
+std::vector<SentMessage> sent(std::size_t atLeast) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (FakeMsgCenter::main().sent(kStreams).size() < atLeast &&
+           std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return FakeMsgCenter::main().sent(kStreams);
+}
+
+void connect() {
+    ASSERT_EQ(qolive_streams_init(), 1);
+    ASSERT_TRUE(FakeMsgCenter::main().connect(kStreams));
+}
+
+void startAcceptedStream() {
+    connect();
+    ASSERT_EQ(qolive_streams_report_start("s", 1, QOLIVE_STREAM_EVENTS_ONLY), QOLIVE_DONE);
+    ASSERT_TRUE(FakeMsgCenter::main().serverData(kStreams, R"({"type":1,"code":0})"));
+}
+
+std::int32_t event(std::int32_t type, const std::string& json) {
+    return qolive_streams_report_event_data("s", 1, type, json.data(), json.size());
+}
+
+std::int32_t send(const std::string& record, const std::string& head, char* buffer, std::size_t capacity,
+                  std::size_t* length) {
+    return qolive_streams_send_stream_report(record.data(), record.size(), head.data(), head.size(), buffer,
+                                             capacity, length);
+}
+
+TEST(CInterfaceStreams, InitCanBeTriedAgain) {
+    FakeMsgCenter::main().createSenderFails();
+    EXPECT_EQ(qolive_streams_init(), 0);
+    FakeMsgCenter::main().createSenderFails(false);
+    EXPECT_EQ(qolive_streams_init(), 1);
+    EXPECT_EQ(qolive_streams_init(), 1);
+    EXPECT_EQ(FakeMsgCenter::main().sendersCreated(kStreams), 2);
+}
+
+TEST(CInterfaceStreams, IsConnected) {
+    EXPECT_EQ(qolive_streams_is_connected(), 0);
+    connect();
+    EXPECT_EQ(qolive_streams_is_connected(), 1);
+    FakeMsgCenter::main().disconnect(kStreams);
+    EXPECT_EQ(qolive_streams_is_connected(), 0);
+}
+
+TEST(CInterfaceStreams, GetTickCountMsIsTheClassesClock) {
+    const std::uint64_t before = DataReportManager::GetTickCountMs();
+    std::uint64_t now = 0;
+    EXPECT_EQ(qolive_streams_get_tick_count_ms(&now), QOLIVE_DONE);
+    EXPECT_GE(now, before);
+    EXPECT_LE(now, DataReportManager::GetTickCountMs());
+    EXPECT_EQ(qolive_streams_get_tick_count_ms(nullptr), QOLIVE_NULL_ARGUMENT);
+}
+
+TEST(CInterfaceStreams, DataAndStringsReachTheStreamRecord) {
+    startAcceptedStream();
+    EXPECT_EQ(qolive_streams_add_report_data("s", 1, QOLIVE_DATA_VIDEO_WIDTH, 1280), QOLIVE_DONE);
+    EXPECT_EQ(qolive_streams_add_report_data("s", 1, QOLIVE_DATA_VIDEO_HEIGHT, -720), QOLIVE_DONE);
+    EXPECT_EQ(qolive_streams_add_report_data("unknown", 7, QOLIVE_DATA_VIDEO_WIDTH, 1), QOLIVE_DONE);
+    EXPECT_EQ(qolive_streams_add_report_data("s", 1, 42, 1), QOLIVE_DONE);
+    EXPECT_EQ(qolive_streams_add_report_string_data("s", 1, QOLIVE_STRING_SESSION_ID, "5f1c", 4),
+              QOLIVE_DONE);
+    EXPECT_EQ(event(QOLIVE_EVENT_STREAM_START, R"({"own":1})"), QOLIVE_DONE);
+
+    const Json::Value record = parsed(sent(1).at(0).body);
+    EXPECT_EQ(record["width"].asInt(), 1280);
+    EXPECT_EQ(record["height"].asInt(), -720);
+    EXPECT_EQ(record["sid"].asString(), "5f1c");
+    EXPECT_EQ(record["own"].asInt(), 1);
+}
+
+TEST(CInterfaceStreams, TextsWithoutPointerAreRefused) {
+    startAcceptedStream();
+    EXPECT_EQ(qolive_streams_report_start(nullptr, 1, QOLIVE_STREAM_SAMPLED), QOLIVE_NULL_ARGUMENT);
+    EXPECT_EQ(qolive_streams_report_stop(nullptr, 1), QOLIVE_NULL_ARGUMENT);
+    EXPECT_EQ(qolive_streams_add_report_data(nullptr, 1, 0, 0), QOLIVE_NULL_ARGUMENT);
+    EXPECT_EQ(qolive_streams_add_report_string_data(nullptr, 1, 0, "x", 1), QOLIVE_NULL_ARGUMENT);
+    EXPECT_EQ(qolive_streams_add_report_string_data("s", 1, 0, nullptr, 1), QOLIVE_NULL_ARGUMENT);
+    EXPECT_EQ(qolive_streams_report_event_data(nullptr, 1, 1, "{}", 2), QOLIVE_NULL_ARGUMENT);
+    EXPECT_EQ(qolive_streams_report_event_data("s", 1, 1, nullptr, 2), QOLIVE_NULL_ARGUMENT);
+}
+
+TEST(CInterfaceStreams, HostRecordGoesOutAsItIsOnceTheServerHasAccepted) {
+    connect();
+    qolive_streams_report_start("s", 1, QOLIVE_STREAM_EVENTS_ONLY);
+    EXPECT_EQ(event(QOLIVE_EVENT_HOST_RECORD, R"({"dropped":1})"), QOLIVE_DONE);
+    FakeMsgCenter::main().serverData(kStreams, R"({"type":1,"code":0})");
+    EXPECT_EQ(event(QOLIVE_EVENT_HOST_RECORD, R"({"n":[1,"x"]})"), QOLIVE_DONE);
+    const auto messages = sent(1);
+    ASSERT_EQ(messages.size(), 1U);
+    EXPECT_EQ(parsed(messages[0].body), parsed(R"({"n":[1,"x"]})"));
+    EXPECT_EQ(parsed(messages[0].head)["event"].asInt(), 2);
+}
+
+TEST(CInterfaceStreams, AnEventThatDoesNotParseIsRefused) {
+    startAcceptedStream();
+    for (const std::string& json : {std::string(), std::string("{"), std::string("{\"a\":}"),
+                                    std::string("nope"), std::string(100000, '[')})
+        EXPECT_EQ(event(QOLIVE_EVENT_HOST_RECORD, json), QOLIVE_BAD_JSON) << json.substr(0, 9);
+    EXPECT_EQ(event(QOLIVE_EVENT_HOST_RECORD, "[]"), QOLIVE_DONE);
+    EXPECT_EQ(sent(1).size(), 1U);
+}
+
+TEST(CInterfaceStreams, StopForgetsTheStream) {
+    startAcceptedStream();
+    EXPECT_EQ(qolive_streams_report_stop("s", 1), QOLIVE_DONE);
+    EXPECT_EQ(event(QOLIVE_EVENT_STREAM_START, "{}"), QOLIVE_DONE);
+    EXPECT_EQ(qolive_streams_report_start("s", 1, QOLIVE_STREAM_EVENTS_ONLY), QOLIVE_DONE);
+    EXPECT_EQ(event(QOLIVE_EVENT_STREAM_START, R"({"second":1})"), QOLIVE_DONE);
+    const auto messages = sent(1);
+    ASSERT_EQ(messages.size(), 1U);
+    EXPECT_EQ(parsed(messages[0].body)["second"].asInt(), 1);
+}
+
+TEST(CInterfaceStreams, SendStreamReportGivesTheHeadThatIsSent) {
+    connect();
+    char buffer[256];
+    std::size_t length = 0;
+    EXPECT_EQ(send(R"({"r":1})", R"({"type":8})", buffer, sizeof buffer, &length), 1);
+    const SentMessage message = sent(1).at(0);
+    EXPECT_EQ(parsed(message.body), parsed(R"({"r":1})"));
+    ASSERT_LE(length, sizeof buffer);
+    EXPECT_EQ(parsed(message.head), parsed(std::string(buffer, length)));
+    EXPECT_EQ(parsed(message.head)["type"].asInt(), 8);
+    EXPECT_FALSE(parsed(message.head)["mid"].asString().empty());
+    EXPECT_EQ(std::string(buffer, length).find('\n'), std::string::npos);
+}
+
+TEST(CInterfaceStreams, SendStreamReportQueuesEvenWhenTheHeadDoesNotFit) {
+    connect();
+    std::size_t length = 0;
+    EXPECT_EQ(send("{}", "{}", nullptr, 0, &length), 1);
+    EXPECT_GT(length, 0U);
+    EXPECT_EQ(sent(1).size(), 1U);
+}
+
+TEST(CInterfaceStreams, SendStreamReportRefusesAndFailsWithoutSending) {
+    std::size_t length = 0;
+    EXPECT_EQ(send("{}", "{}", nullptr, 0, &length), 0);
+    connect();
+    EXPECT_EQ(send("{", "{}", nullptr, 0, &length), QOLIVE_BAD_JSON);
+    EXPECT_EQ(send("{}", "", nullptr, 0, &length), QOLIVE_BAD_JSON);
+    EXPECT_EQ(send("{}", "{}", nullptr, 1, &length), QOLIVE_NULL_ARGUMENT);
+    EXPECT_EQ(send("{}", "{}", nullptr, 0, nullptr), QOLIVE_NULL_ARGUMENT);
+    EXPECT_EQ(send("{}", "[1]", nullptr, 0, &length), 0);
+    EXPECT_EQ(send(R"({"only":1})", "{}", nullptr, 0, &length), 1);
+    const auto messages = sent(1);
+    ASSERT_EQ(messages.size(), 1U);
+    EXPECT_EQ(parsed(messages[0].body)["only"].asInt(), 1);
+}
+
+}  // namespace
