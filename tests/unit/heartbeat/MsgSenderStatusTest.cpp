@@ -159,9 +159,10 @@ TEST(MsgSenderStatus, DataOfTypeThreeAsksForAFullReport) {
 }
 
 TEST(MsgSenderStatus, DataThatDoesNotSayTypeThreeChangesNothing) {
-    for (const std::string text : {R"({"type":2})", R"({"type":"3"})", R"({"type":[3]})", R"({"type":null})",
-                                   R"({"type":3e99})", R"({"Type":3})", R"({"a":{"type":3}})", "{}", "[3]",
-                                   "[]", "3", "null", "\"type\"", "no json", R"({"type":3)", "\xff\xfe\x80"})
+    for (const std::string text :
+         {R"({"type":2})", R"({"type":4})", R"({"type":"3"})", R"({"type":[3]})", R"({"type":null})",
+          R"({"type":3e99})", R"({"Type":3})", R"({"a":{"type":3}})", "{}", "[3]", "[]", "3", "null",
+          "\"type\"", "no json", R"({"type":3)", "\xff\xfe\x80"})
         EXPECT_FALSE(asksForFullReport(text)) << text;
 }
 
