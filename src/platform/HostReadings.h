@@ -21,8 +21,9 @@ public:
     int Initialize();
 
     /// Percent (0 to 100) of all processors in use since the previous reading of this object (since
-    /// Initialize for the first one); the previous result again when no time has been counted since. 0 when
-    /// the system gives no figures.
+    /// Initialize for the first one). A reading within 100 ms of the one before repeats its result, as
+    /// systems count in steps of 10 to 16 ms; the next one covers that time too. 0 when the system gives no
+    /// figures. Does not block.
     int GetCPUUseRate();
 
 private:
@@ -40,9 +41,11 @@ public:
 
     /// Percent (0 to 100, of all processors) used by the process named `processName` since the previous
     /// reading of this object; the first reading only starts the measurement and returns 0. The name is
-    /// matched without regard to case and to an ending ".exe". Several processes of that name count together;
-    /// a process that has started or ended since the previous reading does not count; 0 when there is none.
-    /// The second argument is not used.
+    /// matched without regard to ASCII case and to an ending ".exe". Several processes of that name count
+    /// together; a process that has started or ended since the previous reading does not count; 0 when there
+    /// is none. A reading within 100 ms of the one before repeats its result. The second argument is not
+    /// used. Does not block, but goes through all processes of the machine, which takes some milliseconds;
+    /// objects that are read within 100 ms of each other share that work.
     int GetProcessCpuUsage(const std::wstring& processName, bool);
 
 private:

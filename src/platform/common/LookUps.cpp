@@ -1,0 +1,62 @@
+#include "platform/common/LookUps.h"
+
+#include <system_error>
+#include <thread>
+#include <utility>
+
+struct LookUps::LookUp {
+    Mutex mutex;
+    ConditionVariable done;
+    bool isDone GUARDED_BY(mutex) = false;
+    std::vector<HostAddress> addresses GUARDED_BY(mutex);
+
+    void finish(std::vector<HostAddress> found) {
+        const MutexLock lock(mutex);
+        addresses = std::move(found);
+        isDone = true;
+        done.notify_all();
+    }
+
+    std::vector<HostAddress> result(Deadline deadline) {
+        const MutexLock lock(mutex);
+        while (!isDone)
+            if (done.wait_until(mutex, deadline) == std::cv_status::timeout) break;
+        return addresses;
+    }
+};
+
+LookUps::LookUps(Resolver resolver) : m_resolver(std::move(resolver)) {}
+
+std::vector<HostAddress> LookUps::addressesOf(const std::string& host, Deadline deadline) {
+    const auto lookUp = joinOrStart(host);
+    return lookUp ? lookUp->result(deadline) : std::vector<HostAddress>();
+}
+
+std::shared_ptr<LookUps::LookUp> LookUps::joinOrStart(const std::string& host) {
+    const MutexLock lock(m_mutex);
+    const auto running = m_running.find(host);
+    if (running != m_running.end()) return running->second;
+    return m_running.size() < kMostAtOnce ? start(host) : nullptr;
+}
+
+std::shared_ptr<LookUps::LookUp> LookUps::start(const std::string& host) {
+    auto lookUp = std::make_shared<LookUp>();
+    m_running[host] = lookUp;
+    KeepLibraryLoaded();
+    try {
+        std::thread([this, host, lookUp] { run(host, *lookUp); }).detach();
+    } catch (const std::system_error&) {
+        m_running.erase(host);
+        return nullptr;
+    }
+    return lookUp;
+}
+
+void LookUps::run(const std::string& host, LookUp& lookUp) {
+    std::vector<HostAddress> addresses = m_resolver(host);
+    {
+        const MutexLock lock(m_mutex);
+        m_running.erase(host);
+    }
+    lookUp.finish(std::move(addresses));
+}
