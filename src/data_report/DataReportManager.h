@@ -91,9 +91,9 @@ public:
     /// give; the stream is not started then.
     QOLIVE_API void ReportStart(const std::string& streamId, const StreamTypeEnum& type);
 
-    /// Forgets the stream and what it was fed; nothing is sent. Ends its thread, on this thread or on the
-    /// last one that still works on the stream: that blocks, usually not for a millisecond, while a ping runs
-    /// until its answer, in the worst case for 6 s. Other streams are not held up.
+    /// Forgets the stream and what it was fed; nothing is sent. Ends the stream's own thread, on this thread
+    /// or on the last one that still works on the stream; that blocks for as long as a ping is under way, 3 s
+    /// at most. Other streams are not held up meanwhile.
     QOLIVE_API void ReportStop(const std::string& streamId);
 
     /// Feeds a number: 0 to 11 are counters, which it is added to (any sign, modulo 2^64), 12 to 41 settings,

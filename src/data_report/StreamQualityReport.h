@@ -31,7 +31,7 @@ public:
     StreamQualityReport(const std::string& streamId, const StreamTypeEnum& streamType,
                         std::shared_ptr<StreamQulityData> data);
 
-    /// Ends the ping thread: blocks for one wait of 3 s and one ping at most.
+    /// Ends the ping thread: blocks while a ping runs.
     ~StreamQualityReport();
 
     StreamQualityReport(const StreamQualityReport&) = delete;

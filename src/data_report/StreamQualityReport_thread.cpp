@@ -43,9 +43,12 @@ StreamQualityReport::StreamQualityReport(const std::string& streamId, const Stre
     if (m_streamType == StreamTypeEnum::Sampled) StartReportThread();
 }
 
+// The flag is set without the mutex, so the mutex is passed through once before the wake-up: the thread either
+// sees the flag or already waits.
 StreamQualityReport::~StreamQualityReport() {
     if (m_streamType != StreamTypeEnum::Sampled) return;
     m_bStop = true;
+    { const MutexLock passing(m_threadMutex); }
     m_threadCond.notify_all();
     JoinUnlessEnding(m_thread);
 }

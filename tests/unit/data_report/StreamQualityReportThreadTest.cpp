@@ -184,22 +184,24 @@ TEST_F(Ping, AnEmptyServerAddressIsNeverPinged) {
     EXPECT_TRUE(fakes::pingedHosts().empty());
 }
 
-TEST_F(Ping, DestroyingAReportThatPingsWaitsForThePingAndOneWaitAtMost) {
+TEST_F(Ping, DestroyingAReportThatPingsWaitsForThatPingOnly) {
     fakes::HostReadingsScript script;
     script.pingTakesMs = 500;
     start("slow", script);
     ASSERT_TRUE(eventually([] { return fakes::pingedHosts().size() == 1; }));
     const auto asked = steady_clock::now();
     report.reset();
-    EXPECT_LT(steady_clock::now() - asked, std::chrono::milliseconds(500 + 3000 + 500));
+    EXPECT_LT(steady_clock::now() - asked, std::chrono::milliseconds(2500));
     EXPECT_EQ(fakes::pingedHosts().size(), 1U);
 }
 
-TEST_F(Ping, DestroyingAReportBetweenTwoPingsTakesOneWaitAtMost) {
-    start("server");
-    const auto asked = steady_clock::now();
-    report.reset();
-    EXPECT_LT(steady_clock::now() - asked, std::chrono::milliseconds(3500));
+TEST_F(Ping, DestroyingAReportBetweenTwoPingsNeverWaitsForTheNext) {
+    for (int i = 0; i < 500; ++i) {
+        start("server");
+        const auto asked = steady_clock::now();
+        report.reset();
+        ASSERT_LT(steady_clock::now() - asked, std::chrono::milliseconds(2500)) << i;
+    }
     EXPECT_TRUE(fakes::pingedHosts().empty());
 }
 
