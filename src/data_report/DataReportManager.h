@@ -108,14 +108,14 @@ public:
 
     /// Reports what happened to a stream and queues the record that belongs to it, built on this thread. The
     /// record starts as a copy of `event`; for StreamStart and FirstFrame the library's keys are set in it,
-    /// so `event` is an object or null then: with anything else nothing is sent and one line is logged.
-    /// Until the server has accepted the stream, everything but StreamStart is dropped.
+    /// so `event` is an object or null then. With anything else, and with an event that nests deeper than 1000
+    /// levels, nothing is sent and one line is logged. Until the server has accepted the stream, everything but StreamStart is dropped.
     QOLIVE_API void ReportEventData(const std::string& streamId, const EventTypeEnum& type,
                                     const Json::Value& event);
 
     /// Queues one record of the caller's own: sets "mid" in `head` to a new message id, writes both and
-    /// returns true. False, with `head` as it was, when the manager is not enabled, and when `head` is
-    /// neither an object nor null, which is logged.
+    /// returns true. False, with `head` as it was, when the manager is not enabled, and, with one logged line,
+    /// when `head` is neither an object nor null or either nests deeper than 1000 levels.
     QOLIVE_API bool SendStreamReport(const Json::Value& record, Json::Value& head);
 
     DataReportManager(const DataReportManager&) = delete;

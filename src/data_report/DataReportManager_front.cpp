@@ -4,6 +4,7 @@
 #include "data_report/DataReportManager.h"
 #include "data_report/StreamQualityReport.h"
 #include "data_report/StreamQulityData.h"
+#include "platform/JsonText.h"
 #include "platform/Kernel.h"
 #include "platform/Log.h"
 
@@ -116,6 +117,7 @@ void DataReportManager::ReportEventData(const std::string& streamId, const Event
     StreamQualityReport& report = *stream->second.report;
     if (!report.IsEnabled() && type != EventTypeEnum::StreamStart) return;
     try {
+        RequireReadableDepth(event);
         Json::Value record(event);
         Json::Value head;
         fillRecord(report, type, record, head);

@@ -2,6 +2,8 @@
 
 #include <json/json.h>
 
+#include <algorithm>
+#include <stdexcept>
 #include <string>
 
 // The two forms in which JSON crosses the wire. jsoncpp marks both classes as superseded; they are used on
@@ -17,6 +19,21 @@
 inline std::string WriteCompactJson(const Json::Value& value) {
     Json::FastWriter writer;
     return writer.write(value);
+}
+
+/// How many levels of values ParseJson reads, the outermost one included.
+constexpr int kDeepestJson = 1000;
+
+inline bool NestsDeeperThan(int levels, const Json::Value& value) {
+    if (levels == 0) return true;
+    const auto deeper = [levels](const Json::Value& child) { return NestsDeeperThan(levels - 1, child); };
+    return std::any_of(value.begin(), value.end(), deeper);
+}
+
+/// Raises std::length_error when `value` nests too deep to be read again; to copy or to write it could exhaust
+/// the stack.
+inline void RequireReadableDepth(const Json::Value& value) {
+    if (NestsDeeperThan(kDeepestJson, value)) throw std::length_error("JSON nested deeper than 1000 levels");
 }
 
 /// Parses `text` with the reader's default rules, comments collected. False when it is not JSON; raises what

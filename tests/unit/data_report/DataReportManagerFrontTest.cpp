@@ -265,6 +265,33 @@ TEST_F(Events, AnEventThatHoldsNoKeysIsRefusedWithOneLine) {
     EXPECT_TRUE(sentSoFar().empty());
 }
 
+TEST_F(Events, AnEventThatNestsTooDeepToBeReadIsRefusedWithOneLine) {
+    const auto nested = [](int levels) {
+        Json::Value event;
+        Json::Value* innermost = &event;
+        for (int i = 1; i < levels; ++i)
+            innermost = &(*innermost)["k"];
+        return event;
+    };
+    startConnected();
+    startEventsOnly("a");
+    acceptStreams();
+    for (const int levels : {1001, 10000}) {
+        const fakes::CapturingLog log;
+        manager.ReportEventData("a", EventTypeEnum::StreamStart, nested(levels));
+        EXPECT_EQ(log.countContaining("event not sent: JSON nested deeper than 1000 levels"), 1);
+        Json::Value head;
+        EXPECT_FALSE(manager.SendStreamReport(nested(levels), head));
+        EXPECT_TRUE(head.isNull());
+        head = nested(levels);
+        EXPECT_FALSE(manager.SendStreamReport(Json::Value(), head));
+    }
+    manager.ReportEventData("a", EventTypeEnum::HostRecord, nested(1000));
+    const auto records = sentSoFar();
+    ASSERT_EQ(records.size(), 1U);
+    EXPECT_EQ(records[0].record, nested(1000));
+}
+
 TEST_F(Events, AnEventOfAnyKindIsSentAsAHostRecord) {
     startConnected();
     startEventsOnly("a");
