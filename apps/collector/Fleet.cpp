@@ -1,6 +1,7 @@
 #include "collector/Fleet.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace collector {
 namespace {
@@ -151,9 +152,17 @@ void Fleet::OnHeartbeat(Event& event, bool full) {
     }
     connection.lastHeartbeat = event.now;
     if (full)
-        event.broadcaster.state = event.message.body;
+        KeepState(event);
     else if (!event.broadcaster.state)
         AskForState(event);
+}
+
+void Fleet::KeepState(Event& event) {
+    Json::Value state = event.message.body;
+    state.removeMember("ts");
+    state.removeMember("order");
+    event.outcome.unchanged = event.broadcaster.state == state;
+    event.broadcaster.state = std::move(state);
 }
 
 void Fleet::AskForState(Event& event) {

@@ -82,7 +82,7 @@ struct Broadcaster {
     Millis lastHeard = 0;
     std::map<std::string, Connection> connections;
     std::map<std::string, Stream> streams;  ///< by "sid"
-    std::optional<Json::Value> state;       ///< the latest full heartbeat, while a connection is up
+    std::optional<Json::Value> state;       ///< what the latest full heartbeat said, while a connection is up
     std::optional<Millis> askedAt;
     SeenIds mids;
 
@@ -117,6 +117,7 @@ struct Answer {
 struct Outcome {
     bool repeated = false;            ///< had been seen before: counted, and otherwise dropped
     std::optional<Millis> sinceLast;  ///< of a heartbeat: since the connection's previous one
+    bool unchanged = false;           ///< a full heartbeat that says what was known already
     std::string stream;               ///< of a record: the stream's id, or its sid, where one is known
     std::vector<Notice> before;       ///< to be told before the message
     std::vector<Notice> after;        ///< to be told after it
@@ -161,6 +162,7 @@ private:
     void OnFirstFrameRecord(Event& event);
     static Stream& FindStream(Event& event);
     static void NameStream(Event& event, Stream& stream);
+    static void KeepState(Event& event);
     void AskForState(Event& event);
     void SendAnswer(Event& event, const std::string& payload, const Notice& notice);
 

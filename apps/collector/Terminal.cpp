@@ -106,7 +106,7 @@ std::string Describe(const Received& received, const Message& message, const Out
     if (outcome.repeated) return "seen before, dropped";
     switch (message.kind) {
         case Kind::FullHeartbeat:
-            return DescribeState(message.body);
+            return outcome.unchanged ? "state unchanged" : DescribeState(message.body);
         case Kind::KeepAlive:
             return outcome.sinceLast ? "+" + Seconds(*outcome.sinceLast) : "";
         case Kind::Command:

@@ -1,12 +1,16 @@
 #include "host/Catalogue.h"
 
+#include "data_report/DataReportManager.h"
 #include "heartbeat/LiveHeartReport.h"
 #include "heartbeat/LiveHeartReportManager.h"
+#include "platform/JsonText.h"
 #include "session/CLiveCommonInfo.h"
 #include "session/QoUser.h"
 
 namespace host {
 namespace {
+
+using data_report::DataReportManager;
 
 LiveHeartReport& Heartbeat() {
     return *LiveHeartReport::GetInstance();
@@ -144,12 +148,56 @@ Actions CoHostActions() {
     };
 }
 
+Json::Value ToJson(const std::string& text) {
+    Json::Value value;
+    if (!text.empty()) ParseJson(text, value);
+    return value;
+}
+
+Actions StreamActions() {
+    const Parameter value{"VALUE", ParameterKind::Int64};
+    const Parameter json{"JSON", ParameterKind::Json};
+    return {
+        {"report-start",
+         {Word("ID"), Int("TYPE")},
+         "announce a stream; type 0 is sampled",
+         [](const Arguments& a) {
+             DataReportManager::Instance().ReportStart(a.Text(0), data_report::StreamTypeEnum(a.Int(1)));
+         }},
+        {"report-stop",
+         {Word("ID")},
+         "the stream has ended",
+         [](const Arguments& a) { DataReportManager::Instance().ReportStop(a.Text(0)); }},
+        {"report-data",
+         {Word("ID"), Int("SLOT"), value},
+         "feed a counter (slots 0 to 11) or a setting (12 to 41)",
+         [](const Arguments& a) {
+             DataReportManager::Instance().AddReportData(a.Text(0), data_report::DataTypeEnum(a.Int(1)),
+                                                         a.Int64(2));
+         }},
+        {"report-text",
+         {Word("ID"), Int("SLOT"), Rest("TEXT")},
+         "feed a text (slots 0 to 6)",
+         [](const Arguments& a) {
+             DataReportManager::Instance().AddReportStringData(
+                 a.Text(0), data_report::StringDataTypeEnum(a.Int(1)), a.Text(2));
+         }},
+        {"report-event",
+         {Word("ID"), Int("TYPE"), json},
+         "report an event: 1 stream start, 4 first frame, 3 own",
+         [](const Arguments& a) {
+             DataReportManager::Instance().ReportEventData(a.Text(0), data_report::EventTypeEnum(a.Int(1)),
+                                                           ToJson(a.Text(2)));
+         }},
+    };
+}
+
 }  // namespace
 
 Actions Catalogue(const Surroundings& surroundings) {
     Actions all;
-    for (const Actions& part :
-         {SessionActions(), ConnectionActions(surroundings), AnchorActions(), CoHostActions()})
+    for (const Actions& part : {SessionActions(), ConnectionActions(surroundings), AnchorActions(),
+                                CoHostActions(), StreamActions()})
         all.insert(all.end(), part.begin(), part.end());
     return all;
 }

@@ -8,6 +8,7 @@
 
 #include "common/CommandLine.h"
 #include "common/Printable.h"
+#include "platform/JsonText.h"
 
 namespace host {
 namespace {
@@ -77,6 +78,20 @@ std::int64_t ParseInteger(const std::string& name, const std::string& word) {
     return apps::ParseWhole(name, apps::Printable(word, mostQuotedBytes), Limits::min(), Limits::max());
 }
 
+std::string CheckedJson(const std::string& name, const std::string& text) {
+    Json::Value unused;
+    try {
+        if (text.empty() || ParseJson(text, unused)) return text;
+    } catch (const Json::Exception&) {
+        throw UsageError(name + " nests too deep");
+    }
+    throw UsageError(name + " is not JSON: " + Quoted(text));
+}
+
+bool MayBeEmpty(ParameterKind kind) {
+    return kind == ParameterKind::Rest || kind == ParameterKind::Json;
+}
+
 void AddArgument(Arguments& arguments, const Parameter& parameter, Line& line) {
     switch (parameter.kind) {
         case ParameterKind::Int32:
@@ -89,6 +104,8 @@ void AddArgument(Arguments& arguments, const Parameter& parameter, Line& line) {
             return arguments.Add(line.TakeWord());
         case ParameterKind::Rest:
             return arguments.Add(line.TakeRest());
+        case ParameterKind::Json:
+            return arguments.Add(CheckedJson(parameter.name, line.TakeRest()));
     }
 }
 
@@ -103,7 +120,7 @@ const Action& Find(const Actions& actions, const std::string& name) {
 Arguments ParseArguments(const Action& action, Line& line) {
     Arguments arguments;
     for (const Parameter& parameter : action.parameters) {
-        if (line.IsEmpty() && parameter.kind != ParameterKind::Rest)
+        if (line.IsEmpty() && !MayBeEmpty(parameter.kind))
             throw UsageError(parameter.name + " is missing: " + Usage(action));
         AddArgument(arguments, parameter, line);
     }

@@ -13,6 +13,7 @@ enum class ParameterKind {
     OnOff,
     Word,  ///< one word, or several in double quotes
     Rest,  ///< everything up to the end of the line, as it stands
+    Json,  ///< the same, and it is JSON; nothing stands for null
 };
 
 struct Parameter {

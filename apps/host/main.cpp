@@ -6,6 +6,7 @@
 #include "common/CommandLine.h"
 #include "common/Printable.h"
 #include "common/StopSignal.h"
+#include "data_report/DataReportManager.h"
 #include "heartbeat/LiveHeartReportManager.h"
 #include "host/Catalogue.h"
 #include "host/HostLog.h"
@@ -68,6 +69,7 @@ int Run(const Options& options) {
         std::cerr << "QoLive: no connection could be started; the log tells why\n";
         return EXIT_FAILURE;
     }
+    data_report::DataReportManager::Instance().Init();
     Follow(steps, DurationOf(options, steps), options.quiet);
     LiveHeartReportManager::GetInstance()->stopLiveheart();
     factory.Stop();

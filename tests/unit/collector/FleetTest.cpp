@@ -134,6 +134,13 @@ TEST_F(FleetTest, AConnectionComesBackWithItsNextWord) {
     EXPECT_EQ(Kinds(Presence(mainConnection, true, 22000).before), std::vector<K>{K::CameBack});
 }
 
+TEST_F(FleetTest, AFullHeartbeatThatSaysNothingNewIsKnown) {
+    EXPECT_FALSE(Beat(mainConnection, 0, true).unchanged);
+    EXPECT_TRUE(Beat(backupConnection, 10, true).unchanged);
+    EXPECT_FALSE(Send(mainConnection, heartbeatCommand, samples::live, 3000).unchanged);
+    EXPECT_FALSE(Beat(mainConnection, 6000, true).unchanged);
+}
+
 TEST_F(FleetTest, TheStateOfADarkBroadcasterIsForgotten) {
     Beat(mainConnection, 0, true);
     fleet.Tick(15000);

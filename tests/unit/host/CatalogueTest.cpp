@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include "data_report/DataReportManager.h"
 #include "fakes/CapturingLog.h"
 #include "fakes/FakeMsgCenter.h"
 #include "heartbeat/LiveHeartReport.h"
 #include "heartbeat/LiveHeartReportManager.h"
+#include "platform/JsonText.h"
+#include "platform/Kernel.h"
 #include "session/CLiveCommonInfo.h"
 #include "session/QoUser.h"
 
@@ -91,6 +94,22 @@ TEST_F(CatalogueTest, HeartbeatCommandsAndConnections) {
     EXPECT_FALSE(FakeMsgCenter::main().hasSender(2));
     EXPECT_EQ(connects, 1);
     EXPECT_EQ(disconnects, 1);
+}
+
+TEST_F(CatalogueTest, AStreamIsReported) {
+    ASSERT_TRUE(data_report::DataReportManager::Instance().Init());
+    FakeMsgCenter::main().connect(5);
+    Run("0 report-start show 0\n0 report-data show 21 25\n0 report-text show 6 my show\n0 report-event show "
+        "1\n");
+    for (int i = 0; i < 500 && FakeMsgCenter::main().sent(5).empty(); ++i)
+        Sleep(10);
+    ASSERT_EQ(FakeMsgCenter::main().sent(5).size(), 1U);
+    Json::Value record;
+    ASSERT_TRUE(ParseJson(FakeMsgCenter::main().sent(5)[0].body, record));
+    EXPECT_EQ(record["fps"], 25);
+    EXPECT_EQ(record["streamId"], "my show");
+    Run("0 report-stop show\n0 report-event show 1\n");
+    EXPECT_EQ(FakeMsgCenter::main().sent(5).size(), 1U);
 }
 
 TEST_F(CatalogueTest, TheDefaultScriptRuns) {

@@ -49,6 +49,10 @@ protected:
          {{"TEXT", ParameterKind::Rest}},
          "",
          [&](const Arguments& a) { done += "<" + a.Text(0) + ">"; }},
+        {"json",
+         {{"JSON", ParameterKind::Json}},
+         "",
+         [&](const Arguments& a) { done += "<" + a.Text(0) + ">"; }},
         {"end", {}, "", [&](const Arguments&) { done += "end."; }},
     };
 };
@@ -70,6 +74,12 @@ TEST_F(ScriptTest, AQuotedWordMayHoldBlanksOrNothing) {
 TEST_F(ScriptTest, TheLastTextIsTakenAsItStands) {
     EXPECT_EQ(RunAll("0 say {\"a\":  1} # \"no remark"), "<{\"a\":  1} # \"no remark>");
     EXPECT_EQ(RunAll("0 say"), "<>");
+}
+
+TEST_F(ScriptTest, JsonIsCheckedBeforeAnythingRuns) {
+    EXPECT_EQ(RunAll("0 json {\"a\": [1]}\n1 json\n"), "<{\"a\": [1]}><>");
+    EXPECT_EQ(ErrorOf("1 json {"), "show:1: JSON is not JSON: \"{\"");
+    EXPECT_EQ(ErrorOf("1 json " + std::string(5000, '[')), "show:1: JSON nests too deep");
 }
 
 TEST_F(ScriptTest, NumbersReachTheirLimits) {

@@ -1,0 +1,277 @@
+#!/usr/bin/env python3
+"""Runs the host, a broker and the collector, and looks at the wire with mosquitto_sub."""
+
+import copy
+import json
+import os
+import signal
+import tempfile
+import time
+import unittest
+
+import check_wire
+from processes import Stage, eventually, parsed
+
+SHOW = """\
+0   user u-1 1
+0   session s-1
+0   heartbeat on
+3.5 business 1 2
+3.5 stream show 7 1280 720 1
+3.5 live on
+3.6 command 1 {"say":"one"}
+3.6 command 2 two
+3.6 command 3 three
+4   report-start show 0
+4   report-data show 15 1700000000000
+4   report-data show 17 1700000000400
+4   report-data show 21 25
+4   report-text show 1 127.0.0.1
+4   report-text show 2 7
+4   report-text show 6 show
+4   report-event show 1 {"note":"of the host"}
+6   report-event show 4
+6   report-event show 3 {"any":["thing"]}
+7.2 co-host 1 2 guest 8 640 360 1 2 channel 1
+7.2 co-host-push 1
+7.2 mix both 1280 720 9 1
+7.2 co-host-link on
+"""
+# What is reported before the connection is up waits for the next report.
+QUALITY = """\
+0 heartbeat on
+1 report-start show 0
+1 report-text show 2 7
+1 report-event show 1
+6.5 report-data show 2 125
+6.5 report-data show 9 1562500
+"""
+
+
+class StageTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        folder = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(folder.cleanup)
+        cls.stage = Stage(folder.name)
+        cls.addClassCleanup(cls.stage.close)
+
+
+def heartbeats(lines):
+    """The bodies of the heartbeats that mosquitto_sub saw, by connection."""
+    by_connection = {}
+    for line in lines:
+        levels = line["topic"].split("/")
+        if levels[3:] == ["up", "2"]:
+            by_connection.setdefault(levels[2], []).append(json.loads(line["payload"]))
+    return by_connection
+
+
+class Show(StageTest):
+    """One whole show, with a collector that comes late."""
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        host = cls.stage.host(SHOW, "--duration", "11")
+        eventually(lambda: len(heartbeats(cls.stage.watched())) == 2)
+        cls.collector = cls.stage.collector()
+        cls.host_status = host.popen.wait(60)
+        eventually(lambda: sum("offline" in line for line in cls.collector.text().splitlines()) == 2)
+        cls.collector_status = cls.collector.end(signal.SIGINT)
+        cls.seen = cls.stage.watched()
+        cls.reports = heartbeats(cls.seen)
+        cls.record = parsed(cls.collector.record)
+
+    def test_both_programs_end_well(self):
+        self.assertEqual((self.host_status, self.collector_status), (0, 0))
+
+    def test_every_message_holds_against_its_schema(self):
+        for path in (self.stage.watch_file, self.collector.record):
+            counts, faults = check_wire.check(path.read_text())
+            self.assertEqual(faults, [])
+        counts, _ = check_wire.check(self.stage.watch_file.read_text())
+        for kind in ("presence", "full heartbeat", "keep-alive heartbeat", "command", "heartbeat-request", "stream-record",
+                     "stream-first-frame", "stream-event", "stream-answer"):
+            self.assertGreater(counts[kind], 0, kind)
+
+    def test_the_first_report_of_each_connection_is_full(self):
+        self.assertEqual([reports[0]["type"] for reports in self.reports.values()], [1, 1])
+
+    def test_periodic_reports_keep_their_period(self):
+        for reports in self.reports.values():
+            times = [report["ts"] for report in reports[:-1]]  # the last one is the farewell
+            self.assertGreaterEqual(min(b - a for a, b in zip(times, times[1:])), 3000)
+
+    def test_a_change_brings_one_full_report_on_each_connection(self):
+        for reports in self.reports.values():
+            live = [r for r in reports if r["type"] == 1 and r["liveStatus"] == 1 and r["micStatus"] == 2]
+            linked = [r for r in reports if r["type"] == 1 and r["micStatus"] == 1]
+            self.assertEqual((len(live), len(linked)), (1, 1))
+            self.assertEqual(live[0]["liveInfo"]["streamName"], "show")
+            self.assertEqual(linked[0]["micInfo"]["mixStreamName"], "both")
+
+    def test_commands_leave_in_order_on_the_main_connection(self):
+        sent = [(line["topic"].split("/")[2], json.loads(line["payload"])) for line in self.seen if line["topic"].endswith("/up/4")]
+        self.assertEqual([body["bizType"] for _, body in sent], [1, 2, 3])
+        self.assertEqual(len({connection for connection, _ in sent}), 1)
+
+    def test_a_stop_sends_final_reports_and_a_goodbye(self):
+        for connection in self.reports:
+            levels = [(line["topic"].split("/", 3)[3], line["payload"]) for line in self.seen if f"/{connection}/" in line["topic"]]
+            self.assertEqual(levels[-2][0], "up/2")
+            self.assertEqual(levels[-1], ("presence", '{"online":false}'))
+
+    def test_a_late_collector_asks_for_the_state_and_gets_it(self):
+        asked = [line["connection"] for line in self.record if line["kind"] == "asked"]
+        self.assertEqual(len(asked), 1)
+        answers = [line["kind"] for line in self.record if line.get("connection") == asked[0] and line.get("command") == 2]
+        self.assertEqual(answers[:2], ["keep-alive", "full"])
+
+    def test_the_stream_is_accepted_and_its_events_follow(self):
+        kinds = [line["kind"] for line in self.record if line.get("command") == 5 or line["kind"] == "answered"]
+        self.assertEqual(kinds, ["stream", "answered", "first-frame", "event"])
+        stream = next(line for line in self.record if line["kind"] == "stream")
+        self.assertEqual((stream["body"]["fps"], stream["body"]["note"]), (25, "of the host"))
+        first_frame = next(line for line in self.record if line["kind"] == "first-frame")
+        self.assertEqual(first_frame["body"]["duration"], 400)
+
+    def test_the_summary_counts_what_came(self):
+        summary = self.record[-1]["broadcasters"]["show"]["connections"]
+        self.assertEqual(sorted(c["role"] for c in summary.values()), ["backup", "main"])
+        for connection, counters in summary.items():
+            seen = [line for line in self.record if line.get("connection") == connection and line.get("command") == 2]
+            self.assertEqual(counters["full"] + counters["keepAlive"], len(seen))
+            self.assertLess(counters["longestGapMs"], 4500)
+
+    def test_no_token_is_shown(self):
+        for name in ("show.log", "collector.txt", "collector.jsonl", "broker.log"):
+            self.assertNotIn(self.stage.token, (self.stage.folder / name).read_text(), name)
+
+
+class Trouble(StageTest):
+    def kinds(self, collector, client):
+        return [line["kind"] for line in parsed(collector.record) if line.get("client") == client]
+
+    def test_a_killed_host_brings_the_last_will(self):
+        collector = self.stage.collector(name="will")
+        host = self.stage.host("0 heartbeat on\n", "--duration", "60")
+        self.assertTrue(eventually(lambda: self.kinds(collector, "show").count("full") == 2))
+        host.end(signal.SIGKILL)
+        self.assertTrue(eventually(lambda: self.kinds(collector, "show")[-1:] == ["dark"], 3))
+        self.assertEqual(self.kinds(collector, "show").count("offline"), 2)
+        collector.end(signal.SIGINT)
+
+    def test_a_frozen_host_goes_dark_within_a_keep_alive(self):
+        collector = self.stage.collector("--keep-alive", "4", name="frozen")
+        host = self.stage.host("0 heartbeat on\n", "--duration", "60", client="other")
+        self.assertTrue(eventually(lambda: self.kinds(collector, "other").count("full") == 2))
+        host.send(signal.SIGSTOP)
+        frozen = time.monotonic()
+        self.assertTrue(eventually(lambda: "dark" in self.kinds(collector, "other"), 8))
+        self.assertLess(time.monotonic() - frozen, 5)
+        self.assertEqual(self.kinds(collector, "other").count("silent"), 2)
+        host.send(signal.SIGCONT)
+        self.assertTrue(eventually(lambda: "back" in self.kinds(collector, "other"), 8))
+        self.assertEqual(host.end(signal.SIGINT), 0, "it ends in good order")
+        collector.end(signal.SIGINT)
+
+    def test_a_wrong_token_is_refused_and_not_shown(self):
+        host = self.stage.run([os.environ["QOLIVE_HOST"], "--main", f"127.0.0.1:{self.stage.port}",
+                               "--client", "stranger", "--duration", "2"], self.stage.folder / "stranger.log",
+                              env={"QOLIVE_TOKEN": "wrong-token"})
+        self.assertEqual(host.popen.wait(30), 0)
+        self.assertIn("refused", host.text().lower())
+        self.assertNotIn("wrong-token", host.text())
+
+
+class Schemas(StageTest):
+    """What the schemas must refuse: every message that was really sent, with one thing wrong."""
+
+    # Members that may be absent, and schemas that let further members through.
+    OPTIONAL = {("heartbeat", "liveInfo"), ("heartbeat", "type"), ("stream-record", "note")}
+    OPEN = {"heartbeat-request", "stream-answer", "stream-record", "stream-first-frame"}
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        collector = cls.stage.collector()
+        hosts = [cls.stage.host(SHOW, "--duration", "9"), cls.stage.host(QUALITY, "--duration", "65", client="other")]
+        for host in hosts:
+            host.popen.wait(90)
+        collector.end(signal.SIGINT)
+        cls.schemas = check_wire.Schemas()
+        cls.values = {}
+        for _, message, _ in check_wire.read(cls.stage.watch_file.read_text()):
+            body_schema, head_schema = check_wire.schema_names(message)
+            cls.values.setdefault(body_schema, []).append(message.body)
+            cls.values.setdefault(head_schema, []).append(message.head)
+        cls.values.pop(None)
+        cls.values["heartbeat-request"] = [{"type": 3}]
+
+    def assert_refused(self, name, value, what):
+        self.assertTrue(self.schemas.faults(name, value), f"{name} takes {what}: {json.dumps(value)[:300]}")
+
+    @staticmethod
+    def objects(value, path=()):
+        """Every object inside `value` with the path to it."""
+        if isinstance(value, dict):
+            yield path, value
+        for key, member in value.items() if isinstance(value, dict) else enumerate(value) if isinstance(value, list) else ():
+            yield from Schemas.objects(member, path + (key,))
+
+    def spoilt(self, name, change):
+        """Each value of a schema with `change` made to each member of each of its objects."""
+        for value in self.values[name]:
+            for path, found in self.objects(value):
+                for key in found:
+                    spoilt = copy.deepcopy(value)
+                    owner = spoilt
+                    for step in path:
+                        owner = owner[step]
+                    change(owner, key)
+                    yield key, spoilt
+
+    def test_every_schema_was_used(self):
+        files = {path.stem for path in check_wire.SCHEMAS.glob("*.json")}
+        self.assertEqual(files, set(self.values))
+        quality = self.values["stream-quality"][0]
+        self.assertEqual((quality["order"], len(quality["streams"]), len(quality["devices"])), (1, 12, 12))
+        self.assertEqual(max(sample["vsFps"] for sample in quality["streams"]), 25)
+        self.assertEqual(max(sample["vsBitrate"] for sample in quality["streams"]), 2500)
+
+    def test_a_missing_member_is_refused(self):
+        for name in self.values:
+            for key, value in self.spoilt(name, lambda owner, k: owner.pop(k)):
+                if (name, key) not in self.OPTIONAL:
+                    self.assert_refused(name, value, f"a message without {key!r}")
+
+    def test_a_member_of_another_type_is_refused(self):
+        def change(owner, key):
+            owner[key] = 5 if isinstance(owner[key], str) else "5"
+        for name in self.values:
+            for key, value in self.spoilt(name, change):
+                if (name, key) not in self.OPTIONAL:
+                    self.assert_refused(name, value, f"another type of {key!r}")
+
+    def test_an_unknown_member_is_refused(self):
+        for name in set(self.values) - self.OPEN:
+            for _, value in self.spoilt(name, lambda owner, k: owner.update(surprise=1)):
+                self.assert_refused(name, value, "an unknown member")
+
+    def test_a_number_out_of_range_is_refused(self):
+        def change(owner, key):
+            owner[key] = 2**64 if isinstance(owner[key], int) else None
+        for name in self.values:
+            for key, value in self.spoilt(name, change):
+                if (name, key) not in self.OPTIONAL:
+                    self.assert_refused(name, value, f"{key!r} out of range")
+
+    def test_no_schema_takes_anything_but_an_object(self):
+        for name in self.values:
+            for value in (None, [], "text", 5, True):
+                self.assert_refused(name, value, "no object")
+
+
+if __name__ == "__main__":
+    unittest.main()
