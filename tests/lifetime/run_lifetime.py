@@ -1,0 +1,102 @@
+"""run_lifetime.py [--emulator COMMAND] [--seconds S] HOST LIBRARY SCENARIO
+
+Runs one scenario of lifetime_host in a loop, each run against the same MQTT server on a free loopback port: every run has to
+end by itself within S seconds (default 5) with exit code 0. 5 runs, or 200 with QOLIVE_TEST_FULL=1 in the environment.
+Exits with 77 (skipped) where there is no mosquitto.
+"""
+import argparse
+import os
+import shutil
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+
+SHORT, FULL = 5, 200
+
+
+def mosquitto_path():
+    return shutil.which("mosquitto", path=os.environ.get("PATH", "") + ":/usr/sbin:/usr/local/sbin")
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+def answers(port):
+    with socket.socket() as probe:
+        probe.settimeout(1)
+        return probe.connect_ex(("127.0.0.1", port)) == 0
+
+
+class Broker:
+    def __init__(self, program):
+        self.folder = tempfile.TemporaryDirectory()
+        for _ in range(5):
+            self.port = free_port()
+            if self._start(program):
+                return
+        sys.exit("mosquitto does not start")
+
+    def _start(self, program):
+        configuration = os.path.join(self.folder.name, "mosquitto.conf")
+        with open(configuration, "w", encoding="utf-8") as file:
+            file.write(f"listener {self.port} 127.0.0.1\nallow_anonymous true\n")
+        self.process = subprocess.Popen([program, "-c", configuration], stdout=subprocess.DEVNULL,
+                                        stderr=subprocess.DEVNULL)
+        deadline = time.monotonic() + 10
+        while time.monotonic() < deadline and self.process.poll() is None:
+            if answers(self.port):
+                return True
+            time.sleep(0.02)
+        self.stop()
+        return False
+
+    def stop(self):
+        self.process.kill()
+        self.process.wait()
+
+
+def run_once(command, seconds):
+    """None when all went well, else what happened."""
+    started = time.monotonic()
+    try:
+        result = subprocess.run(command, timeout=seconds, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+    except subprocess.TimeoutExpired as expired:
+        return f"still running after {seconds} s\n{(expired.stdout or b'').decode(errors='replace')}"
+    if result.returncode == 0:
+        return None
+    took = time.monotonic() - started
+    return f"exit code {result.returncode} after {took:.1f} s\n{result.stdout.decode(errors='replace')}"
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--emulator")
+    parser.add_argument("--seconds", type=float, default=5)
+    parser.add_argument("host")
+    parser.add_argument("library")
+    parser.add_argument("scenario")
+    arguments = parser.parse_args()
+    program = mosquitto_path()
+    if not program:
+        print("mosquitto is not installed")
+        sys.exit(77)
+    runs = FULL if os.environ.get("QOLIVE_TEST_FULL") == "1" else SHORT
+    broker = Broker(program)
+    command = [arguments.emulator] if arguments.emulator else []
+    command += [arguments.host, arguments.library, arguments.scenario, str(broker.port)]
+    try:
+        for run in range(runs):
+            trouble = run_once(command, arguments.seconds)
+            if trouble:
+                sys.exit(f"run {run + 1} of {runs}: {trouble}")
+    finally:
+        broker.stop()
+    print(f"{runs} runs")
+
+
+main()
