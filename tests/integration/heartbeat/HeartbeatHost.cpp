@@ -1,0 +1,50 @@
+#include <chrono>
+#include <cstdlib>
+#include <string>
+#include <thread>
+
+#include "heartbeat/LiveHeartReport.h"
+#include "heartbeat/LiveHeartReportManager.h"
+#include "message_center/CMsgCenterFactory.h"
+
+// A host that starts everything and stops nothing: HeartbeatHost MAIN-PORT BACKUP-PORT ENDING, where ENDING is
+// "never", "when-connected" or "at-once".
+
+namespace {
+
+constexpr std::chrono::seconds kLongestLife{60};
+
+std::string addressOf(const char* port) {
+    return std::string("\"127.0.0.1:") + port + "\"";
+}
+
+bool bothReported() {
+    std::int64_t mainTm = -1;
+    std::int64_t backTm = -1;
+    LiveHeartReport::GetInstance()->GetLastReportTm(mainTm, backTm);
+    return mainTm > 0 && backTm > 0;
+}
+
+template <class Condition>
+void waitUntil(Condition condition) {
+    const auto end = std::chrono::steady_clock::now() + kLongestLife;
+    while (!condition() && std::chrono::steady_clock::now() < end)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 4) return 2;
+    Bas::HeartBaseConfig base;
+    base.textValue1 = "studio-7";
+    const std::string config =
+        R"({"gatewayDns":{"main":[)" + addressOf(argv[1]) + R"(],"backup":[)" + addressOf(argv[2]) + "]}}";
+    if (Bas::CMsgCenterFactory::Inst()->Start(config, base) != 1) return 3;
+    int mode = 0;
+    if (LiveHeartReportManager::GetInstance()->startLiveheart("{}", mode) != 1) return 4;
+    const std::string ending = argv[3];
+    if (ending == "never") waitUntil([] { return false; });
+    if (ending == "when-connected") waitUntil(&bothReported);
+    return 0;
+}
