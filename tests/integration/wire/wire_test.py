@@ -273,5 +273,15 @@ class Schemas(StageTest):
                 self.assert_refused(name, value, "no object")
 
 
+class Documentation(unittest.TestCase):
+    def test_every_member_of_every_schema_is_documented(self):
+        page = (check_wire.SCHEMAS.parent / "wire.md").read_text()
+        for path in check_wire.SCHEMAS.glob("*.json"):
+            self.assertIn(f"(schema/{path.name})", page)
+            for _, owner in Schemas.objects(json.loads(path.read_text())):
+                for member in owner.get("properties", {}):
+                    self.assertIn(f"\n| `{member}` |", page, path.name)
+
+
 if __name__ == "__main__":
     unittest.main()
