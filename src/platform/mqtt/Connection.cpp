@@ -54,7 +54,7 @@ std::string reasonText(int code, const mosquitto_property* properties) {
     return text;
 }
 
-ServerLimits limitsOf(int flags, const mosquitto_property* properties) {
+ServerLimits limitsOf(const mosquitto_property* properties) {
     std::uint16_t inFlight = 65535;
     std::uint32_t packet = kLargestPacket;
     mosquitto_property_read_int16(properties, MQTT_PROP_RECEIVE_MAXIMUM, &inFlight, false);
@@ -62,14 +62,13 @@ ServerLimits limitsOf(int flags, const mosquitto_property* properties) {
     ServerLimits limits;
     limits.mostInFlight = std::min<std::size_t>(inFlight, kMostUplinksInFlight);
     limits.largestPacket = packet;
-    limits.sessionPresent = (flags & 1) != 0;
     return limits;
 }
 
-bool offersQos1(const mosquitto_property* properties) {
-    std::uint8_t maximum = 2;
-    mosquitto_property_read_byte(properties, MQTT_PROP_MAXIMUM_QOS, &maximum, false);
-    return maximum >= 1;
+bool acknowledges(const mosquitto_property* properties) {
+    std::uint8_t qos = 2;
+    mosquitto_property_read_byte(properties, MQTT_PROP_MAXIMUM_QOS, &qos, false);
+    return qos >= 1;
 }
 
 const char* textOrNull(const std::string& text) {
@@ -81,18 +80,18 @@ const char* textOrNull(const std::string& text) {
 /// What the client library calls. Nothing may be thrown through it.
 class Connection::Callbacks {
 public:
-    static void onConnect(mosquitto*, void* user, int code, int flags, const mosquitto_property* properties) {
+    static void onConnect(mosquitto*, void* user, int code, int, const mosquitto_property* properties) {
         Connection& self = of(user);
         self.guarded([&] {
             if (code != 0) {
                 self.m_refused = true;
                 self.fail("refused by the server: " + reasonText(code, properties));
-            } else if (!offersQos1(properties)) {
+            } else if (!acknowledges(properties)) {
                 self.m_refused = true;
                 self.fail("the server acknowledges no messages");
             } else {
                 self.m_connected = true;
-                self.m_events.onConnected(limitsOf(flags, properties));
+                self.m_events.onConnected(limitsOf(properties));
             }
         });
     }

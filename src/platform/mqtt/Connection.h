@@ -19,7 +19,6 @@ struct Message;
 struct ServerLimits {
     std::size_t largestPacket = 0;  ///< bytes
     std::size_t mostInFlight = 0;   ///< messages
-    bool sessionPresent = false;
 };
 
 /// What a connection tells, on the thread that calls `step`.

@@ -205,14 +205,13 @@ void Link::tellNewSenders() {
 
 void Link::publishWaiting(Connection& connection) {
     while (connection.isAlive()) {
-        const std::size_t inFlight = m_state.outbox.inFlight() + (m_presenceMid != 0 ? 1 : 0);
-        const Message* const message =
-            inFlight < m_limits.mostInFlight ? m_state.outbox.firstWaiting() : nullptr;
-        if (!message || !publishFirst(connection, *message)) return;
+        const std::size_t most = m_limits.mostInFlight - (m_presenceMid != 0 ? 1 : 0);
+        const Message* const message = m_state.outbox.nextToPublish(most);
+        if (!message || !publishNext(connection, *message)) return;
     }
 }
 
-bool Link::publishFirst(Connection& connection, const Message& message) {
+bool Link::publishNext(Connection& connection, const Message& message) {
     const std::string topic = UpTopic(m_prefix, message.cmd);
     const std::string responseTopic = DownTopic(m_prefix, message.cmd);
     const std::size_t size =
@@ -221,7 +220,7 @@ bool Link::publishFirst(Connection& connection, const Message& message) {
         SdkLog(LogLevel::Error, "a message of command " + std::to_string(message.cmd) + " was dropped: its " +
                                     std::to_string(size) + " bytes are more than the " +
                                     std::to_string(m_limits.largestPacket) + " that the server takes");
-        m_state.outbox.dropFirstWaiting();
+        m_state.outbox.dropNext();
         return true;
     }
     const int mid = connection.publish(topic, responseTopic, message);

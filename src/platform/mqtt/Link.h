@@ -61,7 +61,7 @@ private:
     void serviceSenders(Connection& connection);
     void tellNewSenders();
     void publishWaiting(Connection& connection);
-    bool publishFirst(Connection& connection, const Message& message);
+    bool publishNext(Connection& connection, const Message& message);
     void endConnection(const std::string& reason);
     void tellRefusal(const std::string& reason);
     void tell(const Senders::Handle& sender, bool connected, const std::string& text);

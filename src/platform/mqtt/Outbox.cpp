@@ -17,6 +17,7 @@ std::size_t Outbox::close() {
     m_open = false;
     m_entries.clear();
     m_inFlight = 0;
+    m_bytesInFlight = 0;
     m_bytes = 0;
     return left;
 }
@@ -31,17 +32,20 @@ bool Outbox::add(Message&& message) {
 }
 
 // Other threads only append, and appending to a deque moves no element.
-const Message* Outbox::firstWaiting() {
+const Message* Outbox::nextToPublish(std::size_t mostInFlight) {
     const MutexLock lock(m_mutex);
-    return m_inFlight < m_entries.size() ? &m_entries[m_inFlight].message : nullptr;
+    const bool room = m_inFlight < mostInFlight && m_bytesInFlight < kMostBytesInFlight;
+    return room && m_inFlight < m_entries.size() ? &m_entries[m_inFlight].message : nullptr;
 }
 
 void Outbox::published(int mid) {
     const MutexLock lock(m_mutex);
-    m_entries[m_inFlight++].mid = mid;
+    Entry& entry = m_entries[m_inFlight++];
+    entry.mid = mid;
+    m_bytesInFlight += bytesOf(entry.message);
 }
 
-void Outbox::dropFirstWaiting() {
+void Outbox::dropNext() {
     const MutexLock lock(m_mutex);
     const auto entry = m_entries.begin() + static_cast<std::ptrdiff_t>(m_inFlight);
     m_bytes -= bytesOf(entry->message);
@@ -55,6 +59,7 @@ bool Outbox::acknowledged(int mid) {
         std::find_if(m_entries.begin(), end, [mid](const Entry& candidate) { return candidate.mid == mid; });
     if (entry == end) return false;
     m_bytes -= bytesOf(entry->message);
+    m_bytesInFlight -= bytesOf(entry->message);
     m_entries.erase(entry);
     --m_inFlight;
     return true;
@@ -63,11 +68,7 @@ bool Outbox::acknowledged(int mid) {
 void Outbox::connectionLost() {
     const MutexLock lock(m_mutex);
     m_inFlight = 0;
-}
-
-std::size_t Outbox::inFlight() {
-    const MutexLock lock(m_mutex);
-    return m_inFlight;
+    m_bytesInFlight = 0;
 }
 
 bool Outbox::empty() {

@@ -21,6 +21,7 @@ class Outbox {
 public:
     static constexpr std::size_t kMostMessages = 4096;
     static constexpr std::size_t kMostBytes = 4 * 1024 * 1024;
+    static constexpr std::size_t kMostBytesInFlight = 256 * 1024;
 
     /// Accepts messages from now on.
     void open();
@@ -34,15 +35,16 @@ public:
 
     // The network thread's side.
 
-    /// The first message that is not in flight; null when there is none. Valid until it is acknowledged,
-    /// dropped or the outbox closed.
-    const Message* firstWaiting();
+    /// The first message that is not in flight, if `mostInFlight` leaves room for it and the messages in
+    /// flight are not too many bytes (acknowledgements must keep coming on a slow link); else null. Valid
+    /// until it is acknowledged, dropped or the outbox closed.
+    const Message* nextToPublish(std::size_t mostInFlight);
 
-    /// The first waiting message is now in flight under `mid`.
+    /// The next message to publish is now in flight under `mid`.
     void published(int mid);
 
-    /// The first waiting message will never go.
-    void dropFirstWaiting();
+    /// The next message to publish will never go.
+    void dropNext();
 
     /// Removes the message in flight under `mid`; false when there is none.
     bool acknowledged(int mid);
@@ -50,7 +52,6 @@ public:
     /// Nothing is in flight any more: all messages wait again, in their order.
     void connectionLost();
 
-    std::size_t inFlight();
     bool empty();
 
 private:
@@ -64,6 +65,7 @@ private:
     std::deque<Entry> m_entries GUARDED_BY(m_mutex);
     std::size_t m_inFlight GUARDED_BY(m_mutex) = 0;
     std::size_t m_bytes GUARDED_BY(m_mutex) = 0;
+    std::size_t m_bytesInFlight GUARDED_BY(m_mutex) = 0;
     bool m_open GUARDED_BY(m_mutex) = false;
 };
 

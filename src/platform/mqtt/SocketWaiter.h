@@ -42,7 +42,7 @@ private:
     std::atomic<bool> m_woken{false};
 };
 
-/// The error that a connection attempt on `socket` ended with, as text; empty when there is none.
+/// Why a connection attempt on `socket` that has ended failed, as text; empty when it did not.
 std::string SocketProblem(int socket);
 
 /// True when the other side has closed `socket` or it has failed.

@@ -59,6 +59,24 @@ Config::Config(const std::vector<std::pair<std::string, int>>& addresses) {
     m_config.textValue1 = "studio-7";
 }
 
+Config::Config(Config&& from) noexcept {
+    std::swap(m_config.addrs, from.m_config.addrs);
+    m_config.addrCount = from.m_config.addrCount;
+    m_config.intValue1 = from.m_config.intValue1;
+    m_config.intValue2 = from.m_config.intValue2;
+    m_config.int64Value1 = from.m_config.int64Value1;
+    m_config.int64Value2 = from.m_config.int64Value2;
+    m_config.textValue1 = std::move(from.m_config.textValue1);
+    m_config.textValue2 = std::move(from.m_config.textValue2);
+    m_config.accessToken = std::move(from.m_config.accessToken);
+    m_config.expireTime = from.m_config.expireTime;
+}
+
+std::string Config::host() const {
+    const std::string name = m_config.addrs[0].ip + ":" + std::to_string(m_config.addrs[0].port);
+    return m_config.addrs[0].ip == "127.0.0.1" ? name : name + " (127.0.0.1)";
+}
+
 bool Send(QoPlayer::MsgSender* sender, const std::string& body) {
     return sender->send(bytesOf(body), body.size(), nullptr, 0);
 }

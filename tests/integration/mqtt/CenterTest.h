@@ -31,8 +31,13 @@ public:
     explicit Config(int port) : Config(std::vector<std::pair<std::string, int>>{{"127.0.0.1", port}}) {}
     explicit Config(const std::vector<std::pair<std::string, int>>& addresses);
 
+    Config(Config&& from) noexcept;
+
     QoPlayer::MsgCenterConfig* operator->() { return &m_config; }
     operator const QoPlayer::MsgCenterConfig&() const { return m_config; }
+
+    /// The first address as the center names it when it is found at 127.0.0.1.
+    std::string host() const;
 
 private:
     QoPlayer::MsgCenterConfig m_config;

@@ -14,15 +14,21 @@
 namespace support {
 namespace {
 
-int listenOnLoopback(int& port) {
-    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+sockaddr_in loopback(int port) {
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    return address;
+}
+
+int listenOnLoopback(int& port, int backlog = 64) {
+    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address = loopback(0);
     socklen_t length = sizeof address;
     auto* const name = reinterpret_cast<sockaddr*>(&address);
     if (bind(listener, name, length) != 0 || getsockname(listener, name, &length) != 0 ||
-        listen(listener, 64) != 0)
+        listen(listener, backlog) != 0)
         throw std::runtime_error("cannot listen on the loopback interface");
     port = ntohs(address.sin_port);
     return listener;
@@ -30,11 +36,9 @@ int listenOnLoopback(int& port) {
 
 int connectToLoopback(int port) {
     const int connected = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    if (connect(connected, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) return connected;
+    const sockaddr_in address = loopback(port);
+    if (connect(connected, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
+        return connected;
     close(connected);
     return -1;
 }
@@ -131,12 +135,30 @@ void Relay::closePair(std::size_t index) {
     m_pairs.erase(m_pairs.begin() + static_cast<std::ptrdiff_t>(index));
 }
 
-SilentListener::SilentListener() : m_listener(-1), m_port(0) {
-    m_listener = listenOnLoopback(m_port);
+SilentListener::SilentListener() : SilentListener(64) {}
+
+SilentListener::SilentListener(int backlog) {
+    m_listener = listenOnLoopback(m_port, backlog);
 }
 
 SilentListener::~SilentListener() {
     close(m_listener);
+}
+
+// The kernel drops further attempts while the queue of connections that nobody accepts is full.
+Blackhole::Blackhole() : SilentListener(0) {
+    constexpr int kFillers = 8;
+    for (int i = 0; i < kFillers; ++i) {
+        const int filler = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+        const sockaddr_in address = loopback(port());
+        connect(filler, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+        m_fillers.push_back(filler);
+    }
+}
+
+Blackhole::~Blackhole() {
+    for (const int filler : m_fillers)
+        close(filler);
 }
 
 }  // namespace support

@@ -48,7 +48,7 @@ private:
     std::thread m_thread;
 };
 
-/// Listens on a free loopback port and answers nothing, ever.
+/// A free loopback port on which connections succeed and nothing is ever answered.
 class SilentListener {
 public:
     SilentListener();
@@ -57,9 +57,22 @@ public:
     SilentListener& operator=(const SilentListener&) = delete;
     int port() const { return m_port; }
 
+protected:
+    explicit SilentListener(int backlog);
+
 private:
-    int m_listener;
-    int m_port;
+    int m_listener = -1;
+    int m_port = 0;
+};
+
+/// A loopback port that swallows attempts to connect, as a host behind a firewall does.
+class Blackhole : public SilentListener {
+public:
+    Blackhole();
+    ~Blackhole();
+
+private:
+    std::vector<int> m_fillers;
 };
 
 }  // namespace support

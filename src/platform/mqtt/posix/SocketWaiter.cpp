@@ -64,7 +64,12 @@ std::string SocketProblem(int socket) {
     int error = 0;
     socklen_t length = sizeof error;
     if (getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &length) != 0) error = errno;
-    return error == 0 ? std::string() : std::generic_category().message(error);
+    if (error != 0) return std::generic_category().message(error);
+    // The error is gone when something has tried to write before.
+    sockaddr_storage peer = {};
+    length = sizeof peer;
+    const bool connected = getpeername(socket, reinterpret_cast<sockaddr*>(&peer), &length) == 0;
+    return connected ? std::string() : "Connection refused or reset";
 }
 
 bool IsSocketClosed(int socket) {

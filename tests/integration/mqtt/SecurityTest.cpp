@@ -1,0 +1,290 @@
+#include <cstdlib>
+#include <ctime>
+
+#include "integration/mqtt/CenterTest.h"
+#include "integration/support/Certificates.h"
+#include "platform/mqtt/NameLookUp.h"
+
+using support::Broker;
+using support::Certificates;
+using support::Eventually;
+using support::FreePort;
+using support::Process;
+using support::ReadFile;
+using support::Recorder;
+using support::TempFolder;
+using support::WireWatcher;
+
+namespace {
+
+std::vector<std::string> resolveToLoopback(const std::string&) {
+    return {"127.0.0.1"};
+}
+
+class TlsTest : public CenterTest {
+protected:
+    void SetUp() override {
+        CenterTest::SetUp();
+        QoPlayer::mqtt::SetNameResolver(resolveToLoopback);
+    }
+    void TearDown() override { QoPlayer::mqtt::SetNameResolver(nullptr); }
+
+    static Broker::Options speaking(const Certificates::Server& server) {
+        Broker::Options options;
+        options.certificate = server.certificate;
+        options.key = server.key;
+        return options;
+    }
+
+    Config configFor(const Broker& broker, const std::string& host, const std::string& caFile) {
+        Config config({{host, broker.port()}});
+        config->intValue2 = 1;
+        config->textValue2 = caFile;
+        return config;
+    }
+
+    bool connects(const Config& config) {
+        center.createSender(2, Recorder::callback, &recorder);
+        EXPECT_TRUE(center.start(config));
+        return Eventually(
+                   [&] { return recorder.count(0, 1) > 0 || CenterLog::count("cannot connect") > 0; }) &&
+               recorder.count(0, 1) > 0;
+    }
+
+    void isRefused(const Config& config, const std::string& why) {
+        EXPECT_FALSE(connects(config));
+        ASSERT_FALSE(CenterLog::lines().empty());
+        const std::string line = CenterLog::lines()[0].text;
+        EXPECT_EQ(line, "cannot connect to " + config.host() + ": " + why) << CenterLog::all();
+    }
+
+    Certificates certificates;
+};
+
+TEST_F(TlsTest, ConnectsToANameAndItsCertificate) {
+    const Certificates::Server server = certificates.make("DNS:broker.test");
+    Broker broker(speaking(server));
+    WireWatcher watcher(broker, {"", "", certificates.caFile()});
+    ASSERT_TRUE(connects(configFor(broker, "broker.test", certificates.caFile()))) << CenterLog::all();
+    QoPlayer::MsgSender* const sender = center.createSender(5, Recorder::callback, &other);
+    ASSERT_TRUE(other.waitConnected());
+    const std::string body(1'000'000, 'x');
+    EXPECT_TRUE(Send(sender, body, "{}"));
+    ASSERT_TRUE(watcher.waitFor("/up/5"));
+    EXPECT_TRUE(watcher.on("/up/5")[0].payload == body);
+    const std::string topic = watcher.on("/up/5")[0].responseTopic;
+    support::Publish(broker, topic, body, {"", "", certificates.caFile()});
+    ASSERT_TRUE(other.waitPackets());
+    EXPECT_TRUE(other.packets()[0] == body);
+    StopWithinASecond(center);
+    ASSERT_TRUE(watcher.waitFor("/presence", 2));
+}
+
+TEST_F(TlsTest, ConnectsToALiteralAddressAndItsCertificate) {
+    Broker broker(speaking(certificates.make("IP:127.0.0.1")));
+    EXPECT_TRUE(connects(configFor(broker, "127.0.0.1", certificates.caFile()))) << CenterLog::all();
+}
+
+TEST_F(TlsTest, RefusesACertificateForAnotherName) {
+    Broker broker(speaking(certificates.make("DNS:other.test")));
+    isRefused(configFor(broker, "broker.test", certificates.caFile()),
+              "the server's certificate is not for broker.test");
+}
+
+TEST_F(TlsTest, RefusesACertificateForAnotherAddress) {
+    Broker broker(speaking(certificates.make("IP:127.0.0.9")));
+    isRefused(configFor(broker, "127.0.0.1", certificates.caFile()),
+              "the server's certificate is not for 127.0.0.1");
+}
+
+TEST_F(TlsTest, TheAddressBehindANameIsNoName) {
+    Broker broker(speaking(certificates.make("IP:127.0.0.1")));
+    isRefused(configFor(broker, "broker.test", certificates.caFile()),
+              "the server's certificate is not for broker.test");
+}
+
+TEST_F(TlsTest, RefusesAnUnknownAuthority) {
+    Broker broker(speaking(certificates.make("DNS:broker.test")));
+    const Certificates others;
+    isRefused(configFor(broker, "broker.test", others.caFile()),
+              "the server's certificate comes from an unknown authority");
+}
+
+TEST_F(TlsTest, RefusesAnExpiredCertificate) {
+    Broker broker(speaking(certificates.make("DNS:broker.test", true)));
+    isRefused(configFor(broker, "broker.test", certificates.caFile()),
+              "the server's certificate has expired");
+}
+
+TEST_F(TlsTest, WithoutACaFileTheSystemsTrustStoreDecides) {
+    Broker broker(speaking(certificates.make("DNS:broker.test")));
+    isRefused(configFor(broker, "broker.test", ""),
+              "the server's certificate comes from an unknown authority");
+    center.stop();
+    setenv("SSL_CERT_FILE", certificates.caFile().c_str(), 1);
+    ASSERT_TRUE(center.start(configFor(broker, "broker.test", "")));
+    EXPECT_TRUE(recorder.waitConnected()) << CenterLog::all();
+}
+
+TEST_F(TlsTest, ACaFileThatCannotBeReadIsToldAndTriedAgain) {
+    Broker broker(speaking(certificates.make("DNS:broker.test")));
+    const TempFolder folder;
+    const Config config = configFor(broker, "broker.test", folder.path("ca.pem"));
+    isRefused(config, "no authority can be read from the CA file " + folder.path("ca.pem"));
+    folder.write("ca.pem", "not a certificate");
+    folder.write("ca.pem", ReadFile(certificates.caFile()));
+    EXPECT_TRUE(recorder.waitConnected()) << CenterLog::all();
+}
+
+TEST_F(TlsTest, APlainServerIsRefusedWithALine) {
+    Broker plain;
+    EXPECT_FALSE(connects(configFor(plain, "broker.test", certificates.caFile())));
+    EXPECT_GT(CenterLog::count("TLS handshake"), 0U) << CenterLog::all();
+}
+
+TEST_F(TlsTest, TheServerIsAskedForByName) {
+    const Certificates::Server server = certificates.make("DNS:broker.test");
+    const TempFolder folder;
+    const int port = FreePort();
+    const Process answering({"openssl", "s_server", "-accept", "127.0.0.1:" + std::to_string(port), "-cert",
+                             server.certificate, "-key", server.key, "-servername", "broker.test", "-cert2",
+                             server.certificate, "-key2", server.key, "-www"},
+                            folder.path("output"), folder.path("errors"));
+    ASSERT_TRUE(
+        Eventually([&] { return ReadFile(folder.path("output")).find("ACCEPT") != std::string::npos; }));
+    Config config({{"broker.test", port}});
+    config->intValue2 = 1;
+    config->textValue2 = certificates.caFile();
+    ASSERT_TRUE(center.start(config));
+    EXPECT_TRUE(Eventually([&] {
+        return ReadFile(folder.path("output")).find("Hostname in TLS extension: \"broker.test\"") !=
+               std::string::npos;
+    })) << ReadFile(folder.path("output"));
+}
+
+TEST_F(TlsTest, SurvivesTheDeathOfTheBroker) {
+    Broker broker(speaking(certificates.make("DNS:broker.test")));
+    ASSERT_TRUE(connects(configFor(broker, "broker.test", certificates.caFile())));
+    for (std::size_t death = 1; death <= 3; ++death) {
+        broker.kill();
+        ASSERT_TRUE(recorder.waitDisconnected(death)) << CenterLog::all();
+        broker.restart();
+        ASSERT_TRUE(recorder.waitConnected(death + 1)) << CenterLog::all();
+    }
+}
+
+TEST_F(TlsTest, ByDefaultLoopbackIsPlain) {
+    Broker plain;
+    Config config({{"local.test", plain.port()}});
+    config->intValue2 = 0;
+    EXPECT_TRUE(connects(config));
+}
+
+class TokenTest : public CenterTest {
+protected:
+    static Broker::Options usersOnly() {
+        Broker::Options options;
+        options.users = {{"studio-7", "the-secret"}, {"4711", "the-secret"}};
+        return options;
+    }
+
+    Config config(const std::string& token) {
+        Config made(broker.port());
+        made->accessToken = token;
+        return made;
+    }
+
+    void start(const QoPlayer::MsgCenterConfig& with) {
+        center.createSender(2, Recorder::callback, &recorder);
+        ASSERT_TRUE(center.start(with));
+    }
+
+    std::size_t timesOffered() const {
+        const std::string log = broker.log();
+        std::size_t count = 0;
+        for (std::size_t at = log.find("New connection"); at != std::string::npos;
+             at = log.find("New connection", at + 1))
+            ++count;
+        return count;
+    }
+
+    void nothingShowsTheToken() {
+        EXPECT_EQ(CenterLog::all().find("secret"), std::string::npos);
+        for (const Recorder::Event& event : recorder.events())
+            EXPECT_EQ(event.data.find("secret"), std::string::npos);
+    }
+
+    Broker broker{usersOnly()};
+};
+
+TEST_F(TokenTest, IsThePasswordOfTheClient) {
+    start(config("the-secret"));
+    EXPECT_TRUE(recorder.waitConnected());
+    nothingShowsTheToken();
+}
+
+TEST_F(TokenTest, IsThePasswordOfTheUserIfThereIsOne) {
+    Config with = config("the-secret");
+    with->int64Value2 = 4711;
+    with->textValue1 = "unknown-to-the-broker";
+    start(with);
+    EXPECT_TRUE(recorder.waitConnected());
+    EXPECT_NE(broker.log().find("u'4711'"), std::string::npos) << broker.log();
+}
+
+TEST_F(TokenTest, AWrongOneIsToldWithTheServersReasonOnceAndTriedAgain) {
+    start(config("wrong-secret"));
+    ASSERT_TRUE(CenterLog::waitFor("refused by the server: Not authorized", 3));
+    EXPECT_EQ(recorder.count(0, 0), 1U);
+    EXPECT_NE(recorder.last(0, 0).find("refused by the server: Not authorized"), std::string::npos);
+    nothingShowsTheToken();
+}
+
+TEST_F(TokenTest, ASenderOpenedAfterARefusalIsToldToo) {
+    start(config("wrong-secret"));
+    ASSERT_TRUE(recorder.waitDisconnected());
+    center.createSender(5, Recorder::callback, &other);
+    ASSERT_TRUE(other.waitDisconnected());
+    EXPECT_EQ(other.last(0, 0), recorder.last(0, 0));
+}
+
+TEST_F(TokenTest, AnExpiredOneIsNotOffered) {
+    Config with = config("the-secret");
+    with->expireTime = std::time(nullptr) - 1;
+    start(with);
+    ASSERT_TRUE(recorder.waitDisconnected());
+    EXPECT_EQ(recorder.last(0, 0), "the access token has expired");
+    center.createSender(5, Recorder::callback, &other);
+    ASSERT_TRUE(other.waitDisconnected());
+    EXPECT_EQ(timesOffered(), 0U);
+    EXPECT_EQ(CenterLog::count("expired"), 1U);
+    StopWithinASecond(center);
+    nothingShowsTheToken();
+}
+
+TEST_F(TokenTest, OneThatExpiresMeanwhileKeepsTheConnectionAndIsNotOfferedAgain) {
+    Config with = config("the-secret");
+    with->expireTime = std::time(nullptr) + 3;
+    start(with);
+    ASSERT_TRUE(recorder.waitConnected());
+    ASSERT_TRUE(Eventually([&] { return std::time(nullptr) > with->expireTime; }));
+    EXPECT_EQ(recorder.count(0, 0), 0U);
+    broker.restart();
+    const std::size_t offered = timesOffered();
+    ASSERT_TRUE(recorder.waitDisconnected(2));
+    EXPECT_EQ(recorder.last(0, 0), "the access token has expired");
+    EXPECT_EQ(timesOffered(), offered);
+}
+
+TEST_F(TokenTest, WithAFreshOneTheNextStartConnects) {
+    Config with = config("the-secret");
+    with->expireTime = 1;
+    start(with);
+    ASSERT_TRUE(recorder.waitDisconnected());
+    center.stop();
+    with->expireTime = std::time(nullptr) + 3600;
+    ASSERT_TRUE(center.start(with));
+    EXPECT_TRUE(recorder.waitConnected());
+}
+
+}  // namespace
