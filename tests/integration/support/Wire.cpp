@@ -28,22 +28,29 @@ std::vector<std::string> commandOf(const char* program, const Broker& broker, co
     return command;
 }
 
-std::string bytesOfHex(const std::string& hex) {
-    std::string bytes;
-    for (std::size_t i = 0; i + 1 < hex.size(); i += 2)
-        bytes.push_back(static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
+int nibbleOf(char digit) {
+    return digit <= '9' ? digit - '0' : digit - 'a' + 10;
+}
+
+std::string bytesOfHex(const std::string& line, std::size_t begin) {
+    std::string bytes((line.size() - begin) / 2, '\0');
+    const char* digits = line.data() + begin;
+    for (char& byte : bytes) {
+        byte = static_cast<char>(nibbleOf(digits[0]) << 4 | nibbleOf(digits[1]));
+        digits += 2;
+    }
     return bytes;
 }
 
 WireMessage parse(const std::string& line) {
-    std::vector<std::string> fields(1);
-    for (const char c : line) {
-        if (c == '\t')
-            fields.emplace_back();
-        else
-            fields.back().push_back(c);
+    std::vector<std::string> fields;
+    std::size_t begin = 0;
+    while (fields.size() < 6) {
+        const std::size_t end = line.find('\t', begin);
+        if (end == std::string::npos) throw std::runtime_error("unexpected line from mosquitto_sub: " + line);
+        fields.push_back(line.substr(begin, end - begin));
+        begin = end + 1;
     }
-    if (fields.size() != 7) throw std::runtime_error("unexpected line from mosquitto_sub: " + line);
     WireMessage message;
     message.topic = fields[0];
     message.qos = std::stoi(fields[1]);
@@ -51,7 +58,7 @@ WireMessage parse(const std::string& line) {
     message.contentType = fields[3];
     message.responseTopic = fields[4];
     message.userProperties = fields[5];
-    message.payload = bytesOfHex(fields[6]);
+    message.payload = bytesOfHex(line, begin);
     return message;
 }
 
