@@ -3,6 +3,7 @@
 import json
 import os
 import pathlib
+import shlex
 import signal
 import socket
 import subprocess
@@ -23,6 +24,11 @@ def eventually(condition, seconds=10):
         if result or time.monotonic() > deadline:
             return result
         time.sleep(0.05)
+
+
+def host_program():
+    """The command that starts the host, which may begin with a program that runs it."""
+    return shlex.split(os.environ["QOLIVE_HOST"])
 
 
 class Process:
@@ -94,7 +100,7 @@ class Stage:
 
     def host(self, script, *arguments, client="show"):
         (self.folder / f"{client}.script").write_text(script)
-        return self.run([os.environ["QOLIVE_HOST"], "--main", f"127.0.0.1:{self.port}", "--client", client, "--script",
+        return self.run([*host_program(), "--main", f"127.0.0.1:{self.port}", "--client", client, "--script",
                          self.folder / f"{client}.script", *arguments], self.folder / f"{client}.log",
                         env={**os.environ, "QOLIVE_TOKEN": self.token})
 
