@@ -1,0 +1,60 @@
+#include "host/pipeline/PipelineThread.h"
+
+#include <utility>
+
+#include "host/pipeline/PipelineError.h"
+
+namespace host {
+
+void StopSignal::Request() {
+    {
+        MutexLock lock(m_mutex);
+        m_requested.store(true);
+    }
+    m_condition.notify_all();
+}
+
+bool StopSignal::WaitUntil(Clock::time_point when) {
+    MutexLock lock(m_mutex);
+    while (!m_requested.load() && Clock::now() < when) {
+        m_condition.wait_until(m_mutex, when);
+    }
+    return m_requested.load();
+}
+
+void PipelineThread::Start(std::function<void()> work) {
+    m_thread = std::thread([this, work = std::move(work)] { Run(work); });
+}
+
+void PipelineThread::Stop() {
+    m_signal.Request();
+    if (m_thread.joinable()) m_thread.join();
+}
+
+void PipelineThread::Run(const std::function<void()>& work) {
+    EndCode code = EndCode::Stopped;
+    std::string reason;
+    try {
+        work();
+    } catch (const PipelineError& error) {
+        code = error.Code();
+        reason = error.what();
+    } catch (const std::exception& error) {
+        code = EndCode::InternalFault;
+        reason = error.what();
+    }
+    // What a stop interrupts fails, and is not a fault.
+    if (m_signal.IsRequested()) {
+        code = EndCode::Stopped;
+        reason.clear();
+    }
+    m_feed.OnEnded(WallClockMs(), code, reason);
+}
+
+std::int64_t WallClockMs() {
+    using std::chrono::duration_cast;
+    return duration_cast<std::chrono::milliseconds>(std::chrono::system_clock::now().time_since_epoch())
+        .count();
+}
+
+}  // namespace host
