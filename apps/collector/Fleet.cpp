@@ -235,7 +235,7 @@ std::vector<Notice> Fleet::Tick(Millis now) {
     for (auto& [client, broadcaster] : m_broadcasters) {
         const std::size_t before = notices.size();
         for (auto& [id, connection] : broadcaster.connections) {
-            const Millis silence = now - connection.lastHeard;
+            const Millis silence = now - std::max(connection.lastHeard, m_listeningSince);
             if (connection.link != Link::Up || !IsDark(silence, m_rules.keepAlive)) continue;
             connection.link = Link::Silent;
             notices.push_back({Notice::Kind::WentSilent, {client, id}, silence, 0, {}});
@@ -245,12 +245,6 @@ std::vector<Notice> Fleet::Tick(Millis now) {
         notices.push_back({Notice::Kind::AllDark, {client, {}}, 0, 0, {}});
     }
     return notices;
-}
-
-void Fleet::ListenAgain(Millis now) {
-    for (auto& [client, broadcaster] : m_broadcasters)
-        for (auto& [id, connection] : broadcaster.connections)
-            connection.lastHeard = now;
 }
 
 }  // namespace collector

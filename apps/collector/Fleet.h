@@ -145,7 +145,7 @@ public:
     std::vector<Notice> Tick(Millis now);
 
     /// The collector itself had been cut off from the broker: silence counts from now.
-    void ListenAgain(Millis now);
+    void ListenAgain(Millis now) { m_listeningSince = now; }
 
     const std::map<std::string, Broadcaster>& Broadcasters() const { return m_broadcasters; }
     std::int64_t Malformed() const { return m_malformed; }
@@ -168,6 +168,7 @@ private:
 
     FleetRules m_rules;
     std::map<std::string, Broadcaster> m_broadcasters;
+    Millis m_listeningSince = 0;
     std::int64_t m_malformed = 0;
 };
 

@@ -202,7 +202,8 @@ std::string DescribeCounters(const Counters& counters) {
 }
 
 std::string DescribeStream(const std::string& sid, const Stream& stream) {
-    return "stream " + apps::Printable(stream.streamId.empty() ? sid : stream.streamId, mostTextBytes) +
+    const std::string& name = stream.streamId.empty() ? sid : stream.streamId;
+    return "stream " + (name.empty() ? "without a name" : apps::Printable(name, mostTextBytes)) +
            "  stream records " + std::to_string(stream.starts) + " · first-frame records " +
            std::to_string(stream.firstFrames) + " · quality records " +
            std::to_string(stream.qualityRecords) + " with " + std::to_string(stream.samples) +

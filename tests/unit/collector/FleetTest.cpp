@@ -157,6 +157,7 @@ TEST_F(FleetTest, SilenceWhileTheCollectorWasCutOffIsNobodys) {
     fleet.ListenAgain(60000);
     EXPECT_TRUE(fleet.Tick(74999).empty());
     EXPECT_FALSE(fleet.Tick(75000).empty());
+    EXPECT_EQ(Beat(mainConnection, 76000).before.at(0).duration, 76000);
 }
 
 TEST_F(FleetTest, GapsBetweenHeartbeatsAreMeasuredPerConnection) {
