@@ -6,6 +6,7 @@
 #include "data_report/DataReportManager.h"
 #include "data_report/StreamQualityReport.h"
 #include "message_center/CMsgCenterFactory.h"
+#include "message_center/SenderCallback.h"
 #include "platform/JsonText.h"
 #include "platform/Kernel.h"
 #include "platform/Log.h"
@@ -22,12 +23,6 @@ constexpr std::int64_t kSequenceMask = 0xFFF;
 constexpr unsigned kSequenceBits = 12;
 constexpr unsigned kWorkerBits = 5;
 constexpr unsigned kTimeShift = 22;
-
-constexpr int kStatusMessage = 0;
-constexpr int kDataMessage = 1;
-constexpr int kLastNotice = 3;
-constexpr int kConnected = 1;
-constexpr int kDisconnected = 0;
 
 std::int64_t steadyNs() {
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
@@ -93,28 +88,21 @@ void DataReportManager::OnSrvCb(void* user, int msgType, int code, const unsigne
                                 std::size_t len) {
     if (!user) return;
     auto& self = *static_cast<DataReportManager*>(user);
-    Log(LogLevel::Info, "[LiveState] OnSrvCb sender:%s cmd:%d msgType:%d code:%d len:%d", self.m_name.c_str(),
-        self.m_cmd, msgType, code, static_cast<int>(len));
-    if (msgType == kStatusMessage)
-        self.disponseStatus(code, data, len);
-    else if (msgType == kDataMessage)
-        self.disponseData(code, data, len);
-    else if (msgType < kStatusMessage || msgType > kLastNotice)
-        Log(LogLevel::Info, "[LiveState] OnSrvCb error");
+    switch (Bas::ReadCallback(self.m_name, self.m_cmd, msgType, code, len)) {
+        case Bas::CallbackKind::Status:
+            self.disponseStatus(code, data, len);
+            break;
+        case Bas::CallbackKind::Data:
+            self.disponseData(code, data, len);
+            break;
+        case Bas::CallbackKind::Ignored:
+            break;
+    }
 }
 
 void DataReportManager::disponseStatus(int code, const unsigned char* data, std::size_t len) {
-    const std::string info(reinterpret_cast<const char*>(data), len);
     m_bStatusReceived = true;
-    if (code == kConnected) {
-        m_bConnected = true;
-        Log(LogLevel::Info, "[LiveState] disponseStatus sender:%s connect info:%s", m_name.c_str(),
-            info.c_str());
-    } else if (code == kDisconnected) {
-        m_bConnected = false;
-        Log(LogLevel::Info, "[LiveState] disponseStatus sender:%s disconnect info:%s", m_name.c_str(),
-            info.c_str());
-    }
+    Bas::FollowConnection(m_bConnected, m_name, code, data, len);
 }
 
 void DataReportManager::disponseData(int /*code*/, const unsigned char* data, std::size_t len) {

@@ -3,23 +3,14 @@
 #include <exception>
 
 #include "message_center/CMsgCenterFactory.h"
+#include "message_center/SenderCallback.h"
 #include "platform/JsonText.h"
 #include "platform/Log.h"
 #include "platform/MsgCenter.h"
 
 namespace {
 
-constexpr int kStatusMsg = 0;
-constexpr int kDataMsg = 1;
-constexpr int kFirstNotice = 2;
-constexpr int kLastNotice = 3;
-constexpr int kDisconnected = 0;
-constexpr int kConnected = 1;
 constexpr int kFullReportRequest = 3;
-
-std::string TextOf(const unsigned char* data, std::size_t len) {
-    return data ? std::string(reinterpret_cast<const char*>(data), len) : std::string();
-}
 
 bool AsksForFullReport(const std::string& text) {
     try {
@@ -52,33 +43,27 @@ bool MsgSenderStatus::initSender(int cmd, const std::string& name) {
 void MsgSenderStatus::OnSrvCb(void* user, int msgType, int code, const unsigned char* data, std::size_t len) {
     if (!user) return;
     MsgSenderStatus& self = *static_cast<MsgSenderStatus*>(user);
-    Log(LogLevel::Info, "[LiveState] OnSrvCb sender:%s cmd:%d msgType:%d code:%d len:%d", self.m_name.c_str(),
-        self.m_cmd, msgType, code, static_cast<int>(len));
-    if (msgType == kStatusMsg)
-        self.disponseStatus(code, data, len);
-    else if (msgType == kDataMsg)
-        self.disponseData(data, len);
-    else if (msgType < kFirstNotice || msgType > kLastNotice)
-        Log(LogLevel::Info, "[LiveState] OnSrvCb error");
+    switch (Bas::ReadCallback(self.m_name, self.m_cmd, msgType, code, len)) {
+        case Bas::CallbackKind::Status:
+            self.disponseStatus(code, data, len);
+            break;
+        case Bas::CallbackKind::Data:
+            self.disponseData(data, len);
+            break;
+        case Bas::CallbackKind::Ignored:
+            break;
+    }
 }
 
+// Marked before the sender counts as connected, so that its first report is a full one.
 void MsgSenderStatus::disponseStatus(int code, const unsigned char* data, std::size_t len) {
-    const std::string info = TextOf(data, len);
     m_bDataChanged = true;
-    if (code == kConnected) {
-        m_bConnected = true;
-        Log(LogLevel::Info, "[LiveState] disponseStatus sender:%s connect info:%s", m_name.c_str(),
-            info.c_str());
-    } else if (code == kDisconnected) {
-        m_bConnected = false;
-        Log(LogLevel::Info, "[LiveState] disponseStatus sender:%s disconnect info:%s", m_name.c_str(),
-            info.c_str());
-    }
+    Bas::FollowConnection(m_bConnected, m_name, code, data, len);
 }
 
 void MsgSenderStatus::disponseData(const unsigned char* data, std::size_t len) {
     if (!data || len == 0) return;
-    const std::string text = TextOf(data, len);
+    const std::string text = Bas::TextOf(data, len);
     Log(LogLevel::Info, "[LiveState] disponseData sender:%s data:%s", m_name.c_str(), text.c_str());
     if (AsksForFullReport(text)) m_bDataChanged = true;
 }
