@@ -57,7 +57,7 @@ class StreamQualityReport;
 /// jsoncpp raises never leaves an operation. Out of memory raises std::bad_alloc.
 ///
 /// Queue. Records wait in order, without a limit, until the connection is up. Each waiting record costs its
-/// two texts and about 250 bytes: with one sampled stream, whose quality record is 3.1 KiB, about 200 KiB for
+/// two texts and about 130 bytes: with one sampled stream, whose quality record is 3.1 KiB, about 200 KiB for
 /// each hour without a connection. What waits goes out with the first record that is queued after the
 /// connection has come up. Records that the send thread has taken are lost when the connection goes down
 /// under it.
@@ -115,7 +115,8 @@ public:
 
     /// Queues one record of the caller's own: sets "mid" in `head` to a new message id, writes both and
     /// returns true. False, with `head` as it was, when the manager is not enabled, and, with one logged line,
-    /// when `head` is neither an object nor null or either nests deeper than 1000 levels.
+    /// when `head` is neither an object nor null. Neither may nest deeper than 1000 levels: this is not
+    /// checked, and what is deeper cannot be read by a server and may exhaust the calling thread's stack.
     QOLIVE_API bool SendStreamReport(const Json::Value& record, Json::Value& head);
 
     DataReportManager(const DataReportManager&) = delete;

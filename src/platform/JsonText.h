@@ -26,6 +26,7 @@ constexpr int kDeepestJson = 1000;
 
 inline bool NestsDeeperThan(int levels, const Json::Value& value) {
     if (levels == 0) return true;
+    if (!value.isObject() && !value.isArray()) return false;
     const auto deeper = [levels](const Json::Value& child) { return NestsDeeperThan(levels - 1, child); };
     return std::any_of(value.begin(), value.end(), deeper);
 }
