@@ -9,7 +9,9 @@ function(qolive_settings target)
     endif()
   endif()
   if(QOLIVE_SANITIZE)
-    target_compile_options(${target} PRIVATE -fsanitize=${QOLIVE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    # The library does not export type information, which the vptr check would need in its users.
+    target_compile_options(${target} PRIVATE -fsanitize=${QOLIVE_SANITIZE} -fno-sanitize=vptr -fno-sanitize-recover=all
+                                             -fno-omit-frame-pointer)
     target_link_options(${target} PUBLIC -fsanitize=${QOLIVE_SANITIZE})
   endif()
 endfunction()
