@@ -38,6 +38,19 @@ void pause(int ms) {
     std::this_thread::sleep_for(milliseconds(ms));
 }
 
+/// To the caller: the work is done, and from here on it counts how long the process takes to end.
+void sayEnding() {
+    std::puts("ending");
+    std::fflush(stdout);
+}
+
+/// Gives the processor to nobody: on a busy machine it would be long in coming back.
+void spin(std::chrono::microseconds duration) {
+    const auto until = std::chrono::steady_clock::now() + duration;
+    while (std::chrono::steady_clock::now() < until) {
+    }
+}
+
 bool becomesTrue(const std::function<bool()>& condition) {
     for (int waited = 0; waited < 4000; waited += 5) {
         if (condition()) return true;
@@ -142,6 +155,7 @@ void logQuietly(const Host& host) {
 
 int loadAndFree(const Arguments& arguments) {
     SharedLibrary library(arguments.library);
+    sayEnding();
     library.free();
     return 0;
 }
@@ -150,6 +164,7 @@ int useStopFree(const Arguments& arguments) {
     Host host(arguments.library);
     logQuietly(host);
     host.runConnected(arguments.port);
+    sayEnding();
     host.stopAll();
     host.set_log_sink(nullptr, nullptr);
     host.library.free();
@@ -160,6 +175,7 @@ int freeWhileRunning(const Arguments& arguments) {
     Host host(arguments.library);
     logQuietly(host);
     host.runConnected(arguments.port);
+    sayEnding();
     host.library.free();
     pause(300);  // its threads go on
     return 0;
@@ -169,6 +185,7 @@ int returnWhileRunning(const Arguments& arguments) {
     Host host(arguments.library);
     logQuietly(host);
     host.runConnected(arguments.port);
+    sayEnding();
     return 0;
 }
 
@@ -176,6 +193,7 @@ int returnWhileConnecting(const Arguments& arguments) {
     Host host(arguments.library);
     logQuietly(host);
     host.startAll(arguments.port);
+    sayEnding();
     return 0;
 }
 
@@ -183,6 +201,7 @@ int exitFromThread(const Arguments& arguments) {
     static Host host(arguments.library);
     logQuietly(host);
     host.runConnected(arguments.port);
+    sayEnding();
     std::thread([] { exitProcess(0); }).detach();
     for (;;)
         pause(1000);
@@ -193,6 +212,7 @@ int callFromThreadThatEnds(const Arguments& arguments) {
     logQuietly(host);
     std::thread([&] { host.runConnected(arguments.port); }).join();
     host.awaitConnections();
+    sayEnding();
     std::thread([&] { host.stopAll(); }).join();
     return 0;
 }
@@ -206,11 +226,10 @@ int startAndStopOften(const Arguments& arguments) {
     for (int round = 0; round < 2000; ++round) {
         check(host.heartbeat_start() == QOLIVE_DONE, "heartbeat starts again");
         host.heartbeat_send_command(1, "{}", 2);
-        const auto until = std::chrono::steady_clock::now() + std::chrono::microseconds(round % 8 * 50);
-        while (std::chrono::steady_clock::now() < until)
-            std::this_thread::yield();
+        spin(std::chrono::microseconds(round % 8 * 50));
         host.heartbeat_stop();
     }
+    sayEnding();
     host.stopAll();
     return 0;
 }

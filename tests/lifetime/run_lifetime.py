@@ -1,11 +1,12 @@
 """run_lifetime.py [--emulator COMMAND] [--seconds S] HOST LIBRARY SCENARIO
 
-Runs one scenario of lifetime_host in a loop, each run against the same MQTT server on a free loopback port: every run has to
-end by itself within S seconds (default 5) with exit code 0. 5 runs, or 200 with QOLIVE_TEST_FULL=1 in the environment.
+Runs one scenario of lifetime_host in a loop, each run against the same MQTT server on a free loopback port: once its work is
+done, every run has to end by itself within S seconds (default 5) with exit code 0. 5 runs, or 200 with QOLIVE_TEST_FULL=1 in the environment.
 Exits with 77 (skipped) where there is no mosquitto.
 """
 import argparse
 import os
+import select
 import shutil
 import socket
 import subprocess
@@ -14,6 +15,7 @@ import tempfile
 import time
 
 SHORT, FULL = 5, 200
+WORK_SECONDS = 60
 
 
 def mosquitto_path():
@@ -60,17 +62,51 @@ class Broker:
         self.process.wait()
 
 
+class Run:
+    """One process. It says "ending" when its work is done and its end begins."""
+
+    def __init__(self, command):
+        self.process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        self.output = b""
+
+    def read_until(self, text, seconds):
+        """False when that takes too long; the end of the output ends it as well."""
+        deadline = time.monotonic() + seconds
+        pipe = self.process.stdout.fileno()
+        while text is None or text not in self.output:
+            if not select.select([pipe], [], [], max(0, deadline - time.monotonic()))[0]:
+                return False
+            part = os.read(pipe, 65536)
+            if not part:
+                return True
+            self.output += part
+        return True
+
+    def outcome(self, seconds):
+        """None when all went well, else what happened."""
+        if not self.read_until(b"ending", WORK_SECONDS):
+            return f"still at work after {WORK_SECONDS} s"
+        started = time.monotonic()
+        try:
+            self.read_until(None, seconds)
+            code = self.process.wait(max(0.1, seconds - (time.monotonic() - started)))
+        except subprocess.TimeoutExpired:
+            return f"has not ended within {seconds} s"
+        return f"exit code {code}" if code else None
+
+    def close(self):
+        self.process.kill()
+        self.process.wait()
+        self.process.stdout.close()
+
+
 def run_once(command, seconds):
-    """None when all went well, else what happened."""
-    started = time.monotonic()
+    run = Run(command)
     try:
-        result = subprocess.run(command, timeout=seconds, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
-    except subprocess.TimeoutExpired as expired:
-        return f"still running after {seconds} s\n{(expired.stdout or b'').decode(errors='replace')}"
-    if result.returncode == 0:
-        return None
-    took = time.monotonic() - started
-    return f"exit code {result.returncode} after {took:.1f} s\n{result.stdout.decode(errors='replace')}"
+        trouble = run.outcome(seconds)
+        return trouble and f"{trouble}\n{run.output.decode(errors='replace')}"
+    finally:
+        run.close()
 
 
 def main():
