@@ -104,6 +104,10 @@ class Stage:
                          self.folder / f"{client}.script", *arguments], self.folder / f"{client}.log",
                         env={**os.environ, "QOLIVE_TOKEN": self.token})
 
+    def publish(self, topic, payload):
+        subprocess.run(["mosquitto_pub", "-V", "5", "-q", "1", "-p", str(self.port), "-u", "watch", "-P", "watch", "-t", topic,
+                        "-s" if payload else "-n"], input=payload.encode(), check=True)
+
     def watched(self):
         """Every message that mosquitto_sub has seen, payloads and heads parsed."""
         return parsed(self.watch_file)

@@ -177,6 +177,35 @@ class Trouble(StageTest):
         self.assertEqual(host.end(signal.SIGINT), 0, "it ends in good order")
         collector.end(signal.SIGINT)
 
+    def test_a_refused_stream_sends_nothing_more(self):
+        collector = self.stage.collector("--refuse", "7", name="refusing")
+        script = "1 report-start s 0\n1 report-event s 1\n3 report-event s 4\n3 report-event s 3\n"
+        self.assertEqual(self.stage.host(script, "--duration", "4", client="other").popen.wait(60), 0)
+        collector.end(signal.SIGINT)
+        lines = parsed(collector.record)
+        self.assertEqual([line["code"] for line in lines if line["kind"] == "answered"], [7])
+        self.assertEqual([line["kind"] for line in lines if line.get("command") == 5], ["stream"])
+
+    def test_malformed_messages_are_shown_and_change_nothing_else(self):
+        collector = self.stage.collector(name="flooded")
+        host = self.stage.host("0 heartbeat on\n", "--duration", "60")
+        self.assertTrue(eventually(lambda: self.kinds(collector, "show").count("full") == 2))
+        connection = next(line["connection"] for line in parsed(collector.record) if line["kind"] == "full")
+        bad = ["", "nonsense", "[" * 100000, "{}", '{"type":1}', "\x1b[2J", "x" * (10 << 20)]
+        for payload in bad:
+            for level in ("up/2", "up/4", "up/5", "presence"):
+                self.stage.publish(f"qolive/show/{connection}/{level}", payload)
+            self.stage.publish(f"qolive/{connection}/x/up/2", payload)
+        self.assertTrue(eventually(lambda: "keep-alive" in self.kinds(collector, "show")))
+        host.end(signal.SIGINT)
+        self.assertEqual(collector.end(signal.SIGINT), 0)
+        self.assertNotIn("\x1b", collector.text())
+        self.assertLess(len(collector.text()), 100000)
+        summary = parsed(collector.record)[-1]
+        self.assertEqual(summary["malformed"], 5 * len(bad))
+        self.assertEqual(list(summary["broadcasters"]), ["show"])
+        self.assertEqual(summary["broadcasters"]["show"]["connections"][connection]["full"], 1)
+
     def test_a_wrong_token_is_refused_and_not_shown(self):
         host = self.stage.run([*host_program(), "--main", f"127.0.0.1:{self.stage.port}",
                                "--client", "stranger", "--duration", "2"], self.stage.folder / "stranger.log",
