@@ -89,6 +89,47 @@ std::vector<apps::Option> ConnectionOptions(Options& options) {
     };
 }
 
+int ParseInt(const char* name, const std::string& text, int least, int most) {
+    return static_cast<int>(apps::ParseWhole(name, text, least, most));
+}
+
+void ParseSize(const std::string& text, StreamSettings& settings) {
+    const std::size_t x = text.find('x');
+    if (x == std::string::npos) throw UsageError("--size is not WIDTHxHEIGHT: " + text);
+    settings.width = ParseInt("the width in --size", text.substr(0, x), 16, 3840);
+    settings.height = ParseInt("the height in --size", text.substr(x + 1), 16, 2160);
+}
+
+std::vector<apps::Option> StreamOptions(BroadcastOptions& options) {
+    StreamSettings& settings = options.settings;
+    return {
+        {"publish", "URL",
+         "encode and send video, and report how well it goes:\n"
+         "udp://HOST:PORT (MPEG-TS) or rtmp://HOST/APP/KEY",
+         [&](const std::string& url) { settings.publishUrl = url; }},
+        {"input", "FILE", "media file to play in a loop (a moving picture and a tone)",
+         [&](const std::string& path) { settings.inputFile = path; }},
+        {"streams", "N",
+         "streams at once: anchor, co-host, mix, ... (1); over UDP they\n"
+         "go to PORT, PORT+2, PORT+4, ...",
+         [&](const std::string& text) { options.streams = ParseInt("--streams", text, 1, 16); }},
+        {"size", "WIDTHxHEIGHT", "of the picture (640x360)",
+         [&](const std::string& text) { ParseSize(text, settings); }},
+        {"fps", "N", "pictures per second (30)",
+         [&](const std::string& text) { settings.fps = ParseInt("--fps", text, 1, 120); }},
+        {"video-kbps", "N", "bitrate of the video (800)",
+         [&](const std::string& text) { settings.videoKbps = ParseInt("--video-kbps", text, 16, 100000); }},
+        {"audio-kbps", "N", "bitrate of the sound (64)",
+         [&](const std::string& text) { settings.audioKbps = ParseInt("--audio-kbps", text, 16, 320); }},
+        {"load", "PERCENT",
+         "burn so much of each picture's time before encoding it; above\n"
+         "100 pictures are lost (0)",
+         [&](const std::string& text) { settings.loadPercent = ParseInt("--load", text, 0, 10000); }},
+        {"figures", "FILE", "write the encoders' own figures, one JSON line a second",
+         [&](const std::string& path) { options.figuresFile = path; }},
+    };
+}
+
 std::vector<apps::Option> RunOptions(Options& options) {
     return {
         {"script", "FILE", "what happens in the show (a show of 15 s, see below)",
@@ -105,8 +146,8 @@ std::vector<apps::Option> RunOptions(Options& options) {
 
 apps::CommandLine CommandLineOf(Options& options, const std::string& epilogue) {
     std::vector<apps::Option> all = ConnectionOptions(options);
-    for (apps::Option& option : RunOptions(options))
-        all.push_back(std::move(option));
+    for (const auto& more : {StreamOptions(options.broadcast), RunOptions(options)})
+        all.insert(all.end(), more.begin(), more.end());
     return apps::CommandLine(introduction, std::move(all), epilogue);
 }
 

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "host/Broadcast.h"
 #include "host/Script.h"
 #include "message_center/HeartBaseConfig.h"
 
@@ -18,6 +19,7 @@ struct Options {
     double duration = -1;  ///< seconds; below 0: until a while after the script's last step
     std::string scriptFile;
     std::string logFile;
+    BroadcastOptions broadcast;
     bool quiet = false;
     bool help = false;
 };

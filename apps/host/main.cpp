@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
+#include <random>
 #include <thread>
 
 #include "common/CommandLine.h"
@@ -9,8 +10,10 @@
 #include "common/StopSignal.h"
 #include "data_report/DataReportManager.h"
 #include "heartbeat/LiveHeartReportManager.h"
+#include "host/Broadcast.h"
 #include "host/Catalogue.h"
 #include "host/HostLog.h"
+#include "host/MachineFacts.h"
 #include "host/Options.h"
 #include "message_center/CMsgCenterFactory.h"
 
@@ -37,7 +40,7 @@ void Announce(const Step& step, bool quiet) {
     std::cout << time << apps::Printable(step.text, mostShownBytes) << std::endl;
 }
 
-void Follow(const std::vector<Step>& steps, double duration, bool quiet) {
+void Follow(const std::vector<Step>& steps, double duration, bool quiet, Broadcast& broadcast) {
     const Clock::time_point start = Clock::now();
     auto next = steps.begin();
     while (!apps::StopRequested() && SecondsSince(start) < duration) {
@@ -45,6 +48,7 @@ void Follow(const std::vector<Step>& steps, double duration, bool quiet) {
             Announce(*next, quiet);
             next->run();
         }
+        broadcast.Turn();
         std::this_thread::sleep_for(turn);
     }
 }
@@ -59,19 +63,46 @@ std::vector<Step> ReadSteps(const Options& options, const Actions& actions) {
     return ParseScript(options.scriptFile, ReadScriptFile(options.scriptFile), actions);
 }
 
+std::string NewSessionId() {
+    char text[9] = {};
+    std::snprintf(text, sizeof text, "%08x", std::random_device()());
+    return text;
+}
+
+BroadcastOptions WithIdentity(const Options& options) {
+    const MachineFacts machine = ReadMachineFacts();
+    BroadcastOptions broadcast = options.broadcast;
+    StreamIdentity& identity = broadcast.identity;
+    identity.sessionId = NewSessionId();
+    identity.version = QOLIVE_HOST_VERSION;
+    identity.deviceId = options.base.textValue1.empty() ? "QoLive" : options.base.textValue1;
+    identity.processor = machine.processor;
+    identity.memoryMiB = machine.memoryMiB;
+    identity.pid = machine.pid;
+    identity.userId = options.base.int64Value2;
+    identity.provider = 1;
+    identity.applicationId = 1;
+    identity.roomId = 1;
+    broadcast.quiet = options.quiet;
+    return broadcast;
+}
+
 int Run(const Options& options) {
     const std::string config = FactoryConfig(options);
     Bas::CMsgCenterFactory& factory = *Bas::CMsgCenterFactory::Inst();
     const Actions actions =
         Catalogue({[&] { factory.Start(config, options.base); }, [&] { factory.Stop(); }});
     const std::vector<Step> steps = ReadSteps(options, actions);
+    Broadcast broadcast(WithIdentity(options));
     const HostLog log(options.logFile, options.quiet);
     if (factory.Start(config, options.base) == 0) {
         std::cerr << "QoLive: no connection could be started; the log tells why\n";
         return EXIT_FAILURE;
     }
     data_report::DataReportManager::Instance().Init();
-    Follow(steps, DurationOf(options, steps), options.quiet);
+    broadcast.Start();
+    Follow(steps, DurationOf(options, steps), options.quiet, broadcast);
+    broadcast.Stop();
     LiveHeartReportManager::GetInstance()->stopLiveheart();
     factory.Stop();
     return EXIT_SUCCESS;

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <chrono>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/pipeline/ReportingFeed.h"
+#include "host/pipeline/StreamPipeline.h"
+
+namespace host {
+
+struct BroadcastOptions {
+    StreamSettings settings;  ///< without a publish address there is no broadcast
+    int streams = 1;          ///< 1 to 16: anchor, co-host, mix, more
+    std::string figuresFile;
+    bool quiet = false;
+    StreamIdentity identity;
+};
+
+struct PlannedStream {
+    int number = 0;  ///< 1 = anchor, 2 = co-host, 3 = mix; also the "liveType" of the records
+    std::string id;
+    StreamSettings settings;
+};
+
+/// The streams of `options`, each with an address of its own: over UDP every other port from the given one on,
+/// over RTMP the stream's name at the end of the key. Throws apps::UsageError when a setting cannot be met.
+std::vector<PlannedStream> PlanStreams(const BroadcastOptions& options);
+
+/// The host's streams: their pipelines, their reports and what the terminal shows of them. For one thread.
+class Broadcast {
+public:
+    /// Throws apps::UsageError when a setting cannot be met or the file of figures cannot be written.
+    explicit Broadcast(const BroadcastOptions& options);
+    ~Broadcast();
+    Broadcast(const Broadcast&) = delete;
+    Broadcast& operator=(const Broadcast&) = delete;
+
+    /// Starts reporting and all streams. Does nothing without a publish address. Returns at once.
+    void Start();
+    /// To be called every now and then: reports what is due, shows figures every 5 s, writes them every second.
+    void Turn();
+    /// Ends all streams and their reports.
+    void Stop();
+
+private:
+    using Clock = std::chrono::steady_clock;
+    class Stream;
+
+    void ShowFigures();
+    void WriteFigures();
+
+    const BroadcastOptions m_options;
+    const std::vector<PlannedStream> m_plan;
+    std::ofstream m_figures;
+    std::vector<std::unique_ptr<Stream>> m_streams;
+    Clock::time_point m_nextShown;
+    Clock::time_point m_nextWritten;
+};
+
+}  // namespace host
