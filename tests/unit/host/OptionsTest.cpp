@@ -1,6 +1,7 @@
 #include "host/Options.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <fstream>
 
@@ -18,7 +19,7 @@ Json::Value Config(const std::vector<std::string>& arguments) {
 }
 
 std::string FileWith(const std::string& text) {
-    std::string path = testing::TempDir() + "qolive-options";
+    std::string path = testing::TempDir() + "qolive-options-" + std::to_string(getpid());
     std::ofstream(path, std::ios::trunc) << text;
     return path;
 }
