@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 namespace QoPlayer {
 namespace mqtt {
 
@@ -16,7 +18,7 @@ public:
 
 private:
     struct Saved;
-    Saved* m_saved;
+    std::unique_ptr<Saved> m_saved;
 };
 
 }  // namespace mqtt

@@ -20,13 +20,12 @@ void PrepareNetworkThread() {
     pthread_sigmask(SIG_SETMASK, &blocked, nullptr);
 }
 
-SignalGuard::SignalGuard() : m_saved(new Saved) {
+SignalGuard::SignalGuard() : m_saved(std::make_unique<Saved>()) {
     sigaction(SIGPIPE, nullptr, &m_saved->onBrokenPipe);
 }
 
 SignalGuard::~SignalGuard() {
     sigaction(SIGPIPE, &m_saved->onBrokenPipe, nullptr);
-    delete m_saved;
 }
 
 }  // namespace mqtt

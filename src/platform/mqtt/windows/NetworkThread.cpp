@@ -8,7 +8,7 @@ struct SignalGuard::Saved {};
 
 void PrepareNetworkThread() {}
 
-SignalGuard::SignalGuard() : m_saved(nullptr) {}
+SignalGuard::SignalGuard() = default;
 
 SignalGuard::~SignalGuard() = default;
 
