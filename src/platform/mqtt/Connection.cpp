@@ -211,6 +211,8 @@ void Connection::step(int timeoutMs) {
         if (!ready.writable) return;
         const std::string problem = SocketProblem(socket);
         if (!problem.empty()) return fail(problem);
+        // What TLS has tried to write before may have taken the error away.
+        if (!IsSocketConnected(socket)) return fail("connection refused, or reset during the TLS handshake");
         m_tcpConnected = true;
     }
     if (ready.readable || hasBufferedInput() || (ready.writable && inHandshake())) read();

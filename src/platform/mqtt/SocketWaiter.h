@@ -42,8 +42,11 @@ private:
     std::atomic<bool> m_woken{false};
 };
 
-/// Why a connection attempt on `socket` that has ended failed, as text; empty when it did not.
+/// The error that waits on `socket`, as text, and takes it away; empty when there is none.
 std::string SocketProblem(int socket);
+
+/// False when a connection attempt on `socket` has failed or its connection is gone.
+bool IsSocketConnected(int socket);
 
 /// True when the other side has closed `socket` or it has failed.
 bool IsSocketClosed(int socket);

@@ -23,6 +23,10 @@ const std::uint8_t* bytesOf(const std::string& text) {
 }  // namespace
 
 void CenterLog::install() {
+    {
+        const std::lock_guard<std::mutex> lock(logMutex);
+        logLines().clear();
+    }
     QoPlayer::SetLogPtr(record);
 }
 

@@ -64,12 +64,13 @@ std::string SocketProblem(int socket) {
     int error = 0;
     socklen_t length = sizeof error;
     if (getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &length) != 0) error = errno;
-    if (error != 0) return std::generic_category().message(error);
-    // The error is gone when something has tried to write before.
+    return error == 0 ? std::string() : std::generic_category().message(error);
+}
+
+bool IsSocketConnected(int socket) {
     sockaddr_storage peer = {};
-    length = sizeof peer;
-    const bool connected = getpeername(socket, reinterpret_cast<sockaddr*>(&peer), &length) == 0;
-    return connected ? std::string() : "Connection refused or reset";
+    socklen_t length = sizeof peer;
+    return getpeername(socket, reinterpret_cast<sockaddr*>(&peer), &length) == 0;
 }
 
 bool IsSocketClosed(int socket) {

@@ -82,12 +82,13 @@ std::string SocketProblem(int socket) {
     int length = sizeof error;
     if (getsockopt(asSocket(socket), SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error), &length) != 0)
         error = WSAGetLastError();
-    if (error != 0) return std::system_category().message(error);
-    // The error is gone when something has tried to write before.
+    return error == 0 ? std::string() : std::system_category().message(error);
+}
+
+bool IsSocketConnected(int socket) {
     sockaddr_storage peer = {};
-    length = sizeof peer;
-    const bool connected = getpeername(asSocket(socket), reinterpret_cast<sockaddr*>(&peer), &length) == 0;
-    return connected ? std::string() : "connection refused or reset";
+    int length = sizeof peer;
+    return getpeername(asSocket(socket), reinterpret_cast<sockaddr*>(&peer), &length) == 0;
 }
 
 bool IsSocketClosed(int socket) {
