@@ -53,7 +53,7 @@ TEST_F(LimitsTest, Takes4096UnacknowledgedMessagesAndDeliversThemInOrder) {
         ASSERT_TRUE(Send(sender, std::to_string(i))) << i;
     EXPECT_FALSE(Send(sender, "one too many"));
     broker.thaw();
-    ASSERT_TRUE(watcher.waitFor("/up/5", 4096));
+    ASSERT_TRUE(watcher.waitFor("/up/5", 4096)) << watcher.on("/up/5").size() << broker.log();
     const std::vector<WireMessage> messages = watcher.on("/up/5");
     for (std::size_t i = 0; i < 4096; ++i)
         ASSERT_EQ(messages[i].payload, std::to_string(i));
