@@ -141,7 +141,7 @@ TEST_F(LimitsTest, AMessageThatTheBrokersRulesForbidIsDroppedAndTheNextGoes) {
     QoPlayer::MsgSender* const allowed = center.createSender(5, Recorder::callback, &recorder);
     QoPlayer::MsgSender* const forbidden = center.createSender(6, Recorder::callback, &other);
     ASSERT_TRUE(center.start(config));
-    ASSERT_TRUE(recorder.waitConnected());
+    ASSERT_TRUE(recorder.waitConnected()) << CenterLog::all() << broker.log();
     ASSERT_TRUE(other.waitConnected());
     EXPECT_TRUE(Send(forbidden, "forbidden"));
     EXPECT_TRUE(Send(allowed, "allowed"));

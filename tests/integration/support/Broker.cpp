@@ -67,7 +67,8 @@ std::string Broker::configuration() const {
     if (geteuid() == 0) text = withLine(text, "user root");
     text = withLine(text, "log_dest stderr");
     // By default mosquitto drops what a slow subscriber, such as the one that watches, has not taken yet.
-    text = withLine(text, "max_queued_messages 0");
+    // (Without any bound it ends connections whose message an access rule forbids.)
+    text = withLine(text, "max_queued_messages 100000");
     text = withLine(text, "set_tcp_nodelay true");
     text = withLine(text, m_options.users.empty() ? "allow_anonymous true"
                                                   : "password_file " + m_folder.path("passwords"));
