@@ -40,7 +40,7 @@ public:
 
     void Open() {
         StreamFacts facts = Facts();
-        m_feed.OnPublishRequested(WallClockMs());
+        m_feed.OnPublishRequested(WallClockMs(), facts);
         facts.serverAddress = NumericAddress(m_address.host);
         m_publisher.Open(m_video.Context(), m_audio.Context());
         m_feed.OnPublishAnswered(WallClockMs(), facts);

@@ -66,15 +66,9 @@ StreamFacts ReportingFeed::Facts() const {
     return m_facts;
 }
 
-void ReportingFeed::OnPublishRequested(std::int64_t nowMs) {
+void ReportingFeed::OnPublishRequested(std::int64_t nowMs, const StreamFacts& facts) {
     Feed(DataTypeEnum::RequestTime, nowMs);
-}
-
-void ReportingFeed::OnPublishAnswered(std::int64_t nowMs, const StreamFacts& facts) {
-    Feed(DataTypeEnum::ResponseTime, nowMs);
-    Feed(DataTypeEnum::StreamStartTime, nowMs);
     Feed(StringDataTypeEnum::Url, facts.url);
-    Feed(StringDataTypeEnum::ServerIp, facts.serverAddress);
     Feed(DataTypeEnum::Protocol, static_cast<std::int64_t>(facts.transport));
     Feed(DataTypeEnum::EncoderType, static_cast<std::int64_t>(facts.encoderClass));
     Feed(DataTypeEnum::Codec, CodecOf(facts));
@@ -83,6 +77,12 @@ void ReportingFeed::OnPublishAnswered(std::int64_t nowMs, const StreamFacts& fac
     Feed(DataTypeEnum::ConfiguredFrameRate, facts.fps);
     Feed(DataTypeEnum::ConfiguredVideoBitrate, facts.videoKbps);
     Feed(DataTypeEnum::ConfiguredAudioBitrate, facts.audioKbps);
+}
+
+void ReportingFeed::OnPublishAnswered(std::int64_t nowMs, const StreamFacts& facts) {
+    Feed(DataTypeEnum::ResponseTime, nowMs);
+    Feed(DataTypeEnum::StreamStartTime, nowMs);
+    Feed(StringDataTypeEnum::ServerIp, facts.serverAddress);
     FeedState(StreamState::Live, EndCode::Stopped);
     {
         const MutexLock lock(m_mutex);

@@ -66,7 +66,7 @@ public:
     /// Empty settings until the publish address has answered.
     StreamFacts Facts() const;
 
-    void OnPublishRequested(std::int64_t nowMs) override;
+    void OnPublishRequested(std::int64_t nowMs, const StreamFacts& facts) override;
     void OnPublishAnswered(std::int64_t nowMs, const StreamFacts& facts) override;
     void OnFirstPacketSent(std::int64_t nowMs) override;
     void OnCaptured(MediaKind kind) override;

@@ -23,7 +23,7 @@ enum class EndCode {
 enum class EncoderClass { None = 0, Software = 1, Hardware = 2 };
 enum class Transport { None = 0, MpegTsOverUdp = 1, Rtmp = 2 };
 
-/// What is really encoded and where it goes, known once the publish address has answered.
+/// What is really encoded and where it goes.
 struct StreamFacts {
     std::string videoEncoder;
     std::string audioEncoder;
@@ -47,8 +47,9 @@ class StreamFeed {
 public:
     virtual ~StreamFeed() = default;
 
-    /// The connection to the publish address is about to be opened. Comes at most once.
-    virtual void OnPublishRequested(std::int64_t nowMs) = 0;
+    /// The connection to the publish address is about to be opened; the server's address is not known yet.
+    /// Comes at most once.
+    virtual void OnPublishRequested(std::int64_t nowMs, const StreamFacts& facts) = 0;
     /// The address has answered (for UDP: the socket is open). Comes at most once, before any frame.
     virtual void OnPublishAnswered(std::int64_t nowMs, const StreamFacts& facts) = 0;
     /// The first packet has left. Comes at most once, just before its OnSent.

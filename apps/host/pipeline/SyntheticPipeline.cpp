@@ -48,8 +48,8 @@ void SyntheticPipeline::Publish() {
     StreamFacts facts = FactsOf(m_settings);
     facts.videoEncoder = "none";
     facts.audioEncoder = "none";
+    m_feed.OnPublishRequested(WallClockMs(), facts);
     facts.serverAddress = address.host;
-    m_feed.OnPublishRequested(WallClockMs());
     m_feed.OnPublishAnswered(WallClockMs(), facts);
 }
 

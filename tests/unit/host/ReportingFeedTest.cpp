@@ -97,7 +97,7 @@ private:
 
 TEST_F(ReportingFeedTest, TheStreamRecordCarriesEveryFact) {
     Connect();
-    feed->OnPublishRequested(1000);
+    feed->OnPublishRequested(1000, Facts());
     feed->OnPublishAnswered(1250, Facts());
     feed->Turn(2000);
     const auto records = Records(1, 1);
@@ -120,7 +120,7 @@ TEST_F(ReportingFeedTest, TheStreamRecordCarriesEveryFact) {
 }
 
 TEST_F(ReportingFeedTest, TheStreamRecordWaitsForTheConnectionAndGoesOutOnce) {
-    feed->OnPublishRequested(1000);
+    feed->OnPublishRequested(1000, Facts());
     feed->OnPublishAnswered(1250, Facts());
     feed->Turn(1300);
     Connect();
@@ -133,7 +133,7 @@ TEST_F(ReportingFeedTest, TheStreamRecordWaitsForTheConnectionAndGoesOutOnce) {
 
 TEST_F(ReportingFeedTest, TheFirstFrameRecordGivesTheServerTimeToAcceptTheStream) {
     Connect();
-    feed->OnPublishRequested(1000);
+    feed->OnPublishRequested(1000, Facts());
     feed->OnPublishAnswered(1250, Facts());
     feed->Turn(1300);
     ASSERT_EQ(Records(1, 1).size(), 1U);
@@ -153,7 +153,7 @@ TEST_F(ReportingFeedTest, TheFirstFrameRecordGivesTheServerTimeToAcceptTheStream
 
 TEST_F(ReportingFeedTest, AStreamThatNeverBeganIsReportedWithItsCode) {
     Connect();
-    feed->OnPublishRequested(1000);
+    feed->OnPublishRequested(1000, Facts());
     feed->OnEnded(1500, EndCode::PublishFailed, "refused");
     feed->Turn(1600);
     const auto records = Records(1, 1);
@@ -161,6 +161,8 @@ TEST_F(ReportingFeedTest, AStreamThatNeverBeganIsReportedWithItsCode) {
     EXPECT_EQ(records[0]["state"].asInt64(), 2);
     EXPECT_EQ(records[0]["code"].asInt64(), 4);
     EXPECT_EQ(records[0]["endTime"].asInt64(), 1500);
+    EXPECT_EQ(records[0]["url"].asString(), Facts().url);
+    EXPECT_EQ(records[0]["responseTime"].asInt64(), 0);
     EXPECT_TRUE(feed->End().ended);
     EXPECT_EQ(feed->End().reason, "refused");
 }

@@ -219,6 +219,7 @@ TEST(FfmpegPipeline, TellsItsStepsAndFacts) {
     EXPECT_EQ(record.facts.transport, Transport::MpegTsOverUdp);
     EXPECT_EQ(record.facts.encoderClass, EncoderClass::Software);
     EXPECT_EQ(record.facts.audioEncoder, "aac");
+    EXPECT_EQ(record.requestedUrl, receiver.Url());
     EXPECT_EQ(record.facts.url, receiver.Url());
     EXPECT_EQ(record.facts.serverAddress, "127.0.0.1");
     EXPECT_EQ(record.facts.width, 160);

@@ -25,6 +25,7 @@ struct FeedRecord {
     FeedTally audio;
     std::vector<std::string> steps;  ///< everything but the frames, in order
     std::int64_t requestedMs = 0;
+    std::string requestedUrl;
     std::int64_t answeredMs = 0;
     std::int64_t firstSentMs = 0;
     std::int64_t endedMs = 0;
@@ -58,10 +59,11 @@ public:
         return WaitFor([count](const FeedRecord& record) { return record.video.sent >= count; });
     }
 
-    void OnPublishRequested(std::int64_t nowMs) override {
+    void OnPublishRequested(std::int64_t nowMs, const StreamFacts& facts) override {
         MutexLock lock(m_mutex);
         m_record.steps.emplace_back("requested");
         m_record.requestedMs = nowMs;
+        m_record.requestedUrl = facts.url;
     }
     void OnPublishAnswered(std::int64_t nowMs, const StreamFacts& facts) override {
         MutexLock lock(m_mutex);
