@@ -40,6 +40,10 @@ install(TARGETS qolive_report EXPORT QoLiveReportTargets
   FILE_SET c_headers DESTINATION ${header_folder} COMPONENT development
   INCLUDES DESTINATION ${header_folder}) # for a CMake that does not know file sets
 
+if(WIN32)
+  install(FILES ${PROJECT_BINARY_DIR}/QoLiveReport.def DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+endif()
+
 set_target_properties(qolive_report PROPERTIES EXPORT_NAME QoLiveReport)
 add_library(QoLiveReport::QoLiveReport ALIAS qolive_report)
 
