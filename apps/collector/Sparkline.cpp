@@ -18,10 +18,10 @@ const char* Block(std::int64_t value, std::int64_t greatest) {
 
 }  // namespace
 
-std::string Sparkline(const std::vector<std::int64_t>& values) {
+std::string Sparkline(const std::vector<std::int64_t>& values, std::int64_t top) {
     if (values.empty()) return {};
     const std::size_t skipped = values.size() > mostValues ? values.size() - mostValues : 0;
-    const std::int64_t greatest = *std::max_element(values.begin(), values.end());
+    const std::int64_t greatest = std::max(top, *std::max_element(values.begin(), values.end()));
     std::string line;
     for (std::size_t i = skipped; i < values.size(); ++i)
         line += Block(values[i], greatest);

@@ -187,10 +187,16 @@ bool IsTrouble(Notice::Kind kind) {
            kind == Notice::Kind::LostRecords || kind == Notice::Kind::NoAnswer;
 }
 
-std::string Chart(const char* name, const Json::Value& record, const char* list, const char* key,
-                  const char* unit) {
-    const std::vector<std::int64_t> values = Samples(record, list, key);
-    return std::string(name) + " " + Sparkline(values) + " " + Range(values) + unit + "   ";
+std::string Chart(const char* name, const std::vector<std::int64_t>& values, std::int64_t top = 0) {
+    return std::string("   ") + name + " " + Sparkline(values, top) + " " + Range(values);
+}
+
+std::string StreamChart(const char* name, const Json::Value& record, const char* key) {
+    return Chart(name, Samples(record, "streams", key));
+}
+
+std::string PercentChart(const char* name, const Json::Value& record, const char* key) {
+    return Chart(name, Samples(record, "devices", key), 100) + " %";
 }
 
 std::string DescribeCounters(const Counters& counters) {
@@ -265,13 +271,10 @@ void Terminal::Show(const Received& received, const Message& message, const Outc
 
 void Terminal::ShowSamples(const Json::Value& record) {
     if (!record.isMember("streams") && !record.isMember("devices")) return WriteMore("no samples");
-    WriteMore("sent " + Chart("fps", record, "streams", "vsFps", "") +
-              Chart("kbps", record, "streams", "vsBitrate", "") +
-              Chart("audio kbps", record, "streams", "asBitrate", ""));
-    WriteMore("host " + Chart("cpu", record, "devices", "cpuUsage", " %") +
-              Chart("app", record, "devices", "cpuAppUsage", " %") +
-              Chart("mem", record, "devices", "mem", " %") +
-              Chart("ping grade", record, "devices", "nt", ""));
+    WriteMore("sent" + StreamChart("fps", record, "vsFps") + StreamChart("kbps", record, "vsBitrate") +
+              StreamChart("audio kbps", record, "asBitrate"));
+    WriteMore("host" + PercentChart("cpu", record, "cpuUsage") + PercentChart("app", record, "cpuAppUsage") +
+              PercentChart("mem", record, "mem") + Chart("ping/50 ms", Samples(record, "devices", "nt")));
 }
 
 void Terminal::Show(std::int64_t wallMs, const Notice& notice) {

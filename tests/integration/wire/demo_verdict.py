@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Says whether a show of scripts/demo went as it should, from what the collector recorded.
+"""Says whether a show of scripts/demo went as it should, from what the collector recorded and the encoder counted.
 
-usage: demo_verdict.py --client NAME --seconds N RECORD
+usage: demo_verdict.py --client NAME --seconds N --figures FIGURES RECORD
 """
 
 import argparse
@@ -13,6 +13,8 @@ import sys
 import check_wire
 
 COMMANDS = [1, 2, 3, 1]
+# A stream is accepted within some seconds, then a quality record comes every 60 s.
+SECONDS_UNTIL_ACCEPTED = 8
 
 
 class Verdict:
@@ -55,7 +57,78 @@ def judge_connection(verdict, lines, connection, started, seconds):
     verdict.expect("it ends with a last heartbeat and a goodbye", last in (["keep-alive", "offline"], ["full", "offline"]))
 
 
-def judge(verdict, lines, client, seconds):
+class Figures:
+    """What the encoder of one stream had counted at any time."""
+
+    def __init__(self, lines):
+        self.lines = lines
+
+    def at(self, ms, key):
+        for a, b in zip(self.lines, self.lines[1:]):
+            if a["t"] <= ms <= b["t"]:
+                return a[key] + (b[key] - a[key]) * (ms - a["t"]) / max(1, b["t"] - a["t"])
+        return None
+
+    def count(self, start_ms, end_ms, key):
+        start, end = self.at(start_ms, key), self.at(end_ms, key)
+        return None if start is None or end is None else end - start
+
+
+def collection_times(record):
+    """When each sample was taken, in ms, as well as it can be known: the samples give the second, the record the time of
+    the last one."""
+    seconds = [sample["collectTime"] for sample in record["streams"]]
+    step = (record["t"] - seconds[0] * 1000 - 500) / max(1, len(seconds) - 1)
+    guesses = [record["t"] - step * (len(seconds) - 1 - i) for i in range(len(seconds))]
+    return [min(max(guess, second * 1000), second * 1000 + 999) for guess, second in zip(guesses, seconds)]
+
+
+def judge_samples(verdict, record, figures):
+    """Samples count what came between two collections, divided by 5. The first begins before the record can tell."""
+    times, samples = collection_times(record), record["streams"][1:]
+    frames = figures.count(times[0], times[-1], "videoFrames")
+    kilobits = figures.count(times[0], times[-1], "videoBytes")
+    if not frames or not kilobits:
+        verdict.expect("the samples can be compared with the encoder", False)
+        return
+    kilobits *= 8 / 1000
+    sampled_frames = 5 * sum(sample["veFps"] for sample in samples)
+    sampled_kilobits = 5 * sum(sample["veBitrate"] for sample in samples)
+    span = 5 * len(samples)
+    verdict.expect("they agree with the encoder within 1 frame per second", abs(sampled_frames - frames) / span <= 1,
+                   f"{sampled_frames / span:.2f} and {frames / span:.2f}")
+    verdict.expect("they agree with the encoder within 2 % of the bitrate", abs(sampled_kilobits / kilobits - 1) <= 0.02,
+                   f"{sampled_kilobits / span:.0f} and {kilobits / span:.0f} kbps")
+
+
+def judge_stream(verdict, lines, stream, figures, seconds):
+    records = {kind: [line["body"] for line in lines if line["kind"] == kind] for kind in ("stream", "first-frame", "quality")}
+    own = [body for body in records["stream"] if body["streamId"] == stream]
+    verdict.expect("one stream record", len(own) == 1)
+    if not own:
+        return
+    verdict.expect("one first-frame record", len([b for b in records["first-frame"] if b["startTime"] == own[0]["requestTime"]]) == 1)
+    quality = [body for body in records["quality"] if body["sid"] == own[0]["sid"]]
+    due = (seconds - SECONDS_UNTIL_ACCEPTED) // 60
+    if due == 0:
+        print("  -       no quality record is due before 70 s")
+    else:
+        verdict.expect("a quality record every 60 s", [body["order"] for body in quality] == list(range(1, len(quality) + 1)) and len(quality) >= due,
+                       f"{len(quality)}, with {', '.join(str(len(body.get('streams', []))) for body in quality)} samples")
+    for body in quality:
+        verdict.expect(f"twelve samples in record {body['order']}", len(body.get("streams", [])) == len(body.get("devices", [])) == 12)
+        judge_samples(verdict, body, figures)
+
+
+def judge_streams(verdict, lines, figure_lines, seconds):
+    for stream in sorted({line["stream"] for line in figure_lines}):
+        print(f"  stream {stream}")
+        judge_stream(verdict, lines, stream, Figures([line for line in figure_lines if line["stream"] == stream]), seconds)
+    answers = [line["code"] for line in lines if line["kind"] == "answered"]
+    verdict.expect("every stream was accepted", answers and set(answers) == {0})
+
+
+def judge(verdict, lines, figure_lines, client, seconds):
     started = when(lines[0])
     lines = [line for line in lines if line.get("client") == client]
     connections = sorted({line["connection"] for line in lines if line["kind"] == "online"})
@@ -63,7 +136,8 @@ def judge(verdict, lines, client, seconds):
     for connection in connections:
         print(f"  connection {connection}")
         judge_connection(verdict, lines, connection, started, seconds)
-    print("  both")
+    judge_streams(verdict, lines, figure_lines, seconds)
+    print("  the broadcaster")
     commands = [line["body"]["bizType"] for line in lines if line["kind"] == "command"]
     verdict.expect("the commands, in order", commands == COMMANDS, ", ".join(map(str, commands)))
     trouble = [line["kind"] for line in lines if line["kind"] in ("silent", "back", "lost", "no-answer") or line.get("repeated")]
@@ -75,12 +149,14 @@ def main():
     parser.add_argument("record", type=pathlib.Path)
     parser.add_argument("--client", required=True)
     parser.add_argument("--seconds", type=int, required=True)
+    parser.add_argument("--figures", type=pathlib.Path, required=True)
     arguments = parser.parse_args()
     text = arguments.record.read_text()
     lines = [json.loads(line) for line in text.splitlines()]
     verdict = Verdict()
     print("What was expected")
-    judge(verdict, lines, arguments.client, arguments.seconds)
+    figure_lines = [json.loads(line) for line in arguments.figures.read_text().splitlines()]
+    judge(verdict, lines, figure_lines, arguments.client, arguments.seconds)
     own = "\n".join(line for line, value in zip(text.splitlines(), lines) if value.get("client") == arguments.client)
     counts, faults = check_wire.check(own)
     verdict.expect("every message holds against its schema", counts and not faults,

@@ -39,6 +39,8 @@ TEST(Sparkline, IsScaledFromZeroToTheGreatest) {
     EXPECT_EQ(Sparkline({0, 0}), "▁▁");
     EXPECT_EQ(Sparkline({0, 50, 100}), "▁▅█");
     EXPECT_EQ(Sparkline({-5, 7}), "▁█");
+    EXPECT_EQ(Sparkline({0, 50}, 100), "▁▅");
+    EXPECT_EQ(Sparkline({0, 200}, 100), "▁█");
     EXPECT_EQ(Sparkline(std::vector<std::int64_t>(61, 1)).size(), 60U * 3);
 }
 
@@ -152,7 +154,7 @@ TEST_F(OutputTest, EveryKindHasALineForAPerson) {
     Send("qolive/demo/0123abcd/presence", R"({"online":false})");
     for (const char* part : {"online", "LIVE · session s-1 · show 1920x1080", "co-host guest 1280x720",
                              "keep-alive", "type 7  {", "show (sid 7) 1280x720 at 25 fps, 2500+128 kbps",
-                             "show after 412 ms", "show #1 · 2490+128 kbps", "fps █ 25", "cpu █ 20 %",
+                             "show after 412 ms", "show #1 · 2490+128 kbps", "fps █ 25", "cpu ▂ 20 %",
                              "event", "seen before, dropped", "command 77", "offline"})
         EXPECT_NE(text.str().find(part), std::string::npos) << part << "\n" << text.str();
 }
