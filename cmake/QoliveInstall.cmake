@@ -24,6 +24,7 @@ target_sources(qolive_report PUBLIC
     src/platform/HostReadings.h
     src/platform/Kernel.h
     src/platform/Log.h
+    src/platform/SharedClasses.h
     src/platform/Sync.h
     src/platform/ThreadAnnotations.h
     src/session/CLiveCommonInfo.h
