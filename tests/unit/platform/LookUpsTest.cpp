@@ -4,7 +4,9 @@
 
 #include <atomic>
 #include <future>
+#include <memory>
 #include <thread>
+#include <utility>
 
 namespace {
 
@@ -36,8 +38,15 @@ private:
 };
 
 /// Look-ups outlive the test, as their threads may.
+template <class Object, class... Arguments>
+Object& kept(Arguments&&... arguments) {
+    static auto* const all = new std::vector<std::unique_ptr<Object>>;
+    all->push_back(std::make_unique<Object>(std::forward<Arguments>(arguments)...));
+    return *all->back();
+}
+
 LookUps& lookUpsWith(HeldResolver& resolver) {
-    return *new LookUps([&resolver](const std::string& host) { return resolver(host); });
+    return kept<LookUps>([&resolver](const std::string& host) { return resolver(host); });
 }
 
 auto in(milliseconds time) {
@@ -45,14 +54,14 @@ auto in(milliseconds time) {
 }
 
 TEST(LookUps, GiveTheAddressesOfAName) {
-    auto& lookUps = *new LookUps([](const std::string&) { return std::vector<HostAddress>{loopback()}; });
+    auto& lookUps = kept<LookUps>([](const std::string&) { return std::vector<HostAddress>{loopback()}; });
     const auto addresses = lookUps.addressesOf("host", in(seconds(30)));
     ASSERT_EQ(addresses.size(), 1u);
     EXPECT_EQ(addresses[0].bytes[0], 127);
 }
 
 TEST(LookUps, EndAtTheDeadlineHoweverLongTheResolverTakes) {
-    auto& resolver = *new HeldResolver;
+    auto& resolver = kept<HeldResolver>();
     auto& lookUps = lookUpsWith(resolver);
     const auto before = steady_clock::now();
     EXPECT_TRUE(lookUps.addressesOf("host", in(milliseconds(50))).empty());
@@ -62,7 +71,7 @@ TEST(LookUps, EndAtTheDeadlineHoweverLongTheResolverTakes) {
 }
 
 TEST(LookUps, WhoAsksForANameThatIsBeingLookedUpWaitsForThatLookUp) {
-    auto& resolver = *new HeldResolver;
+    auto& resolver = kept<HeldResolver>();
     auto& lookUps = lookUpsWith(resolver);
     lookUps.addressesOf("host", in(milliseconds(1)));
     auto second = std::async(std::launch::async,
@@ -74,7 +83,7 @@ TEST(LookUps, WhoAsksForANameThatIsBeingLookedUpWaitsForThatLookUp) {
 }
 
 TEST(LookUps, RepeatedQuestionsForANameThatHangsStartOneLookUp) {
-    auto& resolver = *new HeldResolver;
+    auto& resolver = kept<HeldResolver>();
     auto& lookUps = lookUpsWith(resolver);
     for (int i = 0; i < 100; ++i)
         EXPECT_TRUE(lookUps.addressesOf("host", in(milliseconds(0))).empty());
@@ -84,7 +93,7 @@ TEST(LookUps, RepeatedQuestionsForANameThatHangsStartOneLookUp) {
 }
 
 TEST(LookUps, NoMoreThanTheLimitRunAtATime) {
-    auto& resolver = *new HeldResolver;
+    auto& resolver = kept<HeldResolver>();
     auto& lookUps = lookUpsWith(resolver);
     constexpr int kLimit = static_cast<int>(LookUps::kMostAtOnce);
     for (int i = 0; i < 3 * kLimit; ++i)
@@ -95,7 +104,7 @@ TEST(LookUps, NoMoreThanTheLimitRunAtATime) {
 }
 
 TEST(LookUps, OneThatHasEndedMakesRoomForAnother) {
-    auto& resolver = *new HeldResolver;
+    auto& resolver = kept<HeldResolver>();
     auto& lookUps = lookUpsWith(resolver);
     for (std::size_t i = 0; i < LookUps::kMostAtOnce; ++i)
         lookUps.addressesOf("host" + std::to_string(i), in(milliseconds(0)));
