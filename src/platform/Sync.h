@@ -1,15 +1,14 @@
 #pragma once
 
-#include <atomic>
 #include <condition_variable>
-#include <cstdint>
 #include <mutex>
+#include <shared_mutex>
 
 #include "platform/Kernel.h"
 #include "platform/ThreadAnnotations.h"
 
-// Locks with rules that the compiler can check: the standard library's mutex, a reader/writer lock, and the
-// kernel's critical section.
+// The standard library's locks and the kernel's critical section, with lock rules that the compiler can
+// check.
 
 class CAPABILITY("mutex") Mutex {
 public:
@@ -59,75 +58,15 @@ private:
     std::condition_variable m_condition;
 };
 
-/// A slim reader/writer lock: one writer, or any number of readers. For short sections that are entered often
-/// and seldom contended, where the standard library's costs more than the section itself. Not re-entrant, and
-/// readers that overlap without end keep a writer waiting. It must outlive every call of it, the unlocking
-/// ones included.
 class CAPABILITY("shared_mutex") SharedMutex {
 public:
-    void lock() ACQUIRE() {
-        if (!tryChange(kFree, kWriter)) waitUntil([this] { return tryEnterAsWriter(); });
-    }
-    void unlock() RELEASE() { leave(kWriter); }
-
-    void lock_shared() ACQUIRE_SHARED() {
-        if (!tryEnterAsReader()) waitUntil([this] { return tryEnterAsReader(); });
-    }
-    void unlock_shared() RELEASE_SHARED() { leave(kReader); }
+    void lock() ACQUIRE() { m_mutex.lock(); }
+    void unlock() RELEASE() { m_mutex.unlock(); }
+    void lock_shared() ACQUIRE_SHARED() { m_mutex.lock_shared(); }
+    void unlock_shared() RELEASE_SHARED() { m_mutex.unlock_shared(); }
 
 private:
-    // The state: a writer's bit, a bit that says that someone waits, and the number of readers above them.
-    static constexpr std::uint32_t kFree = 0;
-    static constexpr std::uint32_t kWriter = 1;
-    static constexpr std::uint32_t kWaiters = 2;
-    static constexpr std::uint32_t kReader = 4;
-
-    bool tryChange(std::uint32_t from, std::uint32_t to) {
-        return m_state.compare_exchange_strong(from, to, std::memory_order_acquire,
-                                               std::memory_order_relaxed);
-    }
-
-    bool tryEnterAsWriter() {
-        const std::uint32_t waiters = m_state.load(std::memory_order_relaxed) & kWaiters;
-        return tryChange(waiters, waiters | kWriter);
-    }
-
-    bool tryEnterAsReader() {
-        std::uint32_t state = m_state.load(std::memory_order_relaxed);
-        while ((state & kWriter) == 0) {
-            if (m_state.compare_exchange_weak(state, state + kReader, std::memory_order_acquire,
-                                              std::memory_order_relaxed))
-                return true;
-        }
-        return false;
-    }
-
-    void leave(std::uint32_t holder) {
-        const std::uint32_t before = m_state.fetch_sub(holder, std::memory_order_release);
-        if (before & kWaiters) wakeWaiters();
-    }
-
-    // Who waits has set its bit under the mutex and is in the wait before the mutex is free again.
-    void wakeWaiters() {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_state.fetch_and(~kWaiters, std::memory_order_relaxed);
-        m_left.notify_all();
-    }
-
-    // Waits only once the bit is set in a state that someone still has to leave.
-    template <class TryEnter>
-    void waitUntil(TryEnter tryEnter) {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        while (!tryEnter()) {
-            const std::uint32_t state = m_state.load(std::memory_order_relaxed);
-            const bool held = (state & ~kWaiters) != kFree;
-            if (held && tryChange(state, state | kWaiters)) m_left.wait(lock);
-        }
-    }
-
-    std::atomic<std::uint32_t> m_state{kFree};
-    std::mutex m_mutex;
-    std::condition_variable m_left;
+    std::shared_mutex m_mutex;
 };
 
 class SCOPED_CAPABILITY ExclusiveLock {
