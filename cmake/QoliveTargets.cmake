@@ -31,6 +31,7 @@ function(qolive_gtest name)
   endif()
   add_executable(${name} ${arg_SOURCES})
   qolive_settings(${name})
+  target_compile_options(${name} PRIVATE -O1)  # half the build's time, and speed is not what tests are for
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   target_link_libraries(${name} PRIVATE ${arg_LIBS} GTest::gtest_main)
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
