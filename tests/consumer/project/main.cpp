@@ -4,7 +4,8 @@
 
 int main() {
     int mode = 0;
-    if (Bas::CMsgCenterFactory::Inst()->Start(R"({"gatewayDns":{"main":["127.0.0.1:1"],"backup":[]}})", {}) != 1)
+    if (Bas::CMsgCenterFactory::Inst()->Start(R"({"gatewayDns":{"main":["127.0.0.1:1"],"backup":[]}})", {}) !=
+        1)
         return 1;
     if (LiveHeartReportManager::GetInstance()->startLiveheart("{}", mode) != 1) return 1;
     if (!data_report::DataReportManager::Instance().Init()) return 1;
