@@ -258,7 +258,7 @@ void Connection::check(int result) {
 }
 
 std::string Connection::tlsProblem() const {
-    const std::string refusal = m_tls->refusal();
+    std::string refusal = m_tls->refusal();
     if (!refusal.empty()) return refusal;
     return m_libraryError.empty() ? "the TLS handshake failed"
                                   : "the TLS handshake failed: " + m_libraryError;

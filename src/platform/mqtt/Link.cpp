@@ -22,7 +22,7 @@ constexpr auto kDrainLimit = milliseconds(400);
 constexpr auto kGoodbyeLimit = milliseconds(200);
 // The client library counts its keep-alive in seconds, and has to be called to notice.
 constexpr std::int64_t kLongestStepMs = 1000;
-constexpr std::size_t kLargestDownlink = 16 * 1024 * 1024;
+constexpr std::size_t kLargestDownlink = std::size_t{16} * 1024 * 1024;
 
 std::string nameOf(const ServerAddress& address, const std::string& literal) {
     const std::string port = ":" + std::to_string(address.port);

@@ -20,8 +20,8 @@ struct Message {
 class Outbox {
 public:
     static constexpr std::size_t kMostMessages = 4096;
-    static constexpr std::size_t kMostBytes = 4 * 1024 * 1024;
-    static constexpr std::size_t kMostBytesInFlight = 256 * 1024;
+    static constexpr std::size_t kMostBytes = std::size_t{4} * 1024 * 1024;
+    static constexpr std::size_t kMostBytesInFlight = std::size_t{256} * 1024;
 
     /// Accepts messages from now on.
     void open();

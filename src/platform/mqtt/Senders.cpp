@@ -20,7 +20,7 @@ Senders::Handle Senders::close(int cmd) {
     const MutexLock lock(m_mutex);
     const auto found = m_senders.find(cmd);
     if (found == m_senders.end()) return nullptr;
-    const Handle sender = found->second;
+    Handle sender = found->second;
     sender->closed = true;
     m_senders.erase(found);
     m_closed.insert(cmd);

@@ -17,7 +17,7 @@ constexpr int kShortestKeepAlive = 5;  // the client library takes no shorter on
 constexpr int kLongestKeepAlive = 65535;
 constexpr std::int64_t kUsualPauseMs = 30'000;
 constexpr std::int64_t kShortestPauseMs = 500;
-constexpr std::int64_t kLongestPauseMs = 24 * 3600 * 1000;
+constexpr std::int64_t kLongestPauseMs = std::int64_t{24} * 3600 * 1000;
 
 bool isClientByte(char c) {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_' || c == '-';
