@@ -39,7 +39,9 @@ Registration* enterCurrent() {
     }
 }
 
-void deliver(LogLevel level, const char* line) {
+// What a JSON writer returns ends with a line break, which a log line does not.
+void deliver(LogLevel level, char* line, std::size_t length) {
+    if (length > 0 && line[length - 1] == '\n') line[length - 1] = '\0';
     Registration* registration = enterCurrent();
     registration->sink(registration->user, static_cast<int>(level), line);
     registration->calls.fetch_sub(1);
@@ -55,7 +57,7 @@ void deliverLong(LogLevel level, std::size_t length, const char* format, std::va
     if (!line) return;
     std::vsnprintf(line.get(), size, format, arguments);
     if (length >= size) std::snprintf(line.get() + size - sizeof kCut, sizeof kCut, "%s", kCut);
-    deliver(level, line.get());
+    deliver(level, line.get(), size - 1);
 }
 
 }  // namespace
@@ -82,7 +84,7 @@ void Log(LogLevel level, const char* format, ...) {
     va_copy(again, arguments);
     const int length = std::vsnprintf(line, sizeof line, format, arguments);
     if (length >= 0 && static_cast<std::size_t>(length) < sizeof line)
-        deliver(level, line);
+        deliver(level, line, static_cast<std::size_t>(length));
     else if (length >= 0)
         deliverLong(level, static_cast<std::size_t>(length), format, again);
     va_end(again);

@@ -275,8 +275,9 @@ TEST_F(LiveHeartReportMessage, AFullReportIsLoggedWithItsSender) {
         return std::to_string(static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(sender)));
     };
     EXPECT_EQ(log.lines()[0].level, 2);
-    EXPECT_EQ(log.lines()[0].text, "[LiveState] msgsender:" + identity(heartbeat.m_mainSender) +
-                                       " isMain:main sender bRet:1 reportData:" + sentOnMain().back().body);
+    EXPECT_EQ(log.lines()[0].text + "\n",
+              "[LiveState] msgsender:" + identity(heartbeat.m_mainSender) +
+                  " isMain:main sender bRet:1 reportData:" + sentOnMain().back().body);
     EXPECT_EQ(log.lines()[1].text.find("[LiveState] msgsender:" + identity(heartbeat.m_backSender) +
                                        " isMain:back sender bRet:0 reportData:{"),
               0u);

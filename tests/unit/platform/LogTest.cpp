@@ -35,6 +35,14 @@ TEST(Log, CutsALineAtSixtyFourKibibytesAndSaysSo) {
     EXPECT_EQ(line.substr(line.size() - 7), "x [cut]");
 }
 
+TEST(Log, ALineHasNoLineBreakAtItsEnd) {
+    const fakes::CapturingLog log;
+    Log(LogLevel::Info, "%s", "{\"type\":1}\n");
+    Log(LogLevel::Info, "%s", (std::string(5000, 'x') + "\n").c_str());
+    Log(LogLevel::Info, "%s", "\n");
+    EXPECT_EQ(log.texts(), (std::vector<std::string>{"{\"type\":1}", std::string(5000, 'x'), ""}));
+}
+
 TEST(Log, TheDefaultLineEscapesControlCharactersSoThatItStaysOneLine) {
     std::tm when{};
     when.tm_year = 126;
