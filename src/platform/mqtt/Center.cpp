@@ -95,7 +95,7 @@ bool Center::startThread(Settings settings) {
         const auto link = std::make_shared<Link>(std::move(settings), randomName(), randomNumber(), m_state);
         m_thread = std::make_shared<std::thread>([this, link] {
             m_threadId = std::this_thread::get_id();
-            PrepareNetworkThread();
+            const NetworkThread networkThread;
             link->run();
         });
         return true;

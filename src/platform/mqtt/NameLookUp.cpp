@@ -79,7 +79,7 @@ std::shared_ptr<const NameLookUp> NameLookUps::begin(const std::string& host) {
     const auto lookUp = std::make_shared<NameLookUp>();
     try {
         std::thread([host, lookUp, waiter = m_waiter] {
-            PrepareNetworkThread();
+            const NetworkThread networkThread;
             lookUp->m_literals = currentResolver.load()(host);
             lookUp->m_ended = true;
             waiter->wake();

@@ -5,8 +5,15 @@
 namespace QoPlayer {
 namespace mqtt {
 
-/// To be called first on a thread of the message center: keeps the host's signal handlers off it.
-void PrepareNetworkThread();
+/// To be made first on a thread of the message center and to live as long as it: keeps the host's signal handlers
+/// off the thread, and leaves nothing of the TLS library behind.
+class NetworkThread {
+public:
+    NetworkThread();
+    ~NetworkThread();
+    NetworkThread(const NetworkThread&) = delete;
+    NetworkThread& operator=(const NetworkThread&) = delete;
+};
 
 /// Keeps what the process does on signals as it is for as long as it lives; the client library changes it.
 class SignalGuard {

@@ -12,13 +12,16 @@ struct SignalGuard::Saved {
     struct sigaction onBrokenPipe;
 };
 
-void PrepareNetworkThread() {
+NetworkThread::NetworkThread() {
     sigset_t blocked;
     sigfillset(&blocked);
     for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS, SIGPROF})
         sigdelset(&blocked, fault);
     pthread_sigmask(SIG_SETMASK, &blocked, nullptr);
 }
+
+// The TLS library, a shared one, sees a thread end by itself.
+NetworkThread::~NetworkThread() = default;
 
 SignalGuard::SignalGuard() : m_saved(std::make_unique<Saved>()) {
     sigaction(SIGPIPE, nullptr, &m_saved->onBrokenPipe);

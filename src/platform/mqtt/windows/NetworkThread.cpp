@@ -1,12 +1,19 @@
 #include "platform/mqtt/NetworkThread.h"
 
+#include <openssl/crypto.h>
+
 namespace QoPlayer {
 namespace mqtt {
 
 // Windows delivers no signals to a thread, and the client library changes none here.
 struct SignalGuard::Saved {};
 
-void PrepareNetworkThread() {}
+NetworkThread::NetworkThread() = default;
+
+// Linked into a DLL, the TLS library is not told when a thread ends.
+NetworkThread::~NetworkThread() {
+    OPENSSL_thread_stop();
+}
 
 SignalGuard::SignalGuard() = default;
 
