@@ -108,7 +108,7 @@ private:
     }
 
     Mutex m_mutex;
-    TsReader m_reader GUARDED_BY(m_mutex);
+    TsReader m_reader QOLIVE_GUARDED_BY(m_mutex);
     TsTotals m_shown;
     Clock::time_point m_shownAt = Clock::now();
     UdpSink m_sink;

@@ -162,10 +162,10 @@ private:
     void TickStreams();
 
     std::shared_ptr<const Registry> TakeSnapshot();
-    std::shared_ptr<const Registry> ReplaceRegistry(Registry changed) REQUIRES(m_reportMutex);
+    std::shared_ptr<const Registry> ReplaceRegistry(Registry changed) QOLIVE_REQUIRES(m_reportMutex);
 
-    std::int64_t IdClockMs() const REQUIRES(m_midMutex);
-    std::int64_t NextSequence(std::int64_t& now) REQUIRES(m_midMutex);
+    std::int64_t IdClockMs() const QOLIVE_REQUIRES(m_midMutex);
+    std::int64_t NextSequence(std::int64_t& now) QOLIVE_REQUIRES(m_midMutex);
     SendQueue TakeQueue();
     void SendBatch(SendQueue batch);
 
@@ -173,24 +173,24 @@ private:
     Mutex m_initMutex;
 
     Mutex m_midMutex;
-    std::int64_t m_startSteadyNs GUARDED_BY(m_midMutex);
-    std::int64_t m_startSystemMs GUARDED_BY(m_midMutex);
-    std::int64_t m_lastMs GUARDED_BY(m_midMutex) = -1;
-    std::int64_t m_workerId GUARDED_BY(m_midMutex) = 1;
-    std::int64_t m_datacenterId GUARDED_BY(m_midMutex) = 1;
-    std::int64_t m_sequence GUARDED_BY(m_midMutex) = 0;
+    std::int64_t m_startSteadyNs QOLIVE_GUARDED_BY(m_midMutex);
+    std::int64_t m_startSystemMs QOLIVE_GUARDED_BY(m_midMutex);
+    std::int64_t m_lastMs QOLIVE_GUARDED_BY(m_midMutex) = -1;
+    std::int64_t m_workerId QOLIVE_GUARDED_BY(m_midMutex) = 1;
+    std::int64_t m_datacenterId QOLIVE_GUARDED_BY(m_midMutex) = 1;
+    std::int64_t m_sequence QOLIVE_GUARDED_BY(m_midMutex) = 0;
 
     std::shared_ptr<std::thread> m_collectThread;
     std::atomic<bool> m_bStopThread{false};
     const std::int32_t m_intervalSec = 1;
 
     Mutex m_reportMutex;
-    Registry m_reports GUARDED_BY(m_reportMutex);
-    std::shared_ptr<const Registry> m_snapshot GUARDED_BY(m_reportMutex);
+    Registry m_reports QOLIVE_GUARDED_BY(m_reportMutex);
+    std::shared_ptr<const Registry> m_snapshot QOLIVE_GUARDED_BY(m_reportMutex);
 
     Mutex m_sendMutex;
     ConditionVariable m_sendCond;
-    SendQueue m_sendQueue GUARDED_BY(m_sendMutex);
+    SendQueue m_sendQueue QOLIVE_GUARDED_BY(m_sendMutex);
 
     std::shared_ptr<QoPlayer::MsgCenter> m_heldCenter;
     QoPlayer::MsgCenter* m_msgCenter = nullptr;

@@ -16,17 +16,17 @@ std::int64_t kbpsOf(std::int64_t bytesPerSecond) {
 }
 
 std::int64_t takePerSecond(StreamQulityData& data, DataTypeEnum counter, std::uint32_t seconds)
-    REQUIRES(data.m_lock) {
+    QOLIVE_REQUIRES(data.m_lock) {
     return data.TakeValue(counter) / static_cast<std::int64_t>(seconds);
 }
 
 std::uint32_t takeFps(StreamQulityData& data, DataTypeEnum frames, std::uint32_t seconds)
-    REQUIRES(data.m_lock) {
+    QOLIVE_REQUIRES(data.m_lock) {
     return static_cast<std::uint32_t>(takePerSecond(data, frames, seconds));
 }
 
 std::uint32_t takeKbps(StreamQulityData& data, DataTypeEnum bytes, std::uint32_t seconds)
-    REQUIRES(data.m_lock) {
+    QOLIVE_REQUIRES(data.m_lock) {
     return static_cast<std::uint32_t>(kbpsOf(takePerSecond(data, bytes, seconds)));
 }
 

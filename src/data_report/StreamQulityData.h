@@ -21,20 +21,20 @@ public:
     StreamQulityData(const std::string& streamId, const StreamTypeEnum& streamType);
 
     /// Adds to a counter (modulo 2^64) or replaces a setting; ignores a type that is neither.
-    void AddData(const DataTypeEnum& type, const std::int64_t& value) EXCLUDES(m_lock);
-    void SetString(const StringDataTypeEnum& type, const std::string& value) EXCLUDES(m_lock);
+    void AddData(const DataTypeEnum& type, const std::int64_t& value) QOLIVE_EXCLUDES(m_lock);
+    void SetString(const StringDataTypeEnum& type, const std::string& value) QOLIVE_EXCLUDES(m_lock);
 
-    std::int64_t Value(DataTypeEnum type) const REQUIRES_SHARED(m_lock);
-    std::int64_t TakeValue(DataTypeEnum type) REQUIRES(m_lock);  ///< reads and zeroes
-    const std::string& Text(StringDataTypeEnum type) const REQUIRES_SHARED(m_lock);
+    std::int64_t Value(DataTypeEnum type) const QOLIVE_REQUIRES_SHARED(m_lock);
+    std::int64_t TakeValue(DataTypeEnum type) QOLIVE_REQUIRES(m_lock);  ///< reads and zeroes
+    const std::string& Text(StringDataTypeEnum type) const QOLIVE_REQUIRES_SHARED(m_lock);
 
     const std::string m_streamId;
     const StreamTypeEnum m_streamType;
     mutable SharedMutex m_lock;  ///< guards everything below
 
 private:
-    std::array<std::int64_t, kDataTypes> m_values GUARDED_BY(m_lock){};
-    std::array<std::string, kStringDataTypes> m_strings GUARDED_BY(m_lock);
+    std::array<std::int64_t, kDataTypes> m_values QOLIVE_GUARDED_BY(m_lock){};
+    std::array<std::string, kStringDataTypes> m_strings QOLIVE_GUARDED_BY(m_lock);
 };
 
 }  // namespace data_report

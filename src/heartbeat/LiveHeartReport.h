@@ -144,31 +144,31 @@ protected:
     QOLIVE_API void run();
 
     const std::unique_ptr<CriticalSection> m_lock;
-    void* m_hThread GUARDED_BY(*m_lock) = nullptr;
-    LiveHeartReportData m_data GUARDED_BY(*m_lock);
+    void* m_hThread QOLIVE_GUARDED_BY(*m_lock) = nullptr;
+    LiveHeartReportData m_data QOLIVE_GUARDED_BY(*m_lock);
     std::atomic<bool> m_bRun{false};
-    int m_heartCmd GUARDED_BY(*m_lock) = 2;
-    int m_commonCmd GUARDED_BY(*m_lock) = 4;
+    int m_heartCmd QOLIVE_GUARDED_BY(*m_lock) = 2;
+    int m_commonCmd QOLIVE_GUARDED_BY(*m_lock) = 4;
 
     // Written with both m_lock and m_slotLock held, so that either is enough to use one.
     MsgSenderStatus* m_mainSender = nullptr;
     MsgSenderStatus* m_backSender = nullptr;
     MsgSenderStatus* m_commonSender = nullptr;
 
-    std::deque<std::string> m_cmdQueue GUARDED_BY(*m_lock);
+    std::deque<std::string> m_cmdQueue QOLIVE_GUARDED_BY(*m_lock);
 
 private:
     struct Prepared;
 
-    QOLIVE_API void StartThread() REQUIRES(*m_lock);
+    QOLIVE_API void StartThread() QOLIVE_REQUIRES(*m_lock);
     QOLIVE_API void SafeCloseThread(void*& thread);
 
     bool Pass();
     void EndHeartbeat();
-    void Place(MsgSenderStatus*& slot, MsgSenderStatus* sender) REQUIRES(*m_lock);
-    void Delete(MsgSenderStatus*& slot) REQUIRES(*m_lock);
+    void Place(MsgSenderStatus*& slot, MsgSenderStatus* sender) QOLIVE_REQUIRES(*m_lock);
+    void Delete(MsgSenderStatus*& slot) QOLIVE_REQUIRES(*m_lock);
 
-    void Mark() REQUIRES(*m_lock);
+    void Mark() QOLIVE_REQUIRES(*m_lock);
     void Change(std::int32_t LiveHeartReportData::*field, std::int32_t value);
 
     bool Prepare(MsgSenderStatus& sender, std::int64_t nowMs, bool periodic, Prepared& prepared);

@@ -59,9 +59,9 @@ private:
     Mutex m_mutex;
     ConditionVariable m_condition;
     const std::array<std::size_t, 2> m_limits;
-    std::array<std::size_t, 2> m_counts GUARDED_BY(m_mutex){};
-    std::deque<std::pair<MediaKind, Frame>> m_frames GUARDED_BY(m_mutex);
-    bool m_closed GUARDED_BY(m_mutex) = false;
+    std::array<std::size_t, 2> m_counts QOLIVE_GUARDED_BY(m_mutex){};
+    std::deque<std::pair<MediaKind, Frame>> m_frames QOLIVE_GUARDED_BY(m_mutex);
+    bool m_closed QOLIVE_GUARDED_BY(m_mutex) = false;
 };
 
 }  // namespace host

@@ -90,8 +90,8 @@ private:
     std::int64_t m_startReportedMs = 0;
 
     mutable Mutex m_mutex;
-    StreamFacts m_facts GUARDED_BY(m_mutex);
-    StreamEnd m_end GUARDED_BY(m_mutex);
+    StreamFacts m_facts QOLIVE_GUARDED_BY(m_mutex);
+    StreamEnd m_end QOLIVE_GUARDED_BY(m_mutex);
 };
 
 }  // namespace host

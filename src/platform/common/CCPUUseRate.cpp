@@ -5,7 +5,7 @@
 
 struct CCPUUseRate::Impl {
     Mutex mutex;
-    SystemUseRate rate GUARDED_BY(mutex);
+    SystemUseRate rate QOLIVE_GUARDED_BY(mutex);
 };
 
 CCPUUseRate::CCPUUseRate() : m_impl(std::make_unique<Impl>()) {}

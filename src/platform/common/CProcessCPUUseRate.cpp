@@ -4,7 +4,7 @@
 
 struct CProcessCPUUseRate::Impl {
     Mutex mutex;
-    ProcessUseRate rate GUARDED_BY(mutex);
+    ProcessUseRate rate QOLIVE_GUARDED_BY(mutex);
 };
 
 CProcessCPUUseRate::CProcessCPUUseRate() : m_impl(std::make_unique<Impl>()) {}

@@ -7,8 +7,8 @@
 struct LookUps::LookUp {
     Mutex mutex;
     ConditionVariable done;
-    bool isDone GUARDED_BY(mutex) = false;
-    std::vector<HostAddress> addresses GUARDED_BY(mutex);
+    bool isDone QOLIVE_GUARDED_BY(mutex) = false;
+    std::vector<HostAddress> addresses QOLIVE_GUARDED_BY(mutex);
 
     void finish(std::vector<HostAddress> found) {
         const MutexLock lock(mutex);

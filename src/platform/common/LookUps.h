@@ -31,10 +31,10 @@ private:
     struct LookUp;
 
     std::shared_ptr<LookUp> joinOrStart(const std::string& host);
-    std::shared_ptr<LookUp> start(const std::string& host) REQUIRES(m_mutex);
+    std::shared_ptr<LookUp> start(const std::string& host) QOLIVE_REQUIRES(m_mutex);
     void run(const std::string& host, LookUp& lookUp);
 
     const Resolver m_resolver;
     Mutex m_mutex;
-    std::map<std::string, std::shared_ptr<LookUp>> m_running GUARDED_BY(m_mutex);
+    std::map<std::string, std::shared_ptr<LookUp>> m_running QOLIVE_GUARDED_BY(m_mutex);
 };

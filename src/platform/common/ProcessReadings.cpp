@@ -6,8 +6,8 @@ namespace {
 
 struct Newest {
     Mutex mutex;
-    std::wstring name GUARDED_BY(mutex);
-    std::shared_ptr<const ProcessList> list GUARDED_BY(mutex);
+    std::wstring name QOLIVE_GUARDED_BY(mutex);
+    std::shared_ptr<const ProcessList> list QOLIVE_GUARDED_BY(mutex);
 };
 
 Newest& newest() {

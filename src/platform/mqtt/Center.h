@@ -46,7 +46,7 @@ private:
     std::atomic<std::thread::id> m_threadId{};
 
     Mutex m_ownedMutex;
-    std::map<int, std::unique_ptr<MsgSender>> m_owned GUARDED_BY(m_ownedMutex);
+    std::map<int, std::unique_ptr<MsgSender>> m_owned QOLIVE_GUARDED_BY(m_ownedMutex);
 };
 
 }  // namespace mqtt

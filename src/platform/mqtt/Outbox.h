@@ -62,11 +62,11 @@ private:
     static std::size_t bytesOf(const Message& message) { return message.body.size() + message.head.size(); }
 
     Mutex m_mutex;
-    std::deque<Entry> m_entries GUARDED_BY(m_mutex);
-    std::size_t m_inFlight GUARDED_BY(m_mutex) = 0;
-    std::size_t m_bytes GUARDED_BY(m_mutex) = 0;
-    std::size_t m_bytesInFlight GUARDED_BY(m_mutex) = 0;
-    bool m_open GUARDED_BY(m_mutex) = false;
+    std::deque<Entry> m_entries QOLIVE_GUARDED_BY(m_mutex);
+    std::size_t m_inFlight QOLIVE_GUARDED_BY(m_mutex) = 0;
+    std::size_t m_bytes QOLIVE_GUARDED_BY(m_mutex) = 0;
+    std::size_t m_bytesInFlight QOLIVE_GUARDED_BY(m_mutex) = 0;
+    bool m_open QOLIVE_GUARDED_BY(m_mutex) = false;
 };
 
 }  // namespace mqtt

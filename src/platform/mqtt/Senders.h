@@ -59,10 +59,10 @@ public:
 private:
     Mutex m_mutex;
     ConditionVariable m_callbackEnded;
-    std::map<int, Handle> m_senders GUARDED_BY(m_mutex);
-    std::set<int> m_closed GUARDED_BY(m_mutex);
-    const Sender* m_running GUARDED_BY(m_mutex) = nullptr;
-    std::thread::id m_runningOn GUARDED_BY(m_mutex);
+    std::map<int, Handle> m_senders QOLIVE_GUARDED_BY(m_mutex);
+    std::set<int> m_closed QOLIVE_GUARDED_BY(m_mutex);
+    const Sender* m_running QOLIVE_GUARDED_BY(m_mutex) = nullptr;
+    std::thread::id m_runningOn QOLIVE_GUARDED_BY(m_mutex);
     std::atomic<bool> m_changed{false};
 };
 

@@ -103,12 +103,12 @@ public:
     }
 
 private:
-    FeedTally& Tally(MediaKind kind) REQUIRES(m_mutex) {
+    FeedTally& Tally(MediaKind kind) QOLIVE_REQUIRES(m_mutex) {
         return kind == MediaKind::Video ? m_record.video : m_record.audio;
     }
 
     mutable Mutex m_mutex;
-    FeedRecord m_record GUARDED_BY(m_mutex);
+    FeedRecord m_record QOLIVE_GUARDED_BY(m_mutex);
 };
 
 }  // namespace host

@@ -38,8 +38,8 @@ public:
 
 private:
     Mutex m_mutex;
-    sink::TsReader m_reader GUARDED_BY(m_mutex);
-    std::vector<std::uint8_t> m_bytes GUARDED_BY(m_mutex);
+    sink::TsReader m_reader QOLIVE_GUARDED_BY(m_mutex);
+    std::vector<std::uint8_t> m_bytes QOLIVE_GUARDED_BY(m_mutex);
     std::unique_ptr<sink::UdpSink> m_sink;
     std::string m_url;
 };
