@@ -25,8 +25,9 @@ bool AsksForFullReport(const std::string& text) {
 
 MsgSenderStatus::MsgSenderStatus() = default;
 
+// Without a sender of our own, the command may be another's.
 MsgSenderStatus::~MsgSenderStatus() {
-    if (m_msgCenter) m_msgCenter->closeSender(m_cmd);
+    if (m_senderPtr) m_msgCenter->closeSender(m_cmd);
 }
 
 bool MsgSenderStatus::initSender(int cmd, const std::string& name) {

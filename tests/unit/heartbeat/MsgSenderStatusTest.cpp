@@ -68,6 +68,18 @@ TEST(MsgSenderStatus, TheDestructorClosesTheSender) {
     EXPECT_FALSE(FakeMsgCenter::main().hasSender(2));
 }
 
+TEST(MsgSenderStatus, OneThatGotNoSenderLeavesAnothersOfTheSameCommandOpen) {
+    MsgSenderStatus first;
+    ASSERT_TRUE(first.initSender(2, "mainSender"));
+    FakeMsgCenter::main().createSenderFails();
+    {
+        MsgSenderStatus second;
+        EXPECT_FALSE(second.initSender(2, "mainSender"));
+    }
+    EXPECT_EQ(FakeMsgCenter::main().sendersClosed(2), 0);
+    EXPECT_TRUE(FakeMsgCenter::main().hasSender(2));
+}
+
 TEST(MsgSenderStatus, ACenterThatGivesNoSenderIsLogged) {
     FakeMsgCenter::main().createSenderFails();
     const CapturingLog log;
