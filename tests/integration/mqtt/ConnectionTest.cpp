@@ -1,5 +1,6 @@
 #include <signal.h>
 
+#include <array>
 #include <future>
 #include <thread>
 
@@ -240,6 +241,23 @@ TEST_F(ConnectionTest, TheHostsSignalHandlingStaysAsItIs) {
     struct sigaction after = {};
     ASSERT_EQ(sigaction(SIGPIPE, nullptr, &after), 0);
     EXPECT_EQ(after.sa_handler, SIG_DFL);
+}
+
+TEST_F(ConnectionTest, TheHostsSignalHandlingSurvivesCentersThatConnectAtOnce) {
+    struct sigaction before = {};
+    before.sa_handler = SIG_DFL;
+    ASSERT_EQ(sigaction(SIGPIPE, &before, nullptr), 0);
+    const int dead = FreePort();
+    for (int round = 0; round < 50; ++round) {
+        {
+            std::array<QoPlayer::MsgCenter, 4> centers;
+            for (QoPlayer::MsgCenter& each : centers)
+                ASSERT_TRUE(each.start(Config(dead)));
+        }
+        struct sigaction after = {};
+        ASSERT_EQ(sigaction(SIGPIPE, nullptr, &after), 0);
+        ASSERT_EQ(after.sa_handler, SIG_DFL);
+    }
 }
 
 class StopTest : public ConnectionTest {

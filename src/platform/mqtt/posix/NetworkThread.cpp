@@ -4,12 +4,18 @@
 #include <signal.h>
 
 #include <initializer_list>
+#include <mutex>
 
 namespace QoPlayer {
 namespace mqtt {
 
+namespace {
+std::mutex signalMutex;
+}
+
 struct SignalGuard::Saved {
-    struct sigaction onBrokenPipe;
+    std::lock_guard<std::mutex> lock{signalMutex};
+    struct sigaction onBrokenPipe = {};
 };
 
 NetworkThread::NetworkThread() {
