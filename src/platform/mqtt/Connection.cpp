@@ -61,7 +61,7 @@ ServerLimits limitsOf(const mosquitto_property* properties) {
     mosquitto_property_read_int32(properties, MQTT_PROP_MAXIMUM_PACKET_SIZE, &packet, false);
     ServerLimits limits;
     limits.mostInFlight = std::min<std::size_t>(inFlight, kMostUplinksInFlight);
-    limits.largestPacket = packet;
+    limits.largestPacket = std::min<std::size_t>(packet, kLargestPacket);
     return limits;
 }
 
@@ -152,8 +152,10 @@ void Connection::guarded(Action action) {
 
 Connection::Connection(const Options& options, ConnectionEvents& events, SocketWaiter& waiter)
     : m_events(events), m_waiter(waiter), m_tls(options.tls) {
-    const SignalGuard keepSignals;
-    m_client.reset(mosquitto_new(options.clientId.c_str(), options.cleanStart, this));
+    {
+        const SignalGuard keepSignals;
+        m_client.reset(mosquitto_new(options.clientId.c_str(), options.cleanStart, this));
+    }
     if (!m_client || !configure(options))
         fail("the client library gives no connection");
     else
