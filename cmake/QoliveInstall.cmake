@@ -60,4 +60,6 @@ file(RELATIVE_PATH from_pc_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/QoLiveReport.pc.in ${PROJECT_BINARY_DIR}/QoLiveReport.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/QoLiveReport.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
-include(QolivePackages)
+if(PROJECT_IS_TOP_LEVEL)
+  include(QolivePackages)
+endif()

@@ -61,7 +61,7 @@ extern "C" {
 enum {
     QOLIVE_FAILED = 0,
     QOLIVE_DONE = 1,
-    QOLIVE_ALREADY = 2,  ///< it was so before, or is switched off; nothing was changed
+    QOLIVE_ALREADY = 2,  ///< the center or heartbeat ran before, or the heartbeat is switched off now
 
     QOLIVE_NULL_ARGUMENT = -1,  ///< null text with a length, or null where a result is to go
     QOLIVE_BAD_JSON = -2,       ///< a JSON parameter does not parse
@@ -82,7 +82,8 @@ QOLIVE_API const char* qolive_version_text(void) QOLIVE_NOTHROW;
 
 // -------------------------------------------------------------------------------------------------- log
 
-/// Receives one finished log line, terminated by a zero byte, without a line break. `level` is 2 for ordinary
+/// Receives one finished log line, terminated by a zero byte, without a line break at its end; the text may
+/// hold what a server sent, so who writes lines escapes control characters. `level` is 2 for ordinary
 /// lines and 4 for what had to be refused or dropped. Called on any thread of the host and of the library,
 /// several at once. It must not call back into the library, nor throw.
 typedef void (*qolive_log_sink)(void* user, int level, const char* line);
@@ -385,7 +386,7 @@ QOLIVE_API int32_t qolive_streams_get_tick_count_ms(uint64_t* milliseconds) QOLI
 /// already.
 QOLIVE_API int32_t qolive_streams_report_start(const char* id, size_t id_length, int32_t type) QOLIVE_NOTHROW;
 
-/// ReportStop: forgets the stream. Blocks for up to 6 s while a sampled stream's ping ends.
+/// ReportStop: forgets the stream. Blocks for up to 3 s while a sampled stream's ping ends.
 QOLIVE_API int32_t qolive_streams_report_stop(const char* id, size_t id_length) QOLIVE_NOTHROW;
 
 /// AddReportData: feeds the slot `type` (QOLIVE_DATA_...). Without effect for an unknown stream or slot.

@@ -49,12 +49,16 @@ class StreamQualityReport;
 ///
 /// Threads. Every public operation may be called from any thread at any time, and none waits for the network.
 /// Init starts two threads that live until the process ends: one ticks every stream once a second, one sends;
-/// each sampled stream has one more, which pings its server every 3 s.
+/// each sampled stream has one more, which pings its server every 3 s, and while that server's name is looked
+/// up another (16 at most).
+///
+/// The records' processor use of the application is that of all processes named QoLive.exe (QoLive on Linux).
 ///
 /// Errors. Before Init has succeeded every operation does nothing. A stream id that was not started, or was
 /// stopped, is ignored, and so is a slot that does not exist; nothing is logged for either. Ids and texts are
 /// byte strings of any length. JSON is written in ASCII: what is not UTF-8 in a text arrives as U+FFFD. What
-/// jsoncpp raises never leaves an operation. Out of memory raises std::bad_alloc.
+/// jsoncpp raises never leaves an operation. Out of memory raises std::bad_alloc, but from SendStreamReport
+/// and ReportEventData, which drop the record with a logged line.
 ///
 /// Queue. Records wait in order, without a limit, until the connection is up. Each waiting record costs its
 /// two texts and about 130 bytes: with one sampled stream, whose quality record is 3.1 KiB, about 200 KiB for
@@ -115,7 +119,7 @@ public:
 
     /// Queues one record of the caller's own: sets "mid" in `head` to a new message id, writes both and
     /// returns true. False, with `head` as it was, when the manager is not enabled, and, with one logged line,
-    /// when `head` is neither an object nor null. Neither may nest deeper than 1000 levels: this is not
+    /// when `head` is neither an object nor null or memory is short (`head` may hold "mid" then). Neither may nest deeper than 1000 levels: this is not
     /// checked, and what is deeper cannot be read by a server and may exhaust the calling thread's stack.
     QOLIVE_API bool SendStreamReport(const Json::Value& record, Json::Value& head);
 

@@ -61,6 +61,8 @@ public:
     /// | "accessToken"       | string           |          | secret that opens the connection; never logged  |
     /// | "expireTime"        | integer          |          | when it expires, s since 1970-01-01 UTC; 0 never |
     ///
+    /// From then on no connection is made any more: Stop, and Start with a new token.
+    ///
     /// An address is split at its first colon; one without a colon is logged at level 4 and skipped. When no
     /// usable backup address is given, the backup center connects to the main servers. An empty main list is
     /// handed to the main center as it is, and the center's refusal is then the result.

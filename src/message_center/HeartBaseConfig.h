@@ -10,13 +10,15 @@ namespace Bas {
 ///
 /// | member        | meaning                                                              | when 0 or empty |
 /// |---------------|----------------------------------------------------------------------|-----------------|
-/// | `intValue1`   | keep-alive of the connection, seconds, 1 to 65535                     | 15              |
-/// | `intValue2`   | 0 = TLS, but plain TCP is allowed to loopback addresses; 1 = TLS      | 0               |
-/// |               | always; 2 = never TLS (a trusted network)                             |                 |
-/// | `int64Value1` | longest pause between two rounds of connection attempts, ms           | 30 000          |
+/// | `intValue1`   | keep-alive of the connection, seconds, 5 to 65535; others are taken   | 15              |
+/// |               | as the nearest, with a logged line                                    |                 |
+/// | `intValue2`   | 0 = TLS, but plain TCP to loopback addresses; 1 = TLS always; 2 =     | 0               |
+/// |               | never TLS (a trusted network); any other makes the start fail         |                 |
+/// | `int64Value1` | longest pause between two rounds of connection attempts, ms, 500 to   | 30 000          |
+/// |               | 86 400 000; others are taken as the nearest, with a logged line       |                 |
 /// | `int64Value2` | user id, offered to the server in decimal as the user name            | client name     |
-/// | `textValue1`  | client name, stable per installation: `[A-Za-z0-9_-]`, no dots; any   | a random name   |
-/// |               | other text makes the start of the center fail                        |                 |
+/// | `textValue1`  | client name, stable per installation: up to 128 of `[A-Za-z0-9_-]`;   | a random name   |
+/// |               | any other text makes the start of the center fail                     |                 |
 /// | `textValue2`  | file of the CA certificates (PEM) that the server must chain to       | system's store  |
 ///
 /// A plain record of the host's: it has no lock, so nobody may write it while CMsgCenterFactory::Start reads

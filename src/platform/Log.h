@@ -16,7 +16,8 @@ enum class LogLevel : int {
 /// writes lines escapes control characters. `user` is the pointer given to SetLogSink.
 ///
 /// A sink is called from any thread of the host and of the library, several at once, and may block: that
-/// delays only the thread that logs. It must not throw and must not call back into the library.
+/// delays the thread that logs and who waits for it: the heartbeat logs under its lock, which its setters
+/// take, and a stop waits for a running callback. It must not throw and must not call back into the library.
 using LogSink = void (*)(void* user, int level, const char* line);
 
 /// Hands every later log line to `sink`; null restores the default, which writes time, level and line to
