@@ -129,7 +129,8 @@ public:
     /// the state and returns false.
     QOLIVE_API bool stop();
 
-    /// Where the heartbeat thread starts; `param` is the LiveHeartReport. Not for the host to call.
+    /// The heartbeat on the calling thread, until the heartbeat is stopped; `param` is the LiveHeartReport, null
+    /// does nothing. The library makes a thread of its own for it: not for the host to call.
     QOLIVE_API static unsigned long ThreadProc(void* param);
 
 protected:
@@ -140,7 +141,7 @@ protected:
     /// Sends the oldest waiting command; true when that was accepted and the command is gone from the queue.
     QOLIVE_API bool sendComand();
 
-    /// The heartbeat thread's loop.
+    /// The loop of ThreadProc.
     QOLIVE_API void run();
 
     const std::unique_ptr<CriticalSection> m_lock;
@@ -163,6 +164,9 @@ private:
     QOLIVE_API void StartThread() QOLIVE_REQUIRES(*m_lock);
     QOLIVE_API void SafeCloseThread(void*& thread);
 
+    static unsigned long EnterThread(void* report, void (LiveHeartReport::*loop)());
+    void RunOwnThread();
+    bool PassOf(std::uint64_t threadId);
     bool Pass();
     void EndHeartbeat();
     void Place(MsgSenderStatus*& slot, MsgSenderStatus* sender) QOLIVE_REQUIRES(*m_lock);

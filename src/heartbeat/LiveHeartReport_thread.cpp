@@ -19,10 +19,6 @@ std::int64_t WallClockMs() {
     return static_cast<std::int64_t>(_time64(nullptr)) * 1000;
 }
 
-DWORD WINAPI EnterThread(void* report) {
-    return LiveHeartReport::ThreadProc(report);
-}
-
 /// Where a thread goes that is about to be terminated: no lock, no log, no heap, and nobody's memory but its
 /// own.
 [[noreturn]] void WaitForTermination() {
@@ -103,7 +99,10 @@ void LiveHeartReport::StartThread() {
     KeepLibraryLoaded();
     for (int attempt = 0; attempt < kThreadAttempts; ++attempt) {
         DWORD id = 0;
-        m_hThread = CreateThread(nullptr, 0, &EnterThread, this, 0, &id);
+        const auto enter = [](void* report) -> DWORD {
+            return EnterThread(report, &LiveHeartReport::RunOwnThread);
+        };
+        m_hThread = CreateThread(nullptr, 0, enter, this, 0, &id);
         if (m_hThread) {
             m_pause->threadStarted(id);
             Log(LogLevel::Info, "[LiveState] StartThread Success id=%d", static_cast<int>(id));
@@ -123,13 +122,22 @@ void LiveHeartReport::SafeCloseThread(HANDLE& thread) {
 }
 
 unsigned long LiveHeartReport::ThreadProc(void* param) {
+    return EnterThread(param, &LiveHeartReport::run);
+}
+
+unsigned long LiveHeartReport::EnterThread(void* report, void (LiveHeartReport::*loop)()) {
     Log(LogLevel::Info, "[LiveState] LiveHeartReport::ThreadProc start");
-    if (param) static_cast<LiveHeartReport*>(param)->run();
+    if (report) (static_cast<LiveHeartReport*>(report)->*loop)();
     Log(LogLevel::Info, "[LiveState] LiveHeartReport::ThreadProc finish");
     return 0;
 }
 
 void LiveHeartReport::run() {
+    while (m_bRun)
+        if (!Pass()) Sleep(kPauseMs);
+}
+
+void LiveHeartReport::RunOwnThread() {
     const std::shared_ptr<PauseHandshake> pause = m_pause;
     const std::uint64_t id = GetCurrentThreadId();
     {
@@ -137,7 +145,7 @@ void LiveHeartReport::run() {
         const CriticalSectionLock started(*m_lock);
     }
     while (m_bRun && pause->isCurrent(id)) {
-        if (Pass()) continue;
+        if (PassOf(id)) continue;
         if (!pause->beginPause(id)) break;
         Sleep(kPauseMs);
         if (!pause->endPause(id)) WaitForTermination();
@@ -145,9 +153,15 @@ void LiveHeartReport::run() {
     pause->threadLeft();
 }
 
-bool LiveHeartReport::Pass() {
-    const std::int64_t nowMs = WallClockMs();
+/// Not on the senders of a later start, should this thread have been let go while it waited for the lock.
+bool LiveHeartReport::PassOf(std::uint64_t threadId) {
     const CriticalSectionLock lock(*m_lock);
+    return m_pause->isCurrent(threadId) && Pass();
+}
+
+bool LiveHeartReport::Pass() {
+    const CriticalSectionLock lock(*m_lock);
+    const std::int64_t nowMs = WallClockMs();
     report(m_mainSender, nowMs, true);
     report(m_backSender, nowMs, true);
     return sendComand();
