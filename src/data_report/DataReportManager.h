@@ -119,8 +119,8 @@ public:
 
     /// Queues one record of the caller's own: sets "mid" in `head` to a new message id, writes both and
     /// returns true. False, with `head` as it was, when the manager is not enabled, and, with one logged line,
-    /// when `head` is neither an object nor null or memory is short (`head` may hold "mid" then). Neither may nest deeper than 1000 levels: this is not
-    /// checked, and what is deeper cannot be read by a server and may exhaust the calling thread's stack.
+    /// when one of them nests deeper than 1000 levels, `head` is neither an object nor null, or memory is
+    /// short (`head` may hold "mid" then).
     QOLIVE_API bool SendStreamReport(const Json::Value& record, Json::Value& head);
 
     DataReportManager(const DataReportManager&) = delete;

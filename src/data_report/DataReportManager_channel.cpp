@@ -137,6 +137,8 @@ std::string DataReportManager::GetMid() {
 bool DataReportManager::SendStreamReport(const Json::Value& record, Json::Value& head) {
     if (!m_bInit) return false;
     try {
+        RequireReadableDepth(record);
+        RequireReadableDepth(head);
         head["mid"] = GetMid();
         auto message = std::make_shared<SendData>();
         message->body = WriteCompactJson(record);

@@ -265,14 +265,30 @@ TEST_F(Events, AnEventThatHoldsNoKeysIsRefusedWithOneLine) {
     EXPECT_TRUE(sentSoFar().empty());
 }
 
+Json::Value nested(int levels) {
+    Json::Value value;
+    Json::Value* innermost = &value;
+    for (int i = 1; i < levels; ++i)
+        innermost = &(*innermost)["k"];
+    return value;
+}
+
+TEST_F(Events, ARecordOrHeadThatNestsTooDeepToBeReadIsRefusedWithOneLine) {
+    startConnected();
+    const fakes::CapturingLog log;
+    Json::Value head;
+    EXPECT_FALSE(manager.SendStreamReport(nested(1001), head));
+    EXPECT_FALSE(manager.SendStreamReport(nested(10000), head));
+    EXPECT_TRUE(head.isNull());
+    Json::Value deepHead = nested(1001);
+    EXPECT_FALSE(manager.SendStreamReport(Json::Value(), deepHead));
+    EXPECT_FALSE(deepHead.isMember("mid"));
+    EXPECT_EQ(log.countContaining("SendStreamReport not queued: JSON nested deeper than 1000 levels"), 3);
+    EXPECT_TRUE(manager.SendStreamReport(nested(1000), head));
+    EXPECT_EQ(sentSoFar().size(), 1U);
+}
+
 TEST_F(Events, AnEventThatNestsTooDeepToBeReadIsRefusedWithOneLine) {
-    const auto nested = [](int levels) {
-        Json::Value event;
-        Json::Value* innermost = &event;
-        for (int i = 1; i < levels; ++i)
-            innermost = &(*innermost)["k"];
-        return event;
-    };
     startConnected();
     startEventsOnly("a");
     acceptStreams();
