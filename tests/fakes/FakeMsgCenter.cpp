@@ -33,6 +33,7 @@ struct World {
     std::mutex mutex;
     std::map<int, Center> centers;
     int made = 0;
+    int madeBeforeTheLogSink = 0;
     int destroyed = 0;
     SdkLogSink sink = nullptr;
 };
@@ -73,6 +74,11 @@ auto withChannel(int index, int cmd, Action action) {
 int FakeMsgCenter::centersMade() {
     const std::lock_guard<std::mutex> lock(world().mutex);
     return world().made;
+}
+
+int FakeMsgCenter::centersMadeBeforeTheLogSink() {
+    const std::lock_guard<std::mutex> lock(world().mutex);
+    return world().madeBeforeTheLogSink;
 }
 
 int FakeMsgCenter::centersDestroyed() {
@@ -175,6 +181,7 @@ struct MsgCenter::Impl {
 
 MsgCenter::MsgCenter() {
     const std::lock_guard<std::mutex> lock(fakes::world().mutex);
+    if (!fakes::world().sink) ++fakes::world().madeBeforeTheLogSink;
     m_impl.reset(new Impl{fakes::world().made++});
 }
 

@@ -37,6 +37,7 @@ public:
     static FakeMsgCenter main() { return FakeMsgCenter(0); }
     static FakeMsgCenter backup() { return FakeMsgCenter(1); }
     static int centersMade();
+    static int centersMadeBeforeTheLogSink();  ///< while no sink was installed with SetLogPtr
     static int centersDestroyed();
 
     std::vector<StartedWith> starts() const;

@@ -81,6 +81,15 @@ TEST_F(LiveHeartReportManagerTest, AModeGivenAsAStringStartsTheHeartbeat) {
     EXPECT_EQ(mode, kUntouched);
 }
 
+TEST_F(LiveHeartReportManagerTest, AModeGivenAsAWholeRealCountsAsAnInteger) {
+    EXPECT_EQ(start(R"({"heartbeatMode":1.0})"), 1);
+    EXPECT_EQ(mode, 1);
+    EXPECT_TRUE(isRunning());
+    EXPECT_EQ(start(R"({"heartbeatMode":0.0})"), 2);
+    EXPECT_EQ(mode, 0);
+    EXPECT_FALSE(isRunning());
+}
+
 TEST_F(LiveHeartReportManagerTest, AModeThatIsNoThirtyTwoBitIntegerStartsTheHeartbeat) {
     for (const char* other : {"0.5", "null", "true", "[0]", "{}", "2147483648", "-2147483649", "1e300"}) {
         EXPECT_EQ(start(std::string(R"({"heartbeatMode":)") + other + "}"), 1) << other;

@@ -292,6 +292,18 @@ TEST_F(LiveHeartReportMessage, OneKeepAliveInFortyIsLogged) {
     EXPECT_NE(log.lines()[0].text.find(" isMain:normal bRet:1 reportData:{"), std::string::npos);
 }
 
+TEST_F(LiveHeartReportMessage, TheReportsOfAllSendersCountTogetherForTheLog) {
+    MsgSenderStatus* const senders[] = {heartbeat.m_mainSender, heartbeat.m_backSender};
+    for (MsgSenderStatus* sender : senders)
+        ASSERT_TRUE(heartbeat.report(sender, kNow, false));  // full ones, which are always logged
+    const CapturingLog log;
+    for (std::size_t n = 3; n <= 80; ++n) {
+        ASSERT_TRUE(heartbeat.report(senders[n % 2], kNow, false));
+        ASSERT_EQ(log.lines().size(), n / 40) << n;
+    }
+    EXPECT_EQ(log.countContaining(" isMain:normal "), 2);
+}
+
 TEST_F(LiveHeartReportMessage, ACommandIsOneObjectWithItsTextAsAString) {
     const std::string text = R"({"say":"hi"})";
     EXPECT_TRUE(heartbeat.sendComand(-7, text));

@@ -1,6 +1,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdlib>
+#include <ctime>
 #include <future>
 #include <mutex>
 
@@ -157,6 +158,24 @@ TEST_F(LiveHeartReportThread, TheEntryTakesNoObjectForAnAnswer) {
     EXPECT_EQ(log.texts(), (std::vector<std::string>{kThreadStart, kThreadFinish}));
 }
 
+TEST_F(LiveHeartReportThread, EveryLineIsOfLevelTwo) {
+    const CapturingLog log;
+    fakes::failThreadCreations(1);
+    ASSERT_EQ(heartbeat.start(), 1);
+    main.connect(kHeartCmd);
+    ASSERT_TRUE(eventually([&log] { return log.countContaining("isMain:main sender") == 1; }));
+    main.serverData(kHeartCmd, R"({"type":3})");
+    main.disconnect(kHeartCmd);
+    heartbeat.stop();
+    LiveHeartReport::ThreadProc(nullptr);
+    for (const char* part :
+         {"StartThread failed", "StartThread Success", "ThreadProc start", "ThreadProc finish",
+          "OnSrvCb sender", " connect info:", " disconnect info:", "disponseData", "isMain:main sender"})
+        EXPECT_GE(log.countContaining(part), 1) << part;
+    for (const auto& line : log.lines())
+        EXPECT_EQ(line.level, 2) << line.text;
+}
+
 TEST_F(LiveHeartReportThread, EachConnectionGetsAFullReportSoonAfterItComesUp) {
     heartbeat.start();
     heartbeat.startBackUp();
@@ -176,6 +195,23 @@ TEST_F(LiveHeartReportThread, TheTimeOfAReportHasWholeSeconds) {
     EXPECT_EQ(parsed(main.sent(kHeartCmd)[0].body)["ts"].asInt64() % 1000, 0);
 }
 
+TEST_F(LiveHeartReportThread, PeriodicAndFinalReportsCarryTheWallClock) {
+    const std::int64_t before = static_cast<std::int64_t>(std::time(nullptr)) * 1000;
+    heartbeat.start();
+    main.connect(kHeartCmd);
+    ASSERT_TRUE(eventually([this] { return main.sent(kHeartCmd).size() >= 1; }));
+    ASSERT_TRUE(heartbeat.stop());
+    const std::int64_t after = static_cast<std::int64_t>(std::time(nullptr)) * 1000;
+    const auto sent = main.sent(kHeartCmd);
+    ASSERT_GE(sent.size(), 2u);
+    for (const auto& message : sent) {
+        const std::int64_t ts = parsed(message.body)["ts"].asInt64();
+        EXPECT_GE(ts, before);
+        EXPECT_LE(ts, after);
+        EXPECT_EQ(ts % 1000, 0);
+    }
+}
+
 TEST_F(LiveHeartReportThread, WaitingCommandsDrainInOrderWithoutAPauseBetweenThem) {
     heartbeat.start();
     for (int i = 0; i < 21; ++i)
@@ -186,6 +222,18 @@ TEST_F(LiveHeartReportThread, WaitingCommandsDrainInOrderWithoutAPauseBetweenThe
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(21 * 200));
     for (int i = 0; i < 21; ++i)
         EXPECT_EQ(parsed(main.sent(kCommonCmd)[static_cast<std::size_t>(i)].body)["bizType"].asInt(), i);
+}
+
+TEST_F(LiveHeartReportThread, ARefusedCommandIsTriedOncePerPause) {
+    main.sendFails(kCommonCmd);
+    heartbeat.start();
+    ASSERT_TRUE(heartbeat.sendComand(1, "x"));
+    // Measured from before the first attempt, so that a busy machine can only make it longer.
+    const auto start = std::chrono::steady_clock::now();
+    main.connect(kCommonCmd);
+    ASSERT_TRUE(eventually([this] { return main.sendAttempts(kCommonCmd) >= 3; }));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(390));
+    EXPECT_EQ(heartbeat.queued().size(), 1u);
 }
 
 TEST_F(LiveHeartReportThread, StopOnANeverStartedInstanceOnlyResetsTheState) {

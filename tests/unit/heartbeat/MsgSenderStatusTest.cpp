@@ -180,6 +180,8 @@ TEST(MsgSenderStatus, DataThatDoesNotSayTypeThreeChangesNothing) {
 
 TEST(MsgSenderStatus, TheTypeIsReadAsAnInteger) {
     EXPECT_TRUE(asksForFullReport(R"({"type":3.0})"));
+    EXPECT_TRUE(asksForFullReport(R"({"type":3.7})"));
+    EXPECT_FALSE(asksForFullReport(R"({"type":2.9})"));
     EXPECT_TRUE(asksForFullReport(R"(/* why */ {"type":3, "more":[1]} // end)"));
 }
 

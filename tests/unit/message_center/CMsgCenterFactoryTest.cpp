@@ -37,7 +37,9 @@ struct Factory : testing::Test {
     StartedWith lastStart(FakeMsgCenter center) { return center.starts().back(); }
 
     void expectNothingStarted(const std::string& config) {
+        const CapturingLog log;
         EXPECT_EQ(start(config), 0) << config;
+        EXPECT_EQ(log.texts(), std::vector<std::string>{kEntryLine}) << config;
         EXPECT_TRUE(FakeMsgCenter::main().starts().empty()) << config;
         EXPECT_TRUE(FakeMsgCenter::backup().starts().empty()) << config;
         EXPECT_FALSE(factory().IsMainCenterStartOK());
@@ -51,6 +53,7 @@ TEST_F(Factory, MakesBothCentersAndInstallsTheLogSinkOnFirstUse) {
     CMsgCenterFactory& first = factory();
     EXPECT_EQ(FakeMsgCenter::centersMade(), 2);
     EXPECT_NE(fakes::sdkLogSink(), nullptr);
+    EXPECT_EQ(FakeMsgCenter::centersMadeBeforeTheLogSink(), 0);
     EXPECT_EQ(&factory(), &first);
     EXPECT_NE(first.GetFactoryObj(true), nullptr);
     EXPECT_NE(first.GetFactoryObj(false), nullptr);
@@ -195,6 +198,15 @@ TEST_F(Factory, AnEmptyMainListIsStillHandedToTheMainCenter) {
     ASSERT_EQ(lastStart(FakeMsgCenter::backup()).addrs.size(), 1u);
 }
 
+TEST_F(Factory, AMainListOfMalformedEntriesIsHandedOverAsAnEmptyOne) {
+    ASSERT_EQ(start(gateway(R"(["m","n"])", R"(["b:1"])")), 1);
+    EXPECT_TRUE(lastStart(FakeMsgCenter::main()).addrsWasNull);
+    const StartedWith backup = lastStart(FakeMsgCenter::backup());
+    ASSERT_EQ(backup.addrs.size(), 1u);
+    EXPECT_EQ(backup.addrs[0].ip, "b");
+    EXPECT_EQ(backup.addrs[0].port, 1);
+}
+
 TEST_F(Factory, AnEmptyBackupListStartsTheBackupCenterOnTheMainServers) {
     EXPECT_EQ(start(gateway(R"(["m1:1","m2:2"])", "[]")), 1);
     const StartedWith backup = lastStart(FakeMsgCenter::backup());
@@ -243,7 +255,9 @@ TEST_F(Factory, APortTextCountsByItsLeadingDigits) {
 
 TEST_F(Factory, AFailedMainStartLeavesTheBackupCenterAlone) {
     FakeMsgCenter::main().startFails();
+    const CapturingLog log;
     EXPECT_EQ(start(usable()), 0);
+    EXPECT_EQ(log.texts(), std::vector<std::string>{kEntryLine});
     EXPECT_FALSE(factory().IsMainCenterStartOK());
     EXPECT_FALSE(factory().IsHaveBKCenter());
     EXPECT_TRUE(FakeMsgCenter::backup().starts().empty());
@@ -285,6 +299,8 @@ TEST_F(Factory, AfterStopBothFlagsAreDownAndTheCentersAreTheSame) {
     factory().Stop();
     EXPECT_EQ(log.texts(), (std::vector<std::string>{"[LiveState] CMsgCenterFactory::Stop start",
                                                      "[LiveState] CMsgCenterFactory::Stop finish"}));
+    for (const auto& line : log.lines())
+        EXPECT_EQ(line.level, 2) << line.text;
     EXPECT_FALSE(factory().IsMainCenterStartOK());
     EXPECT_FALSE(factory().IsHaveBKCenter());
     EXPECT_EQ(factory().GetFactoryObj(true), main);

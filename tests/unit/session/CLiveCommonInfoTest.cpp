@@ -40,6 +40,15 @@ TEST(CLiveCommonInfo, LeavingKeepsTheEnterTimeAndReplacesTheIdentifier) {
     EXPECT_LE(info.GetLeaveTalkTime(), std::time(nullptr));
 }
 
+TEST(CLiveCommonInfo, LeavingWithoutEnteringSetsTheLeaveTimeOnly) {
+    CLiveCommonInfo info;
+    info.SetTalkLiving(false, 3);
+    EXPECT_FALSE(info.IsTalkLiving());
+    EXPECT_EQ(info.GetEnterTalkTime(), 0);
+    EXPECT_GT(info.GetLeaveTalkTime(), 0);
+    EXPECT_EQ(info.GetSdkId(), 3);
+}
+
 TEST(CLiveCommonInfo, OnlyMixModeTwoMeansThatTheClientMixes) {
     CLiveCommonInfo info;
     info.SetMixMode(2);
