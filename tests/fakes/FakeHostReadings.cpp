@@ -103,6 +103,6 @@ bool CPing::PingHost(std::string host, int& rttMs) {
         return all.script;
     });
     std::this_thread::sleep_for(std::chrono::milliseconds(script.pingTakesMs));
-    if (script.pingAnswers) rttMs = script.rttMs;
+    if (script.pingAnswers || script.writesRttWhenUnanswered) rttMs = script.rttMs;
     return script.pingAnswers;
 }

@@ -15,6 +15,7 @@ struct HostReadingsScript {
     unsigned availablePhysical = 50;
     bool pingAnswers = true;
     int rttMs = 0;
+    bool writesRttWhenUnanswered = false;
     int pingTakesMs = 0;  ///< how long a ping blocks
 };
 

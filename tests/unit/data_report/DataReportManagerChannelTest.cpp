@@ -13,6 +13,12 @@ class Channel : public ManagerUnderTest {};
 class Mid : public ManagerUnderTest {};
 class Callback : public ManagerUnderTest {};
 
+void expectInfoLines(const fakes::CapturingLog& log, const std::vector<std::string>& texts) {
+    EXPECT_EQ(log.texts(), texts);
+    for (const fakes::LogLine& line : log.lines())
+        EXPECT_EQ(line.level, 2) << line.text;
+}
+
 struct Id {
     explicit Id(const std::string& text) : value(std::stoll(text)) {}
     std::int64_t sequence() const { return value & 0xfff; }
@@ -128,6 +134,35 @@ TEST_F(Channel, WhatWasQueuedWhileDisconnectedGoesOutInOrderWithTheNextRecord) {
     EXPECT_EQ(sentTexts(), (std::vector<std::string>{"1", "2", "3", "4"}));
 }
 
+TEST_F(Channel, AConnectStatusAloneDoesNotWakeTheSendThread) {
+    start();
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));  // the send thread waits by then
+    EXPECT_TRUE(send("1"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));  // and waits again
+    ASSERT_TRUE(center.connect(kStreamCommand));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    EXPECT_EQ(center.sendAttempts(kStreamCommand), 0);
+    EXPECT_TRUE(send("2"));
+    EXPECT_TRUE(eventually([this] { return sent().size() == 2; }));
+    EXPECT_EQ(sentTexts(), (std::vector<std::string>{"1", "2"}));
+}
+
+TEST_F(Channel, ManyThousandMessagesWaitAndLeaveInOrder) {
+    constexpr int kWaiting = 20000;
+    const fakes::CapturingLog log;  // keeps a line for each of them out of the output
+    start();
+    std::vector<std::string> texts;
+    for (int i = 0; i < kWaiting; ++i) {
+        texts.push_back(std::to_string(i));
+        ASSERT_TRUE(send(texts.back()));
+    }
+    ASSERT_TRUE(center.connect(kStreamCommand));
+    texts.emplace_back("one more");
+    EXPECT_TRUE(send(texts.back()));
+    EXPECT_TRUE(eventually([this] { return center.sendAttempts(kStreamCommand) == kWaiting + 1; }));
+    EXPECT_TRUE(sentTexts() == texts) << "of " << sent().size() << " messages some are out of order";
+}
+
 TEST_F(Channel, ADisconnectDuringABatchDropsTheRest) {
     startConnected();
     center.sendFails(kStreamCommand);
@@ -152,18 +187,29 @@ TEST_F(Channel, ARefusedMessageIsTriedAgainUntilItIsAccepted) {
     EXPECT_EQ(sentTexts(), (std::vector<std::string>{"1", "2"}));
 }
 
+TEST_F(Channel, ARefusedMessageIsTriedAgainAfterAPause) {
+    startConnected();
+    center.sendFails(kStreamCommand);
+    const auto begun = std::chrono::steady_clock::now();
+    EXPECT_TRUE(send("1"));
+    ASSERT_TRUE(eventually([this] { return center.sendAttempts(kStreamCommand) >= 4; }));
+    EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(550));
+    center.sendFails(kStreamCommand, false);
+}
+
 TEST_F(Channel, EachSentMessageIsLogged) {
     startConnected();
     const fakes::CapturingLog log;
     sentSoFar();
-    EXPECT_TRUE(eventually([&log] { return log.count("SendStreamReport success") == 1; }));
+    EXPECT_TRUE(eventually([&log] { return !log.lines().empty(); }));
+    expectInfoLines(log, {"SendStreamReport success"});
 }
 
 TEST_F(Channel, ASenderThatCannotBeMadeIsLogged) {
     const fakes::CapturingLog log;
     center.createSenderFails();
     EXPECT_FALSE(manager.Init());
-    EXPECT_EQ(log.count("[DataReportManager] m_senderPtr is null cmd:5"), 1);
+    expectInfoLines(log, {"[DataReportManager] m_senderPtr is null cmd:5"});
 }
 
 TEST_F(Callback, AStatusSaysWhetherTheLinkIsUp) {
@@ -174,13 +220,17 @@ TEST_F(Callback, AStatusSaysWhetherTheLinkIsUp) {
     EXPECT_TRUE(manager.IsConnected());
     ASSERT_TRUE(center.callback(kStreamCommand, 0, 0, "gone"));
     EXPECT_FALSE(manager.IsConnected());
-    EXPECT_EQ(log.texts(), (std::vector<std::string>{
-                               "[LiveState] OnSrvCb sender:StreamSender cmd:5 msgType:0 code:1 len:9",
-                               "[LiveState] disponseStatus sender:StreamSender connect info:to server",
-                               "[LiveState] OnSrvCb sender:StreamSender cmd:5 msgType:0 code:0 len:4",
-                               "[LiveState] disponseStatus sender:StreamSender disconnect info:gone"}));
-    for (const fakes::LogLine& line : log.lines())
-        EXPECT_EQ(line.level, 2);
+    expectInfoLines(log, {"[LiveState] OnSrvCb sender:StreamSender cmd:5 msgType:0 code:1 len:9",
+                          "[LiveState] disponseStatus sender:StreamSender connect info:to server",
+                          "[LiveState] OnSrvCb sender:StreamSender cmd:5 msgType:0 code:0 len:4",
+                          "[LiveState] disponseStatus sender:StreamSender disconnect info:gone"});
+}
+
+TEST_F(Callback, TheCodeOfADataNoticeIsNotUsed) {
+    start();
+    startEventsOnly("a");
+    ASSERT_TRUE(center.callback(kStreamCommand, 1, 7, R"({"type":1,"code":0})"));
+    EXPECT_TRUE(peer.report("a")->IsEnabled());
 }
 
 TEST_F(Callback, AStatusOfAnotherCodeOnlyNotesThatAStatusHasCome) {
@@ -207,7 +257,8 @@ TEST_F(Callback, NoticesAreLoggedOnceAndIgnored) {
     for (const int type : {2, 3}) {
         const fakes::CapturingLog log;
         ASSERT_TRUE(center.callback(kStreamCommand, type, 0, ""));
-        EXPECT_EQ(log.lines().size(), 1U);
+        expectInfoLines(log, {"[LiveState] OnSrvCb sender:StreamSender cmd:5 msgType:" +
+                              std::to_string(type) + " code:0 len:0"});
     }
 }
 
@@ -216,8 +267,9 @@ TEST_F(Callback, AnUnknownTypeAddsAnErrorLine) {
     for (const int type : {7, 4, -1}) {
         const fakes::CapturingLog log;
         ASSERT_TRUE(center.callback(kStreamCommand, type, 0, ""));
-        EXPECT_EQ(log.lines().size(), 2U);
-        EXPECT_EQ(log.count("[LiveState] OnSrvCb error"), 1);
+        expectInfoLines(log, {"[LiveState] OnSrvCb sender:StreamSender cmd:5 msgType:" +
+                                  std::to_string(type) + " code:0 len:0",
+                              "[LiveState] OnSrvCb error"});
     }
 }
 
@@ -279,6 +331,30 @@ TEST(ProcessExit, ClosesTheSenderBeforeTheCenterGoes) {
         {
             std::atexit(checkThatTheSenderWasClosedOnce);
             leaveEverythingRunning();
+            endProcess();
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
+void checkThatOneMessageWasSent() {
+    if (fakes::FakeMsgCenter::main().sent(kStreamCommand).size() != 1) std::_Exit(4);
+}
+
+void leaveAMessageWaiting() {
+    auto& manager = DataReportManager::Instance();
+    if (!manager.Init()) std::_Exit(2);
+    Json::Value head;
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));  // the send thread waits by then
+    if (!manager.SendStreamReport(Json::Value(), head)) std::_Exit(3);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));  // and waits again
+    fakes::FakeMsgCenter::main().connect(kStreamCommand);
+}
+
+TEST(ProcessExit, SendsWhatWaitsWhileTheLinkIsUp) {
+    EXPECT_EXIT(
+        {
+            std::atexit(checkThatOneMessageWasSent);
+            leaveAMessageWaiting();
             endProcess();
         },
         ::testing::ExitedWithCode(0), "");

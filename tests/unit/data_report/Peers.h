@@ -29,6 +29,7 @@ struct StreamQualityReportTestPeer {
         report.CollectStreamData();
         report.CollectCpuData();
     }
+    void setCollectPeriod(std::uint32_t seconds) { report.m_collectPeriod = seconds; }
     void clear() { report.ClearSamples(); }
     Json::Value qualityRecord() {
         Json::Value record;
@@ -56,6 +57,7 @@ struct DataReportManagerTestPeer {
 
     /// Enables the manager without a channel and without threads, so that a test drives it alone.
     void enableWithoutThreads() { manager.m_bInit = true; }
+    void disable() { manager.m_bInit = false; }
 
     bool has(const std::string& id) const { return manager.TakeSnapshot()->count(id) != 0; }
     std::shared_ptr<StreamQulityData> data(const std::string& id) const {

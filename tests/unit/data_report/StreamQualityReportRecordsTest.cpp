@@ -1,5 +1,6 @@
 #include <json/value.h>
 
+#include <ctime>
 #include <limits>
 #include <map>
 #include <stdexcept>
@@ -155,6 +156,65 @@ TEST_F(StreamRecords, SamplesHoldExactlyTheirKeys) {
     EXPECT_EQ(
         record["devices"][0].getMemberNames(),
         (std::vector<std::string>{"collectTime", "cpuAppUsage", "cpuUsage", "mem", "nt", "rbr", "sbr"}));
+}
+
+struct Feeding {
+    int counters;  ///< the sample of counter 0; that of counter n is greater by n
+    int systemCpu;
+    int processCpu;
+    unsigned memory;
+    std::uint64_t rttMs;
+};
+
+void feed(StreamQulityData& data, StreamQualityReportTestPeer& peer, const Feeding& fed) {
+    constexpr int kFramesPerFps = 5;
+    constexpr int kBytesPerKbps = 625;
+    for (const int type : {0, 1, 2, 4, 5, 6})
+        data.AddData(dataType(type), kFramesPerFps * (fed.counters + type));
+    for (const int type : {8, 9, 10, 11})
+        data.AddData(dataType(type), kBytesPerKbps * (fed.counters + type));
+    fakes::HostReadingsScript script;
+    script.systemCpu = fed.systemCpu;
+    script.processCpu = fed.processCpu;
+    script.totalPhysical = 100;
+    script.availablePhysical = 100 - fed.memory;
+    fakes::setHostReadings(script);
+    peer.setRttMs(fed.rttMs);
+}
+
+void expectSamplesOf(const Feeding& fed, const Json::Value& stream, const Json::Value& device) {
+    const std::map<std::string, int> counters = {
+        {"vcFps", 0}, {"veFps", 1},     {"vsFps", 2},     {"acFps", 4},      {"aeFps", 5},
+        {"asFps", 6}, {"veBitrate", 8}, {"vsBitrate", 9}, {"aeBitrate", 10}, {"asBitrate", 11},
+    };
+    for (const auto& [key, type] : counters)
+        EXPECT_EQ(stream[key].asInt(), fed.counters + type) << key;
+    EXPECT_EQ(device["cpuUsage"].asInt(), fed.systemCpu);
+    EXPECT_EQ(device["cpuAppUsage"].asInt(), fed.processCpu);
+    EXPECT_EQ(device["mem"].asUInt(), fed.memory);
+    EXPECT_EQ(device["nt"].asUInt64(), fed.rttMs / 50);
+    EXPECT_EQ(device["sbr"].asInt(), 2 * fed.counters + 8 + 10);
+    EXPECT_EQ(device["rbr"].asInt(), 2 * fed.counters + 9 + 11);
+}
+
+TEST_F(StreamRecords, EachObjectHoldsWhatOneCollectionTook) {
+    const Feeding first{100, 11, 12, 25, 150};
+    const Feeding second{200, 21, 22, 50, 250};
+    feed(*data, peer, first);
+    peer.collect();
+    const std::time_t between = std::time(nullptr);
+    ASSERT_TRUE(eventually([between] { return std::time(nullptr) > between; }));
+    feed(*data, peer, second);
+    peer.collect();
+    const Json::Value record = peer.qualityRecord();
+    ASSERT_EQ(record["streams"].size(), 2U);
+    ASSERT_EQ(record["devices"].size(), 2U);
+    expectSamplesOf(first, record["streams"][0], record["devices"][0]);
+    expectSamplesOf(second, record["streams"][1], record["devices"][1]);
+    for (const char* kind : {"streams", "devices"}) {
+        EXPECT_LE(record[kind][0]["collectTime"].asInt64(), between) << kind;
+        EXPECT_GT(record[kind][1]["collectTime"].asInt64(), between) << kind;
+    }
 }
 
 TEST_F(StreamRecords, AQueueShorterThanTheOthersRaises) {

@@ -93,6 +93,17 @@ TEST_F(StreamSamples, CountersAtBothEndsOf64BitsGiveASample) {
     EXPECT_EQ(peer.qualityRecord()["streams"].size(), 2U);
 }
 
+TEST_F(StreamSamples, APeriodOfZeroStopsTheStreamSamplesOnly) {
+    peer.collect();
+    data->AddData(DataTypeEnum::VideoFramesSent, 100);
+    peer.setCollectPeriod(0);
+    peer.collect();
+    std::vector<std::size_t> elevenOfTheStreamAndFiveOfTheMachine(11, 1);
+    elevenOfTheStreamAndFiveOfTheMachine.resize(16, 2);
+    EXPECT_EQ(peer.queueSizes(), elevenOfTheStreamAndFiveOfTheMachine);
+    EXPECT_EQ(valueOf(*data, 2), 100);
+}
+
 TEST_F(StreamSamples, HostReadingsAreTakenTogether) {
     fakes::HostReadingsScript script;
     script.systemCpu = 37;

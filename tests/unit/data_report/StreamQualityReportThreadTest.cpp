@@ -10,7 +10,10 @@ namespace {
 using std::chrono::steady_clock;
 
 class StreamTiming : public StreamUnderTest {};
-class EventsOnlyStreamTiming : public EventsOnlyStreamUnderTest {};
+class UnsampledStreamTiming : public StreamUnderTest, public ::testing::WithParamInterface<int> {
+protected:
+    UnsampledStreamTiming() : StreamUnderTest(static_cast<StreamTypeEnum>(GetParam())) {}
+};
 class Acceptance : public EventsOnlyStreamUnderTest {};
 
 TEST_F(StreamTiming, TicksBeforeTheAcceptanceAreIgnoredEntirely) {
@@ -73,13 +76,28 @@ TEST_F(StreamTiming, APeriodOfSevenSecondsCollectsEveryThirtyFiveAndSendsAfterFo
     EXPECT_EQ(manager.takeQueued().size(), 1U);
 }
 
-TEST_F(EventsOnlyStreamTiming, ItNotesTheTickButNeitherCollectsNorSendsNorHasAThread) {
+TEST_F(StreamTiming, TheQueuesAreEmptiedEvenWhenTheRecordIsNotSent) {
+    accept(report);
+    tick(59);
+    EXPECT_EQ(peer.queueSizes(), queuesOf(11));
+    manager.disable();
+    tick(1);
+    EXPECT_EQ(peer.queueSizes(), queuesOf(0));
+    EXPECT_TRUE(manager.takeQueued().empty());
+}
+
+// 0 is the one type that is sampled; a host may pass any number.
+INSTANTIATE_TEST_SUITE_P(Types, UnsampledStreamTiming, ::testing::Values(1, 7, -1));
+
+TEST_P(UnsampledStreamTiming, ItNotesTheTickButNeitherCollectsNorSendsNorHasAThread) {
     EXPECT_FALSE(peer.hasThread());
     accept(report);
     EXPECT_TRUE(report.IsEnabled());
     tick(60);
     EXPECT_EQ(peer.lastTickMs(), nowMs);
     EXPECT_EQ(peer.elapsedSec(), 60U);
+    EXPECT_EQ(peer.queueSizes(), queuesOf(0));
+    EXPECT_EQ(fakes::processCpuReadings().size(), 1U) << "more than the one of the construction";
     EXPECT_TRUE(manager.takeQueued().empty());
 }
 
@@ -175,6 +193,23 @@ TEST_F(Ping, WithoutAnAnswerTheTimeIsThreeSeconds) {
     StreamQualityReportTestPeer{*report}.setRttMs(1);
     ASSERT_TRUE(eventually([&] { return rttMs() == 3000; }));
     EXPECT_EQ(fakes::pingedHosts().size(), 1U);
+}
+
+TEST_F(Ping, WithoutAnAnswerTheTimeThatThePingLeftIsKept) {
+    fakes::HostReadingsScript script;
+    script.pingAnswers = false;
+    script.writesRttWhenUnanswered = true;
+    script.rttMs = 777;
+    start("silent", script);
+    EXPECT_TRUE(eventually([&] { return rttMs() == 777; }));
+}
+
+TEST_F(Ping, EachPingComesThreeSecondsAfterThePreviousOneEnded) {
+    fakes::HostReadingsScript script;
+    script.pingTakesMs = 500;
+    start("slow", script);
+    ASSERT_TRUE(eventually([] { return fakes::pingedHosts().size() == 2; }));
+    EXPECT_GE(sinceStart(), std::chrono::milliseconds(6500));
 }
 
 TEST_F(Ping, AnEmptyServerAddressIsNeverPinged) {
