@@ -107,11 +107,12 @@ bool Center::startThread(Settings settings) {
 }
 
 void Center::stop() {
-    if (!m_thread) return;
+    // First, because a callback can come before the start that made its thread has kept it.
     if (m_threadId.load() == std::this_thread::get_id()) {
         SdkLog(LogLevel::Error, "stop: called from a callback, ignored");
         return;
     }
+    if (!m_thread) return;
     m_state.stopping = true;
     m_state.waiter->wake();
     JoinUnlessEnding(m_thread);

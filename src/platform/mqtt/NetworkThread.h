@@ -10,7 +10,7 @@ namespace mqtt {
 class NetworkThread {
 public:
     NetworkThread();
-    ~NetworkThread();
+    ~NetworkThread();  // NOLINT(performance-trivially-destructible): not on Windows
     NetworkThread(const NetworkThread&) = delete;
     NetworkThread& operator=(const NetworkThread&) = delete;
 };
