@@ -68,7 +68,7 @@ class StreamQualityReport;
 ///
 /// Process exit. The destructor ends the threads: it waits for the current second of the tick, for one send
 /// and, with streams still started, for their pings (3 s each at most). Where the system has ended all
-/// threads before (Windows), it does nothing. Records that wait then are lost.
+/// threads before (Windows), it does nothing. Records that wait for the connection then are lost.
 class DataReportManager {
 public:
     /// The one instance, made by the first call. The call does not block.
@@ -113,7 +113,8 @@ public:
     /// Reports what happened to a stream and queues the record that belongs to it, built on this thread. The
     /// record starts as a copy of `event`; for StreamStart and FirstFrame the library's keys are set in it,
     /// so `event` is an object or null then. With anything else, and with an event that nests deeper than 1000
-    /// levels, nothing is sent and one line is logged. Until the server has accepted the stream, everything but StreamStart is dropped.
+    /// levels, nothing is sent and one line is logged. Until the server has accepted the stream, everything
+    /// but StreamStart is dropped.
     QOLIVE_API void ReportEventData(const std::string& streamId, const EventTypeEnum& type,
                                     const Json::Value& event);
 

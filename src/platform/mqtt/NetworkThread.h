@@ -5,8 +5,8 @@
 namespace QoPlayer {
 namespace mqtt {
 
-/// To be made first on a thread of the message center and to live as long as it: keeps the host's signal handlers
-/// off the thread, and leaves nothing of the TLS library behind.
+/// To be made first on a thread of the message center and to live as long as it: keeps the host's signal
+/// handlers off the thread, and leaves nothing of the TLS library behind.
 class NetworkThread {
 public:
     NetworkThread();
