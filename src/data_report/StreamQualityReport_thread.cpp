@@ -93,8 +93,8 @@ void StreamQualityReport::StartReportThread() {
 }
 
 void StreamQualityReport::ReportThreadProc() {
+    const MutexLock lock(m_threadMutex);
     while (!m_bStop) {
-        const MutexLock lock(m_threadMutex);
         const auto deadline = std::chrono::steady_clock::now() + kPingWait;
         const bool timedOut = m_threadCond.wait_until(m_threadMutex, deadline) == std::cv_status::timeout;
         if (timedOut && !m_bStop) PingServer();
