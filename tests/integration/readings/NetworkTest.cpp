@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <fstream>
 #include <string>
@@ -161,8 +162,11 @@ TEST(NetworkPing, AgreesWithThePingTool) {
     if (lines.empty()) GTEST_SKIP() << "no ping (iputils-ping)";
     ASSERT_EQ(lines.back().at(0), "rtt") << "ping had no answer";
     // "rtt min/avg/max/mdev = 80.1/80.1/80.1/0.000 ms"
-    EXPECT_NEAR(ping("10.77.0.2").rttMs, std::stod(lines.back().at(3)), 100);
-    EXPECT_EQ(host.requests(), 2);
+    // A busy machine can delay one of them by much, the quickest of three hardly.
+    const auto quickest =
+        std::min({ping("10.77.0.2").rttMs, ping("10.77.0.2").rttMs, ping("10.77.0.2").rttMs});
+    EXPECT_NEAR(quickest, std::stod(lines.back().at(3)), 100);
+    EXPECT_EQ(host.requests(), 4);
 }
 
 }  // namespace

@@ -156,21 +156,28 @@ TEST(Processes, OneThatEndsLeavesTheOther) {
     EXPECT_NEAR(percent, percentOf(staying.used() - before, steady_clock::now() - started), 6);
 }
 
+// On a machine that is busy with other things, the process may have to wait for its turn.
+bool readsAsBusy(CProcessCPUUseRate& rate) {
+    for (int reading = 0; reading < 20; ++reading) {
+        std::this_thread::sleep_for(milliseconds(500));
+        if (rate.GetProcessCpuUsage(wideName(), false) >= 1) return true;
+    }
+    return false;
+}
+
 TEST(Processes, OneThatEndedReadsAsZeroAndANewOneFromItsSecondReading) {
     CProcessCPUUseRate rate;
     {
         const BusyProcess first(ownName());
         rate.GetProcessCpuUsage(wideName(), false);
-        std::this_thread::sleep_for(milliseconds(500));
-        EXPECT_GE(rate.GetProcessCpuUsage(wideName(), false), 1);
+        EXPECT_TRUE(readsAsBusy(rate));
     }
     std::this_thread::sleep_for(milliseconds(150));
     EXPECT_EQ(rate.GetProcessCpuUsage(wideName(), false), 0);
     const BusyProcess second(ownName());
     std::this_thread::sleep_for(milliseconds(150));
     EXPECT_EQ(rate.GetProcessCpuUsage(wideName(), false), 0);
-    std::this_thread::sleep_for(milliseconds(500));
-    EXPECT_GE(rate.GetProcessCpuUsage(wideName(), false), 1);
+    EXPECT_TRUE(readsAsBusy(rate));
 }
 
 }  // namespace
