@@ -1,8 +1,8 @@
 #include "platform/common/LookUps.h"
 
-#include <system_error>
-#include <thread>
 #include <utility>
+
+#include "platform/DetachedThread.h"
 
 struct LookUps::LookUp {
     Mutex mutex;
@@ -43,13 +43,9 @@ std::shared_ptr<LookUps::LookUp> LookUps::start(const std::string& host) {
     auto lookUp = std::make_shared<LookUp>();
     m_running[host] = lookUp;
     KeepLibraryLoaded();
-    try {
-        std::thread([this, host, lookUp] { run(host, *lookUp); }).detach();
-    } catch (const std::system_error&) {
-        m_running.erase(host);
-        return nullptr;
-    }
-    return lookUp;
+    if (StartDetachedThread([this, host, lookUp] { run(host, *lookUp); })) return lookUp;
+    m_running.erase(host);
+    return nullptr;
 }
 
 void LookUps::run(const std::string& host, LookUp& lookUp) {

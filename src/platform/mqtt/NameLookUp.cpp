@@ -1,11 +1,10 @@
 #include "platform/mqtt/NameLookUp.h"
 
 #include <algorithm>
-#include <functional>
 #include <utility>
 
 #include "SocketHeaders.h"
-#include "platform/Kernel.h"
+#include "platform/DetachedThread.h"
 #include "platform/mqtt/NetworkThread.h"
 
 namespace QoPlayer {
@@ -48,25 +47,6 @@ std::vector<std::string> resolveWithSystem(const std::string& host) {
     return literals;
 }
 
-using Work = std::function<void()>;
-
-DWORD WINAPI runWork(void* parameter) {
-    const std::unique_ptr<Work> work(static_cast<Work*>(parameter));
-    (*work)();
-    return 0;
-}
-
-// The system's own thread, which nobody joins: MinGW's std::thread, detached, is now and then lost before it runs
-// when one that was detached before it is just ending.
-bool StartThread(Work work) {
-    auto kept = std::make_unique<Work>(std::move(work));
-    const HANDLE thread = CreateThread(nullptr, 0, &runWork, kept.get(), 0, nullptr);
-    if (!thread) return false;
-    static_cast<void>(kept.release());
-    CloseHandle(thread);
-    return true;
-}
-
 std::atomic<NameResolver> currentResolver{resolveWithSystem};
 
 bool beginsWith(const std::string& text, const char* beginning) {
@@ -96,7 +76,7 @@ std::shared_ptr<const NameLookUp> NameLookUps::begin(const std::string& host) {
     if (m_underWay.size() >= kMostUnderWay) return nullptr;
 
     const auto lookUp = std::make_shared<NameLookUp>();
-    const bool started = StartThread([host, lookUp, waiter = m_waiter] {
+    const bool started = StartDetachedThread([host, lookUp, waiter = m_waiter] {
         const NetworkThread networkThread;
         lookUp->m_literals = currentResolver.load()(host);
         lookUp->m_ended = true;
