@@ -4,6 +4,7 @@
 #include <ctime>
 #include <future>
 #include <mutex>
+#include <thread>
 
 #include "fakes/CapturingLog.h"
 #include "unit/heartbeat/HeartbeatFixture.h"
@@ -222,6 +223,16 @@ TEST_F(LiveHeartReportThread, WaitingCommandsDrainInOrderWithoutAPauseBetweenThe
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(21 * 200));
     for (int i = 0; i < 21; ++i)
         EXPECT_EQ(parsed(main.sent(kCommonCmd)[static_cast<std::size_t>(i)].body)["bizType"].asInt(), i);
+}
+
+TEST_F(LiveHeartReportThread, AThreadOfTheHostMayRunTheLoopUntilTheStop) {
+    fakes::failThreadCreations(4);
+    heartbeat.start();
+    std::thread host([this] { LiveHeartReport::ThreadProc(static_cast<LiveHeartReport*>(&heartbeat)); });
+    main.connect(kHeartCmd);
+    EXPECT_TRUE(eventually([this] { return main.sent(kHeartCmd).size() == 1; }));
+    EXPECT_TRUE(heartbeat.stop());
+    host.join();
 }
 
 TEST_F(LiveHeartReportThread, ARefusedCommandIsTriedOncePerPause) {
