@@ -211,8 +211,7 @@ void Connection::step(int timeoutMs) {
         m_waiter.wait(socket, !m_tcpConnected || wantsToWrite(), hasBufferedInput() ? 0 : timeoutMs);
     if (!m_tcpConnected) {
         if (!ready.writable) return;
-        const std::string problem = SocketProblem(socket);
-        if (!problem.empty()) return fail(problem);
+        if (const std::error_code error = SocketError(socket)) return fail(connectProblem(error));
         // What TLS has tried to write before may have taken the error away.
         if (!IsSocketConnected(socket)) return fail("connection refused, or reset during the TLS handshake");
         m_tcpConnected = true;
@@ -257,6 +256,11 @@ void Connection::check(int result) {
         fail(m_tls && !m_connected ? tlsProblem() : mosquitto_strerror(result));
     else if (mosquitto_socket(m_client.get()) == -1)
         fail("closed");
+}
+
+// TLS writes as soon as it can, so that a reset may have answered it already.
+std::string Connection::connectProblem(const std::error_code& error) const {
+    return m_tls && error == std::errc::connection_reset ? "reset during the TLS handshake" : error.message();
 }
 
 std::string Connection::tlsProblem() const {

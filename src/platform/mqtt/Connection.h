@@ -97,6 +97,7 @@ private:
     void write();
     void check(int result);
     void fail(const std::string& reason);
+    std::string connectProblem(const std::error_code& error) const;
     std::string tlsProblem() const;
 
     ConnectionEvents& m_events;

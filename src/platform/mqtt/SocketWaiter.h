@@ -2,7 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
-#include <string>
+#include <system_error>
 
 namespace QoPlayer {
 namespace mqtt {
@@ -42,8 +42,8 @@ private:
     std::atomic<bool> m_woken{false};
 };
 
-/// The error that waits on `socket`, as text, and takes it away; empty when there is none.
-std::string SocketProblem(int socket);
+/// The error that waits on `socket`; takes it away.
+std::error_code SocketError(int socket);
 
 /// False when a connection attempt on `socket` has failed or its connection is gone.
 bool IsSocketConnected(int socket);

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <system_error>
 
 namespace QoPlayer {
 namespace mqtt {
@@ -60,11 +59,11 @@ SocketWaiter::Ready SocketWaiter::wait(int socket, bool forWriting, int timeoutM
             failed || (descriptors[1].revents & POLLOUT) != 0};
 }
 
-std::string SocketProblem(int socket) {
+std::error_code SocketError(int socket) {
     int error = 0;
     socklen_t length = sizeof error;
     if (getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &length) != 0) error = errno;
-    return error == 0 ? std::string() : std::generic_category().message(error);
+    return {error, std::generic_category()};
 }
 
 bool IsSocketConnected(int socket) {

@@ -1,7 +1,5 @@
 #include "platform/mqtt/SocketWaiter.h"
 
-#include <system_error>
-
 #include "SocketHeaders.h"
 
 namespace QoPlayer {
@@ -77,12 +75,12 @@ SocketWaiter::Ready SocketWaiter::wait(int socket, bool forWriting, int timeoutM
     return {failed || FD_ISSET(watched, &reading) != 0, failed || FD_ISSET(watched, &writing) != 0};
 }
 
-std::string SocketProblem(int socket) {
+std::error_code SocketError(int socket) {
     int error = 0;
     int length = sizeof error;
     if (getsockopt(asSocket(socket), SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error), &length) != 0)
         error = WSAGetLastError();
-    return error == 0 ? std::string() : std::system_category().message(error);
+    return {error, std::system_category()};
 }
 
 bool IsSocketConnected(int socket) {
