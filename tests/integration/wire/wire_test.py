@@ -38,6 +38,7 @@ SHOW = """\
 7.2 mix both 1280 720 9 1
 7.2 co-host-link on
 """
+OFFLINE = '{"online":false}'
 # What is reported before the connection is up waits for the next report.
 QUALITY = """\
 0 heartbeat on
@@ -80,6 +81,7 @@ class Show(StageTest):
         cls.host_status = host.popen.wait(60)
         eventually(lambda: sum("offline" in line for line in cls.collector.text().splitlines()) == 2)
         cls.collector_status = cls.collector.end(signal.SIGINT)
+        eventually(lambda: sum(line["payload"] == OFFLINE for line in cls.stage.watched()) == 2)
         cls.seen = cls.stage.watched()
         cls.reports = heartbeats(cls.seen)
         cls.record = parsed(cls.collector.record)
@@ -121,7 +123,7 @@ class Show(StageTest):
         for connection in self.reports:
             levels = [(line["topic"].split("/", 3)[3], line["payload"]) for line in self.seen if f"/{connection}/" in line["topic"]]
             self.assertEqual(levels[-2][0], "up/2")
-            self.assertEqual(levels[-1], ("presence", '{"online":false}'))
+            self.assertEqual(levels[-1], ("presence", OFFLINE))
 
     def test_a_late_collector_asks_for_the_state_and_gets_it(self):
         asked = [line["connection"] for line in self.record if line["kind"] == "asked"]
