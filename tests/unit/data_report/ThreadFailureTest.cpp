@@ -1,7 +1,6 @@
-#include <sys/resource.h>
-#include <unistd.h>
+#include <pthread.h>
 
-#include <fstream>
+#include <cstddef>
 #include <system_error>
 
 #include "fakes/CapturingLog.h"
@@ -12,42 +11,29 @@
 namespace data_report {
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kAddressSpaceIsOurs = false;
-#else
-constexpr bool kAddressSpaceIsOurs = true;
-#endif
-
-rlim_t addressSpaceInUse() {
-    std::ifstream file("/proc/self/statm");
-    rlim_t pages = 0;
-    file >> pages;
-    return pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
-}
-
-/// Leaves too little address space for the stack of another thread.
+/// Asks for more stack for each new thread than an address can reach.
 class NoRoomForThreads {
 public:
     NoRoomForThreads() {
-        getrlimit(RLIMIT_AS, &m_before);
-        constexpr rlim_t kLeft = 4 << 20;
-        const rlimit tight{addressSpaceInUse() + kLeft, m_before.rlim_max};
-        setrlimit(RLIMIT_AS, &tight);
+        pthread_getattr_default_np(&m_before);
+        pthread_attr_t huge;
+        pthread_attr_init(&huge);
+        EXPECT_EQ(pthread_attr_setstacksize(&huge, std::size_t{1} << 50), 0);
+        EXPECT_EQ(pthread_setattr_default_np(&huge), 0);
+        pthread_attr_destroy(&huge);
     }
-    ~NoRoomForThreads() { setrlimit(RLIMIT_AS, &m_before); }
+    ~NoRoomForThreads() {
+        pthread_setattr_default_np(&m_before);
+        pthread_attr_destroy(&m_before);
+    }
     NoRoomForThreads(const NoRoomForThreads&) = delete;
     NoRoomForThreads& operator=(const NoRoomForThreads&) = delete;
 
 private:
-    rlimit m_before{};
+    pthread_attr_t m_before{};
 };
 
-class ThreadFailure : public ManagerUnderTest {
-protected:
-    void SetUp() override {
-        if (!kAddressSpaceIsOurs) GTEST_SKIP() << "the sanitizer reserves the address space";
-    }
-};
+using ThreadFailure = ManagerUnderTest;
 
 TEST_F(ThreadFailure, InitFailsWithALineAndLeavesNothingSoThatItCanBeTriedAgain) {
     const fakes::CapturingLog log;
