@@ -144,7 +144,7 @@ protected:
     /// The loop of ThreadProc.
     QOLIVE_API void run();
 
-    const std::unique_ptr<CriticalSection> m_lock;
+    const std::shared_ptr<CriticalSection> m_lock;
     void* m_hThread QOLIVE_GUARDED_BY(*m_lock) = nullptr;
     LiveHeartReportData m_data QOLIVE_GUARDED_BY(*m_lock);
     std::atomic<bool> m_bRun{false};
@@ -159,13 +159,14 @@ protected:
     std::deque<std::string> m_cmdQueue QOLIVE_GUARDED_BY(*m_lock);
 
 private:
+    struct OwnThread;
     struct Prepared;
 
     QOLIVE_API void StartThread() QOLIVE_REQUIRES(*m_lock);
     QOLIVE_API void SafeCloseThread(void*& thread);
 
-    static unsigned long EnterThread(void* report, void (LiveHeartReport::*loop)());
-    void RunOwnThread();
+    static void EnterOwnThread(void* thread);
+    static void RunOwnThread(const OwnThread& thread);
     bool PassOf(std::uint64_t threadId);
     bool Pass();
     void EndHeartbeat();

@@ -19,7 +19,7 @@ LiveHeartReport* LiveHeartReport::GetInstance() {
 }
 
 LiveHeartReport::LiveHeartReport()
-    : m_lock(std::make_unique<CriticalSection>()),
+    : m_lock(std::make_shared<CriticalSection>()),
       m_slotLock(std::make_unique<Mutex>()),
       m_stopLock(std::make_unique<CriticalSection>()),
       m_pause(std::make_shared<PauseHandshake>()) {}

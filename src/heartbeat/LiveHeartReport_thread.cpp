@@ -1,3 +1,5 @@
+#include <memory>
+
 #include "heartbeat/LiveHeartReport.h"
 #include "heartbeat/MsgSenderStatus.h"
 #include "heartbeat/PauseHandshake.h"
@@ -26,7 +28,22 @@ std::int64_t WallClockMs() {
         Sleep(kPauseMs);
 }
 
+template <class Loop>
+void RunThread(Loop loop) {
+    Log(LogLevel::Info, "[LiveState] LiveHeartReport::ThreadProc start");
+    loop();
+    Log(LogLevel::Info, "[LiveState] LiveHeartReport::ThreadProc finish");
+}
+
 }  // namespace
+
+/// What a thread needs to see that its report has gone: the destructor does not wait for ever for one that has
+/// not come so far.
+struct LiveHeartReport::OwnThread {
+    LiveHeartReport* report;
+    std::shared_ptr<CriticalSection> lock;
+    std::shared_ptr<PauseHandshake> pause;
+};
 
 LiveHeartReport::~LiveHeartReport() {
     // At the end of a process that has no other thread any more, there is nothing to wait for, and the lock
@@ -99,11 +116,14 @@ void LiveHeartReport::StartThread() {
     KeepLibraryLoaded();
     for (int attempt = 0; attempt < kThreadAttempts; ++attempt) {
         DWORD id = 0;
-        const auto enter = [](void* report) -> DWORD {
-            return EnterThread(report, &LiveHeartReport::RunOwnThread);
+        auto thread = std::make_unique<OwnThread>(OwnThread{this, m_lock, m_pause});
+        const auto enter = [](void* own) -> DWORD {
+            EnterOwnThread(own);
+            return 0;
         };
-        m_hThread = CreateThread(nullptr, 0, enter, this, 0, &id);
+        m_hThread = CreateThread(nullptr, 0, enter, thread.get(), 0, &id);
         if (m_hThread) {
+            static_cast<void>(thread.release());  // the thread's now
             m_pause->threadStarted(id);
             Log(LogLevel::Info, "[LiveState] StartThread Success id=%d", static_cast<int>(id));
             return;
@@ -122,14 +142,16 @@ void LiveHeartReport::SafeCloseThread(HANDLE& thread) {
 }
 
 unsigned long LiveHeartReport::ThreadProc(void* param) {
-    return EnterThread(param, &LiveHeartReport::run);
+    RunThread([param] {
+        if (param) static_cast<LiveHeartReport*>(param)->run();
+    });
+    return 0;
 }
 
-unsigned long LiveHeartReport::EnterThread(void* report, void (LiveHeartReport::*loop)()) {
-    Log(LogLevel::Info, "[LiveState] LiveHeartReport::ThreadProc start");
-    if (report) (static_cast<LiveHeartReport*>(report)->*loop)();
-    Log(LogLevel::Info, "[LiveState] LiveHeartReport::ThreadProc finish");
-    return 0;
+void LiveHeartReport::EnterOwnThread(void* thread) {
+    // Nothing on the heap is this thread's when it is terminated.
+    const OwnThread own(*std::unique_ptr<OwnThread>(static_cast<OwnThread*>(thread)));
+    RunThread([&own] { RunOwnThread(own); });
 }
 
 void LiveHeartReport::run() {
@@ -137,20 +159,20 @@ void LiveHeartReport::run() {
         if (!Pass()) Sleep(kPauseMs);
 }
 
-void LiveHeartReport::RunOwnThread() {
-    const std::shared_ptr<PauseHandshake> pause = m_pause;
+void LiveHeartReport::RunOwnThread(const OwnThread& thread) {
+    PauseHandshake& pause = *thread.pause;
     const std::uint64_t id = GetCurrentThreadId();
     {
         // StartThread makes this the current thread while it holds the lock.
-        const CriticalSectionLock started(*m_lock);
+        const CriticalSectionLock started(*thread.lock);
     }
-    while (m_bRun && pause->isCurrent(id)) {
-        if (PassOf(id)) continue;
-        if (!pause->beginPause(id)) break;
+    while (pause.isCurrent(id) && thread.report->m_bRun) {
+        if (thread.report->PassOf(id)) continue;
+        if (!pause.beginPause(id)) break;
         Sleep(kPauseMs);
-        if (!pause->endPause(id)) WaitForTermination();
+        if (!pause.endPause(id)) WaitForTermination();
     }
-    pause->threadLeft();
+    pause.threadLeft();
 }
 
 /// Not on the senders of a later start, should this thread have been let go while it waited for the lock.

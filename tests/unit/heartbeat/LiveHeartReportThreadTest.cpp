@@ -439,6 +439,20 @@ TEST_F(LiveHeartReportThread, AnInstanceMayBeDestroyedWhileItsThreadRuns) {
     }
 }
 
+TEST_F(LiveHeartReportThread, AnInstanceMayBeDestroyedBeforeItsThreadHasComeToIt) {
+    BlockingLog log(kThreadStart);
+    auto own = std::make_unique<Unstopped>();
+    ASSERT_EQ(own->start(), 1);
+    ASSERT_TRUE(log.waitForBlocked(1));
+    const std::unique_ptr<MsgSenderStatus> mainSender(own->m_mainSender);
+    const std::unique_ptr<MsgSenderStatus> commonSender(own->m_commonSender);
+    own.reset();
+    main.connect(kHeartCmd);
+    log.release();
+    EXPECT_TRUE(eventually([&] { return log.finished() == 1; }));
+    EXPECT_TRUE(main.sent(kHeartCmd).empty());
+}
+
 using LiveHeartReportExit = LiveHeartReportThread;
 
 TEST_F(LiveHeartReportExit, TheProcessMayEndWhileTheHeartbeatRuns) {
