@@ -199,6 +199,7 @@ class Trouble(StageTest):
                 self.stage.publish(f"qolive/show/{connection}/{level}", payload)
             self.stage.publish(f"qolive/{connection}/x/up/2", payload)
         self.assertTrue(eventually(lambda: "keep-alive" in self.kinds(collector, "show")))
+        eventually(lambda: sum(line["kind"] == "malformed" for line in parsed(collector.record)) == 5 * len(bad))
         host.end(signal.SIGINT)
         self.assertEqual(collector.end(signal.SIGINT), 0)
         self.assertNotIn("\x1b", collector.text())
