@@ -58,11 +58,16 @@ void CountStreamRecord(Stream& stream, const Json::Value& body) {
     ++stream.starts;
 }
 
-// A first-frame record names its stream by the time of the request alone.
+// A first-frame record names its stream by the time of the request alone. Of several with the same time it is
+// taken to be that of one that still owes its own.
 Stream* FindByRequestTime(Broadcaster& broadcaster, std::int64_t requestTime) {
-    for (auto& [sid, stream] : broadcaster.streams)
-        if (stream.starts > 0 && stream.requestTime == requestTime) return &stream;
-    return nullptr;
+    Stream* found = nullptr;
+    for (auto& [sid, stream] : broadcaster.streams) {
+        if (stream.starts == 0 || stream.requestTime != requestTime) continue;
+        if (stream.firstFrames < stream.starts) return &stream;
+        if (!found) found = &stream;
+    }
+    return found;
 }
 
 }  // namespace

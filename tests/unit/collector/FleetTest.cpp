@@ -271,6 +271,14 @@ TEST_F(FleetTest, AFirstFrameBelongsToTheStreamWithItsRequestTime) {
     EXPECT_EQ(Demo().streams.at("7").firstFrames, 1);
 }
 
+TEST_F(FleetTest, StreamsThatWereRequestedAtTheSameTimeHaveOneFirstFrameEach) {
+    Record(1, samples::StreamRecord("7", "show"));
+    Record(1, samples::StreamRecord("8", "guest"));
+    EXPECT_EQ(Record(4, samples::firstFrame).stream, "show");
+    EXPECT_EQ(Record(4, samples::firstFrame).stream, "guest");
+    EXPECT_EQ(Record(4, samples::firstFrame).stream, "show") << "one too many is shown all the same";
+}
+
 TEST_F(FleetTest, AFirstFrameOfAnUnknownStreamIsHarmless) {
     EXPECT_EQ(Record(4, samples::firstFrame).stream, "");
     EXPECT_TRUE(Demo().streams.empty());
