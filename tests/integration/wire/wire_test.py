@@ -227,7 +227,7 @@ class Schemas(StageTest):
     def setUpClass(cls):
         super().setUpClass()
         collector = cls.stage.collector()
-        hosts = [cls.stage.host(SHOW, "--duration", "9"), cls.stage.host(QUALITY, "--duration", "65", client="other")]
+        hosts = [cls.stage.host(SHOW, "--duration", "11"), cls.stage.host(QUALITY, "--duration", "65", client="other")]
         for host in hosts:
             host.popen.wait(90)
         collector.end(signal.SIGINT)
