@@ -52,13 +52,23 @@ set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
 C++ and C headers, CMake package and pkg-config file of QoLiveReport.")
 
 # What Debian expects beside the files of every package.
+file(READ LICENSE copyright)
+if(QOLIVE_MOSQUITTO_LICENSE)
+  file(READ ${QOLIVE_MOSQUITTO_LICENSE} mosquitto_license)
+  string(APPEND copyright "
+The library holds the MQTT client library of mosquitto, copyright Roger Light
+and others, with changes, under this licence:
+
+${mosquitto_license}")
+endif()
+file(WRITE ${control}/copyright "${copyright}")
 find_program(GZIP gzip REQUIRED)
 execute_process(COMMAND ${GZIP} -9nc ${control}/changelog OUTPUT_FILE ${control}/changelog.gz)
 foreach(component runtime development)
   string(TOUPPER ${component} name)
   set(folder ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${name}_PACKAGE_NAME})
   install(FILES ${control}/changelog.gz DESTINATION ${folder} COMPONENT ${component})
-  install(FILES LICENSE DESTINATION ${folder} RENAME copyright COMPONENT ${component})
+  install(FILES ${control}/copyright DESTINATION ${folder} COMPONENT ${component})
 endforeach()
 install(FILES CHANGELOG.md docs/embedding.md DESTINATION ${folder} COMPONENT development)
 

@@ -1,3 +1,12 @@
+function(qolive_sanitize target)
+  if(QOLIVE_SANITIZE)
+    # The library does not export type information, which the vptr check would need in its users.
+    target_compile_options(${target} PRIVATE -fsanitize=${QOLIVE_SANITIZE} $<$<COMPILE_LANGUAGE:CXX>:-fno-sanitize=vptr>
+                                             -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(${target} PUBLIC -fsanitize=${QOLIVE_SANITIZE})
+  endif()
+endfunction()
+
 # qolive_object(name sources...): an object library of ours: include root, warnings and, where asked for, sanitizers.
 function(qolive_settings target)
   target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src>)
@@ -8,12 +17,7 @@ function(qolive_settings target)
       target_compile_options(${target} PRIVATE -Wthread-safety)
     endif()
   endif()
-  if(QOLIVE_SANITIZE)
-    # The library does not export type information, which the vptr check would need in its users.
-    target_compile_options(${target} PRIVATE -fsanitize=${QOLIVE_SANITIZE} -fno-sanitize=vptr -fno-sanitize-recover=all
-                                             -fno-omit-frame-pointer)
-    target_link_options(${target} PUBLIC -fsanitize=${QOLIVE_SANITIZE})
-  endif()
+  qolive_sanitize(${target})
 endfunction()
 
 function(qolive_object name)

@@ -17,7 +17,7 @@ namespace mqtt {
 namespace {
 
 constexpr int kSessionSeconds = 600;
-constexpr int kLargestDownlinkPacket = 16 * 1024 * 1024;
+constexpr int kLargestDownlinkPacket = 64 * 1024;
 constexpr int kMostDownlinksInFlight = 20;
 constexpr int kMostUplinksInFlight = 64;
 constexpr int kFirstRefusal = 0x80;
@@ -86,6 +86,8 @@ public:
             if (code != 0) {
                 self.m_refused = true;
                 self.fail("refused by the server: " + reasonText(code, properties));
+            } else if (self.m_connected) {
+                self.fail("the server answered the connection twice");
             } else if (!acknowledges(properties)) {
                 self.m_refused = true;
                 self.fail("the server acknowledges no messages");
@@ -240,7 +242,11 @@ bool Connection::hasBufferedInput() const {
 
 void Connection::read() {
     const bool wasInHandshake = inHandshake();
-    check(mosquitto_loop_read(m_client.get(), kPacketsAtOnce));
+    const int result = mosquitto_loop_read(m_client.get(), kPacketsAtOnce);
+    if (result == MOSQ_ERR_OVERSIZE_PACKET)
+        return fail("the server sent a packet of more than " + std::to_string(kLargestDownlinkPacket) +
+                    " bytes");
+    check(result);
     // The client library takes a reset during the handshake for a reason to try again, without end.
     if (isAlive() && wasInHandshake && inHandshake() && IsSocketClosed(mosquitto_socket(m_client.get())))
         fail("closed by the server during the TLS handshake");

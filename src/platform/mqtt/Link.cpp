@@ -22,7 +22,6 @@ constexpr auto kDrainLimit = milliseconds(400);
 constexpr auto kGoodbyeLimit = milliseconds(200);
 // The client library counts its keep-alive in seconds, and has to be called to notice.
 constexpr std::int64_t kLongestStepMs = 1000;
-constexpr std::size_t kLargestDownlink = std::size_t{16} * 1024 * 1024;
 
 std::string nameOf(const ServerAddress& address, const std::string& literal) {
     const std::string port = ":" + std::to_string(address.port);
@@ -260,9 +259,6 @@ void Link::onMessage(const char* topic, const void* payload, std::size_t length)
         return m_connection->abandon("stopped");
     int cmd = 0;
     if (!CmdOfDownTopic(m_prefix, topic, cmd)) return;
-    if (length > kLargestDownlink)
-        return SdkLog(LogLevel::Error,
-                      "a message from the server was dropped: it has " + std::to_string(length) + " bytes");
     if (const Senders::Handle sender = m_state.senders.find(cmd))
         m_state.senders.notify(sender, 1, 0, payload, length);
 }
