@@ -166,7 +166,7 @@ private:
     QOLIVE_API void SafeCloseThread(void*& thread);
 
     static void EnterOwnThread(void* thread);
-    static void RunOwnThread(const OwnThread& thread);
+    static bool RunOwnThread(const OwnThread& thread);
     bool PassOf(std::uint64_t threadId);
     bool Pass();
     void EndHeartbeat();

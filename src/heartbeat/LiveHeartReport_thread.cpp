@@ -21,18 +21,11 @@ std::int64_t WallClockMs() {
     return static_cast<std::int64_t>(_time64(nullptr)) * 1000;
 }
 
-/// Where a thread goes that is about to be terminated: no lock, no log, no heap, and nobody's memory but its
-/// own.
-[[noreturn]] void WaitForTermination() {
-    for (;;)
-        Sleep(kPauseMs);
-}
-
+/// `loop` returns whether the thread ends by itself; one that was terminated says nothing any more.
 template <class Loop>
 void RunThread(Loop loop) {
     Log(LogLevel::Info, "[LiveState] LiveHeartReport::ThreadProc start");
-    loop();
-    Log(LogLevel::Info, "[LiveState] LiveHeartReport::ThreadProc finish");
+    if (loop()) Log(LogLevel::Info, "[LiveState] LiveHeartReport::ThreadProc finish");
 }
 
 }  // namespace
@@ -144,6 +137,7 @@ void LiveHeartReport::SafeCloseThread(HANDLE& thread) {
 unsigned long LiveHeartReport::ThreadProc(void* param) {
     RunThread([param] {
         if (param) static_cast<LiveHeartReport*>(param)->run();
+        return true;
     });
     return 0;
 }
@@ -151,7 +145,7 @@ unsigned long LiveHeartReport::ThreadProc(void* param) {
 void LiveHeartReport::EnterOwnThread(void* thread) {
     // Nothing on the heap is this thread's when it is terminated.
     const OwnThread own(*std::unique_ptr<OwnThread>(static_cast<OwnThread*>(thread)));
-    RunThread([&own] { RunOwnThread(own); });
+    RunThread([&own] { return RunOwnThread(own); });
 }
 
 void LiveHeartReport::run() {
@@ -159,7 +153,8 @@ void LiveHeartReport::run() {
         if (!Pass()) Sleep(kPauseMs);
 }
 
-void LiveHeartReport::RunOwnThread(const OwnThread& thread) {
+/// False when the thread was terminated in its pause.
+bool LiveHeartReport::RunOwnThread(const OwnThread& thread) {
     PauseHandshake& pause = *thread.pause;
     const std::uint64_t id = GetCurrentThreadId();
     {
@@ -170,9 +165,13 @@ void LiveHeartReport::RunOwnThread(const OwnThread& thread) {
         if (thread.report->PassOf(id)) continue;
         if (!pause.beginPause(id)) break;
         Sleep(kPauseMs);
-        if (!pause.endPause(id)) WaitForTermination();
+        if (!pause.endPause(id)) {
+            AwaitTermination();
+            return false;
+        }
     }
     pause.threadLeft();
+    return true;
 }
 
 /// Not on the senders of a later start, should this thread have been let go while it waited for the lock.

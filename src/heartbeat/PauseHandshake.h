@@ -31,7 +31,7 @@ public:
     /// False when the thread was let go: it has to return.
     bool beginPause(std::uint64_t id);
 
-    /// False when the thread is about to be terminated: it must not touch anything any more.
+    /// False when the thread is about to be terminated: AwaitTermination is all that is left for it to call.
     bool endPause(std::uint64_t id);
 
     /// The thread's last step.

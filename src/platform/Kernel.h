@@ -40,8 +40,9 @@ HANDLE CreateThread(void* security, size_t stackSize, DWORD (*start)(void*), voi
 /// handle.
 BOOL GetExitCodeThread(HANDLE thread, DWORD* exitCode);
 
-/// Ends the thread in its current or next Sleep; its stack is unwound, so it leaves no lock held. Does not
-/// wait. 0 on a null handle.
+/// Asks the thread to end with that exit code: its current Sleep and every later one returns at once, and so
+/// does AwaitTermination. The thread itself returns; its stack is never unwound by force, which a host with
+/// another C++ runtime than the library's does not survive. Does not wait. 0 on a null handle.
 BOOL TerminateThread(HANDLE thread, DWORD exitCode);
 
 /// Releases the handle; the thread goes on. 0 on a null handle.
@@ -58,6 +59,7 @@ void DeleteCriticalSection(CRITICAL_SECTION* section);
 void EnterCriticalSection(CRITICAL_SECTION* section);
 void LeaveCriticalSection(CRITICAL_SECTION* section);
 
+/// A thread that has been terminated is not kept.
 void Sleep(DWORD milliseconds);
 
 /// Milliseconds since the system started, time asleep included.
@@ -69,6 +71,11 @@ long long _time64(long long* time);
 }  // extern "C"
 
 #endif
+
+/// Where a thread goes that is about to be terminated. Where termination is forced (Windows) it never comes
+/// back, and is ended here; elsewhere it comes back once TerminateThread was called, to return from its start
+/// routine. Takes no lock but the thread's own, and nothing from the heap.
+void AwaitTermination();
 
 /// Keeps the library mapped until the process ends, whatever the host unloads: a thread is about to run its
 /// code. Any thread may call it, any number of times.

@@ -37,37 +37,16 @@ ThreadHandle& fromHandle(HANDLE thread) {
     return *static_cast<ThreadHandle*>(thread);
 }
 
-void setExitCode(ThreadRecord& record, DWORD code) {
+void setExitCode(ThreadRecord& record, DWORD returned) {
     const std::lock_guard<std::mutex> lock(record.mutex);
-    record.exitCode = code;
+    record.exitCode = record.terminationAsked ? record.terminationCode : returned;
 }
-
-/// Records the end of a thread that leaves its start routine by termination: the unwinding runs this
-/// destructor.
-class ExitRecorder {
-public:
-    explicit ExitRecorder(ThreadRecord& record) : m_record(record) {}
-    ~ExitRecorder() { setExitCode(m_record, m_code ? *m_code : m_record.terminationCode); }
-    ExitRecorder(const ExitRecorder&) = delete;
-    ExitRecorder& operator=(const ExitRecorder&) = delete;
-
-    void returned(DWORD code) {
-        m_value = code;
-        m_code = &m_value;
-    }
-
-private:
-    ThreadRecord& m_record;
-    DWORD m_value = 0;
-    DWORD* m_code = nullptr;
-};
 
 void* runThread(void* argument) {
     const std::unique_ptr<ThreadHandle> own(static_cast<ThreadHandle*>(argument));
     ThreadRecord& record = **own;
     currentThread = &record;
-    ExitRecorder exit(record);
-    exit.returned(record.start(record.parameter));
+    setExitCode(record, record.start(record.parameter));
     return nullptr;
 }
 
@@ -81,13 +60,10 @@ int startDetached(ThreadHandle* argument) {
     return error;
 }
 
-void sleepInterruptibly(ThreadRecord& record, std::chrono::milliseconds duration) {
-    {
-        std::unique_lock<std::mutex> lock(record.mutex);
-        const auto asked = [&record] { return record.terminationAsked; };
-        if (!record.terminated.wait_until(lock, std::chrono::steady_clock::now() + duration, asked)) return;
-    }
-    pthread_exit(nullptr);
+void sleepUnlessTerminated(ThreadRecord& record, std::chrono::milliseconds duration) {
+    std::unique_lock<std::mutex> lock(record.mutex);
+    record.terminated.wait_until(lock, std::chrono::steady_clock::now() + duration,
+                                 [&record] { return record.terminationAsked; });
 }
 
 void sleepPlainly(DWORD milliseconds) {
@@ -171,7 +147,7 @@ void LeaveCriticalSection(CRITICAL_SECTION* section) {
 
 void Sleep(DWORD milliseconds) {
     if (currentThread)
-        sleepInterruptibly(*currentThread, std::chrono::milliseconds(milliseconds));
+        sleepUnlessTerminated(*currentThread, std::chrono::milliseconds(milliseconds));
     else
         sleepPlainly(milliseconds);
 }
@@ -190,6 +166,12 @@ long long _time64(long long* time) {
 }
 
 }  // extern "C"
+
+void AwaitTermination() {
+    if (!currentThread) return;
+    std::unique_lock<std::mutex> lock(currentThread->mutex);
+    currentThread->terminated.wait(lock, [] { return currentThread->terminationAsked; });
+}
 
 // The shared library is linked with -z nodelete, which keeps it mapped from the start.
 void KeepLibraryLoaded() {}

@@ -3,6 +3,11 @@
 // The system's own answer, which the headers do not declare; a part of ntdll.dll in every version.
 extern "C" __declspec(dllimport) BOOLEAN NTAPI RtlDllShutdownInProgress();
 
+void AwaitTermination() {
+    for (;;)
+        Sleep(INFINITE);
+}
+
 void KeepLibraryLoaded() {
     static const char inThisModule = 0;
     HMODULE module = nullptr;

@@ -21,6 +21,11 @@ DWORD WINAPI sleepForAMinute(void* parameter) {
     return 0;
 }
 
+DWORD WINAPI awaitTermination(void* /*parameter*/) {
+    AwaitTermination();
+    return 0;
+}
+
 DWORD exitCodeOnceEnded(HANDLE thread) {
     DWORD code = STILL_ACTIVE;
     while (GetExitCodeThread(thread, &code) && code == STILL_ACTIVE)
@@ -45,6 +50,18 @@ TEST(Kernel, ASleepingThreadIsTerminatedAtOnce) {
     EXPECT_TRUE(TerminateThread(thread, 1));
     EXPECT_EQ(exitCodeOnceEnded(thread), 1u);
     EXPECT_LT(steady_clock::now() - before, std::chrono::seconds(10));
+    CloseHandle(thread);
+}
+
+TEST(Kernel, AThreadAwaitsItsTermination) {
+    const HANDLE thread = CreateThread(nullptr, 0, awaitTermination, nullptr, 0, nullptr);
+    ASSERT_NE(thread, nullptr);
+    Sleep(20);
+    DWORD code = 0;
+    EXPECT_TRUE(GetExitCodeThread(thread, &code));
+    EXPECT_EQ(code, STILL_ACTIVE);
+    EXPECT_TRUE(TerminateThread(thread, 5));
+    EXPECT_EQ(exitCodeOnceEnded(thread), 5u);
     CloseHandle(thread);
 }
 
