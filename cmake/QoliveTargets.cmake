@@ -7,8 +7,10 @@ function(qolive_sanitize target)
   endif()
 endfunction()
 
-# qolive_object(name sources...): an object library of ours: include root, warnings and, where asked for, sanitizers.
+# qolive_object(name sources...): an object library of ours: include root, warnings, protections and, where asked for,
+# sanitizers.
 function(qolive_settings target)
+  qolive_harden(${target})
   target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src>)
   if(QOLIVE_DEVELOPER)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor

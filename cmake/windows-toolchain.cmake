@@ -7,9 +7,10 @@ set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
 set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
 set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
 
-# No DLL beside ours but the system's: libgcc, libstdc++, winpthread and the libraries below are linked in.
+# No DLL beside ours but the system's: libgcc, libstdc++, winpthread and the libraries below are linked in; with the latter,
+# what their checked stack frames call.
 foreach(kind EXE SHARED MODULE)
-  set(CMAKE_${kind}_LINKER_FLAGS_INIT "-static")
+  set(CMAKE_${kind}_LINKER_FLAGS_INIT "-static -fstack-protector-strong")
 endforeach()
 
 if(NOT QOLIVE_WINDOWS_LIBRARIES)
