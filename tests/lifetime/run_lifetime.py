@@ -1,8 +1,9 @@
-"""run_lifetime.py [--emulator COMMAND] [--seconds S] HOST LIBRARY SCENARIO
+"""run_lifetime.py [--emulator COMMAND] [--seconds S] [--runs N] HOST LIBRARY SCENARIO
 
 Runs one scenario of lifetime_host in a loop, each run against the same MQTT server on a free loopback port: once its work is
-done, every run has to end by itself within S seconds (default 5) with exit code 0. 5 runs, or 200 with QOLIVE_TEST_FULL=1 in the environment.
-Exits with 77 (skipped) where there is no mosquitto.
+done, every run has to end by itself within S seconds (default 5) with exit code 0. 5 runs, or 200 with QOLIVE_TEST_FULL=1 in
+the environment, or --runs. When one takes too long, what its threads are doing is told, and whether it ends within a
+minute after all. Exits with 77 (skipped) where there is no mosquitto.
 """
 import argparse
 import os
@@ -14,8 +15,11 @@ import sys
 import tempfile
 import time
 
+from stacks import stacks_of
+
 SHORT, FULL = 5, 200
 WORK_SECONDS = 60
+LATE_SECONDS = 60
 
 
 def mosquitto_path():
@@ -85,14 +89,25 @@ class Run:
     def outcome(self, seconds):
         """None when all went well, else what happened."""
         if not self.read_until(b"ending", WORK_SECONDS):
-            return f"still at work after {WORK_SECONDS} s"
+            return f"still at work after {WORK_SECONDS} s\n{stacks_of(self.process.pid)}"
         started = time.monotonic()
         try:
             self.read_until(None, seconds)
             code = self.process.wait(max(0.1, seconds - (time.monotonic() - started)))
         except subprocess.TimeoutExpired:
-            return f"has not ended within {seconds} s"
+            return f"has not ended within {seconds} s, {self.whether_late()}"
         return f"exit code {code}" if code else None
+
+    def whether_late(self):
+        started = time.monotonic()
+        stacks = stacks_of(self.process.pid)
+        load = " ".join(f"{figure:.1f}" for figure in os.getloadavg())
+        try:
+            self.process.wait(LATE_SECONDS)
+            late = f"but {time.monotonic() - started:.1f} s later"
+        except subprocess.TimeoutExpired:
+            late = f"nor {LATE_SECONDS} s later; then:\n{stacks_of(self.process.pid)}"
+        return f"{late} (load {load}); what it did after the limit:\n{stacks}"
 
     def close(self):
         self.process.kill()
@@ -113,6 +128,7 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--emulator")
     parser.add_argument("--seconds", type=float, default=5)
+    parser.add_argument("--runs", type=int, default=FULL if os.environ.get("QOLIVE_TEST_FULL") == "1" else SHORT)
     parser.add_argument("host")
     parser.add_argument("library")
     parser.add_argument("scenario")
@@ -121,7 +137,7 @@ def main():
     if not program:
         print("mosquitto is not installed")
         sys.exit(77)
-    runs = FULL if os.environ.get("QOLIVE_TEST_FULL") == "1" else SHORT
+    runs = arguments.runs
     broker = Broker(program)
     command = [arguments.emulator] if arguments.emulator else []
     command += [arguments.host, arguments.library, arguments.scenario, str(broker.port)]
