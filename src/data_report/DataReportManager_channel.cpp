@@ -69,7 +69,7 @@ bool DataReportManager::StartThreads() {
     KeepLibraryLoaded();
     try {
         m_bStopThread = false;
-        m_collectThread = std::make_shared<std::thread>([this] { OnThread(); });
+        m_collectThread = StartLibraryThread([this] { OnThread(); });
         StartSendThread();
         return true;
     } catch (const std::system_error& error) {
@@ -155,7 +155,7 @@ bool DataReportManager::SendStreamReport(const Json::Value& record, Json::Value&
 
 void DataReportManager::StartSendThread() {
     m_bStopSend = false;
-    m_sendThread = std::make_shared<std::thread>([this] { OnSendThread(); });
+    m_sendThread = StartLibraryThread([this] { OnSendThread(); });
 }
 
 // The flag is set without the mutex, so the mutex is passed through once before the wake-up: the send thread

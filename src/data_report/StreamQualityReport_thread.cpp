@@ -89,7 +89,7 @@ void StreamQualityReport::OnDisponseData(int /*unused*/, const unsigned char* da
 
 void StreamQualityReport::StartReportThread() {
     m_bStop = false;
-    m_thread = std::make_shared<std::thread>([this] { ReportThreadProc(); });
+    m_thread = StartLibraryThread([this] { ReportThreadProc(); });
 }
 
 void StreamQualityReport::ReportThreadProc() {

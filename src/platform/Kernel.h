@@ -3,6 +3,7 @@
 // Kernel services: <windows.h> on Windows and, elsewhere, the same few names over POSIX. The four subsystems
 // use no other operating system interface than the names below.
 
+#include <functional>
 #include <memory>
 #include <thread>
 
@@ -31,7 +32,7 @@ constexpr DWORD STILL_ACTIVE = 259;
 
 extern "C" {
 
-/// Starts a thread. `security`, `stackSize` and `flags` are ignored. Null on failure, with the reason in
+/// Starts a thread, with signals as StartLibraryThread has them. `security`, `stackSize` and `flags` are ignored. Null on failure, with the reason in
 /// GetLastError. `threadId`, if not null, receives an identifier that no other thread of the process has had.
 HANDLE CreateThread(void* security, size_t stackSize, DWORD (*start)(void*), void* parameter, DWORD flags,
                     DWORD* threadId);
@@ -85,6 +86,13 @@ void KeepLibraryLoaded();
 /// destructor that finds this neither joins nor locks. Never true where static destructors run beside living
 /// threads.
 bool IsProcessEnding();
+
+/// Starts a thread of the library, to be ended with JoinUnlessEnding. As all threads of the library, it keeps
+/// away from the signals that are sent to the process for the host to handle (SIGINT, SIGTERM, SIGCHLD, SIGALRM
+/// and the like, SIGPIPE); every other signal is as in the thread that calls, because managed runtimes suspend
+/// threads with some (SIGPWR, SIGXCPU, SIGUSR1, real-time signals). Raises std::system_error when the system
+/// gives none.
+std::shared_ptr<std::thread> StartLibraryThread(std::function<void()> work);
 
 /// Joins `thread` if it runs and releases it; when the process is ending the thread is gone already and the
 /// object is abandoned instead. Blocks until the thread has returned; not to be called from that thread.

@@ -93,7 +93,7 @@ bool Center::startThread(Settings settings) {
     m_state.outbox.open();
     try {
         const auto link = std::make_shared<Link>(std::move(settings), randomName(), randomNumber(), m_state);
-        m_thread = std::make_shared<std::thread>([this, link] {
+        m_thread = StartLibraryThread([this, link] {
             m_threadId = std::this_thread::get_id();
             const NetworkThread networkThread;
             link->run();

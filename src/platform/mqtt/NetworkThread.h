@@ -5,11 +5,11 @@
 namespace QoPlayer {
 namespace mqtt {
 
-/// To be made first on a thread of the message center and to live as long as it: keeps the host's signal
-/// handlers off the thread, and leaves nothing of the TLS library behind.
+/// To be made first on a thread of the message center and to live as long as it: leaves nothing of the TLS
+/// library behind.
 class NetworkThread {
 public:
-    NetworkThread();
+    NetworkThread() = default;
     ~NetworkThread();  // NOLINT(performance-trivially-destructible): not on Windows
     NetworkThread(const NetworkThread&) = delete;
     NetworkThread& operator=(const NetworkThread&) = delete;

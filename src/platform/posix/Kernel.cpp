@@ -1,15 +1,40 @@
 #include "platform/Kernel.h"
 
+#include <signal.h>
+
 #include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <ctime>
+#include <initializer_list>
 #include <memory>
 #include <mutex>
 #include <new>
+#include <utility>
 
 namespace {
+
+/// While it lives, a thread that this one starts inherits a signal mask that keeps the host's signals from it: a
+/// handler of the host never runs on a thread that the host does not know. SIGPIPE is among them because a thread
+/// that writes to a connection draws it upon itself.
+class HostSignalsBlocked {
+public:
+    HostSignalsBlocked() {
+        sigset_t hosts;
+        sigemptyset(&hosts);
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGCHLD, SIGALRM, SIGVTALRM, SIGTSTP,
+                                 SIGTTIN, SIGTTOU, SIGCONT, SIGWINCH, SIGIO, SIGPIPE})
+            sigaddset(&hosts, signal);
+        pthread_sigmask(SIG_BLOCK, &hosts, &m_before);
+    }
+    ~HostSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+    HostSignalsBlocked(const HostSignalsBlocked&) = delete;
+    HostSignalsBlocked& operator=(const HostSignalsBlocked&) = delete;
+
+private:
+    sigset_t m_before{};
+};
 
 struct ThreadRecord {
     std::mutex mutex;
@@ -55,6 +80,7 @@ int startDetached(ThreadHandle* argument) {
     pthread_attr_init(&attributes);
     pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
     pthread_t thread{};
+    const HostSignalsBlocked inThread;
     const int error = pthread_create(&thread, &attributes, runThread, argument);
     pthread_attr_destroy(&attributes);
     return error;
@@ -171,6 +197,11 @@ void AwaitTermination() {
     if (!currentThread) return;
     std::unique_lock<std::mutex> lock(currentThread->mutex);
     currentThread->terminated.wait(lock, [] { return currentThread->terminationAsked; });
+}
+
+std::shared_ptr<std::thread> StartLibraryThread(std::function<void()> work) {
+    const HostSignalsBlocked inThread;
+    return std::make_shared<std::thread>(std::move(work));
 }
 
 // The shared library is linked with -z nodelete, which keeps it mapped from the start.

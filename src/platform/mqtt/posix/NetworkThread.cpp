@@ -1,9 +1,7 @@
 #include "platform/mqtt/NetworkThread.h"
 
-#include <pthread.h>
 #include <signal.h>
 
-#include <initializer_list>
 #include <mutex>
 
 namespace QoPlayer {
@@ -17,14 +15,6 @@ struct SignalGuard::Saved {
     std::lock_guard<std::mutex> lock{signalMutex};
     struct sigaction onBrokenPipe = {};
 };
-
-NetworkThread::NetworkThread() {
-    sigset_t blocked;
-    sigfillset(&blocked);
-    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS, SIGPROF})
-        sigdelset(&blocked, fault);
-    pthread_sigmask(SIG_SETMASK, &blocked, nullptr);
-}
 
 // The TLS library, a shared one, sees a thread end by itself.
 NetworkThread::~NetworkThread() = default;

@@ -8,8 +8,6 @@ namespace mqtt {
 // Windows delivers no signals to a thread, and the client library changes none here.
 struct SignalGuard::Saved {};
 
-NetworkThread::NetworkThread() = default;
-
 // Linked into a DLL, the TLS library is not told when a thread ends.
 NetworkThread::~NetworkThread() {
     OPENSSL_thread_stop();
