@@ -206,21 +206,29 @@ void Connection::open(const Options& options) {
                                        options.keepAliveSeconds, nullptr));
 }
 
+// A server that does not take our answers gets nothing more to answer: they would pile up here.
 void Connection::step(int timeoutMs) {
     if (!isAlive()) return;
-    const int socket = mosquitto_socket(m_client.get());
+    const bool mayRead = inHandshake() || !wantsToWrite();
     const SocketWaiter::Ready ready =
-        m_waiter.wait(socket, !m_tcpConnected || wantsToWrite(), hasBufferedInput() ? 0 : timeoutMs);
-    if (!m_tcpConnected) {
-        if (!ready.writable) return;
-        if (const std::error_code error = SocketError(socket)) return fail(connectProblem(error));
-        // What TLS has tried to write before may have taken the error away.
-        if (!IsSocketConnected(socket)) return fail("connection refused, or reset during the TLS handshake");
-        m_tcpConnected = true;
-    }
-    if (ready.readable || hasBufferedInput() || (ready.writable && inHandshake())) read();
-    if (isAlive() && ready.writable && !inHandshake()) write();
+        m_waiter.wait(mosquitto_socket(m_client.get()), {mayRead, !m_tcpConnected || wantsToWrite()},
+                      mayRead && hasBufferedInput() ? 0 : timeoutMs);
+    if (!m_tcpConnected && !finishConnecting(ready.writable)) return;
+    if (ready.writable && !inHandshake()) write();
+    if (isAlive() && mayRead && (ready.readable || hasBufferedInput() || (ready.writable && inHandshake())))
+        read();
     if (isAlive()) check(mosquitto_loop_misc(m_client.get()));
+}
+
+bool Connection::finishConnecting(bool writable) {
+    if (!writable) return false;
+    const int socket = mosquitto_socket(m_client.get());
+    if (const std::error_code error = SocketError(socket))
+        fail(connectProblem(error));
+    else if (!IsSocketConnected(socket))  // What TLS has tried to write before may have taken the error away.
+        fail("connection refused, or reset during the TLS handshake");
+    m_tcpConnected = isAlive();
+    return m_tcpConnected;
 }
 
 // The client library's own answer stays "yes" all through a handshake once the socket has been full.

@@ -90,6 +90,7 @@ private:
     bool configure(const Options& options);
     void setCallbacks();
     void open(const Options& options);
+    bool finishConnecting(bool writable);
     bool inHandshake() const;
     bool wantsToWrite() const;
     bool hasBufferedInput() const;

@@ -10,6 +10,10 @@ namespace mqtt {
 /// Waits for one socket, a time limit and a wake-up from other threads, whichever comes first.
 class SocketWaiter {
 public:
+    struct Interest {
+        bool read = false;
+        bool write = false;
+    };
     struct Ready {
         bool readable = false;
         bool writable = false;
@@ -26,12 +30,12 @@ public:
     /// Ends the wait that is under way, or the next one. Any thread; does not block.
     void wake();
 
-    /// Waits until `socket` can be read (written too if `forWriting`) or has failed, which reads as both.
-    /// One thread alone.
-    Ready wait(int socket, bool forWriting, int timeoutMs);
+    /// Waits until one of `interest` can be done with `socket`, or it has failed, which reads as both. One thread
+    /// alone.
+    Ready wait(int socket, Interest interest, int timeoutMs);
 
     /// Waits without a socket.
-    void wait(int timeoutMs) { wait(static_cast<int>(kNone), false, timeoutMs); }
+    void wait(int timeoutMs) { wait(static_cast<int>(kNone), {}, timeoutMs); }
 
 private:
     static constexpr std::intptr_t kNone = -1;

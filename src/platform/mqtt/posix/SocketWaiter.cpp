@@ -49,9 +49,10 @@ void SocketWaiter::drain() {
     m_woken = false;
 }
 
-SocketWaiter::Ready SocketWaiter::wait(int socket, bool forWriting, int timeoutMs) {
-    pollfd descriptors[2] = {{static_cast<int>(m_wakeRead), POLLIN, 0}, {socket, POLLIN, 0}};
-    if (forWriting) descriptors[1].events |= POLLOUT;
+SocketWaiter::Ready SocketWaiter::wait(int socket, Interest interest, int timeoutMs) {
+    pollfd descriptors[2] = {{static_cast<int>(m_wakeRead), POLLIN, 0}, {socket, 0, 0}};
+    if (interest.read) descriptors[1].events |= POLLIN;
+    if (interest.write) descriptors[1].events |= POLLOUT;
     if (poll(descriptors, 2, timeoutMs) <= 0) return {};
     if (descriptors[0].revents != 0) drain();
     const bool failed = (descriptors[1].revents & (POLLERR | POLLHUP | POLLNVAL)) != 0;

@@ -53,7 +53,7 @@ void SocketWaiter::drain() {
     m_woken = false;
 }
 
-SocketWaiter::Ready SocketWaiter::wait(int socket, bool forWriting, int timeoutMs) {
+SocketWaiter::Ready SocketWaiter::wait(int socket, Interest interest, int timeoutMs) {
     const SOCKET watched = asSocket(socket);
     fd_set reading;
     fd_set writing;
@@ -63,9 +63,9 @@ SocketWaiter::Ready SocketWaiter::wait(int socket, bool forWriting, int timeoutM
     FD_ZERO(&failing);
     FD_SET(asSocket(m_wakeRead), &reading);
     if (socket != kNone) {
-        FD_SET(watched, &reading);
         FD_SET(watched, &failing);
-        if (forWriting) FD_SET(watched, &writing);
+        if (interest.read) FD_SET(watched, &reading);
+        if (interest.write) FD_SET(watched, &writing);
     }
     timeval timeout = {timeoutMs / 1000, (timeoutMs % 1000) * 1000};
     if (select(0, &reading, &writing, &failing, &timeout) <= 0) return {};
