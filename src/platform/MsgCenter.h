@@ -10,23 +10,26 @@
 // What every implementation promises, and the rest of the library leans on:
 //
 //  1. `start` returns at once: true when there is at least one usable address and the network thread runs,
-//  false with
-//     one log line otherwise. Nothing but the network thread ever waits for the network, name look-ups
-//     included, and nothing that one center waits for delays another. An address that swallows packets holds
-//     up the next one for at most 5 s.
+//     false with one log line otherwise. Nothing but the network thread ever waits for the network, name
+//     look-ups included, and nothing that one center waits for delays another. An address that swallows
+//     packets holds up the next one for at most 5 s, a server that leaves a subscription unanswered for 10 s.
 //  2. `stop` returns within 1 s whatever the connection is doing; senders survive it and come alive again
-//  with the next
-//     `start`.
+//     with the next `start`.
 //  3. `send` is safe from any thread, never blocks, and is false when not connected, closed, or when 4 MiB or
-//  4096
-//     messages are unacknowledged. Accepted messages are sent again after a reconnect (the server keeps the
-//     session for 10 minutes), so a server can see one twice.
+//     4096 messages of the sender's lane (promise 7) are unacknowledged. Accepted messages are sent again
+//     after a reconnect (the server keeps the session for 10 minutes), so a server can see one twice.
 //  4. A message that can never go (larger than the server's limit, a head that is not UTF-8 or over 64 KiB)
-//  is logged
-//     at level 4 and dropped, and `send` returns true: one bad message must not stop those behind it.
+//     is logged at level 4 and dropped, and `send` returns true: one bad message must not stop those behind
+//     it.
 //  5. `closeSender` returns only after a callback of that sender that is running has ended (unless called
-//  from inside
-//     it), and none comes after it. No lock of the center is held during a callback.
+//     from inside it), and none comes after it. No lock of the center is held during a callback.
+//  6. Nothing that a server sends ends, holds or grows the process. A packet of more than 64 KiB ends the
+//     connection at its length field.
+//  7. Heartbeats (command 2), commands (4) and everything else have a lane each, in that order: the first two
+//     never wait behind the others, and as many bytes of the others are on their way as the link carries well
+//     within 3 s. Within a lane the order is kept. A heartbeat that could not leave for 3 s is dropped, and so
+//     are those of before a reconnect while their sender is open; status 1 is told (again) then, so that the
+//     next one can be a full one.
 
 namespace QoPlayer {
 

@@ -16,13 +16,22 @@ Backoff::Backoff(std::int64_t longestPauseMs, std::uint64_t seed)
 }
 
 std::int64_t Backoff::nextPauseMs() {
-    const auto choices = static_cast<std::uint64_t>(m_ceilingMs) + 1;
+    const std::int64_t pause = draw();
     m_ceilingMs = std::min(m_longestPauseMs, m_ceilingMs * 2);
-    return static_cast<std::int64_t>(random() % choices);
+    return pause;
+}
+
+std::int64_t Backoff::pauseAfterServingMs() {
+    m_ceilingMs = std::max(std::min(m_longestPauseMs, kFirstCeilingMs), m_ceilingMs / 2);
+    return draw();
 }
 
 void Backoff::reset() {
     m_ceilingMs = std::min(m_longestPauseMs, kFirstCeilingMs);
+}
+
+std::int64_t Backoff::draw() {
+    return static_cast<std::int64_t>(random() % (static_cast<std::uint64_t>(m_ceilingMs) + 1));
 }
 
 // SplitMix64.

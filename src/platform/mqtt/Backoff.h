@@ -6,13 +6,16 @@ namespace QoPlayer {
 namespace mqtt {
 
 /// The pauses between connection rounds: each is drawn evenly from zero to a ceiling that doubles from 0.5 s
-/// up to the longest pause. The same seed gives the same pauses.
+/// up to the longest pause while nobody answers. The same seed gives the same pauses.
 class Backoff {
 public:
     Backoff(std::int64_t longestPauseMs, std::uint64_t seed);
 
-    /// The pause before the next round, ms.
+    /// The pause before the next round after one without a connection, ms; the one after it can be twice as long.
     std::int64_t nextPauseMs();
+
+    /// The pause after a connection that served for a while and was lost, ms: half as long as the last one could be.
+    std::int64_t pauseAfterServingMs();
 
     /// The ceiling of the next pause, ms.
     std::int64_t ceilingMs() const { return m_ceilingMs; }
@@ -21,6 +24,7 @@ public:
     void reset();
 
 private:
+    std::int64_t draw();
     std::uint64_t random();
 
     std::int64_t m_longestPauseMs;

@@ -17,6 +17,8 @@ using std::chrono::seconds;
 
 constexpr auto kConnectLimit = seconds(5);
 constexpr auto kLookUpLimit = seconds(5);
+constexpr auto kSubscribeLimit = seconds(10);
+constexpr auto kServed = seconds(1);
 constexpr auto kHeldLongEnough = seconds(30);
 constexpr auto kDrainLimit = milliseconds(400);
 constexpr auto kGoodbyeLimit = milliseconds(200);
@@ -51,13 +53,16 @@ void Link::run() {
 }
 
 void Link::runGuarded() {
+    m_served = false;
     try {
         if (TokenExpired(m_settings, _time64(nullptr))) return parkWithExpiredToken();
         goThroughAddresses();
     } catch (const std::exception&) {
         endConnection("out of memory");
     }
-    if (!stopping()) waitUntil(Clock::now() + milliseconds(m_backoff.nextPauseMs()));
+    if (stopping()) return;
+    const std::int64_t pause = m_served ? m_backoff.pauseAfterServingMs() : m_backoff.nextPauseMs();
+    waitUntil(Clock::now() + milliseconds(pause));
 }
 
 void Link::parkWithExpiredToken() {
@@ -157,6 +162,10 @@ void Link::serve(Connection& connection) {
     m_connection = &connection;
     m_sessionKnown = true;
     m_refusal.clear();
+    const auto since = Clock::now();
+    m_window = SendWindow();
+    // A sender that is open begins anew, with a full heartbeat.
+    if (m_state.senders.find(kHeartbeatCmd)) m_state.outbox.forgetHeartbeats();
     m_presenceMid = connection.publishPresence(PresenceTopic(m_prefix), true);
     for (const Senders::Handle& sender : m_state.senders.all())
         sender->subscribed = false;
@@ -165,7 +174,9 @@ void Link::serve(Connection& connection) {
         publishWaiting(connection);
         connection.step(kLongestStepMs);
         if (m_state.senders.takeChanged()) serviceSenders(connection);
+        endIfSubscriptionHangs(connection);
     }
+    m_served = m_served || (m_subscribing.empty() && Clock::now() - since >= kServed);
     if (stopping()) finish(connection);
     endConnection(stopping() ? "stopped" : "connection to " + m_server + " lost: " + connection.problem());
 }
@@ -192,8 +203,16 @@ void Link::serviceSenders(Connection& connection) {
     for (const Senders::Handle& sender : m_state.senders.all()) {
         if (sender->subscribed || !connection.isAlive()) continue;
         sender->subscribed = true;
-        m_subscribing[connection.subscribe(DownTopic(m_prefix, sender->cmd))] = sender;
+        const int mid = connection.subscribe(DownTopic(m_prefix, sender->cmd));
+        m_subscribing[mid] = {sender, Clock::now()};
     }
+}
+
+// Without it the sender would never come alive.
+void Link::endIfSubscriptionHangs(Connection& connection) {
+    const auto latest = Clock::now() - kSubscribeLimit;
+    for (const auto& [mid, subscribing] : m_subscribing)
+        if (subscribing.since < latest) return connection.abandon("no answer to a subscription within 10 s");
 }
 
 void Link::tellNewSenders() {
@@ -205,9 +224,19 @@ void Link::tellNewSenders() {
 void Link::publishWaiting(Connection& connection) {
     while (connection.isAlive()) {
         const std::size_t most = m_limits.mostInFlight - (m_presenceMid != 0 ? 1 : 0);
-        const Message* const message = m_state.outbox.nextToPublish(most);
-        if (!message || !publishNext(connection, *message)) return;
+        const Message* const message = m_state.outbox.nextToPublish({most, m_window.bytes()}, Clock::now());
+        if (!message || !publishNext(connection, *message)) break;
     }
+    tellExpiredHeartbeats();
+}
+
+// One of them may have been a full one: told that it is connected, the sender begins with a full one again.
+void Link::tellExpiredHeartbeats() {
+    const std::size_t expired = m_state.outbox.takeExpired();
+    const Senders::Handle sender = expired > 0 ? m_state.senders.find(kHeartbeatCmd) : nullptr;
+    if (!sender || !sender->connected) return;
+    const std::string count = std::to_string(expired);
+    tell(sender, true, "still connected to " + m_server + ", but too slow for " + count + " heartbeats");
 }
 
 bool Link::publishNext(Connection& connection, const Message& message) {
@@ -224,7 +253,7 @@ bool Link::publishNext(Connection& connection, const Message& message) {
     }
     const int mid = connection.publish(topic, responseTopic, message);
     if (mid == 0) return false;
-    m_state.outbox.published(mid);
+    m_state.outbox.published(mid, size, Clock::now());
     return true;
 }
 
@@ -235,7 +264,7 @@ void Link::onConnected(const ServerLimits& limits) {
 void Link::onSubscribed(int mid, bool granted, const std::string& reason) {
     const auto found = m_subscribing.find(mid);
     if (found == m_subscribing.end()) return;
-    const Senders::Handle sender = found->second;
+    const Senders::Handle sender = found->second.sender;
     m_subscribing.erase(found);
     if (granted) return tell(sender, true, "connected to " + m_server);
     const std::string text = "the server refused the subscription of command " + std::to_string(sender->cmd) +
@@ -250,8 +279,10 @@ void Link::onAcknowledged(int mid, const std::string& refusal) {
         if (!refusal.empty()) SdkLog(LogLevel::Warning, "the server refused the presence: " + refusal);
         return;
     }
-    if (m_state.outbox.acknowledged(mid) && !refusal.empty())
-        SdkLog(LogLevel::Error, "a message was dropped: the server refused it: " + refusal);
+    const auto delivery = m_state.outbox.acknowledged(mid);
+    if (!delivery) return;
+    m_window.acknowledged(delivery->published, Clock::now(), delivery->bytes, delivery->bytesInFlight);
+    if (!refusal.empty()) SdkLog(LogLevel::Error, "a message was dropped: the server refused it: " + refusal);
 }
 
 void Link::onMessage(const char* topic, const void* payload, std::size_t length) {

@@ -13,6 +13,7 @@
 #include "platform/mqtt/Connection.h"
 #include "platform/mqtt/NameLookUp.h"
 #include "platform/mqtt/Outbox.h"
+#include "platform/mqtt/SendWindow.h"
 #include "platform/mqtt/Senders.h"
 #include "platform/mqtt/Settings.h"
 #include "platform/mqtt/TlsContext.h"
@@ -60,7 +61,9 @@ private:
     void finish(Connection& connection);
     void serviceSenders(Connection& connection);
     void tellNewSenders();
+    void endIfSubscriptionHangs(Connection& connection);
     void publishWaiting(Connection& connection);
+    void tellExpiredHeartbeats();
     bool publishNext(Connection& connection, const Message& message);
     void endConnection(const std::string& reason);
     void tellRefusal(const std::string& reason);
@@ -75,7 +78,13 @@ private:
     Backoff m_backoff;
     std::unique_ptr<TlsContext> m_tls;
 
+    struct Subscribing {
+        Senders::Handle sender;
+        Clock::time_point since;
+    };
+
     bool m_sessionKnown = false;  ///< a server has had a session of ours
+    bool m_served = false;        ///< a connection of this round has served for a while
     std::string m_refusal;  ///< why senders have no connection, when a server or the token is the reason
 
     // Of the current connection.
@@ -83,7 +92,8 @@ private:
     Connection* m_connection = nullptr;
     ServerLimits m_limits;
     int m_presenceMid = 0;
-    std::map<int, Senders::Handle> m_subscribing;
+    SendWindow m_window;
+    std::map<int, Subscribing> m_subscribing;
     Clock::time_point m_drainEnd{};
 };
 

@@ -3,8 +3,22 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/mqtt/Wire.h"
+
 namespace QoPlayer {
 namespace mqtt {
+
+void Outbox::Lane::erase(std::size_t index) {
+    const auto entry = entries.begin() + static_cast<std::ptrdiff_t>(index);
+    bytes -= bytesOf(entry->message);
+    if (index < inFlight) --inFlight;
+    entries.erase(entry);
+}
+
+Outbox::LaneName Outbox::laneOf(int cmd) {
+    if (cmd == kHeartbeatCmd) return kHeartbeats;
+    return cmd == kCommandCmd ? kCommands : kRecords;
+}
 
 void Outbox::open() {
     const MutexLock lock(m_mutex);
@@ -13,67 +27,111 @@ void Outbox::open() {
 
 std::size_t Outbox::close() {
     const MutexLock lock(m_mutex);
-    const std::size_t left = m_entries.size();
-    m_open = false;
-    m_entries.clear();
-    m_inFlight = 0;
+    std::size_t left = 0;
+    for (Lane& lane : m_lanes)
+        left += std::exchange(lane, {}).entries.size();
+    m_messagesInFlight = 0;
     m_bytesInFlight = 0;
-    m_bytes = 0;
+    m_open = false;
     return left;
 }
 
 bool Outbox::add(Message&& message) {
     const MutexLock lock(m_mutex);
-    if (!m_open || m_entries.size() >= kMostMessages || m_bytes >= kMostBytes) return false;
+    Lane& lane = m_lanes[laneOf(message.cmd)];
+    if (!m_open || lane.isFull()) return false;
     const std::size_t bytes = bytesOf(message);
-    m_entries.push_back({std::move(message), 0});
-    m_bytes += bytes;
+    Entry entry;
+    entry.message = std::move(message);
+    lane.entries.push_back(std::move(entry));
+    lane.bytes += bytes;
     return true;
 }
 
 // Other threads only append, and appending to a deque moves no element.
-const Message* Outbox::nextToPublish(std::size_t mostInFlight) {
+const Message* Outbox::nextToPublish(const Room& room, Clock::time_point now) {
     const MutexLock lock(m_mutex);
-    const bool room = m_inFlight < mostInFlight && m_bytesInFlight < kMostBytesInFlight;
-    return room && m_inFlight < m_entries.size() ? &m_entries[m_inFlight].message : nullptr;
+    dropExpired(now);
+    for (const LaneName name : {kHeartbeats, kCommands, kRecords}) {
+        if (!m_lanes[name].hasWaiting() || !hasRoom(name, room)) continue;
+        m_offered = name;
+        return &m_lanes[name].firstWaiting().message;
+    }
+    return nullptr;
 }
 
-void Outbox::published(int mid) {
+bool Outbox::hasRoom(LaneName name, const Room& room) const {
+    if (m_messagesInFlight >= room.messages) return false;
+    if (name == kHeartbeats) return m_lanes[name].inFlight < kMostHeartbeatsInFlight;
+    if (name == kCommands) return true;
+    const std::size_t kept = std::min(kKeptFromRecords, room.messages / 2);
+    return m_messagesInFlight + kept < room.messages && m_bytesInFlight < room.recordBytes;
+}
+
+void Outbox::dropExpired(Clock::time_point now) {
+    Lane& lane = m_lanes[kHeartbeats];
+    while (lane.hasWaiting() && now - lane.firstWaiting().message.accepted > kHeartbeatLife) {
+        lane.erase(lane.inFlight);
+        ++m_expired;
+    }
+}
+
+void Outbox::published(int mid, std::size_t bytes, Clock::time_point now) {
     const MutexLock lock(m_mutex);
-    Entry& entry = m_entries[m_inFlight++];
+    Lane& lane = m_lanes[m_offered];
+    Entry& entry = lane.firstWaiting();
     entry.mid = mid;
-    m_bytesInFlight += bytesOf(entry.message);
+    entry.packetBytes = bytes;
+    entry.published = now;
+    ++lane.inFlight;
+    ++m_messagesInFlight;
+    m_bytesInFlight += bytes;
 }
 
 void Outbox::dropNext() {
     const MutexLock lock(m_mutex);
-    const auto entry = m_entries.begin() + static_cast<std::ptrdiff_t>(m_inFlight);
-    m_bytes -= bytesOf(entry->message);
-    m_entries.erase(entry);
+    m_lanes[m_offered].erase(m_lanes[m_offered].inFlight);
 }
 
-bool Outbox::acknowledged(int mid) {
+std::optional<Outbox::Delivery> Outbox::acknowledged(int mid) {
     const MutexLock lock(m_mutex);
-    const auto end = m_entries.begin() + static_cast<std::ptrdiff_t>(m_inFlight);
-    const auto entry =
-        std::find_if(m_entries.begin(), end, [mid](const Entry& candidate) { return candidate.mid == mid; });
-    if (entry == end) return false;
-    m_bytes -= bytesOf(entry->message);
-    m_bytesInFlight -= bytesOf(entry->message);
-    m_entries.erase(entry);
-    --m_inFlight;
-    return true;
+    for (Lane& lane : m_lanes) {
+        for (std::size_t i = 0; i < lane.inFlight; ++i) {
+            const Entry& entry = lane.entries[i];
+            if (entry.mid != mid) continue;
+            const Delivery delivery{entry.published, entry.packetBytes, m_bytesInFlight};
+            lane.erase(i);
+            --m_messagesInFlight;
+            m_bytesInFlight -= delivery.bytes;
+            return delivery;
+        }
+    }
+    return std::nullopt;
 }
 
 void Outbox::connectionLost() {
     const MutexLock lock(m_mutex);
-    m_inFlight = 0;
+    for (Lane& lane : m_lanes)
+        lane.inFlight = 0;
+    m_messagesInFlight = 0;
     m_bytesInFlight = 0;
+}
+
+void Outbox::forgetHeartbeats() {
+    const MutexLock lock(m_mutex);
+    Lane& lane = m_lanes[kHeartbeats];
+    while (lane.hasWaiting())
+        lane.erase(lane.inFlight);
+}
+
+std::size_t Outbox::takeExpired() {
+    const MutexLock lock(m_mutex);
+    return std::exchange(m_expired, 0);
 }
 
 bool Outbox::empty() {
     const MutexLock lock(m_mutex);
-    return m_entries.empty();
+    return std::all_of(m_lanes.begin(), m_lanes.end(), [](const Lane& lane) { return lane.entries.empty(); });
 }
 
 }  // namespace mqtt

@@ -63,6 +63,23 @@ TEST(Backoff, ResetStartsAgainAtHalfASecond) {
     EXPECT_EQ(backoff.ceilingMs(), 500);
 }
 
+TEST(Backoff, AfterAConnectionThatServedTheCeilingIsHalfAsHigh) {
+    Backoff backoff(30'000, 1);
+    for (int i = 0; i < 3; ++i)
+        backoff.nextPauseMs();
+    ASSERT_EQ(backoff.ceilingMs(), 4000);
+    for (const std::int64_t ceiling : {2000, 1000, 500, 500}) {
+        EXPECT_LE(backoff.pauseAfterServingMs(), ceiling);
+        EXPECT_EQ(backoff.ceilingMs(), ceiling);
+    }
+}
+
+TEST(Backoff, AfterAConnectionThatServedTheCeilingStaysBelowTheLongestPause) {
+    Backoff backoff(100, 1);
+    EXPECT_LE(backoff.pauseAfterServingMs(), 100);
+    EXPECT_EQ(backoff.ceilingMs(), 100);
+}
+
 TEST(Backoff, ALongestPauseBelowHalfASecondIsTheCeiling) {
     Backoff backoff(100, 1);
     EXPECT_EQ(backoff.ceilingMs(), 100);

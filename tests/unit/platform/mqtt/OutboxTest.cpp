@@ -14,22 +14,34 @@ class OutboxTest : public testing::Test {
 protected:
     void SetUp() override { outbox.open(); }
 
-    bool add(const std::string& body, const std::string& head = "") { return outbox.add({2, body, head}); }
+    bool add(const std::string& body, const std::string& head = "") { return addTo(kRecord, body, head); }
 
-    std::string publishNext(int mid) {
-        const Message* const message = outbox.nextToPublish(64);
+    bool addTo(int cmd, const std::string& body, const std::string& head = "") {
+        return outbox.add({cmd, body, head, now});
+    }
+
+    const Message* next(std::size_t messages = 64) { return outbox.nextToPublish({messages, kBytes}, now); }
+
+    std::string publishNext(int mid, std::size_t messages = 64) {
+        const Message* const message = next(messages);
         if (!message) return "none";
         const std::string body = message->body;
-        outbox.published(mid);
+        outbox.published(mid, body.size(), now);
         return body;
     }
 
+    static constexpr int kHeartbeat = 2;
+    static constexpr int kCommand = 4;
+    static constexpr int kRecord = 5;
+    static constexpr std::size_t kBytes = 1000;
+
     Outbox outbox;
+    Outbox::Clock::time_point now = Outbox::Clock::time_point() + std::chrono::hours(1);
 };
 
 TEST_F(OutboxTest, AcceptsNothingUntilItIsOpened) {
     Outbox closed;
-    EXPECT_FALSE(closed.add({2, "a", ""}));
+    EXPECT_FALSE(closed.add({5, "a", "", {}}));
 }
 
 TEST_F(OutboxTest, GivesMessagesInOrderOnceEach) {
@@ -45,20 +57,20 @@ TEST_F(OutboxTest, AcknowledgementsMayComeInAnyOrder) {
         add(body);
     for (int mid = 1; mid <= 3; ++mid)
         publishNext(mid);
-    EXPECT_TRUE(outbox.acknowledged(2));
-    EXPECT_TRUE(outbox.acknowledged(3));
+    EXPECT_TRUE(outbox.acknowledged(2).has_value());
+    EXPECT_TRUE(outbox.acknowledged(3).has_value());
     EXPECT_FALSE(outbox.empty());
-    EXPECT_TRUE(outbox.acknowledged(1));
+    EXPECT_TRUE(outbox.acknowledged(1).has_value());
     EXPECT_TRUE(outbox.empty());
 }
 
 TEST_F(OutboxTest, AnAcknowledgementOfNothingInFlightIsIgnored) {
     add("a");
-    EXPECT_FALSE(outbox.acknowledged(0));
-    EXPECT_FALSE(outbox.acknowledged(9));
+    EXPECT_FALSE(outbox.acknowledged(0).has_value());
+    EXPECT_FALSE(outbox.acknowledged(9).has_value());
     publishNext(1);
-    EXPECT_TRUE(outbox.acknowledged(1));
-    EXPECT_FALSE(outbox.acknowledged(1));
+    EXPECT_TRUE(outbox.acknowledged(1).has_value());
+    EXPECT_FALSE(outbox.acknowledged(1).has_value());
 }
 
 TEST_F(OutboxTest, AfterALostConnectionTheUnacknowledgedComeAgainInOrder) {
@@ -68,7 +80,7 @@ TEST_F(OutboxTest, AfterALostConnectionTheUnacknowledgedComeAgainInOrder) {
     publishNext(2);
     outbox.acknowledged(1);
     outbox.connectionLost();
-    EXPECT_FALSE(outbox.acknowledged(2));
+    EXPECT_FALSE(outbox.acknowledged(2).has_value());
     EXPECT_EQ(publishNext(1), "b");
     EXPECT_EQ(publishNext(2), "c");
 }
@@ -76,27 +88,168 @@ TEST_F(OutboxTest, AfterALostConnectionTheUnacknowledgedComeAgainInOrder) {
 TEST_F(OutboxTest, NoMoreThanTheMostInFlightAreGiven) {
     add("a");
     add("b");
-    EXPECT_EQ(outbox.nextToPublish(0), nullptr);
-    ASSERT_NE(outbox.nextToPublish(1), nullptr);
-    outbox.published(1);
-    EXPECT_EQ(outbox.nextToPublish(1), nullptr);
-    EXPECT_NE(outbox.nextToPublish(2), nullptr);
+    EXPECT_EQ(next(0), nullptr);
+    EXPECT_EQ(publishNext(1, 1), "a");
+    EXPECT_EQ(next(1), nullptr);
+    EXPECT_EQ(next(2), nullptr) << "one of two is kept for what goes before records";
+    EXPECT_NE(next(3), nullptr);
 }
 
 TEST_F(OutboxTest, BytesInFlightAreBoundedButOneMessageAlwaysGoes) {
-    add(std::string(Outbox::kMostBytesInFlight + 1, 'x'));
+    add(std::string(kBytes + 1, 'x'));
     add("b");
-    ASSERT_NE(outbox.nextToPublish(64), nullptr);
-    outbox.published(1);
-    EXPECT_EQ(outbox.nextToPublish(64), nullptr);
+    EXPECT_NE(publishNext(1), "none");
+    EXPECT_EQ(publishNext(2), "none");
     outbox.acknowledged(1);
-    EXPECT_NE(outbox.nextToPublish(64), nullptr);
+    EXPECT_EQ(publishNext(2), "b");
+}
+
+TEST_F(OutboxTest, ARecordFollowsUntilTheBytesInFlightReachTheBound) {
+    add(std::string(kBytes - 1, 'x'));
+    add("b");
+    add("c");
+    publishNext(1);
+    EXPECT_EQ(publishNext(2), "b");
+    EXPECT_EQ(publishNext(3), "none");
+}
+
+TEST_F(OutboxTest, HeartbeatsGoBeforeCommandsAndCommandsBeforeRecords) {
+    add("record");
+    addTo(kCommand, "command");
+    addTo(kHeartbeat, "heartbeat");
+    EXPECT_EQ(publishNext(1), "heartbeat");
+    EXPECT_EQ(publishNext(2), "command");
+    EXPECT_EQ(publishNext(3), "record");
+}
+
+TEST_F(OutboxTest, HeartbeatsAndCommandsGoWhileRecordsHaveNoRoom) {
+    add(std::string(kBytes, 'x'));
+    add("record");
+    publishNext(1);
+    addTo(kHeartbeat, "heartbeat");
+    addTo(kCommand, "command");
+    EXPECT_EQ(publishNext(2), "heartbeat");
+    EXPECT_EQ(publishNext(3), "command");
+    EXPECT_EQ(publishNext(4), "none");
+}
+
+TEST_F(OutboxTest, RecordsLeaveTwoOfManyMessagesFree) {
+    for (int i = 0; i < 10; ++i)
+        add("r");
+    for (int mid = 1; mid <= 6; ++mid)
+        ASSERT_EQ(publishNext(mid, 8), "r");
+    EXPECT_EQ(publishNext(7, 8), "none");
+    addTo(kHeartbeat, "heartbeat");
+    addTo(kCommand, "command");
+    EXPECT_EQ(publishNext(7, 8), "heartbeat");
+    EXPECT_EQ(publishNext(8, 8), "command");
+    addTo(kCommand, "command 2");
+    EXPECT_EQ(publishNext(9, 8), "none");
+}
+
+TEST_F(OutboxTest, AFullLaneOfRecordsRefusesNoHeartbeat) {
+    for (std::size_t i = 0; i < Outbox::kMostMessages; ++i)
+        ASSERT_TRUE(add("x"));
+    EXPECT_FALSE(add("x"));
+    EXPECT_TRUE(addTo(kHeartbeat, "heartbeat"));
+    EXPECT_TRUE(addTo(kCommand, "command"));
+}
+
+TEST_F(OutboxTest, NoMoreThanTwoHeartbeatsAreInFlight) {
+    for (const char* body : {"1", "2", "3"})
+        addTo(kHeartbeat, body);
+    addTo(kCommand, "command");
+    publishNext(1);
+    publishNext(2);
+    EXPECT_EQ(publishNext(3), "command");
+    EXPECT_EQ(publishNext(4), "none");
+    outbox.acknowledged(1);
+    EXPECT_EQ(publishNext(4), "3");
+}
+
+TEST_F(OutboxTest, AHeartbeatLivesForItsPeriodAndNotLonger) {
+    addTo(kHeartbeat, "old");
+    now += Outbox::kHeartbeatLife;
+    addTo(kHeartbeat, "new");
+    EXPECT_EQ(next()->body, "old");
+    now += std::chrono::milliseconds(1);
+    EXPECT_EQ(publishNext(1), "new");
+    EXPECT_EQ(outbox.takeExpired(), 1U);
+    EXPECT_EQ(outbox.takeExpired(), 0U);
+}
+
+TEST_F(OutboxTest, NothingButAHeartbeatExpires) {
+    addTo(kCommand, "command");
+    add("record");
+    now += std::chrono::hours(1);
+    EXPECT_EQ(publishNext(1), "command");
+    EXPECT_EQ(publishNext(2), "record");
+    EXPECT_EQ(outbox.takeExpired(), 0U);
+}
+
+TEST_F(OutboxTest, AHeartbeatInFlightDoesNotExpireButOneThatComesAgainDoes) {
+    addTo(kHeartbeat, "heartbeat");
+    publishNext(1);
+    now += std::chrono::hours(1);
+    EXPECT_EQ(next(), nullptr);
+    outbox.connectionLost();
+    EXPECT_EQ(next(), nullptr);
+    EXPECT_EQ(outbox.takeExpired(), 1U);
+    EXPECT_TRUE(outbox.empty());
+}
+
+TEST_F(OutboxTest, ForgettingHeartbeatsLeavesTheOthers) {
+    addTo(kHeartbeat, "heartbeat");
+    addTo(kCommand, "command");
+    outbox.forgetHeartbeats();
+    EXPECT_EQ(publishNext(1), "command");
+    EXPECT_EQ(outbox.takeExpired(), 0U);
+}
+
+TEST_F(OutboxTest, WhatIsForgottenFreesItsBytes) {
+    const std::string large(Outbox::kMostBytes, 'x');
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_TRUE(addTo(kHeartbeat, large)) << i;
+        ASSERT_FALSE(addTo(kHeartbeat, ""));
+        outbox.forgetHeartbeats();
+    }
+    ASSERT_TRUE(add(large));
+    next();
+    outbox.dropNext();
+    EXPECT_TRUE(add(large));
+}
+
+TEST_F(OutboxTest, AnAcknowledgementTellsWhatItTook) {
+    const auto published = now;
+    add("four");
+    publishNext(1);
+    now += std::chrono::seconds(1);
+    add("sixsix");
+    publishNext(2);
+    const auto delivery = outbox.acknowledged(1);
+    ASSERT_TRUE(delivery);
+    EXPECT_EQ(delivery->published, published);
+    EXPECT_EQ(delivery->bytes, 4U);
+    EXPECT_EQ(delivery->bytesInFlight, 10U);
+    EXPECT_EQ(outbox.acknowledged(2)->bytesInFlight, 6U);
+}
+
+TEST_F(OutboxTest, BytesInFlightEndWithTheConnection) {
+    add(std::string(kBytes, 'x'));
+    add("b");
+    publishNext(1);
+    ASSERT_EQ(next(), nullptr);
+    outbox.connectionLost();
+    EXPECT_EQ(next()->body.size(), kBytes);
+    publishNext(1);
+    outbox.acknowledged(1);
+    EXPECT_EQ(publishNext(2), "b");
 }
 
 TEST_F(OutboxTest, ADroppedMessageLetsTheNextThrough) {
     add("bad");
     add("good");
-    ASSERT_NE(outbox.nextToPublish(64), nullptr);
+    ASSERT_NE(next(), nullptr);
     outbox.dropNext();
     EXPECT_EQ(publishNext(1), "good");
 }
@@ -134,7 +287,7 @@ TEST_F(OutboxTest, ClosingForgetsWhatIsLeftAndSaysHowMuch) {
     EXPECT_EQ(outbox.close(), 2U);
     EXPECT_FALSE(add("c"));
     outbox.open();
-    EXPECT_EQ(outbox.nextToPublish(64), nullptr);
+    EXPECT_EQ(next(), nullptr);
     EXPECT_TRUE(add("d"));
 }
 
@@ -143,13 +296,13 @@ TEST_F(OutboxTest, ManyThreadsAddWhileOnePublishes) {
     for (int i = 0; i < 4; ++i) {
         adders.emplace_back([this] {
             for (int n = 0; n < 500; ++n)
-                outbox.add({2, std::to_string(n), ""});
+                add(std::to_string(n));
         });
     }
     int published = 0;
     while (published < 2000) {
         if (publishNext(1) == "none") continue;
-        ASSERT_TRUE(outbox.acknowledged(1));
+        ASSERT_TRUE(outbox.acknowledged(1).has_value());
         ++published;
     }
     for (std::thread& adder : adders)
