@@ -25,7 +25,7 @@ namespace {
 class ConnectionTest : public CenterTest {
 protected:
     QoPlayer::MsgSender* connect(const QoPlayer::MsgCenterConfig& config) {
-        QoPlayer::MsgSender* const sender = center.createSender(2, Recorder::callback, &recorder);
+        QoPlayer::MsgSender* const sender = center.createSender(5, Recorder::callback, &recorder);
         EXPECT_TRUE(center.start(config));
         EXPECT_TRUE(recorder.waitConnected()) << CenterLog::all();
         return sender;
@@ -129,7 +129,7 @@ TEST_F(ConnectionTest, SurvivesTwentyDeathsOfTheBroker) {
     }
     WireWatcher watcher(broker);
     EXPECT_TRUE(Send(sender, "still alive"));
-    EXPECT_TRUE(watcher.waitFor("/up/2"));
+    EXPECT_TRUE(watcher.waitFor("/up/5"));
 }
 
 TEST_F(ConnectionTest, OnlyTheKeepAliveFindsAFrozenBroker) {
@@ -169,7 +169,7 @@ TEST_F(ConnectionTest, WhatWasAcceptedBeforeALossArrivesAfterIt) {
     ASSERT_TRUE(recorder.waitConnected(2));
     const auto arrived = [&] {
         std::size_t next = 0;
-        for (const support::WireMessage& message : watcher.on("/up/2"))
+        for (const support::WireMessage& message : watcher.on("/up/5"))
             if (message.payload == std::to_string(next)) ++next;
         return next == 200;
     };
@@ -183,7 +183,7 @@ TEST_F(ConnectionTest, TheServerKeepsTheSessionAndItsDownlinksThroughALoss) {
     connect(Config(relay.port()));
     ASSERT_TRUE(watcher.waitFor("/presence"));
     std::string topic = watcher.on("/presence")[0].topic;
-    topic = topic.substr(0, topic.rfind('/')) + "/down/2";
+    topic = topic.substr(0, topic.rfind('/')) + "/down/5";
     relay.refuse(true);
     relay.cut();
     ASSERT_TRUE(recorder.waitDisconnected());
@@ -415,7 +415,7 @@ TEST_F(NamesTest, AHangingLookUpOfTheBackupDelaysNothingOnTheMain) {
     QoPlayer::MsgSender* const sender = connect(Config({{"broker.test", broker.port()}}));
     for (int i = 0; i < 50; ++i)
         EXPECT_TRUE(Send(sender, "main"));
-    EXPECT_TRUE(watcher.waitFor("/up/2", 50));
+    EXPECT_TRUE(watcher.waitFor("/up/5", 50));
     StopWithinASecond(center);
     StopWithinASecond(backup);
     for (int i = 0; i < 10; ++i) {

@@ -307,20 +307,27 @@ TEST_F(LimitsTest, NoMoreMessagesAreInFlightThanTheServerTakes) {
     std::atomic<int> most{0};
     ScriptedServer slow([&](ScriptedConnection& connection) {
         std::string topic;
-        if (!connection.accept(std::string("\x21\x00\x03", 3)) || !connection.answerSubscribe(0, topic))
+        if (!connection.accept(std::string("\x21\x00\x05", 3)) || !connection.answerSubscribe(0, topic))
             return;
         std::uint8_t type = 0;
         std::string body;
         int inFlight = 1;  // the presence, which came before the subscription
-        while (connection.read(type, body))
+        while (connection.read(type, body)) {
             if (type == 0x30) most = std::max(most.load(), ++inFlight);
+            if (type == 0x80) connection.sendPacket(0x90, body.substr(0, 2) + std::string(2, '\0'));
+        }
     });
     QoPlayer::MsgSender* const sender = connect(slow.port());
     for (int i = 0; i < 100; ++i)
         EXPECT_TRUE(Send(sender, "x"));
-    EXPECT_TRUE(Eventually([&] { return most == 3; }));
+    EXPECT_TRUE(Eventually([&] { return most == 3; }));  // of five, two are kept for heartbeats and commands
+    QoPlayer::MsgSender* const commands = center.createSender(4, Recorder::callback, &other);
+    ASSERT_TRUE(other.waitConnected());
+    for (int i = 0; i < 100; ++i)
+        EXPECT_TRUE(Send(commands, "x"));
+    EXPECT_TRUE(Eventually([&] { return most == 5; }));
     StopWithinASecond(center);
-    EXPECT_LE(most, 4);  // the goodbye needs no acknowledgement
+    EXPECT_LE(most, 6);  // the goodbye needs no acknowledgement
 }
 
 TEST_F(LimitsTest, ARefusedSubscriptionIsToldAndLeavesTheSenderUnconnected) {

@@ -46,16 +46,16 @@ TEST_F(MessagesTest, AMessageArrivesByteForByteWithItsHeadAndProperties) {
 }
 
 TEST_F(MessagesTest, AMessageWithoutAHeadCarriesNone) {
-    ASSERT_TRUE(Send(connect(2), "{}"));
-    ASSERT_TRUE(watcher.waitFor("/up/2"));
-    EXPECT_EQ(watcher.on("/up/2")[0].userProperties, "");
+    ASSERT_TRUE(Send(connect(5), "{}"));
+    ASSERT_TRUE(watcher.waitFor("/up/5"));
+    EXPECT_EQ(watcher.on("/up/5")[0].userProperties, "");
 }
 
 TEST_F(MessagesTest, AnEmptyMessageArrivesEmpty) {
-    QoPlayer::MsgSender* const sender = connect(2);
+    QoPlayer::MsgSender* const sender = connect(5);
     ASSERT_TRUE(sender->send(nullptr, 0, nullptr, 0));
-    ASSERT_TRUE(watcher.waitFor("/up/2"));
-    EXPECT_EQ(watcher.on("/up/2")[0].payload, "");
+    ASSERT_TRUE(watcher.waitFor("/up/5"));
+    EXPECT_EQ(watcher.on("/up/5")[0].payload, "");
 }
 
 TEST_F(MessagesTest, MessagesArriveInTheOrderOfSending) {
@@ -91,7 +91,7 @@ TEST_F(MessagesTest, ASenderOpenedAfterTheConnectionIsToldAndReceives) {
 }
 
 TEST_F(MessagesTest, PresenceIsOnlineOnConnectingAndOfflineOnStopping) {
-    connect(2);
+    connect(5);
     ASSERT_TRUE(watcher.waitFor("/presence", 1));
     StopWithinASecond(center);
     ASSERT_TRUE(watcher.waitFor("/presence", 2));
@@ -102,26 +102,26 @@ TEST_F(MessagesTest, PresenceIsOnlineOnConnectingAndOfflineOnStopping) {
 }
 
 TEST_F(MessagesTest, WhatWasSentJustBeforeStopStillArrives) {
-    QoPlayer::MsgSender* const sender = connect(2);
+    QoPlayer::MsgSender* const sender = connect(5);
     for (int i = 0; i < 100; ++i)
         ASSERT_TRUE(Send(sender, "last words"));
     StopWithinASecond(center);
-    EXPECT_TRUE(watcher.waitFor("/up/2", 100));
+    EXPECT_TRUE(watcher.waitFor("/up/5", 100));
 }
 
 TEST_F(MessagesTest, AfterStopASenderRefusesAndComesAliveWithTheNextStart) {
-    QoPlayer::MsgSender* const sender = connect(2);
+    QoPlayer::MsgSender* const sender = connect(5);
     StopWithinASecond(center);
     EXPECT_FALSE(Send(sender, "nobody hears this"));
     ASSERT_TRUE(center.start(Config(broker.port())));
     ASSERT_TRUE(recorder.waitConnected(2));
     EXPECT_TRUE(Send(sender, "again"));
-    ASSERT_TRUE(watcher.waitFor("/up/2"));
-    EXPECT_EQ(watcher.on("/up/2")[0].payload, "again");
+    ASSERT_TRUE(watcher.waitFor("/up/5"));
+    EXPECT_EQ(watcher.on("/up/5")[0].payload, "again");
 }
 
 TEST_F(MessagesTest, EveryStartIsAConnectionOfItsOwn) {
-    connect(2);
+    connect(5);
     StopWithinASecond(center);
     ASSERT_TRUE(center.start(Config(broker.port())));
     ASSERT_TRUE(watcher.waitFor("/presence", 3));
