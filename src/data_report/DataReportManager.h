@@ -66,9 +66,11 @@ class StreamQualityReport;
 /// connection has come up. Records that the send thread has taken are lost when the connection goes down
 /// under it.
 ///
-/// Process exit. The destructor ends the threads: it waits for the current second of the tick, for one send
-/// and, with streams still started, for their pings (3 s each at most). Where the system has ended all
-/// threads before (Windows), it does nothing. Records that wait for the connection then are lost.
+/// Process exit. The destructor ends the threads: it waits for the current second of the tick, whose quality
+/// records still go out, for one send and, with streams still started, for their pings (3 s each at most).
+/// From then on every operation does nothing, should a thread of the host still call it. Where the system has
+/// ended all threads before (Windows), the destructor does nothing. Records that wait for the connection then
+/// are lost.
 class DataReportManager {
 public:
     /// The one instance, made by the first call. The call does not block.
@@ -81,11 +83,7 @@ public:
     /// been started or not. True when the manager is enabled now; a call on an enabled manager changes
     /// nothing and returns true. After a false (the reason is logged) it may be tried again. Does not block;
     /// several threads may call it at once.
-    bool Init() {
-        const MutexLock lock(m_initMutex);
-        if (!m_bInit) m_bInit = start();
-        return m_bInit;
-    }
+    bool Init() { return start(); }
 
     /// Whether the channel's connection to the server is up right now. Does not block.
     bool IsConnected() { return isConnected(); }
@@ -160,10 +158,12 @@ private:
     QOLIVE_API void StopSendThread();
     QOLIVE_API void OnSendThread();
 
-    bool OpenSender();
-    void CloseSender();
-    bool StartThreads();
+    bool OpenSender() QOLIVE_REQUIRES(m_initMutex);
+    void CloseSender() QOLIVE_REQUIRES(m_initMutex);
+    bool StartThreads() QOLIVE_REQUIRES(m_initMutex);
     void StopCollectThread();
+    void Close();
+    void ForgetStreams();
     void TickStreams();
 
     std::shared_ptr<const Registry> TakeSnapshot();
@@ -191,6 +191,7 @@ private:
 
     Mutex m_reportMutex;
     Registry m_reports QOLIVE_GUARDED_BY(m_reportMutex);
+    const std::shared_ptr<const Registry> m_noStreams;
     std::shared_ptr<const Registry> m_snapshot QOLIVE_GUARDED_BY(m_reportMutex);
 
     Mutex m_sendMutex;

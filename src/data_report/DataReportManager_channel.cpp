@@ -38,10 +38,13 @@ const std::uint8_t* bytesOf(const std::string& text) {
 DataReportManager::DataReportManager()
     : m_startSteadyNs(steadyNs()),
       m_startSystemMs(static_cast<std::int64_t>(GetTickCountMs())),
-      m_snapshot(std::make_shared<const Registry>()) {}
+      m_noStreams(std::make_shared<const Registry>()),
+      m_snapshot(m_noStreams) {}
 
 bool DataReportManager::start() {
-    return OpenSender() && StartThreads();
+    const MutexLock lock(m_initMutex);
+    if (!m_bInit && !m_bStopSend) m_bInit = OpenSender() && StartThreads();
+    return m_bInit;
 }
 
 bool DataReportManager::OpenSender() {
@@ -63,6 +66,8 @@ void DataReportManager::CloseSender() {
     m_msgCenter->closeSender(m_cmd);
     m_senderPtr = nullptr;
     m_bConnected = false;
+    m_msgCenter = nullptr;
+    m_heldCenter.reset();
 }
 
 bool DataReportManager::StartThreads() {

@@ -31,12 +31,11 @@ void fillRecord(StreamQualityReport& report, EventTypeEnum type, Json::Value& re
 
 }  // namespace
 
-// Where the system has ended all other threads, possibly inside a lock that a destructor of the manager or
-// of one of its members needs, the manager is left as it is.
+// Closed, never destroyed: a thread of the host that outlives main may be inside an operation.
 union DataReportManager::Lasting {
     Lasting() : manager() {}
     ~Lasting() {
-        if (!IsProcessEnding()) manager.~DataReportManager();
+        if (!IsProcessEnding()) manager.Close();
     }
     Lasting(const Lasting&) = delete;
     Lasting& operator=(const Lasting&) = delete;
@@ -49,12 +48,18 @@ DataReportManager& DataReportManager::Instance() {
     return instance.manager;
 }
 
-// A host thread that outlives main and still feeds finds the manager disabled.
 DataReportManager::~DataReportManager() {
-    m_bInit = false;
+    Close();
+}
+
+// Enabled until the threads have ended: what the last tick reports still goes out.
+void DataReportManager::Close() {
+    const MutexLock lock(m_initMutex);
     StopCollectThread();
     StopSendThread();
     CloseSender();
+    m_bInit = false;
+    ForgetStreams();
 }
 
 std::shared_ptr<const DataReportManager::Registry> DataReportManager::TakeSnapshot() {
@@ -70,11 +75,19 @@ std::shared_ptr<const DataReportManager::Registry> DataReportManager::ReplaceReg
     return std::exchange(m_snapshot, std::move(shared));
 }
 
+void DataReportManager::ForgetStreams() {
+    Registry streams;
+    std::shared_ptr<const Registry> previous;
+    const MutexLock lock(m_reportMutex);
+    streams.swap(m_reports);
+    previous = std::exchange(m_snapshot, m_noStreams);
+}
+
 void DataReportManager::ReportStart(const std::string& streamId, const StreamTypeEnum& type) {
     if (!m_bInit) return;
     std::shared_ptr<const Registry> previous;
     const MutexLock lock(m_reportMutex);
-    if (m_reports.count(streamId) != 0) return;
+    if (!m_bInit || m_reports.count(streamId) != 0) return;
     const auto data = std::make_shared<StreamQulityData>(streamId, type);
     const auto report = std::make_shared<StreamQualityReport>(streamId, type, data);
     Registry changed(m_reports);

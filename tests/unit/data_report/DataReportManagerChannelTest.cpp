@@ -360,6 +360,37 @@ TEST(ProcessExit, SendsWhatWaitsWhileTheLinkIsUp) {
         ::testing::ExitedWithCode(0), "");
 }
 
+void checkThatTheQualityRecordWasSent() {
+    const auto sent = fakes::FakeMsgCenter::main().sent(kStreamCommand);
+    Json::Value head;
+    if (sent.size() != 1 || !ParseJson(sent[0].head, head) || head["type"] != 2) std::_Exit(4);
+}
+
+/// The next tick is nearly a second away, and makes the quality record due.
+void leaveAQualityRecordToTheNextTick() {
+    auto& manager = DataReportManager::Instance();
+    if (!manager.Init()) std::_Exit(2);
+    fakes::FakeMsgCenter::main().connect(kStreamCommand);
+    DataReportManagerTestPeer peer{manager};
+    manager.ReportStart("clock", StreamTypeEnum::EventsOnly);
+    accept(*peer.report("clock"));
+    const auto clock = peer.report("clock");
+    if (!eventually([&] { return StreamQualityReportTestPeer{*clock}.lastTickMs() != 0; })) std::_Exit(3);
+    manager.ReportStart("a", StreamTypeEnum::Sampled);
+    StreamQualityReportTestPeer{*peer.report("a")}.setElapsedSec(59);
+    accept(*peer.report("a"));
+}
+
+TEST(ProcessExit, SendsTheQualityRecordOfTheTickThatItWaitsFor) {
+    EXPECT_EXIT(
+        {
+            std::atexit(checkThatTheQualityRecordWasSent);
+            leaveAQualityRecordToTheNextTick();
+            endProcess();
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
 TEST(ProcessExit, AManagerThatWasNeverStartedEndsAtOnce) {
     EXPECT_EXIT(
         {
@@ -367,6 +398,19 @@ TEST(ProcessExit, AManagerThatWasNeverStartedEndsAtOnce) {
             endProcess();
         },
         ::testing::ExitedWithCode(0), "");
+}
+
+[[noreturn]] void feedEveryWay() {
+    auto& manager = DataReportManager::Instance();
+    for (;;) {
+        Json::Value head;
+        manager.ReportStart("b", StreamTypeEnum::EventsOnly);
+        manager.AddReportStringData("b", StringDataTypeEnum::SessionId, "x");
+        manager.ReportEventData("b", EventTypeEnum::StreamStart, Json::Value());
+        manager.SendStreamReport(Json::Value(), head);
+        manager.ReportStop("b");
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
 }
 
 TEST(ProcessExit, AHostThreadThatStillFeedsDisturbsNothing) {
@@ -377,6 +421,7 @@ TEST(ProcessExit, AHostThreadThatStillFeedsDisturbsNothing) {
                 for (;;)
                     DataReportManager::Instance().AddReportData("a", DataTypeEnum::VideoFramesSent, 1);
             }).detach();
+            std::thread(feedEveryWay).detach();
             endProcess();
         },
         ::testing::ExitedWithCode(0), "");

@@ -22,6 +22,8 @@ struct StreamQualityReportTestPeer {
 
     std::uint64_t lastTickMs() const { return report.m_lastTickMs; }
     std::uint64_t elapsedSec() const { return report.m_elapsedSec; }
+    /// Only before the report is accepted: from then on the figure is the collection thread's.
+    void setElapsedSec(std::uint64_t seconds) { report.m_elapsedSec = seconds; }
     std::uint64_t rttMs() const { return report.m_rttMs; }
     void setRttMs(std::uint64_t rttMs) { report.m_rttMs = rttMs; }
     bool hasThread() const { return report.m_thread != nullptr; }
