@@ -114,8 +114,8 @@ public:
     /// Opens the main and the command sender on the factory's main center and starts the heartbeat thread.
     /// 1 = started; 2 = it was started already, or an earlier start failed and no stop has followed; 0 = the
     /// main sender could not be opened. The center may still be connecting, or not be started: reports begin
-    /// when it connects. When the system has no thread to give the result is 1 too, and a log line says that
-    /// nothing will be sent until a stop and another start.
+    /// when it connects. When the system has no thread to give the result is 1 too, and a line of level 4 says
+    /// that nothing is sent: each further start, whose result is 2, tries the thread again.
     QOLIVE_API int start();
 
     /// Adds the sender on the factory's backup center. False when there is one already.
@@ -169,6 +169,7 @@ private:
     static bool RunOwnThread(const OwnThread& thread);
     bool PassOf(std::uint64_t threadId);
     bool Pass();
+    int ThreadAgain() QOLIVE_REQUIRES(*m_lock);
     void EndHeartbeat();
     void Place(MsgSenderStatus*& slot, MsgSenderStatus* sender) QOLIVE_REQUIRES(*m_lock);
     void Delete(MsgSenderStatus*& slot) QOLIVE_REQUIRES(*m_lock);

@@ -48,7 +48,7 @@ LiveHeartReport::~LiveHeartReport() {
 
 int LiveHeartReport::start() {
     const CriticalSectionLock lock(*m_lock);
-    if (m_mainSender) return kAlreadyStarted;
+    if (m_mainSender) return ThreadAgain();
     Place(m_mainSender, new MsgSenderStatus);
     if (!m_mainSender->initSender(m_heartCmd, "mainSender")) return kNotStarted;
     Place(m_commonSender, new MsgSenderStatus);
@@ -56,6 +56,12 @@ int LiveHeartReport::start() {
     m_bRun = true;
     StartThread();
     return kStarted;
+}
+
+/// A started heartbeat that was refused its thread gets another try.
+int LiveHeartReport::ThreadAgain() {
+    if (m_bRun && !m_hThread) StartThread();
+    return kAlreadyStarted;
 }
 
 bool LiveHeartReport::startBackUp() {
@@ -123,6 +129,7 @@ void LiveHeartReport::StartThread() {
         }
         Log(LogLevel::Info, "[LiveState] StartThread failed err=%d", static_cast<int>(GetLastError()));
     }
+    Log(LogLevel::Error, "[LiveState] StartThread gave up: no heartbeat is sent until another start");
 }
 
 void LiveHeartReport::SafeCloseThread(HANDLE& thread) {

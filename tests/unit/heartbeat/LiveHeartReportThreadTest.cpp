@@ -137,11 +137,34 @@ TEST_F(LiveHeartReportThread, FourFailedThreadCreationsAreLoggedAndStartSucceeds
     EXPECT_EQ(log.countContaining("StartThread Success"), 0);
     EXPECT_FALSE(heartbeat.hasThread());
     EXPECT_TRUE(heartbeat.m_bRun);
-    EXPECT_EQ(heartbeat.start(), 2);
     heartbeat.stop();
     EXPECT_EQ(heartbeat.start(), 1);
     EXPECT_TRUE(heartbeat.hasThread());
     heartbeat.stop();
+}
+
+TEST_F(LiveHeartReportThread, AThreadThatIsRefusedForGoodIsToldOnceAtLevelFour) {
+    const CapturingLog log;
+    fakes::failThreadCreations(4);
+    EXPECT_EQ(heartbeat.start(), 1);
+    for (const auto& line : log.lines())
+        EXPECT_EQ(line.level, line.text.find("StartThread gave up") == std::string::npos ? 2 : 4)
+            << line.text;
+    EXPECT_EQ(log.countContaining("StartThread gave up"), 1);
+}
+
+TEST_F(LiveHeartReportThread, TheNextStartTriesARefusedThreadAgain) {
+    fakes::failThreadCreations(8);
+    EXPECT_EQ(heartbeat.start(), 1);
+    EXPECT_EQ(heartbeat.start(), 2);
+    EXPECT_FALSE(heartbeat.hasThread());
+    EXPECT_EQ(heartbeat.start(), 2);
+    EXPECT_TRUE(heartbeat.hasThread());
+    main.connect(kHeartCmd);
+    EXPECT_TRUE(eventually([this] { return main.sent(kHeartCmd).size() == 1; }));
+    const int threads = fakes::threadsCreated();
+    EXPECT_EQ(heartbeat.start(), 2);
+    EXPECT_EQ(fakes::threadsCreated(), threads);
 }
 
 TEST_F(LiveHeartReportThread, ThreeFailedThreadCreationsAreMadeUpForByTheFourth) {
