@@ -7,6 +7,7 @@
 #include "platform/JsonText.h"
 #include "platform/Log.h"
 #include "platform/MsgCenter.h"
+#include "platform/Sync.h"
 
 namespace Bas {
 namespace {
@@ -19,6 +20,9 @@ struct AddrLists {
     Json::Value main;
     Json::Value backup;
 };
+
+/// Held by each Start and Stop: copies of the factory share the centers, so there is one for all.
+Mutex g_oneAtATime;
 
 void OnSdkLog(int /*level*/, const char* /*text1*/, const char* text2) {
     Log(LogLevel::Info, "[msgcenter] sdklog: %s", text2 ? text2 : "");
@@ -108,6 +112,9 @@ CMsgCenterFactory::~CMsgCenterFactory() {
 int CMsgCenterFactory::Start(const std::string& config, const HeartBaseConfig& base) {
     Log(LogLevel::Info, "[LiveState] CMsgCenterFactory::Start 1");
     if (m_bMainStarted) return kAlreadyStarted;
+    if (IsInLogSink()) return kNotStarted;
+    const MutexLock lock(g_oneAtATime);
+    if (m_bMainStarted) return kAlreadyStarted;
     try {
         return StartCenters(config, base) ? kStarted : kNotStarted;
     } catch (...) {
@@ -144,8 +151,16 @@ void CMsgCenterFactory::StartBackup(const QoPlayer::MsgCenterConfig& config) {
     if (m_backupCenter->start(config)) m_bBackupStarted.exchange(true);
 }
 
+// A sink may be running on the very thread that a stop waits for.
 void CMsgCenterFactory::Stop() {
+    if (IsInLogSink()) return;
     Log(LogLevel::Info, "[LiveState] CMsgCenterFactory::Stop start");
+    StopCenters();
+    Log(LogLevel::Info, "[LiveState] CMsgCenterFactory::Stop finish");
+}
+
+void CMsgCenterFactory::StopCenters() {
+    const MutexLock lock(g_oneAtATime);
     if (m_mainCenter) {
         m_mainCenter->stop();
         m_bMainStarted.exchange(false);
@@ -154,7 +169,6 @@ void CMsgCenterFactory::Stop() {
         m_backupCenter->stop();
         m_bBackupStarted.exchange(false);
     }
-    Log(LogLevel::Info, "[LiveState] CMsgCenterFactory::Stop finish");
 }
 
 QoPlayer::MsgCenter* CMsgCenterFactory::GetFactoryObj(bool main) {

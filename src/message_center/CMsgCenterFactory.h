@@ -33,9 +33,12 @@ namespace Bas {
 ///     // ... LiveHeartReportManager and DataReportManager open their senders on the centers ...
 ///     Bas::CMsgCenterFactory::Inst()->Stop();
 ///
-/// Threads: one thread at a time calls Start and Stop; everything else may be called from any thread at any
-/// time. Nothing here waits for the network but Stop, which closes connections and takes up to 1 s for each
-/// center.
+/// Threads: every operation may be called from any thread at any time; a Start or Stop waits for one that
+/// another thread runs. Nothing here waits for the network but Stop, which closes connections and takes up to
+/// 1 s for each center. Only copying takes no lock: nobody may start or stop either object meanwhile.
+///
+/// From inside a log sink nothing is started or stopped: Start returns 0 there (2 when the main center runs) and
+/// Stop does nothing, as the sink may be running on the thread that a Stop waits for.
 class CMsgCenterFactory {
 public:
     /// The one instance, made at the first call; never null, lives until the library is unloaded.
@@ -73,11 +76,11 @@ public:
     /// nothing. If something fails only after the main center has started (a backup address that is no text,
     /// memory), the result is 0 too but IsMainCenterStartOK is true, and Stop is due before another Start.
     ///
-    /// Does not block.
+    /// Blocks only while another thread's Start or Stop runs.
     QOLIVE_API int Start(const std::string& config, const HeartBaseConfig& base);
 
     /// Stops both centers, started or not. Senders that are open stay open, and come alive again with the
-    /// next Start. Blocks for up to 1 s for each center.
+    /// next Start. Blocks for up to 1 s for each center, and while another thread's Start or Stop runs.
     QOLIVE_API void Stop();
 
     /// The main or the backup center, started or not: the same two from the first call on, never null. They
@@ -101,6 +104,7 @@ private:
     bool StartCenters(const std::string& config, const HeartBaseConfig& base);
     bool StartMain(const QoPlayer::MsgCenterConfig& config);
     void StartBackup(const QoPlayer::MsgCenterConfig& config);
+    void StopCenters();
 
     std::shared_ptr<QoPlayer::MsgCenter> m_mainCenter;
     std::shared_ptr<QoPlayer::MsgCenter> m_backupCenter;

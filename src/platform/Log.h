@@ -32,3 +32,6 @@ QOLIVE_API void SetLogSink(LogSink sink, void* user);
 __attribute__((format(printf, 2, 3)))
 #endif
 void Log(LogLevel level, const char* format, ...);
+
+/// Whether the calling thread is inside a log sink right now.
+bool IsInLogSink();

@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "platform/common/DefaultLogSink.h"
+#include "platform/common/SinkDepth.h"
 
 namespace {
 
@@ -43,7 +44,9 @@ Registration* enterCurrent() {
 void deliver(LogLevel level, char* line, std::size_t length) {
     if (length > 0 && line[length - 1] == '\n') line[length - 1] = '\0';
     Registration* registration = enterCurrent();
+    EnterSink();
     registration->sink(registration->user, static_cast<int>(level), line);
+    LeaveSink();
     registration->calls.fetch_sub(1);
 }
 
@@ -89,4 +92,8 @@ void Log(LogLevel level, const char* format, ...) {
         deliverLong(level, static_cast<std::size_t>(length), format, again);
     va_end(again);
     va_end(arguments);
+}
+
+bool IsInLogSink() {
+    return IsInSink();
 }
