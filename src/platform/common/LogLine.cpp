@@ -32,3 +32,11 @@ std::string FormatLogLine(const std::tm& local, int milliseconds, int level, con
     line.push_back('\n');
     return line;
 }
+
+std::size_t FormatBareLogLine(char* out, std::size_t size, const char* text) noexcept {
+    std::size_t length = 0;
+    for (; *text && length + 1 < size; ++text)
+        out[length++] = isControl(static_cast<unsigned char>(*text)) ? '.' : *text;
+    out[length++] = '\n';
+    return length;
+}

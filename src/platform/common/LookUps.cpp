@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/DetachedThread.h"
+#include "platform/GuardedPass.h"
 
 struct LookUps::LookUp {
     Mutex mutex;
@@ -41,15 +42,17 @@ std::shared_ptr<LookUps::LookUp> LookUps::joinOrStart(const std::string& host) {
 
 std::shared_ptr<LookUps::LookUp> LookUps::start(const std::string& host) {
     auto lookUp = std::make_shared<LookUp>();
-    m_running[host] = lookUp;
+    std::function<void()> work = [this, host, lookUp] { run(host, *lookUp); };
+    const auto entry = m_running.emplace(host, lookUp).first;
     KeepLibraryLoaded();
-    if (StartDetachedThread([this, host, lookUp] { run(host, *lookUp); })) return lookUp;
-    m_running.erase(host);
+    if (StartDetachedThread(std::move(work))) return lookUp;
+    m_running.erase(entry);
     return nullptr;
 }
 
 void LookUps::run(const std::string& host, LookUp& lookUp) {
-    std::vector<HostAddress> addresses = m_resolver(host);
+    std::vector<HostAddress> addresses;
+    RunPass("[LookUps] out of memory: a look-up was dropped", [&] { addresses = m_resolver(host); });
     {
         const MutexLock lock(m_mutex);
         m_running.erase(host);

@@ -2,12 +2,11 @@
 
 #include <mosquitto.h>
 #include <openssl/crypto.h>
-#include <openssl/rand.h>
 
 #include <cstdio>
-#include <cstring>
 #include <exception>
 #include <mutex>
+#include <random>
 #include <utility>
 
 #include "platform/Kernel.h"
@@ -25,12 +24,11 @@ struct MsgSender::Impl {
 namespace mqtt {
 namespace {
 
+// Not the TLS library's: where memory is short at its first use, that one crashes or gives nothing, and connections
+// of one name would throw each other out.
 std::uint64_t randomNumber() {
-    unsigned char bytes[sizeof(std::uint64_t)] = {};
-    RAND_bytes(bytes, sizeof bytes);
-    std::uint64_t number = 0;
-    std::memcpy(&number, bytes, sizeof number);
-    return number;
+    std::random_device device;
+    return (std::uint64_t{device()} << 32U) | device();
 }
 
 std::string randomName() {

@@ -1,10 +1,12 @@
 #include "platform/mqtt/NameLookUp.h"
 
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 #include "SocketHeaders.h"
 #include "platform/DetachedThread.h"
+#include "platform/GuardedPass.h"
 #include "platform/mqtt/NetworkThread.h"
 
 namespace QoPlayer {
@@ -76,15 +78,19 @@ std::shared_ptr<const NameLookUp> NameLookUps::begin(const std::string& host) {
     if (m_underWay.size() >= kMostUnderWay) return nullptr;
 
     const auto lookUp = std::make_shared<NameLookUp>();
-    const bool started = StartDetachedThread([host, lookUp, waiter = m_waiter] {
-        const NetworkThread networkThread;
-        lookUp->m_literals = currentResolver.load()(host);
-        lookUp->m_ended = true;
-        waiter->wake();
-    });
-    if (!started) return nullptr;
-    m_underWay[host] = lookUp;
-    return lookUp;
+    std::function<void()> work = [host, lookUp, waiter = m_waiter] { run(host, *lookUp, *waiter); };
+    const auto entry = m_underWay.emplace(host, lookUp).first;
+    if (StartDetachedThread(std::move(work))) return lookUp;
+    m_underWay.erase(entry);
+    return nullptr;
+}
+
+void NameLookUps::run(const std::string& host, NameLookUp& lookUp, SocketWaiter& waiter) {
+    const NetworkThread networkThread;
+    RunPass("[msgcenter] out of memory: a look-up was dropped",
+            [&] { lookUp.m_literals = currentResolver.load()(host); });
+    lookUp.m_ended = true;
+    waiter.wake();
 }
 
 }  // namespace mqtt

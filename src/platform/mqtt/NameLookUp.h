@@ -51,6 +51,8 @@ public:
 private:
     static constexpr std::size_t kMostUnderWay = 8;
 
+    static void run(const std::string& host, NameLookUp& lookUp, SocketWaiter& waiter);
+
     const std::shared_ptr<SocketWaiter> m_waiter;
     std::map<std::string, std::shared_ptr<NameLookUp>> m_underWay;
 };

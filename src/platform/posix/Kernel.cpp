@@ -86,6 +86,19 @@ int startDetached(ThreadHandle* argument) {
     return error;
 }
 
+ThreadHandle recordFor(DWORD (*start)(void*), void* parameter) {
+    auto record = std::make_shared<ThreadRecord>();
+    record->id = nextThreadId();
+    record->start = start;
+    record->parameter = parameter;
+    return record;
+}
+
+HANDLE failWith(int error) {
+    lastError = static_cast<DWORD>(error);
+    return nullptr;
+}
+
 void sleepUnlessTerminated(ThreadRecord& record, std::chrono::milliseconds duration) {
     std::unique_lock<std::mutex> lock(record.mutex);
     record.terminated.wait_until(lock, std::chrono::steady_clock::now() + duration,
@@ -105,18 +118,16 @@ extern "C" {
 
 HANDLE CreateThread(void* /*security*/, size_t /*stackSize*/, DWORD (*start)(void*), void* parameter,
                     DWORD /*flags*/, DWORD* threadId) {
-    auto record = std::make_shared<ThreadRecord>();
-    record->id = nextThreadId();
-    record->start = start;
-    record->parameter = parameter;
-    auto* const own = new ThreadHandle(record);
-    if (const int error = startDetached(own); error != 0) {
-        delete own;
-        lastError = static_cast<DWORD>(error);
-        return nullptr;
+    try {
+        auto handle = std::make_unique<ThreadHandle>(recordFor(start, parameter));
+        auto own = std::make_unique<ThreadHandle>(*handle);
+        if (const int error = startDetached(own.get()); error != 0) return failWith(error);
+        static_cast<void>(own.release());  // the thread's now
+        if (threadId) *threadId = (*handle)->id;
+        return handle.release();
+    } catch (const std::bad_alloc&) {
+        return failWith(ENOMEM);
     }
-    if (threadId) *threadId = record->id;
-    return new ThreadHandle(std::move(record));
 }
 
 BOOL GetExitCodeThread(HANDLE thread, DWORD* exitCode) {

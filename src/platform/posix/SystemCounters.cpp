@@ -1,12 +1,13 @@
 #include "platform/common/SystemCounters.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <filesystem>
+#include <memory>
 #include <optional>
 
 #include "platform/common/ProgramName.h"
@@ -56,6 +57,10 @@ std::optional<ProcessTime> timeIfNamed(const std::string& id, std::string_view n
     return ProcessTime{std::stoull(id), stat->started, nanoseconds(stat->usedTicks)};
 }
 
+struct CloseFolder {
+    void operator()(DIR* folder) const { closedir(folder); }
+};
+
 }  // namespace
 
 bool ReadProcessorTimes(ProcessorTimes& times) {
@@ -71,10 +76,9 @@ unsigned ProcessorCount() {
 std::vector<ProcessTime> ReadProcessTimes(const std::wstring& name) {
     const std::string wanted = ToUtf8(name);
     std::vector<ProcessTime> found;
-    std::error_code error;
-    std::filesystem::directory_iterator entry("/proc", error);
-    for (const std::filesystem::directory_iterator end; !error && entry != end; entry.increment(error)) {
-        const std::string id = entry->path().filename().string();
+    const std::unique_ptr<DIR, CloseFolder> folder(opendir("/proc"));
+    while (const dirent* const entry = folder ? readdir(folder.get()) : nullptr) {
+        const std::string id = entry->d_name;
         if (!isNumber(id)) continue;
         if (const auto time = timeIfNamed(id, wanted)) found.push_back(*time);
     }

@@ -1,10 +1,21 @@
 #include "platform/common/DefaultLogSink.h"
 
+#include <cstddef>
 #include <ctime>
+#include <exception>
 #include <string>
 
 #include "platform/Kernel.h"
 #include "platform/common/LogLine.h"
+
+namespace {
+
+void writeAll(const char* text, std::size_t length) {
+    DWORD written = 0;
+    WriteFile(GetStdHandle(STD_ERROR_HANDLE), text, static_cast<DWORD>(length), &written, nullptr);
+}
+
+}  // namespace
 
 void WriteLogLine(void* /*user*/, int level, const char* line) {
     SYSTEMTIME now{};
@@ -16,8 +27,11 @@ void WriteLogLine(void* /*user*/, int level, const char* line) {
     local.tm_hour = now.wHour;
     local.tm_min = now.wMinute;
     local.tm_sec = now.wSecond;
-    const std::string text = FormatLogLine(local, now.wMilliseconds, level, line);
-    DWORD written = 0;
-    WriteFile(GetStdHandle(STD_ERROR_HANDLE), text.data(), static_cast<DWORD>(text.size()), &written,
-              nullptr);
+    try {
+        const std::string text = FormatLogLine(local, now.wMilliseconds, level, line);
+        writeAll(text.data(), text.size());
+    } catch (const std::exception&) {
+        char text[512];
+        writeAll(text, FormatBareLogLine(text, sizeof text, line));
+    }
 }

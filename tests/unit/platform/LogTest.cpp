@@ -81,4 +81,15 @@ TEST(Log, NoThreadIsInsideASinkThatHasBeenReplaced) {
         logger.join();
 }
 
+TEST(Log, WhereMemoryIsShortTheDefaultLineIsTheTextOnOneLine) {
+    char line[8];
+    const auto bare = [&line](const char* text) {
+        return std::string(line, FormatBareLogLine(line, sizeof line, text));
+    };
+    EXPECT_EQ(bare("a\nb"), "a.b\n");
+    EXPECT_EQ(bare(""), "\n");
+    EXPECT_EQ(bare("1234567"), "1234567\n");
+    EXPECT_EQ(bare("12345678"), "1234567\n");
+}
+
 }  // namespace

@@ -114,4 +114,16 @@ TEST(LookUps, OneThatHasEndedMakesRoomForAnother) {
         std::this_thread::yield();
 }
 
+TEST(LookUps, OneThatMemoryIsTooShortForHasNoResultAndTheNextOneHas) {
+    static std::atomic<bool> isShort{true};
+    auto& lookUps = kept<LookUps>([](const std::string&) -> std::vector<HostAddress> {
+        if (isShort) throw std::bad_alloc();
+        return {loopback()};
+    });
+    const auto deadline = [] { return steady_clock::now() + seconds(60); };
+    EXPECT_TRUE(lookUps.addressesOf("a", deadline()).empty());
+    isShort = false;
+    EXPECT_EQ(lookUps.addressesOf("a", deadline()).size(), 1U);
+}
+
 }  // namespace

@@ -29,6 +29,7 @@ std::vector<std::string> resolve(const std::string& host) {
     ++asked;
     if (host.rfind("hang", 0) == 0) std::shared_future<void>(gate->opened).wait();
     if (host == "nowhere.test") return {};
+    if (host == "short.test") throw std::bad_alloc();
     return {"192.0.2.1", "2001:db8::1"};
 }
 
@@ -55,6 +56,11 @@ protected:
 TEST_F(NameLookUpTest, GivesWhatTheResolverFinds) {
     EXPECT_EQ(lookUp("good.test")->literals(), (std::vector<std::string>{"192.0.2.1", "2001:db8::1"}));
     EXPECT_TRUE(lookUp("nowhere.test")->literals().empty());
+}
+
+TEST_F(NameLookUpTest, ALookUpThatMemoryIsTooShortForEndsWithoutAResult) {
+    EXPECT_TRUE(lookUp("short.test")->literals().empty());
+    EXPECT_FALSE(lookUp("good.test")->literals().empty());
 }
 
 TEST_F(NameLookUpTest, EachBeginAfterTheEndAsksAgain) {

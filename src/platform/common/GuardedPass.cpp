@@ -1,0 +1,18 @@
+#include "platform/GuardedPass.h"
+
+#include <atomic>
+
+#include "platform/Log.h"
+
+namespace {
+std::atomic<std::uint64_t> droppedPasses{0};
+}
+
+std::uint64_t DroppedPasses() {
+    return droppedPasses;
+}
+
+void NoteDroppedPass(const char* line) noexcept {
+    ++droppedPasses;
+    Log(LogLevel::Error, "%s", line);
+}
