@@ -170,6 +170,7 @@ private:
     bool PassOf(std::uint64_t threadId);
     bool Pass();
     int ThreadAgain() QOLIVE_REQUIRES(*m_lock);
+    int OpenAndRun() QOLIVE_REQUIRES(*m_lock);
     void EndHeartbeat();
     void Place(MsgSenderStatus*& slot, MsgSenderStatus* sender) QOLIVE_REQUIRES(*m_lock);
     void Delete(MsgSenderStatus*& slot) QOLIVE_REQUIRES(*m_lock);

@@ -3,6 +3,7 @@
 
 #include "heartbeat/LiveHeartReport.h"
 #include "heartbeat/MsgSenderStatus.h"
+#include "platform/GuardedPass.h"
 #include "platform/JsonText.h"
 #include "platform/Kernel.h"
 #include "platform/Log.h"
@@ -96,8 +97,13 @@ std::string CommandText(int bizType, const std::string& data) {
     return WriteCompactJson(message);
 }
 
+/// A message that memory is too short for counts as refused.
 bool Send(QoPlayer::MsgSender& sender, const std::string& text) {
-    return sender.send(reinterpret_cast<const std::uint8_t*>(text.data()), text.size(), nullptr, 0);
+    bool sent = false;
+    RunPass("[LiveState] out of memory: a message was not handed over", [&] {
+        sent = sender.send(reinterpret_cast<const std::uint8_t*>(text.data()), text.size(), nullptr, 0);
+    });
+    return sent;
 }
 
 void LogReport(const MsgSenderStatus& sender, const char* kind, bool ok, const std::string& text) {

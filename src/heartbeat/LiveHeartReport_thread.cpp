@@ -3,6 +3,7 @@
 #include "heartbeat/LiveHeartReport.h"
 #include "heartbeat/MsgSenderStatus.h"
 #include "heartbeat/PauseHandshake.h"
+#include "platform/GuardedPass.h"
 #include "platform/Kernel.h"
 #include "platform/Log.h"
 #include "platform/Sync.h"
@@ -49,6 +50,17 @@ LiveHeartReport::~LiveHeartReport() {
 int LiveHeartReport::start() {
     const CriticalSectionLock lock(*m_lock);
     if (m_mainSender) return ThreadAgain();
+    try {
+        return OpenAndRun();
+    } catch (...) {  // memory is short: as if it had not been tried
+        m_bRun = false;
+        Delete(m_commonSender);
+        Delete(m_mainSender);
+        throw;
+    }
+}
+
+int LiveHeartReport::OpenAndRun() {
     Place(m_mainSender, new MsgSenderStatus);
     if (!m_mainSender->initSender(m_heartCmd, "mainSender")) return kNotStarted;
     Place(m_commonSender, new MsgSenderStatus);
@@ -67,9 +79,14 @@ int LiveHeartReport::ThreadAgain() {
 bool LiveHeartReport::startBackUp() {
     const CriticalSectionLock lock(*m_lock);
     if (m_backSender) return false;
-    Place(m_backSender, new MsgSenderStatus);
-    m_backSender->initSender(m_heartCmd, "backSender");
-    return true;
+    try {
+        Place(m_backSender, new MsgSenderStatus);
+        m_backSender->initSender(m_heartCmd, "backSender");
+        return true;
+    } catch (...) {
+        Delete(m_backSender);
+        throw;
+    }
 }
 
 bool LiveHeartReport::stop() {
@@ -190,7 +207,11 @@ bool LiveHeartReport::PassOf(std::uint64_t threadId) {
 bool LiveHeartReport::Pass() {
     const CriticalSectionLock lock(*m_lock);
     const std::int64_t nowMs = WallClockMs();
-    report(m_mainSender, nowMs, true);
-    report(m_backSender, nowMs, true);
-    return sendComand();
+    bool sent = false;
+    RunPass("[LiveState] out of memory: a pass of the heartbeat was dropped", [&] {
+        report(m_mainSender, nowMs, true);
+        report(m_backSender, nowMs, true);
+        sent = sendComand();
+    });
+    return sent;
 }

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <mutex>
+#include <new>
 #include <thread>
 
 #include "platform/HostReadings.h"
@@ -78,6 +79,7 @@ CProcessCPUUseRate::~CProcessCPUUseRate() = default;
 int CProcessCPUUseRate::GetProcessCpuUsage(const std::wstring& processName, bool /*unused*/) {
     return fakes::locked([&processName](fakes::Readings& all) {
         all.processes.push_back(processName);
+        if (all.script.outOfMemory) throw std::bad_alloc();
         return all.script.processCpu;
     });
 }
@@ -102,6 +104,7 @@ bool CPing::PingHost(std::string host, int& rttMs) {
         all.pinged.push_back(host);
         return all.script;
     });
+    if (script.outOfMemory) throw std::bad_alloc();
     std::this_thread::sleep_for(std::chrono::milliseconds(script.pingTakesMs));
     if (script.pingAnswers || script.writesRttWhenUnanswered) rttMs = script.rttMs;
     return script.pingAnswers;

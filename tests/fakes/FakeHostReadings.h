@@ -16,7 +16,8 @@ struct HostReadingsScript {
     bool pingAnswers = true;
     int rttMs = 0;
     bool writesRttWhenUnanswered = false;
-    int pingTakesMs = 0;  ///< how long a ping blocks
+    int pingTakesMs = 0;       ///< how long a ping blocks
+    bool outOfMemory = false;  ///< the reading of the processes and the ping raise std::bad_alloc
 };
 
 void setHostReadings(const HostReadingsScript& script);

@@ -3,6 +3,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <stdexcept>
 
 namespace fakes {
@@ -17,6 +18,7 @@ struct Channel {
     int closed = 0;
     int attempts = 0;
     bool fails = false;
+    int throwsLeft = 0;
     std::vector<SentMessage> sent;
 };
 
@@ -122,6 +124,10 @@ void FakeMsgCenter::sendFails(int cmd, bool fails) {
     withChannel(m_index, cmd, [fails](Channel& channel) { channel.fails = fails; });
 }
 
+void FakeMsgCenter::sendThrows(int cmd, int times) {
+    withChannel(m_index, cmd, [times](Channel& channel) { channel.throwsLeft = times; });
+}
+
 std::vector<SentMessage> FakeMsgCenter::sent(int cmd) const {
     return withChannel(m_index, cmd, [](Channel& channel) { return channel.sent; });
 }
@@ -165,6 +171,10 @@ MsgSender::~MsgSender() = default;
 bool MsgSender::send(const std::uint8_t* data, std::size_t len, const std::uint8_t* head, int headLen) {
     return fakes::withChannel(m_impl->center, m_impl->cmd, [&](fakes::Channel& channel) {
         ++channel.attempts;
+        if (channel.throwsLeft > 0) {
+            --channel.throwsLeft;
+            throw std::bad_alloc();
+        }
         if (channel.fails) return false;
         fakes::SentMessage message;
         message.body.assign(reinterpret_cast<const char*>(data), len);

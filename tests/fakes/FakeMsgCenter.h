@@ -50,6 +50,7 @@ public:
     int sendersCreated(int cmd) const;  ///< calls of createSender for `cmd`, failed ones too
     int sendersClosed(int cmd) const;   ///< calls of closeSender for `cmd`
     void sendFails(int cmd, bool fails = true);
+    void sendThrows(int cmd, int times);           ///< std::bad_alloc, the next `times` times
     std::vector<SentMessage> sent(int cmd) const;  ///< accepted by the sender of `cmd`, in order
     int sendAttempts(int cmd) const;
     void forgetSent(int cmd);

@@ -211,6 +211,15 @@ TEST_F(LiveHeartReportMessage, AFailedSendKeepsTheReportFullAndTakesItsTurn) {
     EXPECT_EQ(lastOnMain()["type"].asInt(), 1);
 }
 
+TEST_F(LiveHeartReportMessage, AReportThatMemoryIsTooShortForCountsAsAFailedOne) {
+    main.sendThrows(kHeartCmd, 1);
+    EXPECT_FALSE(reportMain(kNow));
+    EXPECT_EQ(lastReportTm(), kNow);
+    EXPECT_TRUE(heartbeat.marked(heartbeat.m_mainSender));
+    EXPECT_TRUE(reportMain(kNow + 3000));
+    EXPECT_EQ(lastOnMain()["type"].asInt(), 1);
+}
+
 TEST_F(LiveHeartReportMessage, AFailedKeepAliveStaysAKeepAlive) {
     ASSERT_TRUE(reportMain(kNow));
     main.sendFails(kHeartCmd);
@@ -344,6 +353,14 @@ TEST_F(LiveHeartReportMessage, ACommandWhoseSendFailedStaysInFront) {
     EXPECT_TRUE(heartbeat.sendComand());
     EXPECT_TRUE(heartbeat.sendComand());
     EXPECT_EQ(sentCommands(), (std::vector<std::string>{"a", "b"}));
+}
+
+TEST_F(LiveHeartReportMessage, ACommandThatMemoryIsTooShortForStaysInFront) {
+    heartbeat.sendComand(1, "a");
+    main.sendThrows(kCommonCmd, 1);
+    EXPECT_FALSE(heartbeat.sendComand());
+    EXPECT_TRUE(heartbeat.sendComand());
+    EXPECT_EQ(sentCommands(), (std::vector<std::string>{"a"}));
 }
 
 TEST_F(LiveHeartReportMessage, AnEmptyEntryIsLeftInPlace) {

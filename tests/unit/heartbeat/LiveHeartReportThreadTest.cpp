@@ -212,6 +212,15 @@ TEST_F(LiveHeartReportThread, EachConnectionGetsAFullReportSoonAfterItComesUp) {
     EXPECT_EQ(typeOf(backup.sent(kHeartCmd)[0]), 1);
 }
 
+TEST_F(LiveHeartReportThread, TheThreadOutlivesAPassThatMemoryIsTooShortFor) {
+    ASSERT_EQ(heartbeat.start(), 1);
+    main.sendThrows(kHeartCmd, 1);
+    ASSERT_TRUE(main.connect(kHeartCmd));
+    ASSERT_TRUE(eventually([&] { return main.sent(kHeartCmd).size() == 1; }));
+    EXPECT_EQ(main.sendAttempts(kHeartCmd), 2);
+    EXPECT_EQ(typeOf(main.sent(kHeartCmd)[0]), 1);
+}
+
 TEST_F(LiveHeartReportThread, TheTimeOfAReportHasWholeSeconds) {
     heartbeat.start();
     main.connect(kHeartCmd);
