@@ -173,6 +173,7 @@ private:
     std::int64_t NextSequence(std::int64_t& now) QOLIVE_REQUIRES(m_midMutex);
     SendQueue TakeQueue();
     void SendBatch(SendQueue batch);
+    bool TrySend(const SendData& message);
 
     std::atomic<bool> m_bInit{false};
     Mutex m_initMutex;

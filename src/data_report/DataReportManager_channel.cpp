@@ -1,12 +1,12 @@
 #include <chrono>
 #include <exception>
-#include <system_error>
 #include <utility>
 
 #include "data_report/DataReportManager.h"
 #include "data_report/StreamQualityReport.h"
 #include "message_center/CMsgCenterFactory.h"
 #include "message_center/SenderCallback.h"
+#include "platform/GuardedPass.h"
 #include "platform/JsonText.h"
 #include "platform/Kernel.h"
 #include "platform/Log.h"
@@ -77,7 +77,7 @@ bool DataReportManager::StartThreads() {
         m_collectThread = StartLibraryThread([this] { OnThread(); });
         StartSendThread();
         return true;
-    } catch (const std::system_error& error) {
+    } catch (const std::exception& error) {  // no thread, or no memory
         Log(LogLevel::Info, "[DataReportManager] start failed: %s", error.what());
     }
     StopCollectThread();
@@ -173,8 +173,12 @@ void DataReportManager::StopSendThread() {
 }
 
 void DataReportManager::OnSendThread() {
-    while (!m_bStopSend)
-        SendBatch(TakeQueue());
+    while (!m_bStopSend) {
+        const bool passed =
+            RunPass("[DataReportManager] out of memory: a pass of the send thread was dropped",
+                    [this] { SendBatch(TakeQueue()); });
+        if (!passed) Sleep(kRetryPauseMs);
+    }
 }
 
 DataReportManager::SendQueue DataReportManager::TakeQueue() {
@@ -186,11 +190,18 @@ DataReportManager::SendQueue DataReportManager::TakeQueue() {
     return batch;
 }
 
+// A message that memory was too short for is tried again, as one that is refused.
+bool DataReportManager::TrySend(const SendData& message) {
+    bool sent = false;
+    RunPass("[DataReportManager] out of memory: a record is sent later",
+            [&] { sent = DoSendStreamReport(message.body, message.head); });
+    return sent;
+}
+
 // A stop ends the repeats of a message that is refused: the process would not end otherwise.
 void DataReportManager::SendBatch(SendQueue batch) {
     while (!batch.empty() && m_bConnected) {
-        const SendData& message = *batch.front();
-        if (DoSendStreamReport(message.body, message.head))
+        if (TrySend(*batch.front()))
             batch.pop_front();
         else if (m_bStopSend)
             return;

@@ -38,7 +38,8 @@ public:
     StreamQualityReport& operator=(const StreamQualityReport&) = delete;
 
     /// Counts `elapsedSec` seconds of reporting and does what is due at that sum: samples at multiples of 5
-    /// s, a quality record at multiples of 60 s. Does nothing until the server has accepted the stream.
+    /// s, a quality record at multiples of 60 s. Does nothing until the server has accepted the stream. Where
+    /// memory is short, the sample or the record is dropped with a logged line. Never throws.
     void OnReportTick(const std::uint64_t& nowMs, const std::uint64_t& elapsedSec);
 
     /// A data packet from the server. {"type":1,"code":0} accepts the stream for good; anything else is
@@ -54,6 +55,10 @@ public:
 private:
     friend struct StreamQualityReportTestPeer;
 
+    void CollectSamples();
+    void DropUnevenSamples();
+    template <class Action>
+    void ForEachQueue(const Action& action);
     void CollectStreamData();
     void CollectCpuData();
     void ClearSamples();

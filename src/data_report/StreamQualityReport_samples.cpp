@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <cmath>
+#include <cstddef>
 
 #include "data_report/StreamQualityReport.h"
 #include "data_report/StreamQulityData.h"
@@ -84,23 +86,35 @@ void StreamQualityReport::CollectCpuData() {
     m_netSamples.push_back(networkGrade(m_rttMs));
 }
 
+template <class Action>
+void StreamQualityReport::ForEachQueue(const Action& action) {
+    action(m_streamTimes);
+    action(m_vcFpsSamples);
+    action(m_veFpsSamples);
+    action(m_vsFpsSamples);
+    action(m_acFpsSamples);
+    action(m_aeFpsSamples);
+    action(m_asFpsSamples);
+    action(m_veBitrateSamples);
+    action(m_vsBitrateSamples);
+    action(m_aeBitrateSamples);
+    action(m_asBitrateSamples);
+    action(m_deviceTimes);
+    action(m_cpuSamples);
+    action(m_appCpuSamples);
+    action(m_memSamples);
+    action(m_netSamples);
+}
+
 void StreamQualityReport::ClearSamples() {
-    m_streamTimes.clear();
-    m_vcFpsSamples.clear();
-    m_veFpsSamples.clear();
-    m_vsFpsSamples.clear();
-    m_acFpsSamples.clear();
-    m_aeFpsSamples.clear();
-    m_asFpsSamples.clear();
-    m_veBitrateSamples.clear();
-    m_vsBitrateSamples.clear();
-    m_aeBitrateSamples.clear();
-    m_asBitrateSamples.clear();
-    m_deviceTimes.clear();
-    m_cpuSamples.clear();
-    m_appCpuSamples.clear();
-    m_memSamples.clear();
-    m_netSamples.clear();
+    ForEachQueue([](auto& queue) { queue.clear(); });
+}
+
+// All queues grow together, so what one has more than another belongs to a sample that was not finished.
+void StreamQualityReport::DropUnevenSamples() {
+    std::size_t shortest = m_streamTimes.size();
+    ForEachQueue([&](auto& queue) { shortest = std::min(shortest, queue.size()); });
+    ForEachQueue([&](auto& queue) { queue.resize(shortest); });
 }
 
 }  // namespace data_report

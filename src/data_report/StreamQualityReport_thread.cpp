@@ -5,6 +5,7 @@
 #include "data_report/DataReportManager.h"
 #include "data_report/StreamQualityReport.h"
 #include "data_report/StreamQulityData.h"
+#include "platform/GuardedPass.h"
 #include "platform/JsonText.h"
 #include "platform/Kernel.h"
 #include "platform/Log.h"
@@ -58,20 +59,27 @@ void StreamQualityReport::OnReportTick(const std::uint64_t& nowMs, const std::ui
     m_elapsedSec += elapsedSec;
     m_lastTickMs = nowMs;
     if (m_streamType != StreamTypeEnum::Sampled) return;
-    if (m_elapsedSec % m_collectPeriod == 0) {
-        CollectStreamData();
-        CollectCpuData();
-    }
+    if (m_elapsedSec % m_collectPeriod == 0) CollectSamples();
     if (m_elapsedSec % kQualityRecordPeriod == 0) SendQualityRecord();
 }
 
+void StreamQualityReport::CollectSamples() {
+    const bool collected = RunPass("[StreamQualityReport] out of memory: a sample was dropped", [this] {
+        CollectStreamData();
+        CollectCpuData();
+    });
+    if (!collected) DropUnevenSamples();
+}
+
 void StreamQualityReport::SendQualityRecord() {
-    Json::Value head;
-    Json::Value record;
-    BuildQualityRecord(record);
-    head["event"] = kReportEvent;
-    head["type"] = kQualityRecord;
-    DataReportManager::Instance().SendStreamReport(record, head);
+    RunPass("[StreamQualityReport] out of memory: a quality record was dropped", [this] {
+        Json::Value head;
+        Json::Value record;
+        BuildQualityRecord(record);
+        head["event"] = kReportEvent;
+        head["type"] = kQualityRecord;
+        DataReportManager::Instance().SendStreamReport(record, head);
+    });
     ClearSamples();
 }
 
@@ -97,7 +105,8 @@ void StreamQualityReport::ReportThreadProc() {
     while (!m_bStop) {
         const auto deadline = std::chrono::steady_clock::now() + kPingWait;
         const bool timedOut = m_threadCond.wait_until(m_threadMutex, deadline) == std::cv_status::timeout;
-        if (timedOut && !m_bStop) PingServer();
+        if (timedOut && !m_bStop)
+            RunPass("[StreamQualityReport] out of memory: a ping was dropped", [this] { PingServer(); });
     }
 }
 

@@ -4,6 +4,7 @@
 
 #include "fakes/CapturingLog.h"
 #include "message_center/CMsgCenterFactory.h"
+#include "platform/GuardedPass.h"
 #include "unit/data_report/ManagerUnderTest.h"
 
 namespace data_report {
@@ -195,6 +196,18 @@ TEST_F(Channel, ARefusedMessageIsTriedAgainAfterAPause) {
     ASSERT_TRUE(eventually([this] { return center.sendAttempts(kStreamCommand) >= 4; }));
     EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(550));
     center.sendFails(kStreamCommand, false);
+}
+
+TEST_F(Channel, AMessageThatMemoryIsTooShortForIsTriedAgainUntilItIsAccepted) {
+    const fakes::CapturingLog log;
+    startConnected();
+    center.sendThrows(kStreamCommand, 2);
+    EXPECT_TRUE(send("a"));
+    EXPECT_TRUE(send("b"));
+    ASSERT_TRUE(eventually([&] { return sent().size() == 2; }));
+    EXPECT_EQ(sentTexts(), (std::vector<std::string>{"a", "b"}));
+    EXPECT_EQ(log.countContaining("out of memory"), 2);
+    EXPECT_EQ(DroppedPasses(), 2U);
 }
 
 TEST_F(Channel, EachSentMessageIsLogged) {

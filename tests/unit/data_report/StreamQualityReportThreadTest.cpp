@@ -16,6 +16,12 @@ protected:
 };
 class Acceptance : public EventsOnlyStreamUnderTest {};
 
+fakes::HostReadingsScript outOfMemory() {
+    fakes::HostReadingsScript script;
+    script.outOfMemory = true;
+    return script;
+}
+
 TEST_F(StreamTiming, TicksBeforeTheAcceptanceAreIgnoredEntirely) {
     tick(4);
     EXPECT_EQ(peer.elapsedSec(), 0U);
@@ -46,6 +52,35 @@ TEST_F(StreamTiming, QualityRecordsAreSentAtMultiplesOfSixtySecondsAndEmptyTheQu
         EXPECT_EQ(queued[0].head["type"].asInt(), 2);
         EXPECT_TRUE(queued[0].head["mid"].isString());
     }
+}
+
+TEST_F(StreamTiming, ASampleThatMemoryIsTooShortForIsDroppedWholeAndTheNextOneIsTaken) {
+    const fakes::CapturingLog log;
+    accept(report);
+    tick(5);
+    fakes::setHostReadings(outOfMemory());
+    tick(5);
+    EXPECT_EQ(peer.queueSizes(), queuesOf(1));
+    EXPECT_EQ(log.countContaining("out of memory: a sample was dropped"), 1);
+    fakes::setHostReadings({});
+    tick(5);
+    EXPECT_EQ(peer.queueSizes(), queuesOf(2));
+    tick(45);
+    ASSERT_EQ(manager.takeQueued().size(), 1U);
+}
+
+TEST_F(StreamTiming, ARecordThatCannotBeBuiltIsDroppedWithItsSamplesAndTheNextOneIsSent) {
+    const fakes::CapturingLog log;
+    accept(report);
+    tick(59);
+    peer.dropLastStreamSample();
+    peer.dropLastStreamSample();
+    tick(1);
+    EXPECT_TRUE(manager.takeQueued().empty());
+    EXPECT_EQ(peer.queueSizes(), queuesOf(0));
+    EXPECT_EQ(log.countContaining("a quality record was dropped"), 1);
+    tick(60);
+    EXPECT_EQ(manager.takeQueued().size(), 1U);
 }
 
 TEST_F(StreamTiming, SamplesSpanOneRecordOnly) {
@@ -210,6 +245,16 @@ TEST_F(Ping, EachPingComesThreeSecondsAfterThePreviousOneEnded) {
     start("slow", script);
     ASSERT_TRUE(eventually([] { return fakes::pingedHosts().size() == 2; }));
     EXPECT_GE(sinceStart(), std::chrono::milliseconds(6500));
+}
+
+TEST_F(Ping, OneThatMemoryIsTooShortForIsDroppedAndTheNextOneComes) {
+    start("short");
+    fakes::setHostReadings(outOfMemory());
+    ASSERT_TRUE(eventually([] { return fakes::pingedHosts().size() == 1; }));
+    fakes::HostReadingsScript script;
+    script.rttMs = 99;
+    fakes::setHostReadings(script);
+    EXPECT_TRUE(eventually([&] { return rttMs() == 99; }));
 }
 
 TEST_F(Ping, AnEmptyServerAddressIsNeverPinged) {
