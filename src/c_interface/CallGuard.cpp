@@ -2,15 +2,24 @@
 
 #include <json/json.h>
 
+#include <cstring>
+#include <new>
+
 #include "platform/JsonText.h"
 
 namespace c_interface {
 namespace {
 
+/// jsoncpp raises the same where memory is short as for what is nested too deeply.
+bool isShortage(const Json::Exception& error) {
+    return std::strstr(error.what(), "allocate") != nullptr;
+}
+
 bool parse(const std::string& text, Json::Value& value) {
     try {
         return ParseJson(text, value);
-    } catch (const Json::Exception&) {
+    } catch (const Json::Exception& error) {
+        if (isShortage(error)) throw std::bad_alloc();
         return false;  // nested too deeply
     }
 }
