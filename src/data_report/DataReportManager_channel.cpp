@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "data_report/DataReportManager.h"
+#include "data_report/ServerPacket.h"
 #include "data_report/StreamQualityReport.h"
 #include "message_center/CMsgCenterFactory.h"
 #include "message_center/SenderCallback.h"
@@ -112,8 +113,10 @@ void DataReportManager::disponseStatus(int code, const unsigned char* data, std:
 
 void DataReportManager::disponseData(int /*code*/, const unsigned char* data, std::size_t len) {
     const auto streams = TakeSnapshot();
+    if (streams->empty()) return;
+    const ServerPacket packet(data, len);
     for (const auto& stream : *streams)
-        stream.second.report->OnDisponseData(0, data, len);
+        stream.second.report->OnDisponseData(0, packet);
 }
 
 std::int64_t DataReportManager::IdClockMs() const {

@@ -18,6 +18,7 @@ class Value;
 
 namespace data_report {
 
+class ServerPacket;
 class StreamQulityData;
 
 /// Turns what one stream was fed into samples and records.
@@ -45,6 +46,7 @@ public:
     /// A data packet from the server. {"type":1,"code":0} accepts the stream for good; anything else is
     /// ignored, whatever it is. Never throws.
     void OnDisponseData(int unused, const unsigned char* data, std::size_t len);
+    void OnDisponseData(int unused, const ServerPacket& packet);
 
     bool IsEnabled() const { return m_bEnabled; }
 

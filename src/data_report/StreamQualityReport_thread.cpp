@@ -1,12 +1,11 @@
 #include <chrono>
-#include <cstring>
 #include <utility>
 
 #include "data_report/DataReportManager.h"
+#include "data_report/ServerPacket.h"
 #include "data_report/StreamQualityReport.h"
 #include "data_report/StreamQulityData.h"
 #include "platform/GuardedPass.h"
-#include "platform/JsonText.h"
 #include "platform/Kernel.h"
 #include "platform/Log.h"
 
@@ -18,16 +17,6 @@ constexpr std::chrono::seconds kPingWait{3};
 constexpr int kNoAnswerMs = 3000;
 constexpr Json::Int kQualityRecord = 2;
 constexpr Json::Int kReportEvent = 2;
-constexpr int kAcceptancePacket = 1;
-constexpr int kAccepted = 0;
-
-bool isAcceptance(const std::string& text) {
-    Json::Value root;
-    if (!ParseJson(text, root)) return false;
-    const int type = root["type"].asInt();
-    const int code = root["code"].asInt();
-    return type == kAcceptancePacket && code == kAccepted;
-}
 
 }  // namespace
 
@@ -83,16 +72,14 @@ void StreamQualityReport::SendQualityRecord() {
     ClearSamples();
 }
 
-void StreamQualityReport::OnDisponseData(int /*unused*/, const unsigned char* data, std::size_t len) {
-    if (!data || len == 0) return;
-    try {
-        std::string text(reinterpret_cast<const char*>(data), len);
-        Log(LogLevel::Info, "[StreamQualityReport] OnDisponseData data:%s", text.c_str());
-        text.resize(std::strlen(text.c_str()));
-        if (isAcceptance(text)) m_bEnabled = true;
-    } catch (...) {
-        // Whatever a server sends, its packet is worth no more than being ignored.
-    }
+void StreamQualityReport::OnDisponseData(int unused, const unsigned char* data, std::size_t len) {
+    OnDisponseData(unused, ServerPacket(data, len));
+}
+
+void StreamQualityReport::OnDisponseData(int /*unused*/, const ServerPacket& packet) {
+    if (packet.isEmpty()) return;
+    Log(LogLevel::Info, "[StreamQualityReport] OnDisponseData data:%s", packet.text().c_str());
+    if (packet.isAcceptance()) m_bEnabled = true;
 }
 
 void StreamQualityReport::StartReportThread() {
