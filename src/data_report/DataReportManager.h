@@ -158,6 +158,7 @@ private:
     QOLIVE_API void StopSendThread();
     QOLIVE_API void OnSendThread();
 
+    bool isEnabled() const;
     bool OpenSender() QOLIVE_REQUIRES(m_initMutex);
     void CloseSender() QOLIVE_REQUIRES(m_initMutex);
     bool StartThreads() QOLIVE_REQUIRES(m_initMutex);

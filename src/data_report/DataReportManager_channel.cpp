@@ -43,6 +43,7 @@ DataReportManager::DataReportManager()
       m_snapshot(m_noStreams) {}
 
 bool DataReportManager::start() {
+    if (IsProcessEnding()) return false;
     const MutexLock lock(m_initMutex);
     if (!m_bInit && !m_bStopSend) m_bInit = OpenSender() && StartThreads();
     return m_bInit;
@@ -87,7 +88,7 @@ bool DataReportManager::StartThreads() {
 }
 
 bool DataReportManager::isConnected() {
-    return m_bConnected;
+    return m_bConnected && !IsProcessEnding();
 }
 
 void DataReportManager::OnSrvCb(void* user, int msgType, int code, const unsigned char* data,
@@ -143,7 +144,7 @@ std::string DataReportManager::GetMid() {
 }
 
 bool DataReportManager::SendStreamReport(const Json::Value& record, Json::Value& head) {
-    if (!m_bInit) return false;
+    if (!isEnabled()) return false;
     try {
         RequireReadableDepth(record);
         RequireReadableDepth(head);

@@ -52,6 +52,10 @@ DataReportManager::~DataReportManager() {
     Close();
 }
 
+bool DataReportManager::isEnabled() const {
+    return m_bInit && !IsProcessEnding();
+}
+
 // Enabled until the threads have ended: what the last tick reports still goes out.
 void DataReportManager::Close() {
     const MutexLock lock(m_initMutex);
@@ -84,7 +88,7 @@ void DataReportManager::ForgetStreams() {
 }
 
 void DataReportManager::ReportStart(const std::string& streamId, const StreamTypeEnum& type) {
-    if (!m_bInit) return;
+    if (!isEnabled()) return;
     std::shared_ptr<const Registry> previous;
     const MutexLock lock(m_reportMutex);
     if (!m_bInit || m_reports.count(streamId) != 0) return;
@@ -96,7 +100,7 @@ void DataReportManager::ReportStart(const std::string& streamId, const StreamTyp
 }
 
 void DataReportManager::ReportStop(const std::string& streamId) {
-    if (!m_bInit) return;
+    if (!isEnabled()) return;
     std::shared_ptr<const Registry> previous;
     const MutexLock lock(m_reportMutex);
     if (m_reports.count(streamId) == 0) return;
@@ -107,7 +111,7 @@ void DataReportManager::ReportStop(const std::string& streamId) {
 
 void DataReportManager::AddReportData(const std::string& streamId, const DataTypeEnum& type,
                                       const std::int64_t& value) {
-    if (!m_bInit) return;
+    if (!isEnabled()) return;
     const auto streams = TakeSnapshot();
     const auto stream = streams->find(streamId);
     if (stream != streams->end()) stream->second.data->AddData(type, value);
@@ -115,7 +119,7 @@ void DataReportManager::AddReportData(const std::string& streamId, const DataTyp
 
 void DataReportManager::AddReportStringData(const std::string& streamId, const StringDataTypeEnum& type,
                                             const std::string& value) {
-    if (!m_bInit) return;
+    if (!isEnabled()) return;
     const auto streams = TakeSnapshot();
     const auto stream = streams->find(streamId);
     if (stream != streams->end()) stream->second.data->SetString(type, value);
@@ -123,7 +127,7 @@ void DataReportManager::AddReportStringData(const std::string& streamId, const S
 
 void DataReportManager::ReportEventData(const std::string& streamId, const EventTypeEnum& type,
                                         const Json::Value& event) {
-    if (!m_bInit) return;
+    if (!isEnabled()) return;
     const auto streams = TakeSnapshot();
     const auto stream = streams->find(streamId);
     if (stream == streams->end()) return;

@@ -114,7 +114,7 @@ void LogReport(const MsgSenderStatus& sender, const char* kind, bool ok, const s
 }  // namespace
 
 bool LiveHeartReport::report(MsgSenderStatus* sender, std::int64_t nowMs, bool periodic) {
-    if (!sender || !sender->m_bConnected) return false;
+    if (IsProcessEnding() || !sender || !sender->m_bConnected) return false;
     Prepared prepared;
     if (!Prepare(*sender, nowMs, periodic, prepared)) return false;
     const bool ok = Send(*sender->m_senderPtr, prepared.text);
@@ -151,6 +151,7 @@ void LiveHeartReport::Settle(MsgSenderStatus& sender, std::int64_t nowMs, const 
 }
 
 bool LiveHeartReport::sendComand(int bizType, std::string data) {
+    if (IsProcessEnding()) return false;
     try {
         std::string text = CommandText(bizType, data);
         const CriticalSectionLock lock(*m_lock);
@@ -164,6 +165,7 @@ bool LiveHeartReport::sendComand(int bizType, std::string data) {
 }
 
 bool LiveHeartReport::sendComand() {
+    if (IsProcessEnding()) return false;
     const CriticalSectionLock lock(*m_lock);
     if (!m_commonSender || !m_commonSender->m_bConnected || m_cmdQueue.empty()) return false;
     const std::string& oldest = m_cmdQueue.front();

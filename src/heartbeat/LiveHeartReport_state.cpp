@@ -3,6 +3,8 @@
 #include "heartbeat/LiveHeartReport.h"
 #include "heartbeat/MsgSenderStatus.h"
 #include "heartbeat/PauseHandshake.h"
+#include "platform/Kernel.h"
+#include "platform/Lasting.h"
 #include "platform/Sync.h"
 
 namespace {
@@ -14,8 +16,8 @@ constexpr std::int32_t kPushing = 2;
 }  // namespace
 
 LiveHeartReport* LiveHeartReport::GetInstance() {
-    static LiveHeartReport instance;
-    return &instance;
+    static Lasting<LiveHeartReport> instance;
+    return &instance.object;
 }
 
 LiveHeartReport::LiveHeartReport()
@@ -29,7 +31,7 @@ LiveHeartReport::LiveHeartReport(const LiveHeartReport& other) : LiveHeartReport
 }
 
 LiveHeartReport& LiveHeartReport::operator=(const LiveHeartReport& other) {
-    if (this == &other) return *this;
+    if (this == &other || IsProcessEnding()) return *this;
     LiveHeartReportData data;
     std::deque<std::string> commands;
     int heartCmd = 0;
@@ -70,11 +72,13 @@ void LiveHeartReport::updateMixStreamStatus(int status) {
 }
 
 void LiveHeartReport::updateLiveID(std::string id) {
+    if (IsProcessEnding()) return;
     const CriticalSectionLock lock(*m_lock);
     m_data.sessionId = std::move(id);
 }
 
 void LiveHeartReport::updateLiveBusinessInfo(int appId, int business) {
+    if (IsProcessEnding()) return;
     const CriticalSectionLock lock(*m_lock);
     m_data.videoAppId = appId;
     m_data.business = business;
@@ -83,6 +87,7 @@ void LiveHeartReport::updateLiveBusinessInfo(int appId, int business) {
 
 void LiveHeartReport::updateLiveStreamInfo(std::string streamName, int sid, int width, int height,
                                            int codec) {
+    if (IsProcessEnding()) return;
     const CriticalSectionLock lock(*m_lock);
     m_data.streamName = std::move(streamName);
     m_data.sid = sid;
@@ -95,6 +100,7 @@ void LiveHeartReport::updateLiveStreamInfo(std::string streamName, int sid, int 
 
 void LiveHeartReport::updateMicInfo(int appId, int business, std::string streamName, int sid, int width,
                                     int height, int codec, int role, std::string channelId, int mixMode) {
+    if (IsProcessEnding()) return;
     const CriticalSectionLock lock(*m_lock);
     m_data.micVideoAppId = appId;
     m_data.micBusiness = business;
@@ -111,6 +117,7 @@ void LiveHeartReport::updateMicInfo(int appId, int business, std::string streamN
 
 void LiveHeartReport::updateMixStreamInfo(std::string mixStreamName, int width, int height, int sid,
                                           int codec) {
+    if (IsProcessEnding()) return;
     const CriticalSectionLock lock(*m_lock);
     m_data.mixStreamName = std::move(mixStreamName);
     m_data.mixWidth = width;
@@ -121,40 +128,47 @@ void LiveHeartReport::updateMixStreamInfo(std::string mixStreamName, int width, 
 }
 
 void LiveHeartReport::updateMixMode(int mode) {
+    if (IsProcessEnding()) return;
     const CriticalSectionLock lock(*m_lock);
     m_data.mixMode = mode;
     Mark();
 }
 
 void LiveHeartReport::updateDataState(bool changed) {
+    if (IsProcessEnding()) return;
     const MutexLock lock(*m_slotLock);
     if (m_mainSender) m_mainSender->m_bDataChanged = changed;
     if (m_backSender) m_backSender->m_bDataChanged = changed;
 }
 
 std::string LiveHeartReport::getSessionId() {
+    if (IsProcessEnding()) return {};
     const CriticalSectionLock lock(*m_lock);
     return m_data.sessionId;
 }
 
 LiveHeartReportData LiveHeartReport::GetLiveHeartReportData() {
+    if (IsProcessEnding()) return {};
     const CriticalSectionLock lock(*m_lock);
     return m_data;
 }
 
 void LiveHeartReport::GetLastReportTm(std::int64_t& mainTm, std::int64_t& backTm) {
+    if (IsProcessEnding()) return;
     const CriticalSectionLock lock(*m_lock);
     if (m_mainSender) mainTm = m_mainSender->m_lastReportTm;
     if (m_backSender) backTm = m_backSender->m_lastReportTm;
 }
 
 bool LiveHeartReport::isConnecting() {
+    if (IsProcessEnding()) return false;
     const CriticalSectionLock lock(*m_lock);
     if (m_mainSender && m_mainSender->m_bConnected) return true;
     return m_backSender && m_backSender->m_bConnected;
 }
 
 void LiveHeartReport::Change(std::int32_t LiveHeartReportData::*field, std::int32_t value) {
+    if (IsProcessEnding()) return;
     const CriticalSectionLock lock(*m_lock);
     if (m_data.*field == value) return;
     m_data.*field = value;

@@ -48,6 +48,7 @@ LiveHeartReport::~LiveHeartReport() {
 }
 
 int LiveHeartReport::start() {
+    if (IsProcessEnding()) return kNotStarted;
     const CriticalSectionLock lock(*m_lock);
     if (m_mainSender) return ThreadAgain();
     try {
@@ -77,6 +78,7 @@ int LiveHeartReport::ThreadAgain() {
 }
 
 bool LiveHeartReport::startBackUp() {
+    if (IsProcessEnding()) return false;
     const CriticalSectionLock lock(*m_lock);
     if (m_backSender) return false;
     try {
@@ -90,6 +92,7 @@ bool LiveHeartReport::startBackUp() {
 }
 
 bool LiveHeartReport::stop() {
+    if (IsProcessEnding()) return false;
     // The final reports use the senders without m_lock: another stop must not delete them meanwhile.
     const CriticalSectionLock oneAtATime(*m_stopLock);
     MsgSenderStatus* mainSender = nullptr;
@@ -173,7 +176,7 @@ void LiveHeartReport::EnterOwnThread(void* thread) {
 }
 
 void LiveHeartReport::run() {
-    while (m_bRun)
+    while (m_bRun && !IsProcessEnding())
         if (!Pass()) Sleep(kPauseMs);
 }
 

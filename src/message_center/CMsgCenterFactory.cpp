@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/JsonText.h"
+#include "platform/Kernel.h"
 #include "platform/Log.h"
 #include "platform/MsgCenter.h"
 #include "platform/Sync.h"
@@ -110,6 +111,7 @@ CMsgCenterFactory::~CMsgCenterFactory() {
 }
 
 int CMsgCenterFactory::Start(const std::string& config, const HeartBaseConfig& base) {
+    if (IsProcessEnding()) return kNotStarted;
     Log(LogLevel::Info, "[LiveState] CMsgCenterFactory::Start 1");
     if (m_bMainStarted) return kAlreadyStarted;
     if (IsInLogSink()) return kNotStarted;
@@ -153,7 +155,7 @@ void CMsgCenterFactory::StartBackup(const QoPlayer::MsgCenterConfig& config) {
 
 // A sink may be running on the very thread that a stop waits for.
 void CMsgCenterFactory::Stop() {
-    if (IsInLogSink()) return;
+    if (IsInLogSink() || IsProcessEnding()) return;
     Log(LogLevel::Info, "[LiveState] CMsgCenterFactory::Stop start");
     StopCenters();
     Log(LogLevel::Info, "[LiveState] CMsgCenterFactory::Stop finish");
@@ -176,11 +178,11 @@ QoPlayer::MsgCenter* CMsgCenterFactory::GetFactoryObj(bool main) {
 }
 
 bool CMsgCenterFactory::IsHaveBKCenter() {
-    return m_bBackupStarted;
+    return m_bBackupStarted && !IsProcessEnding();
 }
 
 bool CMsgCenterFactory::IsMainCenterStartOK() {
-    return m_bMainStarted;
+    return m_bMainStarted && !IsProcessEnding();
 }
 
 }  // namespace Bas

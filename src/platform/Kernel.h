@@ -78,13 +78,14 @@ long long _time64(long long* time);
 /// routine. Takes no lock but the thread's own, and nothing from the heap.
 void AwaitTermination();
 
-/// Keeps the library mapped until the process ends, whatever the host unloads: a thread is about to run its
-/// code. Any thread may call it, any number of times.
+/// Called before a thread of the library starts: keeps the library mapped until the process ends, whatever the host
+/// unloads, and watches for forks. Any thread may call it, any number of times.
 void KeepLibraryLoaded();
 
-/// True once the system has ended every other thread of the process, possibly inside a runtime lock: a
-/// destructor that finds this neither joins nor locks. Never true where static destructors run beside living
-/// threads.
+/// True once the system has ended every other thread of the process, possibly inside a lock or in the midst of a
+/// change: at the exit of a process on Windows, and elsewhere in the child of a fork, from its beginning, when the
+/// library had started a thread before. Whoever finds this neither joins nor locks nor touches what other threads
+/// shared, so that every exported operation that would asks it first and does nothing. Costs next to nothing.
 bool IsProcessEnding();
 
 /// Starts a thread of the library, to be ended with JoinUnlessEnding. As all threads of the library, it keeps

@@ -23,11 +23,11 @@ using LogSink = void (*)(void* user, int level, const char* line);
 /// Hands every later log line to `sink`; null restores the default, which writes time, level and line to
 /// standard error. May be called from any thread at any time. When it returns, no thread is inside the
 /// previous sink any more and none enters it, so what that sink used can be freed. It therefore blocks while
-/// a call of the previous sink runs; it must not be called from inside a sink.
+/// a call of the previous sink runs; it must not be called from inside a sink. Does nothing once IsProcessEnding.
 QOLIVE_API void SetLogSink(LogSink sink, void* user);
 
 /// Formats as printf does and hands the line to the sink. May be called from any thread; blocks only as the
-/// sink does. Never throws; a line that cannot be formatted is dropped.
+/// sink does. Never throws; a line that cannot be formatted is dropped, and so is every line once IsProcessEnding.
 #if defined(__GNUC__)
 __attribute__((format(printf, 2, 3)))
 #endif

@@ -1,48 +1,20 @@
 // lifetime_host LIBRARY SCENARIO [PORT]: one life of the library in a host process. PORT is that of an MQTT server on this
 // machine. The exit code is 0 when everything went as it has to; a hang is the caller's to notice.
 
-#include <qolive_report.h>
-
 #include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <functional>
 #include <map>
 #include <mutex>
-#include <new>
 #include <string>
 #include <thread>
 
-#include "SharedLibrary.h"
+#include "Host.h"
 
 namespace {
 
-using std::chrono::milliseconds;
-
-constexpr char kStream[] = "anchor";
-constexpr std::size_t kStreamLength = sizeof kStream - 1;
-
-[[noreturn]] void fail(const char* what) {
-    std::fprintf(stderr, "failed: %s\n", what);
-    std::_Exit(3);
-}
-
-void check(bool good, const char* what) {
-    if (!good) fail(what);
-}
-
-void pause(int ms) {
-    std::this_thread::sleep_for(milliseconds(ms));
-}
-
-/// To the caller: the work is done, and from here on it counts how long the process takes to end.
-void sayEnding() {
-    std::puts("ending");
-    std::fflush(stdout);
-}
+using namespace lifetime;
 
 /// Gives the processor to nobody: on a busy machine it would be long in coming back.
 void spin(std::chrono::microseconds duration) {
@@ -50,83 +22,6 @@ void spin(std::chrono::microseconds duration) {
     while (std::chrono::steady_clock::now() < until) {
     }
 }
-
-bool becomesTrue(const std::function<bool()>& condition) {
-    for (int waited = 0; waited < 4000; waited += 5) {
-        if (condition()) return true;
-        pause(5);
-    }
-    return false;
-}
-
-#define LOADED(name) \
-    decltype(qolive_##name)* const name = library.find<decltype(qolive_##name)>("qolive_" #name)
-
-/// What a host does with the library, found at run time.
-struct Host {
-    explicit Host(const char* path) : library(path) {}
-
-    void startAll(const std::string& port) const {
-        const std::string address = "\"127.0.0.1:" + port + "\"";
-        const std::string servers =
-            R"({"gatewayDns":{"main":[)" + address + R"(],"backup":[)" + address + "]}}";
-        qolive_heart_base_config base{};
-        base.size = sizeof base;
-        std::int32_t mode = 0;
-        check(centers_start(servers.data(), servers.size(), &base) == QOLIVE_DONE, "centers start");
-        check(heartbeat_manager_start("{}", 2, &mode) == QOLIVE_DONE, "heartbeat starts");
-        check(streams_init() == QOLIVE_DONE, "streams start");
-        feed();
-    }
-
-    void feed() const {
-        constexpr char ip[] = "127.0.0.1";
-        streams_report_start(kStream, kStreamLength, QOLIVE_STREAM_SAMPLED);
-        streams_add_report_string_data(kStream, kStreamLength, QOLIVE_STRING_SERVER_IP, ip, sizeof ip - 1);
-        streams_add_report_data(kStream, kStreamLength, QOLIVE_DATA_VIDEO_FRAMES_SENT, 1);
-        streams_report_event_data(kStream, kStreamLength, QOLIVE_EVENT_STREAM_START, "{}", 2);
-        heartbeat_update_live_status(1);
-        heartbeat_update_live_stream_info(kStream, kStreamLength, 1, 2, 3, 4);
-        heartbeat_send_command(1, "{}", 2);
-    }
-
-    void awaitConnections() const {
-        check(becomesTrue([this] { return heartbeat_is_connecting() == 1; }), "heartbeat connects");
-        check(becomesTrue([this] { return streams_is_connected() == 1; }), "streams connect");
-    }
-
-    void runConnected(const std::string& port) const {
-        startAll(port);
-        awaitConnections();
-        feed();
-    }
-
-    void stopAll() const {
-        heartbeat_manager_stop();
-        streams_report_stop(kStream, kStreamLength);
-        check(centers_stop() == QOLIVE_DONE, "centers stop");
-    }
-
-    SharedLibrary library;
-    LOADED(set_log_sink);
-    LOADED(centers_start);
-    LOADED(centers_stop);
-    LOADED(heartbeat_manager_start);
-    LOADED(heartbeat_manager_stop);
-    LOADED(heartbeat_start);
-    LOADED(heartbeat_stop);
-    LOADED(heartbeat_is_connecting);
-    LOADED(heartbeat_update_live_status);
-    LOADED(heartbeat_update_live_stream_info);
-    LOADED(heartbeat_send_command);
-    LOADED(streams_init);
-    LOADED(streams_is_connected);
-    LOADED(streams_report_start);
-    LOADED(streams_report_stop);
-    LOADED(streams_add_report_data);
-    LOADED(streams_add_report_string_data);
-    LOADED(streams_report_event_data);
-};
 
 struct Arguments {
     const char* library;

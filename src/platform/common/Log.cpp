@@ -9,6 +9,7 @@
 #include <new>
 #include <thread>
 
+#include "platform/Kernel.h"
 #include "platform/common/DefaultLogSink.h"
 #include "platform/common/SinkDepth.h"
 
@@ -66,6 +67,7 @@ void deliverLong(LogLevel level, std::size_t length, const char* format, std::va
 }  // namespace
 
 void SetLogSink(LogSink sink, void* user) {
+    if (IsProcessEnding()) return;
     const std::lock_guard<std::mutex> lock(changeMutex);
     Registration* const previous = current.load();
     Registration* next = &defaultRegistration;
@@ -80,6 +82,7 @@ void SetLogSink(LogSink sink, void* user) {
 }
 
 void Log(LogLevel level, const char* format, ...) {
+    if (IsProcessEnding()) return;
     char line[kUsualLine];
     std::va_list arguments;
     va_start(arguments, format);

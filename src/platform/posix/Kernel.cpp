@@ -36,6 +36,9 @@ private:
     sigset_t m_before{};
 };
 
+/// Set in a process that was forked while, or after, the library had threads.
+std::atomic<bool> threadsLeftBehind{false};
+
 struct ThreadRecord {
     std::mutex mutex;
     std::condition_variable terminated;
@@ -215,10 +218,15 @@ std::shared_ptr<std::thread> StartLibraryThread(std::function<void()> work) {
     return std::make_shared<std::thread>(std::move(work));
 }
 
-// The shared library is linked with -z nodelete, which keeps it mapped from the start.
-void KeepLibraryLoaded() {}
+// The shared library is linked with -z nodelete, which keeps it mapped from the start. What a first thread changes
+// is what a fork does: its child lacks the thread.
+void KeepLibraryLoaded() {
+    static const int watched = pthread_atfork(nullptr, nullptr, [] { threadsLeftBehind = true; });
+    static_cast<void>(watched);
+}
 
-// Static destructors run beside living threads here, so that joining them is both possible and needed.
+// At the exit of a process static destructors run beside living threads here, so that joining them is both possible
+// and needed. In a child they are gone.
 bool IsProcessEnding() {
-    return false;
+    return threadsLeftBehind.load(std::memory_order_relaxed);
 }

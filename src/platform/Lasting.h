@@ -1,0 +1,17 @@
+#pragma once
+
+#include "platform/Kernel.h"
+
+/// A static object whose destructor is left out where the system has ended all other threads, possibly in the midst
+/// of a change to it.
+template <class T>
+union Lasting {
+    Lasting() : object() {}
+    ~Lasting() {
+        if (!IsProcessEnding()) object.~T();
+    }
+    Lasting(const Lasting&) = delete;
+    Lasting& operator=(const Lasting&) = delete;
+
+    T object;
+};
