@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -118,6 +119,8 @@ void ScriptedServer::run() {
         const int accepted = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
         if (accepted < 0) continue;
         m_current = accepted;
+        constexpr int kOn = 1;
+        setsockopt(accepted, IPPROTO_TCP, TCP_NODELAY, &kOn, sizeof kOn);
         ++m_seen;
         ScriptedConnection connection(accepted);
         if (!m_stop) m_script(connection);
