@@ -1,0 +1,260 @@
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "integration/mqtt/CenterTest.h"
+#include "integration/support/Relay.h"
+#include "integration/support/ScriptedServer.h"
+#include "platform/mqtt/NameLookUp.h"
+
+using support::Broker;
+using support::Eventually;
+using support::FreePort;
+using support::Recorder;
+using support::Relay;
+using support::ScriptedConnection;
+using support::ScriptedServer;
+using support::WireMessage;
+using support::WireWatcher;
+
+// Links that networks have, and machines that refuse: nothing that was accepted is lost, and the other center
+// does not notice.
+
+namespace {
+
+constexpr int kMessages = 100;
+
+std::size_t openFiles() {
+    const std::filesystem::directory_iterator files("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(files, std::filesystem::directory_iterator()));
+}
+
+class LinksTest : public CenterTest {
+protected:
+    void TearDown() override { QoPlayer::mqtt::SetNameResolver(nullptr); }
+
+    static Config configFor(int port) {
+        Config config(port);
+        config->intValue1 = 5;
+        return config;
+    }
+
+    void connect() {
+        sender = center.createSender(5, Recorder::callback, &recorder);
+        ASSERT_TRUE(center.start(configFor(relay.port())));
+        ASSERT_TRUE(recorder.waitConnected()) << CenterLog::all();
+        backupSender = backup.createSender(2, Recorder::callback, &other);
+        ASSERT_TRUE(backup.start(configFor(broker.port())));
+        ASSERT_TRUE(other.waitConnected());
+    }
+
+    void sendAll() {
+        for (int i = 0; i < kMessages; ++i)
+            ASSERT_TRUE(Send(sender, std::to_string(i)));
+    }
+
+    // Some may come twice, none out of turn for the first time.
+    bool allCame() {
+        int next = 0;
+        for (const WireMessage& message : watcher.on("/up/5"))
+            if (message.payload == std::to_string(next)) ++next;
+        return next == kMessages;
+    }
+
+    void everythingCame() {
+        EXPECT_TRUE(Eventually([this] { return allCame(); })) << CenterLog::all();
+        EXPECT_EQ(other.count(0, 0), 0U) << "the backup was disturbed";
+        EXPECT_TRUE(Send(backupSender, "undisturbed"));
+        EXPECT_TRUE(watcher.waitFor("/up/2"));
+        StopWithinASecond(center);
+    }
+
+    Broker broker;
+    WireWatcher watcher{broker};
+    Relay relay{broker.port()};
+    QoPlayer::MsgCenter backup;
+    QoPlayer::MsgSender* sender = nullptr;
+    QoPlayer::MsgSender* backupSender = nullptr;
+};
+
+TEST_F(LinksTest, AResetLosesNothing) {
+    connect();
+    relay.swallow(true);
+    sendAll();
+    relay.reset();
+    relay.swallow(false);
+    EXPECT_TRUE(recorder.waitConnected(2));
+    everythingCame();
+}
+
+TEST_F(LinksTest, AHalfOpenConnectionIsFoundAndLosesNothing) {
+    connect();
+    relay.halfOpen();
+    sendAll();
+    EXPECT_TRUE(recorder.waitDisconnected()) << CenterLog::all();
+    EXPECT_TRUE(recorder.waitConnected(2));
+    everythingCame();
+}
+
+TEST_F(LinksTest, SegmentsOfOneByteAreOnlySlow) {
+    relay.segment(1);
+    connect();
+    sendAll();
+    everythingCame();
+    EXPECT_EQ(recorder.count(0, 0), 1U);  // that of the stop
+}
+
+TEST_F(LinksTest, ARoundTripOf800MillisecondsIsOnlySlow) {
+    relay.delay(std::chrono::milliseconds(400));
+    connect();
+    sendAll();
+    everythingCame();
+    EXPECT_EQ(recorder.count(0, 0), 1U);
+}
+
+TEST_F(LinksTest, ALinkOf64KilobitsIsOnlySlow) {
+    relay.limit(8000);
+    connect();
+    sendAll();
+    everythingCame();
+    EXPECT_EQ(recorder.count(0, 0), 1U);
+}
+
+TEST_F(LinksTest, AServerThatRefusesForAWhileLosesNothing) {
+    connect();
+    relay.swallow(true);
+    sendAll();
+    relay.refuse(true);
+    relay.cut();
+    relay.swallow(false);
+    ASSERT_TRUE(recorder.waitDisconnected());
+    const int seen = relay.connectionsSeen();
+    EXPECT_TRUE(Eventually([&] { return relay.connectionsSeen() >= seen + 3; }));
+    relay.refuse(false);
+    everythingCame();
+}
+
+std::atomic<bool> nameKnown{true};
+
+TEST_F(LinksTest, ANameThatFailsAndComesBackLosesNothing) {
+    QoPlayer::mqtt::SetNameResolver([](const std::string&) {
+        return nameKnown ? std::vector<std::string>{"127.0.0.1"} : std::vector<std::string>{};
+    });
+    sender = center.createSender(5, Recorder::callback, &recorder);
+    ASSERT_TRUE(center.start(Config({{"broker.test", relay.port()}})));
+    ASSERT_TRUE(recorder.waitConnected());
+    relay.swallow(true);
+    sendAll();
+    nameKnown = false;
+    relay.cut();
+    relay.swallow(false);
+    ASSERT_TRUE(CenterLog::waitFor("no address found for broker.test", 2)) << CenterLog::all();
+    nameKnown = true;
+    EXPECT_TRUE(Eventually([this] { return allCame(); })) << CenterLog::all();
+}
+
+using ReconnectsTest = CenterTest;
+
+// The list of addresses is long, so that there is no pause between one and the next.
+TEST_F(ReconnectsTest, HundredsLeaveNoFilesOpen) {
+    constexpr int kTimes = 400;
+    ScriptedServer fickle([](ScriptedConnection& connection) {
+        std::string topic;
+        if (connection.accept()) connection.answerSubscribe(0, topic);
+    });
+    center.createSender(5, Recorder::callback, &recorder);
+    ASSERT_TRUE(center.start(
+        Config(std::vector<std::pair<std::string, int>>(2 * kTimes, {"127.0.0.1", fickle.port()}))));
+    ASSERT_TRUE(recorder.waitDisconnected(10));
+    const std::size_t before = openFiles();
+    ASSERT_TRUE(recorder.waitDisconnected(kTimes)) << CenterLog::all();
+    EXPECT_LE(openFiles(), before + 4);
+    StopWithinASecond(center);
+}
+
+using RefusingMachineTest = CenterTest;
+
+class Limit {
+public:
+    Limit(decltype(RLIMIT_NOFILE) what, rlim_t most) : m_what(what) {
+        getrlimit(m_what, &m_before);
+        const rlimit lower = {most, m_before.rlim_max};
+        setrlimit(m_what, &lower);
+    }
+    ~Limit() { setrlimit(m_what, &m_before); }
+    Limit(const Limit&) = delete;
+    Limit& operator=(const Limit&) = delete;
+
+private:
+    const decltype(RLIMIT_NOFILE) m_what;
+    rlimit m_before = {};
+};
+
+TEST_F(RefusingMachineTest, ACenterWithoutFilesIsToldAndStartsWhenThereAreSome) {
+    Broker broker;
+    QoPlayer::MsgCenter own;
+    own.createSender(5, Recorder::callback, &other);
+    {
+        const Limit limit(RLIMIT_NOFILE, 4);
+        QoPlayer::MsgCenter poor;
+        poor.createSender(5, Recorder::callback, &recorder);
+        EXPECT_TRUE(poor.start(Config(broker.port())) || !CenterLog::lines().empty());
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));  // it tries, and must not spin or end
+        StopWithinASecond(poor);
+        EXPECT_EQ(recorder.count(0, 1), 0U);
+    }
+    ASSERT_TRUE(own.start(Config(broker.port()))) << CenterLog::all();
+    EXPECT_TRUE(other.waitConnected()) << CenterLog::all();
+}
+
+TEST_F(RefusingMachineTest, ACenterThatLosesItsFilesWhileConnectedComesBack) {
+    Broker broker;
+    Relay relay(broker.port());
+    center.createSender(5, Recorder::callback, &recorder);
+    ASSERT_TRUE(center.start(Config(relay.port())));
+    ASSERT_TRUE(recorder.waitConnected());
+    {
+        const Limit limit(RLIMIT_NOFILE, 4);
+        relay.cut();
+        ASSERT_TRUE(recorder.waitDisconnected());
+        ASSERT_TRUE(CenterLog::waitFor("cannot connect to", 2)) << CenterLog::all();
+    }
+    EXPECT_TRUE(recorder.waitConnected(2)) << CenterLog::all();
+}
+
+constexpr rlim_t kLessThanAStack = rlim_t{2} * 1024 * 1024;
+
+rlim_t addressSpace() {
+    std::ifstream file("/proc/self/statm");
+    rlim_t pages = 0;
+    file >> pages;
+    return pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
+}
+
+TEST_F(RefusingMachineTest, ACenterWithoutAThreadIsToldAndStartsWhenThereIsOne) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "sanitizers need the address space";
+#endif
+    Broker broker;
+    center.createSender(5, Recorder::callback, &recorder);
+    const Config config(broker.port());
+    bool started = true;
+    {
+        const Limit limit(RLIMIT_AS, addressSpace() + kLessThanAStack);
+        started = center.start(config);
+    }
+    EXPECT_FALSE(started);
+    EXPECT_FALSE(CenterLog::lines().empty());
+    ASSERT_TRUE(center.start(config)) << CenterLog::all();
+    EXPECT_TRUE(recorder.waitConnected()) << CenterLog::all();
+}
+
+}  // namespace
