@@ -35,6 +35,7 @@ void fillRecord(StreamQualityReport& report, EventTypeEnum type, Json::Value& re
 union DataReportManager::Lasting {
     Lasting() : manager() {}
     ~Lasting() {
+        LeaveHostSink();
         if (!IsProcessEnding()) manager.Close();
     }
     Lasting(const Lasting&) = delete;

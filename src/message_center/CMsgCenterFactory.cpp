@@ -6,6 +6,7 @@
 
 #include "platform/JsonText.h"
 #include "platform/Kernel.h"
+#include "platform/Lasting.h"
 #include "platform/Log.h"
 #include "platform/MsgCenter.h"
 #include "platform/Sync.h"
@@ -78,8 +79,8 @@ void SetBase(QoPlayer::MsgCenterConfig& config, const HeartBaseConfig& base) {
 }  // namespace
 
 CMsgCenterFactory* CMsgCenterFactory::Inst() {
-    static CMsgCenterFactory instance;
-    return &instance;
+    static Lasting<CMsgCenterFactory> instance;
+    return &instance.object;
 }
 
 CMsgCenterFactory::CMsgCenterFactory() {

@@ -7,6 +7,8 @@
 #include "message_center/HeartBaseConfig.h"
 #include "platform/Export.h"
 
+template <class T>
+union Lasting;
 class MsgSenderStatus;
 
 namespace data_report {
@@ -99,6 +101,7 @@ protected:
 private:
     // They keep the center that their sender lives on alive beyond the factory at process exit.
     friend class ::MsgSenderStatus;
+    friend union ::Lasting<CMsgCenterFactory>;
     friend class data_report::DataReportManager;
 
     bool StartCenters(const std::string& config, const HeartBaseConfig& base);

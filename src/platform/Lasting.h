@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Kernel.h"
+#include "platform/Log.h"
 
 /// A static object whose destructor is left out where the system has ended all other threads, possibly in the midst
 /// of a change to it.
@@ -8,6 +9,7 @@ template <class T>
 union Lasting {
     Lasting() : object() {}
     ~Lasting() {
+        LeaveHostSink();
         if (!IsProcessEnding()) object.~T();
     }
     Lasting(const Lasting&) = delete;

@@ -11,6 +11,7 @@
 
 #include "platform/Kernel.h"
 #include "platform/common/DefaultLogSink.h"
+#include "platform/common/SinkCall.h"
 #include "platform/common/SinkDepth.h"
 
 namespace {
@@ -31,6 +32,22 @@ Registration defaultRegistration{WriteLogLine, nullptr, {0}};
 Registration hostRegistrations[2];
 std::atomic<Registration*> current{&defaultRegistration};
 std::mutex changeMutex;
+std::atomic<bool> hasLeftHostSink{false};
+
+/// Also when the host's runtime ends the thread inside the sink.
+class InSink {
+public:
+    explicit InSink(std::atomic<int>& calls) : m_calls(calls) { EnterSink(); }
+    ~InSink() {
+        LeaveSink();
+        m_calls.fetch_sub(1);
+    }
+    InSink(const InSink&) = delete;
+    InSink& operator=(const InSink&) = delete;
+
+private:
+    std::atomic<int>& m_calls;
+};
 
 Registration* enterCurrent() {
     for (;;) {
@@ -45,10 +62,11 @@ Registration* enterCurrent() {
 void deliver(LogLevel level, char* line, std::size_t length) {
     if (length > 0 && line[length - 1] == '\n') line[length - 1] = '\0';
     Registration* registration = enterCurrent();
-    EnterSink();
-    registration->sink(registration->user, static_cast<int>(level), line);
-    LeaveSink();
-    registration->calls.fetch_sub(1);
+    if (HasLeftHostSink() && registration->sink != &WriteLogLine)
+        registration->calls.fetch_sub(1);
+    else
+        DeliverLine({registration->sink, registration->user, static_cast<int>(level), &registration->calls},
+                    line);
 }
 
 #if defined(__GNUC__)
@@ -95,6 +113,19 @@ void Log(LogLevel level, const char* format, ...) {
         deliverLong(level, static_cast<std::size_t>(length), format, again);
     va_end(again);
     va_end(arguments);
+}
+
+void MakeSinkCall(const SinkCall& call, const char* line) {
+    const InSink counted(*call.calls);
+    call.sink(call.user, call.level, line);
+}
+
+void LeaveHostSink() {
+    hasLeftHostSink = true;
+}
+
+bool HasLeftHostSink() {
+    return hasLeftHostSink;
 }
 
 bool IsInLogSink() {

@@ -13,6 +13,8 @@
 #include <new>
 #include <utility>
 
+#include "platform/posix/LibraryThread.h"
+
 namespace {
 
 /// While it lives, a thread that this one starts inherits a signal mask that keeps the host's signals from it: a
@@ -55,6 +57,7 @@ using ThreadHandle = std::shared_ptr<ThreadRecord>;
 // In the thread's own block, not in one that is allocated at the first use, which costs a look-up each time.
 [[gnu::tls_model("initial-exec")]] thread_local ThreadRecord* currentThread = nullptr;
 [[gnu::tls_model("initial-exec")]] thread_local DWORD lastError = 0;
+[[gnu::tls_model("initial-exec")]] thread_local bool isLibraryThread = false;
 
 DWORD nextThreadId() {
     static std::atomic<DWORD> last{0};
@@ -74,6 +77,7 @@ void* runThread(void* argument) {
     const std::unique_ptr<ThreadHandle> own(static_cast<ThreadHandle*>(argument));
     ThreadRecord& record = **own;
     currentThread = &record;
+    isLibraryThread = true;
     setExitCode(record, record.start(record.parameter));
     return nullptr;
 }
@@ -215,7 +219,14 @@ void AwaitTermination() {
 
 std::shared_ptr<std::thread> StartLibraryThread(std::function<void()> work) {
     const HostSignalsBlocked inThread;
-    return std::make_shared<std::thread>(std::move(work));
+    return std::make_shared<std::thread>([work = std::move(work)] {
+        isLibraryThread = true;
+        work();
+    });
+}
+
+bool IsLibraryThread() {
+    return isLibraryThread;
 }
 
 // The shared library is linked with -z nodelete, which keeps it mapped from the start. What a first thread changes
