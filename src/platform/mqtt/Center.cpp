@@ -120,10 +120,14 @@ void Center::stop() {
 MsgSender* Center::createSender(int cmd, MsgSenderCallback callback, void* user) {
     if (!callback) return nullptr;
     const MutexLock lock(m_ownedMutex);
-    const Senders::Handle sender = m_state.senders.open(cmd, callback, user);
-    if (!sender) return nullptr;
+    auto impl = std::make_unique<MsgSender::Impl>(MsgSender::Impl{*this, nullptr});
+    MsgSender::Impl& made = *impl;
     auto& owned = m_owned[cmd];
-    owned = std::make_unique<MsgSender>(std::make_unique<MsgSender::Impl>(MsgSender::Impl{*this, sender}));
+    if (owned) return nullptr;
+    auto sender = std::make_unique<MsgSender>(std::move(impl));
+    made.sender = m_state.senders.open(cmd, callback, user);
+    if (!made.sender) return nullptr;
+    owned = std::move(sender);
     m_state.waiter->wake();
     return owned.get();
 }

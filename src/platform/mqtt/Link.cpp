@@ -4,6 +4,7 @@
 #include <exception>
 #include <utility>
 
+#include "platform/GuardedPass.h"
 #include "platform/Kernel.h"
 #include "platform/mqtt/SdkLog.h"
 #include "platform/mqtt/Wire.h"
@@ -24,6 +25,8 @@ constexpr auto kDrainLimit = milliseconds(400);
 constexpr auto kGoodbyeLimit = milliseconds(200);
 // The client library counts its keep-alive in seconds, and has to be called to notice.
 constexpr std::int64_t kLongestStepMs = 1000;
+constexpr int kEndAttempts = 15;
+constexpr DWORD kShortagePauseMs = 50;
 
 std::string nameOf(const ServerAddress& address, const std::string& literal) {
     const std::string port = ":" + std::to_string(address.port);
@@ -48,21 +51,34 @@ void Link::run() {
     while (!stopping())
         runGuarded();
     const std::size_t lost = m_state.outbox.close();
-    if (lost > 0)
-        SdkLog(LogLevel::Warning, "stopped with " + std::to_string(lost) + " messages unacknowledged");
+    RunPass("[msgcenter] out of memory: stopped", [lost] {
+        if (lost > 0)
+            SdkLog(LogLevel::Warning, "stopped with " + std::to_string(lost) + " messages unacknowledged");
+    });
 }
 
 void Link::runGuarded() {
     m_served = false;
-    try {
+    const bool passed = RunPass("[msgcenter] out of memory: the connection is given up", [this] {
         if (TokenExpired(m_settings, _time64(nullptr))) return parkWithExpiredToken();
         goThroughAddresses();
-    } catch (const std::exception&) {
-        endConnection("out of memory");
-    }
+    });
+    if (!passed) endAfterShortage();
     if (stopping()) return;
     const std::int64_t pause = m_served ? m_backoff.pauseAfterServingMs() : m_backoff.nextPauseMs();
-    waitUntil(Clock::now() + milliseconds(pause));
+    const auto end = Clock::now() + milliseconds(pause);
+    while (!RunPass("[msgcenter] out of memory: new senders are told later", [&] { waitUntil(end); }))
+        Sleep(kShortagePauseMs);
+}
+
+// A moment later there may be memory to tell the senders with, and no stop waits longer for it.
+void Link::endAfterShortage() {
+    for (int attempt = 0; attempt < kEndAttempts; ++attempt) {
+        if (RunPass("[msgcenter] out of memory: the senders are told later",
+                    [this] { endConnection("out of memory"); }))
+            return;
+        Sleep(kShortagePauseMs);
+    }
 }
 
 void Link::parkWithExpiredToken() {

@@ -49,6 +49,7 @@ private:
 
     bool stopping() const { return m_state.stopping; }
     void runGuarded();
+    void endAfterShortage();
     void parkWithExpiredToken();
     void goThroughAddresses();
     bool tryAddress(const ServerAddress& address);

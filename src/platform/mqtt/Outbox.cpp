@@ -28,8 +28,12 @@ void Outbox::open() {
 std::size_t Outbox::close() {
     const MutexLock lock(m_mutex);
     std::size_t left = 0;
-    for (Lane& lane : m_lanes)
-        left += std::exchange(lane, {}).entries.size();
+    for (Lane& lane : m_lanes) {
+        left += lane.entries.size();
+        lane.entries.clear();  // a new queue would ask for memory
+        lane.bytes = 0;
+        lane.inFlight = 0;
+    }
     m_messagesInFlight = 0;
     m_bytesInFlight = 0;
     m_open = false;

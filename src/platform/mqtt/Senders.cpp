@@ -2,18 +2,18 @@
 
 #include <utility>
 
-#include "platform/mqtt/SdkLog.h"
+#include "platform/GuardedPass.h"
 
 namespace QoPlayer {
 namespace mqtt {
 
 Senders::Handle Senders::open(int cmd, MsgSenderCallback callback, void* user) {
     const MutexLock lock(m_mutex);
-    Handle& place = m_senders[cmd];
-    if (place) return nullptr;
-    place = std::make_shared<Sender>(cmd, callback, user);
+    if (m_senders.count(cmd) != 0) return nullptr;
+    auto sender = std::make_shared<Sender>(cmd, callback, user);
+    m_senders.emplace(cmd, sender);
     m_changed = true;
-    return place;
+    return sender;
 }
 
 Senders::Handle Senders::close(int cmd) {
@@ -22,8 +22,7 @@ Senders::Handle Senders::close(int cmd) {
     if (found == m_senders.end()) return nullptr;
     Handle sender = found->second;
     sender->closed = true;
-    m_senders.erase(found);
-    m_closed.insert(cmd);
+    m_closed.insert(m_senders.extract(found));
     m_changed = true;
     while (m_running == sender.get() && m_runningOn != std::this_thread::get_id())
         m_callbackEnded.wait(m_mutex);
@@ -46,7 +45,11 @@ std::vector<Senders::Handle> Senders::all() {
 
 std::set<int> Senders::takeClosed() {
     const MutexLock lock(m_mutex);
-    return std::exchange(m_closed, {});
+    std::set<int> commands;
+    for (const auto& [cmd, sender] : m_closed)
+        commands.insert(cmd);
+    m_closed.clear();
+    return commands;
 }
 
 void Senders::notify(const Handle& sender, int msgType, int code, const void* data, std::size_t len) {
@@ -56,11 +59,9 @@ void Senders::notify(const Handle& sender, int msgType, int code, const void* da
         m_running = sender.get();
         m_runningOn = std::this_thread::get_id();
     }
-    try {
+    RunPass("[msgcenter] a callback threw, or memory is short", [&] {
         sender->callback(sender->user, msgType, code, static_cast<const unsigned char*>(data), len);
-    } catch (...) {
-        SdkLog(LogLevel::Error, "the callback of command " + std::to_string(sender->cmd) + " threw");
-    }
+    });
     const MutexLock lock(m_mutex);
     m_running = nullptr;
     m_callbackEnded.notify_all();

@@ -41,7 +41,7 @@ public:
     Handle open(int cmd, MsgSenderCallback callback, void* user);
 
     /// Takes the sender of `cmd` out of the table, then waits until its callback has ended if it is running
-    /// on another thread. Null when there is none.
+    /// on another thread. Null when there is none. Asks for no memory.
     Handle close(int cmd);
 
     Handle find(int cmd);
@@ -60,7 +60,7 @@ private:
     Mutex m_mutex;
     ConditionVariable m_callbackEnded;
     std::map<int, Handle> m_senders QOLIVE_GUARDED_BY(m_mutex);
-    std::set<int> m_closed QOLIVE_GUARDED_BY(m_mutex);
+    std::map<int, Handle> m_closed QOLIVE_GUARDED_BY(m_mutex);
     const Sender* m_running QOLIVE_GUARDED_BY(m_mutex) = nullptr;
     std::thread::id m_runningOn QOLIVE_GUARDED_BY(m_mutex);
     std::atomic<bool> m_changed{false};
