@@ -26,6 +26,7 @@ using HANDLE = void*;
 using DWORD = unsigned long;
 using BOOL = int;
 using CRITICAL_SECTION = pthread_mutex_t;
+using SRWLOCK = pthread_rwlock_t;
 
 #define WINAPI
 constexpr DWORD STILL_ACTIVE = 259;
@@ -59,6 +60,13 @@ void InitializeCriticalSection(CRITICAL_SECTION* section);
 void DeleteCriticalSection(CRITICAL_SECTION* section);
 void EnterCriticalSection(CRITICAL_SECTION* section);
 void LeaveCriticalSection(CRITICAL_SECTION* section);
+
+/// A lock for many readers or one writer. It needs no clean-up.
+void InitializeSRWLock(SRWLOCK* lock);
+void AcquireSRWLockExclusive(SRWLOCK* lock);
+void ReleaseSRWLockExclusive(SRWLOCK* lock);
+void AcquireSRWLockShared(SRWLOCK* lock);
+void ReleaseSRWLockShared(SRWLOCK* lock);
 
 /// A thread that has been terminated is not kept.
 void Sleep(DWORD milliseconds);

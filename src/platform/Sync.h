@@ -2,7 +2,6 @@
 
 #include <condition_variable>
 #include <mutex>
-#include <shared_mutex>
 
 #include "platform/Kernel.h"
 #include "platform/ThreadAnnotations.h"
@@ -58,15 +57,20 @@ private:
     std::condition_variable m_condition;
 };
 
+/// Not std::shared_mutex: MinGW's, over winpthreads, now and then fails to lock where several threads want it at once.
 class QOLIVE_CAPABILITY("shared_mutex") SharedMutex {
 public:
-    void lock() QOLIVE_ACQUIRE() { m_mutex.lock(); }
-    void unlock() QOLIVE_RELEASE() { m_mutex.unlock(); }
-    void lock_shared() QOLIVE_ACQUIRE_SHARED() { m_mutex.lock_shared(); }
-    void unlock_shared() QOLIVE_RELEASE_SHARED() { m_mutex.unlock_shared(); }
+    SharedMutex() { InitializeSRWLock(&m_lock); }
+    SharedMutex(const SharedMutex&) = delete;
+    SharedMutex& operator=(const SharedMutex&) = delete;
+
+    void lock() QOLIVE_ACQUIRE() { AcquireSRWLockExclusive(&m_lock); }
+    void unlock() QOLIVE_RELEASE() { ReleaseSRWLockExclusive(&m_lock); }
+    void lock_shared() QOLIVE_ACQUIRE_SHARED() { AcquireSRWLockShared(&m_lock); }
+    void unlock_shared() QOLIVE_RELEASE_SHARED() { ReleaseSRWLockShared(&m_lock); }
 
 private:
-    std::shared_mutex m_mutex;
+    SRWLOCK m_lock;
 };
 
 class QOLIVE_SCOPED_CAPABILITY ExclusiveLock {

@@ -189,6 +189,26 @@ void LeaveCriticalSection(CRITICAL_SECTION* section) {
     pthread_mutex_unlock(section);
 }
 
+void InitializeSRWLock(SRWLOCK* lock) {
+    pthread_rwlock_init(lock, nullptr);
+}
+
+void AcquireSRWLockExclusive(SRWLOCK* lock) {
+    pthread_rwlock_wrlock(lock);
+}
+
+void ReleaseSRWLockExclusive(SRWLOCK* lock) {
+    pthread_rwlock_unlock(lock);
+}
+
+void AcquireSRWLockShared(SRWLOCK* lock) {
+    pthread_rwlock_rdlock(lock);
+}
+
+void ReleaseSRWLockShared(SRWLOCK* lock) {
+    pthread_rwlock_unlock(lock);
+}
+
 void Sleep(DWORD milliseconds) {
     if (currentThread)
         sleepUnlessTerminated(*currentThread, std::chrono::milliseconds(milliseconds));
