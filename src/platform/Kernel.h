@@ -33,8 +33,9 @@ constexpr DWORD STILL_ACTIVE = 259;
 
 extern "C" {
 
-/// Starts a thread, with signals as StartLibraryThread has them. `security`, `stackSize` and `flags` are ignored. Null on failure, with the reason in
-/// GetLastError. `threadId`, if not null, receives an identifier that no other thread of the process has had.
+/// Starts a thread, with signals as StartLibraryThread has them. `security`, `stackSize` and `flags` are
+/// ignored. Null on failure, with the reason in GetLastError. `threadId`, if not null, receives an identifier
+/// that no other thread of the process has had.
 HANDLE CreateThread(void* security, size_t stackSize, DWORD (*start)(void*), void* parameter, DWORD flags,
                     DWORD* threadId);
 
