@@ -49,7 +49,7 @@ std::string reasonText(int code, const mosquitto_property* properties) {
     std::string text = mosquitto_reason_string(code);
     char* detail = nullptr;
     mosquitto_property_read_string(properties, MQTT_PROP_REASON_STRING, &detail, false);
-    if (detail) text += " (" + Shortened(detail) + ")";
+    if (detail && *detail) text += " (" + Shortened(detail) + ")";
     std::free(detail);
     return text;
 }

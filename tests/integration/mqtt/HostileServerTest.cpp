@@ -138,6 +138,18 @@ TEST_F(HostileServerTest, ASpoiltPropertyAfterTheSubscriptionEndsTheConnectionOn
     });
 }
 
+TEST_F(HostileServerTest, ARefusalWithAnEmptyReasonIsToldWithoutOne) {
+    ScriptedServer curt([](ScriptedConnection& connection) {
+        std::string body;
+        if (connection.readUntil(0x10, body)) connection.sendPacket(0x20, bytes("\x00\x87\x03\x1f\x00\x00"));
+    });
+    center.createSender(5, Recorder::callback, &recorder);
+    ASSERT_TRUE(center.start(Config(curt.port())));
+    ASSERT_TRUE(recorder.waitDisconnected());
+    const std::string told = recorder.last(0, 0);
+    EXPECT_EQ(told.substr(told.rfind(": ")), ": Not authorized");
+}
+
 /// The value of the property 0x27 in the body of a CONNECT, 0 when it has none.
 std::size_t maximumPacketSize(const std::string& body) {
     constexpr std::size_t kProperties = 11;  // one byte tells their length
