@@ -10,7 +10,7 @@ constexpr int kAccepted = 0;
 
 bool accepts(const std::string& text) {
     Json::Value root;
-    if (!ParseJson(text.c_str(), root)) return false;
+    if (!ParseJson(text.substr(0, text.find('\0')), root)) return false;
     const int type = root["type"].asInt();
     const int code = root["code"].asInt();
     return type == kAcceptancePacket && code == kAccepted;

@@ -77,6 +77,7 @@ std::vector<ProcessTime> ReadProcessTimes(const std::wstring& name) {
     const std::string wanted = ToUtf8(name);
     std::vector<ProcessTime> found;
     const std::unique_ptr<DIR, CloseFolder> folder(opendir("/proc"));
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): safe on a folder that one thread alone has open
     while (const dirent* const entry = folder ? readdir(folder.get()) : nullptr) {
         const std::string id = entry->d_name;
         if (!isNumber(id)) continue;
