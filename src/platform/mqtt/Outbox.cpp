@@ -57,19 +57,28 @@ const Message* Outbox::nextToPublish(const Room& room, Clock::time_point now) {
     const MutexLock lock(m_mutex);
     dropExpired(now);
     for (const LaneName name : {kHeartbeats, kCommands, kRecords}) {
-        if (!m_lanes[name].hasWaiting() || !hasRoom(name, room)) continue;
+        if (!m_lanes[name].hasWaiting() || !hasRoom(name, room, now)) continue;
         m_offered = name;
         return &m_lanes[name].firstWaiting().message;
     }
     return nullptr;
 }
 
-bool Outbox::hasRoom(LaneName name, const Room& room) const {
+bool Outbox::hasRoom(LaneName name, const Room& room, Clock::time_point now) const {
     if (m_messagesInFlight >= room.messages) return false;
-    if (name == kHeartbeats) return m_lanes[name].inFlight < kMostHeartbeatsInFlight;
+    if (name == kHeartbeats) return heartbeatsUnderWay(now) < kMostHeartbeatsInFlight;
     if (name == kCommands) return true;
     const std::size_t kept = std::min(kKeptFromRecords, room.messages / 2);
     return m_messagesInFlight + kept < room.messages && m_bytesInFlight < room.recordBytes;
+}
+
+std::size_t Outbox::heartbeatsUnderWay(Clock::time_point now) const {
+    const Lane& lane = m_lanes[kHeartbeats];
+    const auto end = lane.entries.begin() + static_cast<std::ptrdiff_t>(lane.inFlight);
+    const auto underWay = std::count_if(lane.entries.begin(), end, [now](const Entry& entry) {
+        return now - entry.published < kHeartbeatAnswerTime;
+    });
+    return static_cast<std::size_t>(underWay);
 }
 
 void Outbox::dropExpired(Clock::time_point now) {

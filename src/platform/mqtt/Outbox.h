@@ -36,6 +36,9 @@ public:
     /// More of them would reach a link that comes back after a while as history.
     static constexpr std::size_t kMostHeartbeatsInFlight = 2;
 
+    /// One that has been in flight for so long does not count: a server may be slow to acknowledge what it has read.
+    static constexpr Clock::duration kHeartbeatAnswerTime = std::chrono::seconds(10);
+
     /// Of the messages that may be in flight, records leave so many free, where there are twice as many.
     static constexpr std::size_t kKeptFromRecords = 2;
 
@@ -109,7 +112,8 @@ private:
 
     static std::size_t bytesOf(const Message& message) { return message.body.size() + message.head.size(); }
     static LaneName laneOf(int cmd);
-    bool hasRoom(LaneName name, const Room& room) const QOLIVE_REQUIRES(m_mutex);
+    bool hasRoom(LaneName name, const Room& room, Clock::time_point now) const QOLIVE_REQUIRES(m_mutex);
+    std::size_t heartbeatsUnderWay(Clock::time_point now) const QOLIVE_REQUIRES(m_mutex);
     void dropExpired(Clock::time_point now) QOLIVE_REQUIRES(m_mutex);
 
     Mutex m_mutex;

@@ -167,6 +167,19 @@ TEST_F(OutboxTest, NoMoreThanTwoHeartbeatsAreInFlight) {
     EXPECT_EQ(publishNext(4), "3");
 }
 
+TEST_F(OutboxTest, AServerThatIsSlowToAcknowledgeGoesOnGettingHeartbeats) {
+    addTo(kHeartbeat, "1");
+    addTo(kHeartbeat, "2");
+    publishNext(1);
+    publishNext(2);
+    now += Outbox::kHeartbeatAnswerTime - std::chrono::milliseconds(1);
+    addTo(kHeartbeat, "3");
+    EXPECT_EQ(publishNext(3), "none");
+    now += std::chrono::milliseconds(1);
+    EXPECT_EQ(publishNext(3), "3");
+    EXPECT_EQ(outbox.takeExpired(), 0U);
+}
+
 TEST_F(OutboxTest, AHeartbeatLivesForItsPeriodAndNotLonger) {
     addTo(kHeartbeat, "old");
     now += Outbox::kHeartbeatLife;
