@@ -14,9 +14,9 @@
 namespace chaos {
 namespace {
 
-constexpr double kPhaseSeconds = 6;   // of hostility between two honest interludes
+constexpr double kPhaseSeconds = 6;    // of hostility between two honest interludes
 constexpr double kStartSeconds = 240;  // Wine makes its installation first
-constexpr double kWarmAfter = 0.25;   // of the whole trial
+constexpr double kWarmAfter = 0.25;    // of the whole trial
 constexpr std::size_t kMoreDescriptors = 16;
 constexpr std::size_t kMoreThreads = 8;
 constexpr std::size_t kMostAtOnce = 16;  // conversations
