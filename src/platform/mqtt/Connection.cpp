@@ -267,7 +267,7 @@ void Connection::write() {
 void Connection::check(int result) {
     if (!isAlive()) return;
     if (result > 0)
-        fail(m_tls && !m_connected ? tlsProblem() : mosquitto_strerror(result));
+        fail(m_tls ? tlsProblem(result) : mosquitto_strerror(result));
     else if (mosquitto_socket(m_client.get()) == -1)
         fail("closed");
 }
@@ -277,9 +277,11 @@ std::string Connection::connectProblem(const std::error_code& error) const {
     return m_tls && error == std::errc::connection_reset ? "reset during the TLS handshake" : error.message();
 }
 
-std::string Connection::tlsProblem() const {
+std::string Connection::tlsProblem(int result) const {
     std::string refusal = m_tls->refusal();
     if (!refusal.empty()) return refusal;
+    if (m_tls->isClosedByServer()) return "closed by the server";
+    if (m_connected || (m_tls->isAgreed() && m_libraryError.empty())) return mosquitto_strerror(result);
     return m_libraryError.empty() ? "the TLS handshake failed"
                                   : "the TLS handshake failed: " + m_libraryError;
 }

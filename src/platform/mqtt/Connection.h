@@ -99,7 +99,7 @@ private:
     void check(int result);
     void fail(const std::string& reason);
     std::string connectProblem(const std::error_code& error) const;
-    std::string tlsProblem() const;
+    std::string tlsProblem(int result) const;
 
     ConnectionEvents& m_events;
     SocketWaiter& m_waiter;

@@ -54,6 +54,8 @@ bool TlsContext::expect(const std::string& host) {
     const std::string literal = AsLiteralAddress(host);
     m_host = host;
     m_hostIsLiteral = !literal.empty();
+    m_agreed = false;
+    m_closedByServer = false;
     m_verifyError = X509_V_OK;
     X509_VERIFY_PARAM_set_hostflags(wanted, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
     X509_VERIFY_PARAM_set1_host(wanted, nullptr, 0);
@@ -63,13 +65,18 @@ bool TlsContext::expect(const std::string& host) {
     return X509_VERIFY_PARAM_set1_host(wanted, host.c_str(), host.size()) == 1;
 }
 
+void TlsContext::onInfo(const SSL* ssl, int where, int alert) {
+    TlsContext* const self = contextOf(ssl);
+    if ((where & SSL_CB_HANDSHAKE_START) != 0) self->nameServer(const_cast<SSL*>(ssl));
+    if ((where & SSL_CB_HANDSHAKE_DONE) != 0) self->m_agreed = true;
+    if (where == SSL_CB_READ_ALERT && (alert & 0xff) == SSL_AD_CLOSE_NOTIFY) self->m_closedByServer = true;
+}
+
 // The client library puts the literal address that it connects to into the server name indication; this runs
 // before the first message of the handshake is made.
-void TlsContext::onInfo(const SSL* ssl, int where, int) {
-    if ((where & SSL_CB_HANDSHAKE_START) == 0) return;
-    const TlsContext* const self = contextOf(ssl);
-    char* const name = self->m_hostIsLiteral ? nullptr : const_cast<char*>(self->m_host.c_str());
-    SSL_ctrl(const_cast<SSL*>(ssl), SSL_CTRL_SET_TLSEXT_HOSTNAME, TLSEXT_NAMETYPE_host_name, name);
+void TlsContext::nameServer(SSL* ssl) const {
+    char* const name = m_hostIsLiteral ? nullptr : const_cast<char*>(m_host.c_str());
+    SSL_ctrl(ssl, SSL_CTRL_SET_TLSEXT_HOSTNAME, TLSEXT_NAMETYPE_host_name, name);
 }
 
 int TlsContext::onVerify(int accepted, X509_STORE_CTX* store) {

@@ -31,18 +31,27 @@ public:
     /// Why the server's certificate was refused since the last call of `expect`; empty when it was not.
     std::string refusal() const;
 
+    /// Whether a handshake was completed since the last call of `expect`.
+    bool isAgreed() const { return m_agreed; }
+
+    /// Whether the server has said that it closes the connection since the last call of `expect`.
+    bool isClosedByServer() const { return m_closedByServer; }
+
 private:
     struct Free {
         void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
     };
 
     explicit TlsContext(SSL_CTX* context);
-    static void onInfo(const SSL* ssl, int where, int result);
+    static void onInfo(const SSL* ssl, int where, int alert);
+    void nameServer(SSL* ssl) const;
     static int onVerify(int accepted, X509_STORE_CTX* store);
 
     std::unique_ptr<SSL_CTX, Free> m_context;
     std::string m_host;
     bool m_hostIsLiteral = false;
+    bool m_agreed = false;
+    bool m_closedByServer = false;
     int m_verifyError = X509_V_OK;
 };
 

@@ -91,6 +91,11 @@ void ScriptedConnection::drain() {
     }
 }
 
+void ScriptedConnection::resetOnClose() {
+    constexpr linger kAtOnce = {1, 0};
+    setsockopt(m_socket, SOL_SOCKET, SO_LINGER, &kAtOnce, sizeof kAtOnce);
+}
+
 ScriptedServer::ScriptedServer(Script script) : m_script(std::move(script)) {
     m_listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address = {};

@@ -34,6 +34,12 @@ public:
     /// Reads until the client closes the connection.
     void drain();
 
+    /// The close that follows sends RST.
+    void resetOnClose();
+
+    /// For a script that speaks what this class does not.
+    int socket() const { return m_socket; }
+
 private:
     bool readExactly(char* bytes, std::size_t length);
 
