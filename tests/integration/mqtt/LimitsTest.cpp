@@ -1,13 +1,12 @@
 #include <sys/resource.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
-#include <fstream>
 #include <map>
 #include <thread>
 
 #include "integration/mqtt/CenterTest.h"
+#include "integration/support/Resident.h"
 #include "integration/support/ScriptedServer.h"
 
 using support::Broker;
@@ -332,18 +331,8 @@ TEST_F(LimitsTest, TheServersReasonForClosingIsTold) {
     EXPECT_NE(recorder.last(0, 0).find("Server shutting down"), std::string::npos) << recorder.last(0, 0);
 }
 
-long residentKiB() {
-    std::ifstream file("/proc/self/statm");
-    long size = 0;
-    long resident = 0;
-    file >> size >> resident;
-    return resident * (sysconf(_SC_PAGESIZE) / 1024);
-}
-
 TEST_F(LimitsTest, ManyOfTheLargestDownlinksLeaveTheProcessAsSmallAsBefore) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    GTEST_SKIP() << "sanitizers keep freed memory";
-#endif
+    if (!support::kResidentTells) GTEST_SKIP() << "sanitizers keep freed memory";
     constexpr int kPackets = 4000;
     ScriptedServer rude([](ScriptedConnection& connection) {
         std::string topic;
@@ -362,9 +351,9 @@ TEST_F(LimitsTest, ManyOfTheLargestDownlinksLeaveTheProcessAsSmallAsBefore) {
         &received);
     ASSERT_TRUE(center.start(Config(rude.port())));
     ASSERT_TRUE(Eventually([&] { return received > kPackets / 10; }));
-    const long before = residentKiB();
+    const long before = support::ResidentKiB();
     ASSERT_TRUE(Eventually([&] { return received == kPackets; }));
-    EXPECT_LT(residentKiB() - before, 4'000);
+    EXPECT_LT(support::ResidentKiB() - before, 4'000);
 }
 
 double processorSeconds() {
