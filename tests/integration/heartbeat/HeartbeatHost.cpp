@@ -7,12 +7,12 @@
 #include "heartbeat/LiveHeartReportManager.h"
 #include "message_center/CMsgCenterFactory.h"
 
-// A host that starts everything and stops nothing: HeartbeatHost MAIN-PORT BACKUP-PORT ENDING, where ENDING is
-// "never", "when-connected" or "at-once".
+// A host that starts everything and stops nothing: HeartbeatHost MAIN-PORT BACKUP-PORT ENDING [KEEP-ALIVE], where
+// ENDING is "never", "when-connected" or "at-once" and KEEP-ALIVE is that of both connections, in seconds.
 
 namespace {
 
-constexpr std::chrono::seconds kLongestLife{60};
+constexpr std::chrono::seconds kLongestLife{180};
 
 std::string addressOf(const char* port) {
     return std::string("\"127.0.0.1:") + port + "\"";
@@ -35,9 +35,10 @@ void waitUntil(Condition condition) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 4) return 2;
+    if (argc != 4 && argc != 5) return 2;
     Bas::HeartBaseConfig base;
     base.textValue1 = "studio-7";
+    if (argc == 5) base.intValue1 = std::atoi(argv[4]);
     const std::string config =
         R"({"gatewayDns":{"main":[)" + addressOf(argv[1]) + R"(],"backup":[)" + addressOf(argv[2]) + "]}}";
     if (Bas::CMsgCenterFactory::Inst()->Start(config, base) != 1) return 3;

@@ -3,7 +3,9 @@
 #include <atomic>
 #include <csignal>
 #include <cstring>
+#include <thread>
 
+#include "integration/support/LongForm.h"
 #include "integration/support/Relay.h"
 #include "platform/Log.h"
 
@@ -207,9 +209,13 @@ TEST_F(HeartbeatTest, AServerThatIsKilledAndRestartedGetsAFullReport) {
 /// A host that is another process.
 class OtherHost {
 public:
-    OtherHost(int mainPort, int backupPort, const std::string& ending)
-        : m_process({HEARTBEAT_HOST, std::to_string(mainPort), std::to_string(backupPort), ending}, "", "") {}
+    OtherHost(int mainPort, int backupPort, const std::string& ending, int keepAliveSeconds = 15)
+        : m_process({HEARTBEAT_HOST, std::to_string(mainPort), std::to_string(backupPort), ending,
+                     std::to_string(keepAliveSeconds)},
+                    "", "") {}
     void kill() { m_process.end(SIGKILL); }
+    void freeze() { m_process.signal(SIGSTOP); }
+    void thaw() { m_process.signal(SIGCONT); }
     int wait() { return m_process.wait(); }
 
 private:
@@ -225,6 +231,42 @@ TEST_F(HeartbeatTest, AKilledHostBringsTheLastWillOfEachConnection) {
         ASSERT_TRUE(watcher->waitFor(kPresence, 2));
         EXPECT_EQ(watcher->on(kPresence)[0].payload, R"({"online":true})");
         EXPECT_EQ(watcher->on(kPresence)[1].payload, R"({"online":false})");
+    }
+}
+
+/// The reports that came after the first last will.
+std::vector<Json::Value> reportsAfterTheWill(WireWatcher& watcher) {
+    std::vector<Json::Value> reports;
+    bool dead = false;
+    for (const WireMessage& message : watcher.messages()) {
+        dead = dead || message.payload == R"({"online":false})";
+        const bool isReport = message.topic == connectionOf(message) + kReports;
+        if (dead && isReport) reports.push_back(bodyOf(message));
+    }
+    return reports;
+}
+
+// As a laptop's lid or a debugger does; the brokers give it up after seven seconds. Sleeps: the time is what it is
+// about.
+TEST_F(HeartbeatTest, AHostThatStoodStillComesBackWithAFullReport) {
+    const auto asleep = std::chrono::seconds(support::LongForm() ? 60 : 10);
+    OtherHost host(main.port(), backup.port(), "never", 5);
+    ASSERT_TRUE(onMain.waitFor(kReports, 2));
+    ASSERT_TRUE(onBackup.waitFor(kReports, 2));
+    host.freeze();
+    const auto wake = std::chrono::steady_clock::now() + asleep;
+    for (WireWatcher* watcher : {&onMain, &onBackup})
+        ASSERT_TRUE(watcher->waitFor(kPresence, 2));
+    std::this_thread::sleep_until(wake);
+    host.thaw();
+    for (WireWatcher* watcher : {&onMain, &onBackup}) {
+        ASSERT_TRUE(watcher->waitFor(kPresence, 3));
+        EXPECT_EQ(watcher->on(kPresence)[2].payload, R"({"online":true})");
+        ASSERT_TRUE(Eventually([&] { return reportsAfterTheWill(*watcher).size() >= 3; }));
+        const std::vector<Json::Value> reports = reportsAfterTheWill(*watcher);
+        EXPECT_EQ(reports[0]["type"].asInt(), 1);
+        EXPECT_EQ(reports[1]["type"].asInt(), 2);
+        EXPECT_EQ(reports[2]["type"].asInt(), 2);
     }
 }
 

@@ -1,0 +1,51 @@
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "integration/mqtt/CenterTest.h"
+#include "integration/support/FloodingServer.h"
+#include "integration/support/LongForm.h"
+#include "integration/support/Resident.h"
+
+using support::Eventually;
+using support::FloodingServer;
+
+namespace {
+
+void countPackets(void* user, int type, int, const unsigned char*, std::size_t) {
+    if (type == 1) ++*static_cast<std::atomic<std::size_t>*>(user);
+}
+
+bool hasCome(const FloodingServer& server, const std::string& body) {
+    const std::vector<std::string> all = server.heartbeats();
+    return std::find(all.begin(), all.end(), body) != all.end();
+}
+
+// What is sent as fast as it is taken does not keep in what wants to leave, nor does it pile up here.
+TEST(FloodTest, HeartbeatsLeaveThroughAFloodOfDownlinksAndNoMemoryIsTaken) {
+    constexpr int kBeats = 10;
+    const std::chrono::milliseconds pause(support::LongForm() ? 6000 : 400);
+    FloodingServer server(R"({"type":3})", std::chrono::milliseconds(0));
+    std::atomic<std::size_t> received{0};
+    QoPlayer::MsgCenter center;
+    QoPlayer::MsgSender* const sender = center.createSender(2, countPackets, &received);
+    ASSERT_TRUE(center.start(Config(server.port())));
+    ASSERT_TRUE(Eventually([&] { return received > 10'000; }));
+    const long before = support::ResidentKiB();
+    for (int i = 0; i < kBeats; ++i) {
+        const std::string body = std::to_string(i);
+        const std::size_t earlier = received;
+        ASSERT_TRUE(Send(sender, body));
+        ASSERT_TRUE(Eventually([&] { return hasCome(server, body); })) << i;
+        std::this_thread::sleep_for(pause);
+        EXPECT_GT(received, earlier);
+    }
+    const long taken = support::ResidentKiB() - before;
+    EXPECT_TRUE(!support::kResidentTells || taken < 4000) << taken << " KiB";
+    StopWithinASecond(center);
+}
+
+}  // namespace
