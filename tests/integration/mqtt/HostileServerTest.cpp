@@ -70,6 +70,7 @@ std::vector<std::string> spoiltPackets() {
     append(packets, spoilt(0x62, bytes("\x00\x01\x00")));             // PUBREL
     append(packets, spoilt(0x70, bytes("\x00\x01\x00")));             // PUBCOMP
     append(packets, spoilt(0x90, bytes("\x00\x01"), bytes("\x00")));  // SUBACK
+    packets.push_back(bytes("\x90\x07\x00\x01\x04\x1f\x00\x01x"));    // one that says nothing but a reason
     append(packets, spoilt(0xb0, bytes("\x00\x01"), bytes("\x00")));  // UNSUBACK
     append(packets, spoilt(0xe0, bytes("\x00")));                     // DISCONNECT
     append(packets, spoilt(0xf0, bytes("\x00")));                     // AUTH
