@@ -15,8 +15,8 @@ enum class LogLevel : int {
 /// longer one is cut and says so). The text may hold whatever a server or the host sent, so a sink that
 /// writes lines escapes control characters. `user` is the pointer given to SetLogSink.
 ///
-/// A sink is called from any thread of the host and, for the lines of the library's own threads, from a thread that
-/// lives for one line only (on Windows from those threads themselves), several at once, and may block: that
+/// A sink is called from any thread of the host and, for the lines of the library's own threads, from threads that
+/// end as soon as no line has come for a moment (on Windows from those threads themselves), several at once, and may block: that
 /// delays the thread that logs and who waits for it: the heartbeat logs under its lock, which its setters
 /// take, and a stop waits for a running callback. It must not throw and must not call back into the library.
 using LogSink = void (*)(void* user, int level, const char* line);

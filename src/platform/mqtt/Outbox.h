@@ -37,7 +37,7 @@ public:
     static constexpr std::size_t kMostHeartbeatsInFlight = 2;
 
     /// One that has been in flight for so long does not count: a server may be slow to acknowledge what it has read.
-    static constexpr Clock::duration kHeartbeatAnswerTime = std::chrono::seconds(10);
+    static constexpr Clock::duration kHeartbeatAnswerTime = std::chrono::seconds(6);
 
     /// Of the messages that may be in flight, records leave so many free, where there are twice as many.
     static constexpr std::size_t kKeptFromRecords = 2;

@@ -1,6 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <iterator>
+#include <mutex>
+#include <set>
 #include <thread>
 
 #include "platform/Kernel.h"
@@ -44,6 +49,35 @@ TEST(SinkThread, ALineOfALibraryThreadComesOnAnotherThreadBeforeLogReturns) {
     JoinUnlessEnding(thread);
     EXPECT_EQ(linesAfterLog, 1);
     EXPECT_NE(sink.thread.load(), libraryThread);
+}
+
+std::ptrdiff_t threadsOfProcess() {
+    const std::filesystem::directory_iterator tasks("/proc/self/task");
+    return std::distance(begin(tasks), end(tasks));
+}
+
+TEST(SinkThread, LinesInSuccessionShareAThreadWhichEndsWhenNoMoreCome) {
+    struct Threads {
+        std::mutex mutex;
+        std::set<std::thread::id> seen;
+    } threads;
+    SetLogSink(
+        [](void* user, int, const char*) {
+            auto& into = *static_cast<Threads*>(user);
+            const std::lock_guard<std::mutex> lock(into.mutex);
+            into.seen.insert(std::this_thread::get_id());
+        },
+        &threads);
+    auto thread = StartLibraryThread([] {
+        for (int i = 0; i < 1000; ++i)
+            Log(LogLevel::Info, "line");
+    });
+    JoinUnlessEnding(thread);
+    SetLogSink(nullptr, nullptr);
+    EXPECT_LT(threads.seen.size(), 20U);  // one, on a machine that lets it run
+    for (int tries = 0; tries < 600 && threadsOfProcess() > 1; ++tries)
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_EQ(threadsOfProcess(), 1);
 }
 
 TEST(SinkThread, OnceTheHostsSinkIsLeftNoLineComesToIt) {
