@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <string>
 #include <thread>
 
@@ -215,7 +216,8 @@ int main(int argc, char** argv) {
         short_memory::refuseAt(std::strtoull(argv[3], nullptr, 10),
                                task == "all" ? short_memory::Extent::All : short_memory::Extent::Once);
     live(argv[1]);
-    static const auto* const ending = new short_memory::LibraryCall;  // the destructors are the library's
-    static_cast<void>(ending);
+    // Never ended: the destructors are the library's.
+    alignas(short_memory::LibraryCall) static unsigned char ending[sizeof(short_memory::LibraryCall)];
+    new (ending) short_memory::LibraryCall;
     return 0;
 }
