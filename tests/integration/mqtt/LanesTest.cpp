@@ -25,6 +25,8 @@ constexpr int kRecord = 5;
 
 class LanesTest : public CenterTest {
 protected:
+    void TearDown() override { center.stop(); }  // before the third recorder goes
+
     void connect(int port) {
         heartbeats = center.createSender(kHeartbeat, Recorder::callback, &recorder);
         commands = center.createSender(kCommand, Recorder::callback, &other);
