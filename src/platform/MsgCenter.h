@@ -93,6 +93,8 @@ private:
     std::unique_ptr<Impl> m_impl;
 };
 
+struct MsgCenterOptions;
+
 /// One set of long connections to one group of servers. Idle until started; can be stopped and started any
 /// number of times. `start` and `stop` must not run at the same time; everything else may be called from any
 /// thread at any time.
@@ -121,6 +123,8 @@ public:
     void closeSender(int cmd);
 
 private:
+    friend bool SetOptions(MsgCenter& center, const MsgCenterOptions& options);
+
     struct Impl;
     std::unique_ptr<Impl> m_impl;
 };

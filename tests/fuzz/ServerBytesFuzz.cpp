@@ -116,7 +116,7 @@ public:
 private:
     static Connection::Options options(int port) {
         Connection::Options options;
-        options.literal = "127.0.0.1";
+        options.server = "127.0.0.1";
         options.port = port;
         options.clientId = "studio-7-0badcafe";
         options.userName = "studio-7";

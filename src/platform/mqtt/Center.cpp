@@ -74,7 +74,7 @@ bool Center::start(const MsgCenterConfig& config) {
         SdkLog(LogLevel::Warning, "start: already started");
         return false;
     }
-    ReadSettingsResult read = ReadSettings(config, processClientName());
+    ReadSettingsResult read = ReadSettings(config, m_options, processClientName());
     if (read.problem.empty() && !m_state.waiter->isUsable()) read.problem = "the system gives no socket";
     if (!read.problem.empty()) {
         SdkLog(LogLevel::Error, "start: " + read.problem);

@@ -23,6 +23,9 @@ public:
     Center(const Center&) = delete;
     Center& operator=(const Center&) = delete;
 
+    /// As QoPlayer::SetOptions.
+    void setOptions(const MsgCenterOptions& options) { m_options = options; }
+
     bool start(const MsgCenterConfig& config);
     void stop();
     MsgSender* createSender(int cmd, MsgSenderCallback callback, void* user);
@@ -41,6 +44,7 @@ private:
     bool startThread(Settings settings);
 
     Libraries m_libraries;
+    MsgCenterOptions m_options;
     CenterState m_state;
     std::shared_ptr<std::thread> m_thread;
     std::atomic<std::thread::id> m_threadId{};

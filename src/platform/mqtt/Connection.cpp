@@ -177,10 +177,20 @@ bool Connection::configure(const Options& options) {
         mosquitto_username_pw_set(client, options.userName.c_str(), textOrNull(options.token)) ==
             MOSQ_ERR_SUCCESS &&
         mosquitto_will_set_v5(client, options.willTopic.c_str(), sizeof kOffline - 1, kOffline, 1, false,
-                              nullptr) == MOSQ_ERR_SUCCESS;
+                              nullptr) == MOSQ_ERR_SUCCESS &&
+        useProxy(options.proxy);
     if (!set || !m_tls) return set;
     return mosquitto_int_option(client, MOSQ_OPT_SSL_CTX_WITH_DEFAULTS, 0) == MOSQ_ERR_SUCCESS &&
            mosquitto_void_option(client, MOSQ_OPT_SSL_CTX, m_tls->native()) == MOSQ_ERR_SUCCESS;
+}
+
+bool Connection::useProxy(const Proxy& proxy) {
+    m_viaProxy = !proxy.literal.empty();
+    if (!m_viaProxy) return true;
+    const bool named = !proxy.user.empty();
+    return mosquitto_socks5_set(m_client.get(), proxy.literal.c_str(), proxy.port,
+                                named ? proxy.user.c_str() : nullptr,
+                                named ? proxy.password.c_str() : nullptr) == MOSQ_ERR_SUCCESS;
 }
 
 void Connection::setCallbacks() {
@@ -200,9 +210,9 @@ void Connection::open(const Options& options) {
     // Only the blocking call takes properties. It keeps them, then refuses the port before it does anything
     // with the network; the call that does not block uses what it kept.
     constexpr int kNoPort = -1;
-    mosquitto_connect_bind_v5(m_client.get(), options.literal.c_str(), kNoPort, options.keepAliveSeconds,
+    mosquitto_connect_bind_v5(m_client.get(), options.server.c_str(), kNoPort, options.keepAliveSeconds,
                               nullptr, properties.get());
-    check(mosquitto_connect_bind_async(m_client.get(), options.literal.c_str(), options.port,
+    check(mosquitto_connect_bind_async(m_client.get(), options.server.c_str(), options.port,
                                        options.keepAliveSeconds, nullptr));
 }
 
@@ -267,9 +277,19 @@ void Connection::write() {
 void Connection::check(int result) {
     if (!isAlive()) return;
     if (result > 0)
-        fail(m_tls ? tlsProblem(result) : mosquitto_strerror(result));
+        fail(problemOf(result));
     else if (mosquitto_socket(m_client.get()) == -1)
         fail("closed");
+}
+
+std::string Connection::problemOf(int result) const {
+    if (m_viaProxy && !m_connected) {
+        if (result == MOSQ_ERR_PROXY)
+            return "the proxy refused, or answered with something that is not SOCKS5";
+        if (result == MOSQ_ERR_AUTH) return "the proxy refused the user name and password, or the server";
+        if (result == MOSQ_ERR_NO_CONN) return "the proxy cannot connect to the server";
+    }
+    return m_tls ? tlsProblem(result) : mosquitto_strerror(result);
 }
 
 // TLS writes as soon as it can, so that a reset may have answered it already.

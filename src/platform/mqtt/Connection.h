@@ -33,14 +33,23 @@ protected:
     ~ConnectionEvents() = default;
 };
 
+/// A SOCKS5 proxy.
+struct Proxy {
+    std::string literal;  ///< address; empty: no proxy
+    int port = 0;
+    std::string user;
+    std::string password;
+};
+
 /// One attempt to connect to one literal address and, when it succeeds, the MQTT connection. Every attempt
 /// has a client object of its own, because one that has been connected keeps state that spoils the next
 /// connection. Used by one thread; nothing blocks but `step`.
 class Connection {
 public:
     struct Options {
-        std::string literal;
+        std::string server;  ///< literal address; through a proxy, which finds it, a name as well
         int port = 0;
+        Proxy proxy;
         std::string clientId;
         std::string userName;
         std::string token;
@@ -88,6 +97,7 @@ private:
     template <class Action>
     void guarded(Action action);
     bool configure(const Options& options);
+    bool useProxy(const Proxy& proxy);
     void setCallbacks();
     void open(const Options& options);
     bool finishConnecting(bool writable);
@@ -100,11 +110,13 @@ private:
     void fail(const std::string& reason);
     std::string connectProblem(const std::error_code& error) const;
     std::string tlsProblem(int result) const;
+    std::string problemOf(int result) const;
 
     ConnectionEvents& m_events;
     SocketWaiter& m_waiter;
     TlsContext* const m_tls;
     std::unique_ptr<mosquitto, Free> m_client;
+    bool m_viaProxy = false;
     bool m_tcpConnected = false;
     bool m_connected = false;
     bool m_refused = false;

@@ -27,6 +27,9 @@ constexpr auto kGoodbyeLimit = milliseconds(200);
 constexpr std::int64_t kLongestStepMs = 1000;
 constexpr int kEndAttempts = 15;
 constexpr DWORD kShortagePauseMs = 50;
+// Where other ports are closed, a server can tell MQTT from HTTP by it.
+constexpr int kHttpsPort = 443;
+constexpr char kMqttProtocol[] = "mqtt";
 
 std::string nameOf(const ServerAddress& address, const std::string& literal) {
     const std::string port = ":" + std::to_string(address.port);
@@ -96,7 +99,8 @@ void Link::goThroughAddresses() {
 
 // True when it held long enough to begin with the first address again.
 bool Link::tryAddress(const ServerAddress& address) {
-    for (const std::string& literal : resolve(address.host)) {
+    const std::string& proxy = m_settings.options.proxyHost;
+    for (const std::string& literal : resolve(proxy.empty() ? address.host : proxy)) {
         if (stopping() || tryLiteral(address, literal)) return true;
     }
     return false;
@@ -122,9 +126,10 @@ std::vector<std::string> Link::resolve(const std::string& host) {
 bool Link::tryLiteral(const ServerAddress& address, const std::string& literal) {
     m_server = nameOf(address, literal);
     Connection::Options options;
-    if (!prepareTls(address, literal, options.tls)) return false;
-    options.literal = literal;
+    options.server = literal;
     options.port = address.port;
+    useProxy(address, literal, options);
+    if (!prepareTls(address, literal, options.tls)) return false;
     options.clientId = m_clientId;
     options.userName = m_settings.userName;
     options.token = m_settings.token;
@@ -141,18 +146,33 @@ bool Link::tryLiteral(const ServerAddress& address, const std::string& literal) 
 }
 
 bool Link::prepareTls(const ServerAddress& address, const std::string& literal, TlsContext*& tls) {
-    const bool plain = m_settings.tls == TlsUse::Never ||
-                       (m_settings.tls == TlsUse::ExceptLoopback && IsLoopbackAddress(literal));
+    const MsgCenterOptions& ways = m_settings.options;
+    const bool plain =
+        m_settings.tls == TlsUse::Never ||
+        (m_settings.tls == TlsUse::ExceptLoopback && ways.proxyHost.empty() && IsLoopbackAddress(literal));
     if (plain) return true;
     std::string problem;
-    if (!m_tls) m_tls = TlsContext::make(m_settings.caFile, problem);
+    if (!m_tls)
+        m_tls = TlsContext::make({m_settings.caFile, ways.clientCertificate, ways.clientKey}, problem);
     if (m_tls && !m_tls->expect(address.host)) problem = "no certificate can be for this name";
     if (!problem.empty()) {
         SdkLog(LogLevel::Error, "cannot connect to " + m_server + ": " + problem);
         return false;
     }
+    m_tls->offer(ways.alpn.empty() && address.port == kHttpsPort ? kMqttProtocol : ways.alpn);
     tls = m_tls.get();
     return true;
+}
+
+// The proxy looks the server's name up.
+void Link::useProxy(const ServerAddress& address, const std::string& literal, Connection::Options& options) {
+    const MsgCenterOptions& ways = m_settings.options;
+    if (ways.proxyHost.empty()) return;
+    const std::string server = AsLiteralAddress(address.host);
+    options.server = server.empty() ? address.host : server;
+    options.proxy = {literal, ways.proxyPort, ways.proxyUser, ways.proxyPassword};
+    m_server = nameOf(address, options.server) + " through the proxy " +
+               nameOf({ways.proxyHost, ways.proxyPort}, literal);
 }
 
 bool Link::establish(Connection& connection) {

@@ -55,6 +55,7 @@ private:
     bool tryAddress(const ServerAddress& address);
     std::vector<std::string> resolve(const std::string& host);
     bool tryLiteral(const ServerAddress& address, const std::string& literal);
+    void useProxy(const ServerAddress& address, const std::string& literal, Connection::Options& options);
     bool prepareTls(const ServerAddress& address, const std::string& literal, TlsContext*& tls);
     bool establish(Connection& connection);
     void reportFailure(const Connection& connection);

@@ -1,6 +1,7 @@
 #include "platform/MsgCenter.h"
 
 #include "platform/Kernel.h"
+#include "platform/MsgCenterOptions.h"
 #include "platform/mqtt/Center.h"
 
 namespace QoPlayer {
@@ -30,6 +31,11 @@ MsgSender* MsgCenter::createSender(int cmd, MsgSenderCallback cb, void* user) {
 
 void MsgCenter::closeSender(int cmd) {
     m_impl->center.closeSender(cmd);
+}
+
+bool SetOptions(MsgCenter& center, const MsgCenterOptions& options) {
+    center.m_impl->center.setOptions(options);
+    return true;
 }
 
 }  // namespace QoPlayer

@@ -55,6 +55,26 @@ bool beginsWith(const std::string& text, const char* beginning) {
     return text.rfind(beginning, 0) == 0;
 }
 
+char lowerCase(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+bool endsWithIgnoringCase(const std::string& text, const std::string& lowerCaseEnding) {
+    return text.size() > lowerCaseEnding.size() &&
+           std::equal(lowerCaseEnding.rbegin(), lowerCaseEnding.rend(), text.rbegin(),
+                      [](char wanted, char found) { return wanted == lowerCase(found); });
+}
+
+std::string withColons(const std::string& host) {
+    static const std::string ending = ".ipv6-literal.net";
+    if (!endsWithIgnoringCase(host, ending)) return host;
+    std::string literal = host.substr(0, host.size() - ending.size());
+    std::replace(literal.begin(), literal.end(), '-', ':');
+    const auto scope = literal.find_first_of("sS");
+    if (scope != std::string::npos) literal[scope] = '%';
+    return literal.find(':') == std::string::npos ? host : literal;
+}
+
 }  // namespace
 
 void SetNameResolver(NameResolver resolver) {
@@ -62,7 +82,7 @@ void SetNameResolver(NameResolver resolver) {
 }
 
 std::string AsLiteralAddress(const std::string& host) {
-    const Addresses found = askSystem(host, AI_NUMERICHOST);
+    const Addresses found = askSystem(withColons(host), AI_NUMERICHOST);
     return found ? literalOf(*found) : std::string();
 }
 

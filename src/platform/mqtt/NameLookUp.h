@@ -18,7 +18,9 @@ using NameResolver = std::vector<std::string> (*)(const std::string& host);
 /// Replaces the system's resolver in the whole process; null restores it.
 void SetNameResolver(NameResolver resolver);
 
-/// `host` in its usual notation if it is a literal IPv4 or IPv6 address, else empty. Never blocks.
+/// `host` in its usual notation if it is a literal IPv4 or IPv6 address, else empty. An IPv6 address may be written
+/// without colons as well, the way Windows does in names of shares: 2001-db8--1.ipv6-literal.net, with "s" for the
+/// "%" before a scope. Never blocks.
 std::string AsLiteralAddress(const std::string& host);
 
 /// True when `literal`, in its usual notation, never leaves this machine.

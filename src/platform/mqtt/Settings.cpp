@@ -12,6 +12,8 @@ namespace {
 constexpr std::size_t kLongestClient = 128;
 constexpr std::size_t kLongestHost = 255;
 constexpr std::size_t kLongestToken = 65535;
+constexpr std::size_t kLongestAlpn = 255;         // RFC 7301, 3.1
+constexpr std::size_t kLongestProxySecret = 255;  // RFC 1929, 2
 constexpr int kUsualKeepAlive = 15;
 constexpr int kShortestKeepAlive = 5;  // the client library takes no shorter one
 constexpr int kLongestKeepAlive = 65535;
@@ -31,17 +33,16 @@ bool isHostByte(char c) {
     return c > ' ' && c < '\x7f';
 }
 
-bool isUsable(const MsgCenterAddr& address) {
-    return address.port >= 1 && address.port <= 65535 && !address.ip.empty() &&
-           address.ip.size() <= kLongestHost && address.ip != "0.0.0.0" && address.ip != "::" &&
-           std::all_of(address.ip.begin(), address.ip.end(), isHostByte);
+bool isUsable(const std::string& host, int port) {
+    return port >= 1 && port <= 65535 && !host.empty() && host.size() <= kLongestHost && host != "0.0.0.0" &&
+           host != "::" && std::all_of(host.begin(), host.end(), isHostByte);
 }
 
 void readAddresses(const MsgCenterConfig& config, ReadSettingsResult& result) {
     const std::uint32_t count = config.addrs ? config.addrCount : 0;
     for (std::uint32_t i = 0; i < count; ++i) {
         const MsgCenterAddr& address = config.addrs[i];
-        if (isUsable(address))
+        if (isUsable(address.ip, address.port))
             result.settings.addresses.push_back({address.ip, address.port});
         else
             result.notes.push_back("unusable server address skipped: " + Shortened(address.ip) + ":" +
@@ -60,23 +61,50 @@ Number within(Number value, Number usual, Number least, Number most, const char*
     return used;
 }
 
+bool holdsZeroByte(const std::string& text) {
+    return text.find('\0') != std::string::npos;
+}
+
+std::string problemOf(const MsgCenterOptions& options) {
+    if (holdsZeroByte(options.clientCertificate) || holdsZeroByte(options.clientKey))
+        return "the file name of the client certificate or of its key holds a zero byte";
+    if (options.clientCertificate.empty() && !options.clientKey.empty())
+        return "there is a client key, but no client certificate";
+    if (options.alpn.size() > kLongestAlpn) return "the ALPN protocol is longer than 255 bytes";
+    if (options.proxyHost.empty()) {
+        const bool lost =
+            options.proxyPort != 0 || !options.proxyUser.empty() || !options.proxyPassword.empty();
+        return lost ? "the SOCKS5 proxy has no host" : "";
+    }
+    if (!isUsable(options.proxyHost, options.proxyPort))
+        return "unusable SOCKS5 proxy: " + Shortened(options.proxyHost) + ":" +
+               std::to_string(options.proxyPort);
+    if (options.proxyUser.size() > kLongestProxySecret ||
+        options.proxyPassword.size() > kLongestProxySecret || holdsZeroByte(options.proxyUser) ||
+        holdsZeroByte(options.proxyPassword))
+        return "the user name or password of the SOCKS5 proxy is longer than 255 bytes or holds a zero byte";
+    return {};
+}
+
 std::string problemOf(const MsgCenterConfig& config, const Settings& settings) {
     if (!isClientName(config.textValue1))
         return "the client name may hold up to 128 letters, digits, '_' and '-' only";
     if (config.intValue2 < 0 || config.intValue2 > 2)
         return "unknown TLS mode " + std::to_string(config.intValue2);
-    if (config.accessToken.size() > kLongestToken || config.accessToken.find('\0') != std::string::npos)
+    if (config.accessToken.size() > kLongestToken || holdsZeroByte(config.accessToken))
         return "the access token is longer than 65535 bytes or holds a zero byte";
-    if (config.textValue2.find('\0') != std::string::npos) return "the CA file name holds a zero byte";
+    if (holdsZeroByte(config.textValue2)) return "the CA file name holds a zero byte";
     if (settings.addresses.empty()) return "no usable server address";
-    return {};
+    return problemOf(settings.options);
 }
 
 }  // namespace
 
-ReadSettingsResult ReadSettings(const MsgCenterConfig& config, const std::string& randomClient) {
+ReadSettingsResult ReadSettings(const MsgCenterConfig& config, const MsgCenterOptions& options,
+                                const std::string& randomClient) {
     ReadSettingsResult result;
     Settings& settings = result.settings;
+    settings.options = options;
     readAddresses(config, result);
     result.problem = problemOf(config, settings);
     if (!result.problem.empty()) return result;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/MsgCenter.h"
+#include "platform/MsgCenterOptions.h"
 
 namespace QoPlayer {
 namespace mqtt {
@@ -24,6 +25,7 @@ struct Settings {
     std::string token;
     std::int64_t tokenExpiry = 0;  ///< seconds since 1970; 0 = never
     std::string caFile;            ///< empty: the system's trust store
+    MsgCenterOptions options;
     TlsUse tls = TlsUse::ExceptLoopback;
     int keepAliveSeconds = 0;
     std::int64_t longestPauseMs = 0;
@@ -36,8 +38,9 @@ struct ReadSettingsResult {
     std::vector<std::string> notes;  ///< what was skipped or adjusted
 };
 
-/// Reads and checks `config`. `randomClient` is the client name when the configuration has none.
-ReadSettingsResult ReadSettings(const MsgCenterConfig& config, const std::string& randomClient);
+/// Reads and checks `config` and `options`. `randomClient` is the client name when the configuration has none.
+ReadSettingsResult ReadSettings(const MsgCenterConfig& config, const MsgCenterOptions& options,
+                                const std::string& randomClient);
 
 /// True when `settings` has a token that may not be offered at `nowSeconds` any more.
 bool TokenExpired(const Settings& settings, std::int64_t nowSeconds);

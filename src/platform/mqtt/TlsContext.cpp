@@ -22,20 +22,40 @@ bool trust(SSL_CTX* context, const std::string& caFile, std::string& problem) {
     return false;
 }
 
+// Without it the library would ask at the terminal.
+int noPassword(char* /*buffer*/, int /*size*/, int /*writing*/, void* /*user*/) {
+    return 0;
+}
+
+bool showCertificate(SSL_CTX* context, const TlsContext::Files& files, std::string& problem) {
+    if (files.certificate.empty()) return true;
+    const std::string& key = files.key.empty() ? files.certificate : files.key;
+    SSL_CTX_set_default_passwd_cb(context, noPassword);
+    if (SSL_CTX_use_certificate_chain_file(context, files.certificate.c_str()) != 1)
+        problem =
+            "no certificate can be read from the client certificate file " + Shortened(files.certificate);
+    else if (SSL_CTX_use_PrivateKey_file(context, key.c_str(), SSL_FILETYPE_PEM) != 1)
+        problem = "no key of the client certificate can be read from " + Shortened(key) +
+                  " (it must be the certificate's, and not encrypted)";
+    ERR_clear_error();
+    return problem.empty();
+}
+
 TlsContext* contextOf(const SSL* ssl) {
     return static_cast<TlsContext*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(ssl)));
 }
 
 }  // namespace
 
-std::unique_ptr<TlsContext> TlsContext::make(const std::string& caFile, std::string& problem) {
+std::unique_ptr<TlsContext> TlsContext::make(const Files& files, std::string& problem) {
     SSL_CTX* const context = SSL_CTX_new(TLS_client_method());
     if (!context) {
         problem = "TLS is not available";
         return nullptr;
     }
     std::unique_ptr<TlsContext> made(new TlsContext(context));
-    if (!trust(context, caFile, problem)) return nullptr;
+    if (!trust(context, files.authorities, problem) || !showCertificate(context, files, problem))
+        return nullptr;
     return made;
 }
 
@@ -63,6 +83,13 @@ bool TlsContext::expect(const std::string& host) {
     if (m_hostIsLiteral)
         return X509_VERIFY_PARAM_set1_ip_asc(wanted, literal.substr(0, literal.find('%')).c_str()) == 1;
     return X509_VERIFY_PARAM_set1_host(wanted, host.c_str(), host.size()) == 1;
+}
+
+void TlsContext::offer(const std::string& protocol) {
+    std::string list;
+    if (!protocol.empty()) list = static_cast<char>(protocol.size()) + protocol;
+    SSL_CTX_set_alpn_protos(native(), reinterpret_cast<const unsigned char*>(list.data()),
+                            static_cast<unsigned>(list.size()));
 }
 
 void TlsContext::onInfo(const SSL* ssl, int where, int alert) {

@@ -15,9 +15,15 @@ bool TrustSystemAuthorities(SSL_CTX* context);
 /// a time.
 class TlsContext {
 public:
-    /// Trusts the authorities in `caFile` (PEM), the system's if it is empty. Null on failure, with the
-    /// reason in `problem`.
-    static std::unique_ptr<TlsContext> make(const std::string& caFile, std::string& problem);
+    /// PEM files; empty: not used.
+    struct Files {
+        std::string authorities;  ///< that are trusted; empty: the system's
+        std::string certificate;  ///< of the client, its chain after it
+        std::string key;          ///< of that certificate; empty: in the same file
+    };
+
+    /// Null on failure, with the reason in `problem`.
+    static std::unique_ptr<TlsContext> make(const Files& files, std::string& problem);
 
     TlsContext(const TlsContext&) = delete;
     TlsContext& operator=(const TlsContext&) = delete;
@@ -25,6 +31,9 @@ public:
     /// Connections made from now on must show a certificate for `host`, a name or a literal address. False
     /// when no certificate can be for it.
     bool expect(const std::string& host);
+
+    /// Connections made from now on offer `protocol` (ALPN), up to 255 bytes; empty: none.
+    void offer(const std::string& protocol);
 
     SSL_CTX* native() const { return m_context.get(); }
 

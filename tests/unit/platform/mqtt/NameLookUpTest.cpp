@@ -106,6 +106,26 @@ TEST(Addresses, LiteralsAreRecognised) {
     EXPECT_EQ(AsLiteralAddress("a:b"), "");
 }
 
+TEST(Addresses, IPv6LiteralsMayBeWrittenWithoutColons) {
+    EXPECT_EQ(AsLiteralAddress("2001-db8--1.ipv6-literal.net"), "2001:db8::1");
+    EXPECT_EQ(AsLiteralAddress("2001-DB8-0-0-0-0-0-1.IPv6-Literal.NET"), "2001:db8::1");
+    EXPECT_EQ(AsLiteralAddress("--1.ipv6-literal.net"), "::1");
+    EXPECT_EQ(AsLiteralAddress("--ffff-127.0.0.1.ipv6-literal.net"), "::ffff:127.0.0.1");
+}
+
+TEST(Addresses, AScopeMayBeWrittenWithoutAPercentSign) {
+    const std::string usual = AsLiteralAddress("fe80::1%1");
+    EXPECT_NE(usual, "");
+    EXPECT_EQ(AsLiteralAddress("fe80--1s1.ipv6-literal.net"), usual);
+}
+
+TEST(Addresses, WhatOnlyLooksLikeAnIPv6LiteralIsAName) {
+    for (const char* host : {".ipv6-literal.net", "ipv6-literal.net", "10.0.0.1.ipv6-literal.net",
+                             "a.ipv6-literal.net", "2001-db8--1.ipv6-literal.net.example",
+                             "2001-db8--1--2.ipv6-literal.net", "2001-db8--1ipv6-literal.net"})
+        EXPECT_EQ(AsLiteralAddress(host), "") << host;
+}
+
 TEST(Addresses, LoopbackIsRecognised) {
     for (const char* literal : {"127.0.0.1", "127.255.0.9", "::1", "::ffff:127.0.0.1"})
         EXPECT_TRUE(IsLoopbackAddress(literal)) << literal;

@@ -6,6 +6,7 @@
 
 using QoPlayer::MsgCenterAddr;
 using QoPlayer::MsgCenterConfig;
+using QoPlayer::MsgCenterOptions;
 using QoPlayer::mqtt::ReadSettings;
 using QoPlayer::mqtt::ReadSettingsResult;
 using QoPlayer::mqtt::Settings;
@@ -28,9 +29,10 @@ protected:
         }
     }
 
-    ReadSettingsResult read() const { return ReadSettings(config, "a1b2c3d4"); }
+    ReadSettingsResult read() const { return ReadSettings(config, options, "a1b2c3d4"); }
 
     MsgCenterConfig config;
+    MsgCenterOptions options;
 };
 
 TEST_F(SettingsTest, ZeroAndEmptyValuesMeanTheUsual) {
@@ -171,6 +173,63 @@ TEST_F(SettingsTest, ATokenWithoutATimeNeverExpiresNorDoesNoToken) {
     settings.token.clear();
     settings.tokenExpiry = 1;
     EXPECT_FALSE(TokenExpired(settings, 2));
+}
+
+TEST_F(SettingsTest, OptionsAreTakenOver) {
+    options.clientCertificate = "/etc/client.pem";
+    options.alpn = std::string(255, 'a');
+    options.proxyHost = "proxy.example";
+    options.proxyPort = 1080;
+    options.proxyUser = std::string(255, 'u');
+    options.proxyPassword = std::string(255, 'p');
+    const ReadSettingsResult result = read();
+    EXPECT_EQ(result.problem, "");
+    EXPECT_EQ(result.settings.options.clientCertificate, "/etc/client.pem");
+    EXPECT_EQ(result.settings.options.proxyPort, 1080);
+}
+
+TEST_F(SettingsTest, AKeyWithoutACertificateIsAProblem) {
+    options.clientKey = "/etc/client.key";
+    EXPECT_EQ(read().problem, "there is a client key, but no client certificate");
+}
+
+TEST_F(SettingsTest, AProtocolOfMoreThan255BytesIsAProblem) {
+    options.alpn = std::string(256, 'a');
+    EXPECT_EQ(read().problem, "the ALPN protocol is longer than 255 bytes");
+}
+
+TEST_F(SettingsTest, FileNamesWithZeroBytesAreAProblem) {
+    options.clientCertificate = std::string("a\0b", 3);
+    EXPECT_NE(read().problem, "");
+    options.clientCertificate = "a";
+    options.clientKey = std::string("\0", 1);
+    EXPECT_NE(read().problem, "");
+}
+
+TEST_F(SettingsTest, AProxyWithoutAUsableAddressIsAProblem) {
+    options.proxyPort = 1080;
+    EXPECT_EQ(read().problem, "the SOCKS5 proxy has no host");
+    options.proxyHost = "proxy.example";
+    for (const int port : {0, -1, 65536}) {
+        options.proxyPort = port;
+        EXPECT_EQ(read().problem, "unusable SOCKS5 proxy: proxy.example:" + std::to_string(port));
+    }
+    options.proxyHost = "two words";
+    options.proxyPort = 1080;
+    EXPECT_EQ(read().problem, "unusable SOCKS5 proxy: two words:1080");
+}
+
+TEST_F(SettingsTest, SecretsThatAProxyCannotBeToldAreAProblemAndAreNotShown) {
+    options.proxyHost = "proxy.example";
+    options.proxyPort = 1080;
+    for (std::string* const secret : {&options.proxyUser, &options.proxyPassword}) {
+        for (const std::string& text : {std::string(256, 's'), std::string("s\0s", 3)}) {
+            *secret = text;
+            EXPECT_NE(read().problem, "");
+            EXPECT_EQ(read().problem.find("sss"), std::string::npos);
+        }
+        secret->clear();
+    }
 }
 
 }  // namespace

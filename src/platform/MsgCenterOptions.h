@@ -1,0 +1,36 @@
+#pragma once
+
+#include <string>
+
+#include "platform/MsgCenter.h"
+
+// Ways to the servers that not every message-center library has.
+
+namespace QoPlayer {
+
+/// How a center gets to its servers, beyond its MsgCenterConfig. Empty texts: not used.
+struct MsgCenterOptions {
+    std::string
+        clientCertificate;  ///< file with the certificate (PEM, its chain after it) that is shown to a server
+    std::string
+        clientKey;  ///< file with its key (PEM, not encrypted); empty: the certificate's file holds it
+
+    /// The protocol offered in the TLS handshake (ALPN), up to 255 bytes; empty: "mqtt" to port 443, none to others.
+    std::string alpn;
+
+    std::string proxyHost;      ///< SOCKS5 proxy that all connections go through: name or literal address
+    int proxyPort = 0;          ///< 1 to 65535
+    std::string proxyUser;      ///< up to 255 bytes
+    std::string proxyPassword;  ///< secret, up to 255 bytes
+
+    bool isEmpty() const {
+        return clientCertificate.empty() && clientKey.empty() && alpn.empty() && proxyHost.empty() &&
+               proxyPort == 0 && proxyUser.empty() && proxyPassword.empty();
+    }
+};
+
+/// What the next starts of `center` go by; they fail when it cannot be used. False when this message-center library
+/// has no such options. Not while a start or stop of the center runs; does not block.
+bool SetOptions(MsgCenter& center, const MsgCenterOptions& options);
+
+}  // namespace QoPlayer
