@@ -150,7 +150,7 @@ bool Center::send(const Sender& sender, const std::uint8_t* data, std::size_t le
     if (!sender.connected || sender.closed) return false;
     Message message;
     message.cmd = sender.cmd;
-    message.accepted = std::chrono::steady_clock::now();
+    message.accepted = m_state.waiter->now();
     std::string problem = problemOf(data, length, head, headLength);
     if (problem.empty() && head) {
         message.head = HeadOnWire(reinterpret_cast<const char*>(head), static_cast<std::size_t>(headLength));

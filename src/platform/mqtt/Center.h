@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "platform/MsgCenter.h"
 #include "platform/Sync.h"
@@ -18,7 +19,8 @@ namespace mqtt {
 /// A message center: the calls of the host's threads on one side, the network thread on the other.
 class Center {
 public:
-    Center() = default;
+    /// Its network thread waits with `waiter`, if there is one.
+    explicit Center(std::shared_ptr<SocketWaiter> waiter = nullptr) : m_state(std::move(waiter)) {}
     ~Center();
     Center(const Center&) = delete;
     Center& operator=(const Center&) = delete;

@@ -36,11 +36,6 @@ std::string nameOf(const ServerAddress& address, const std::string& literal) {
     return literal == address.host ? literal + port : address.host + port + " (" + literal + ")";
 }
 
-int stepMs(std::chrono::steady_clock::time_point end) {
-    const auto left = std::chrono::ceil<milliseconds>(end - std::chrono::steady_clock::now()).count();
-    return static_cast<int>(std::clamp<std::int64_t>(left, 0, kLongestStepMs));
-}
-
 }  // namespace
 
 Link::Link(Settings settings, std::string connectionName, std::uint64_t seed, CenterState& state)
@@ -49,6 +44,11 @@ Link::Link(Settings settings, std::string connectionName, std::uint64_t seed, Ce
       m_clientId(m_settings.client + "-" + connectionName),
       m_state(state),
       m_backoff(m_settings.longestPauseMs, seed) {}
+
+int Link::stepMs(Clock::time_point end) const {
+    const auto left = std::chrono::ceil<milliseconds>(end - now()).count();
+    return static_cast<int>(std::clamp<std::int64_t>(left, 0, kLongestStepMs));
+}
 
 void Link::run() {
     while (!stopping())
@@ -63,13 +63,13 @@ void Link::run() {
 void Link::runGuarded() {
     m_served = false;
     const bool passed = RunPass("[msgcenter] out of memory: the connection is given up", [this] {
-        if (TokenExpired(m_settings, _time64(nullptr))) return parkWithExpiredToken();
+        if (tokenExpired()) return parkWithExpiredToken();
         goThroughAddresses();
     });
     if (!passed) endAfterShortage();
     if (stopping()) return;
     const std::int64_t pause = m_served ? m_backoff.pauseAfterServingMs() : m_backoff.nextPauseMs();
-    const auto end = Clock::now() + milliseconds(pause);
+    const auto end = now() + milliseconds(pause);
     while (!RunPass("[msgcenter] out of memory: new senders are told later", [&] { waitUntil(end); }))
         Sleep(kShortagePauseMs);
 }
@@ -88,12 +88,12 @@ void Link::parkWithExpiredToken() {
     SdkLog(LogLevel::Error, "the access token has expired: not connecting any more");
     tellRefusal("the access token has expired");
     while (!stopping())
-        waitUntil(Clock::now() + seconds(3600));
+        waitUntil(now() + seconds(3600));
 }
 
 void Link::goThroughAddresses() {
     for (const ServerAddress& address : m_settings.addresses) {
-        if (stopping() || TokenExpired(m_settings, _time64(nullptr)) || tryAddress(address)) return;
+        if (stopping() || tokenExpired() || tryAddress(address)) return;
     }
 }
 
@@ -110,8 +110,8 @@ std::vector<std::string> Link::resolve(const std::string& host) {
     const std::string literal = AsLiteralAddress(host);
     if (!literal.empty()) return {literal};
     const auto lookUp = m_state.lookUps.begin(host);
-    const auto end = Clock::now() + kLookUpLimit;
-    while (lookUp && !lookUp->hasEnded() && !stopping() && Clock::now() < end)
+    const auto end = now() + kLookUpLimit;
+    while (lookUp && !lookUp->hasEnded() && !stopping() && now() < end)
         waitOnce(end);
     if (stopping()) return {};
     if (!lookUp || !lookUp->hasEnded())
@@ -138,9 +138,9 @@ bool Link::tryLiteral(const ServerAddress& address, const std::string& literal) 
     options.keepAliveSeconds = m_settings.keepAliveSeconds;
     Connection connection(options, *this, *m_state.waiter);
     if (!establish(connection)) return false;
-    const auto since = Clock::now();
+    const auto since = now();
     serve(connection);
-    if (Clock::now() - since < kHeldLongEnough) return false;
+    if (now() - since < kHeldLongEnough) return false;
     m_backoff.reset();
     return true;
 }
@@ -176,9 +176,9 @@ void Link::useProxy(const ServerAddress& address, const std::string& literal, Co
 }
 
 bool Link::establish(Connection& connection) {
-    const auto end = Clock::now() + kConnectLimit;
+    const auto end = now() + kConnectLimit;
     while (connection.isAlive() && !connection.isConnected() && !stopping()) {
-        if (Clock::now() >= end) connection.abandon("no answer within 5 s");
+        if (now() >= end) connection.abandon("no answer within 5 s");
         connection.step(stepMs(end));
         tellNewSenders();
     }
@@ -198,7 +198,7 @@ void Link::serve(Connection& connection) {
     m_connection = &connection;
     m_sessionKnown = true;
     m_refusal.clear();
-    const auto since = Clock::now();
+    const auto since = now();
     m_window = SendWindow();
     // A sender that is open begins anew, with a full heartbeat.
     if (m_state.senders.find(kHeartbeatCmd)) m_state.outbox.forgetHeartbeats();
@@ -212,22 +212,22 @@ void Link::serve(Connection& connection) {
         if (m_state.senders.takeChanged()) serviceSenders(connection);
         endIfSubscriptionHangs(connection);
     }
-    m_served = m_served || (m_subscribing.empty() && Clock::now() - since >= kServed);
+    m_served = m_served || (m_subscribing.empty() && now() - since >= kServed);
     if (stopping()) finish(connection);
     endConnection(stopping() ? "stopped" : "connection to " + m_server + " lost: " + connection.problem());
 }
 
 // The last messages of a host that ends its work should still arrive.
 void Link::finish(Connection& connection) {
-    m_drainEnd = Clock::now() + kDrainLimit;
-    while (connection.isAlive() && !m_state.outbox.empty() && Clock::now() < m_drainEnd) {
+    m_drainEnd = now() + kDrainLimit;
+    while (connection.isAlive() && !m_state.outbox.empty() && now() < m_drainEnd) {
         publishWaiting(connection);
         connection.step(stepMs(m_drainEnd));
     }
     connection.publishPresence(PresenceTopic(m_prefix), false);
     if (connection.isAlive()) connection.disconnect();
-    const auto end = Clock::now() + kGoodbyeLimit;
-    while (connection.isAlive() && Clock::now() < end)
+    const auto end = now() + kGoodbyeLimit;
+    while (connection.isAlive() && now() < end)
         connection.step(stepMs(end));
 }
 
@@ -240,13 +240,13 @@ void Link::serviceSenders(Connection& connection) {
         if (sender->subscribed || !connection.isAlive()) continue;
         sender->subscribed = true;
         const int mid = connection.subscribe(DownTopic(m_prefix, sender->cmd));
-        m_subscribing[mid] = {sender, Clock::now()};
+        m_subscribing[mid] = {sender, now()};
     }
 }
 
 // Without it the sender would never come alive.
 void Link::endIfSubscriptionHangs(Connection& connection) {
-    const auto latest = Clock::now() - kSubscribeLimit;
+    const auto latest = now() - kSubscribeLimit;
     for (const auto& [mid, subscribing] : m_subscribing)
         if (subscribing.since < latest) return connection.abandon("no answer to a subscription within 10 s");
 }
@@ -260,7 +260,7 @@ void Link::tellNewSenders() {
 void Link::publishWaiting(Connection& connection) {
     while (connection.isAlive()) {
         const std::size_t most = m_limits.mostInFlight - (m_presenceMid != 0 ? 1 : 0);
-        const Message* const message = m_state.outbox.nextToPublish({most, m_window.bytes()}, Clock::now());
+        const Message* const message = m_state.outbox.nextToPublish({most, m_window.bytes()}, now());
         if (!message || !publishNext(connection, *message)) break;
     }
     tellExpiredHeartbeats();
@@ -289,7 +289,7 @@ bool Link::publishNext(Connection& connection, const Message& message) {
     }
     const int mid = connection.publish(topic, responseTopic, message);
     if (mid == 0) return false;
-    m_state.outbox.published(mid, size, Clock::now());
+    m_state.outbox.published(mid, size, now());
     return true;
 }
 
@@ -317,12 +317,12 @@ void Link::onAcknowledged(int mid, const std::string& refusal) {
     }
     const auto delivery = m_state.outbox.acknowledged(mid);
     if (!delivery) return;
-    m_window.acknowledged(delivery->published, Clock::now(), delivery->bytes, delivery->bytesInFlight);
+    m_window.acknowledged(delivery->published, now(), delivery->bytes, delivery->bytesInFlight);
     if (!refusal.empty()) SdkLog(LogLevel::Error, "a message was dropped: the server refused it: " + refusal);
 }
 
 void Link::onMessage(const char* topic, const void* payload, std::size_t length) {
-    if (stopping() && m_drainEnd != Clock::time_point() && Clock::now() >= m_drainEnd)
+    if (stopping() && m_drainEnd != Clock::time_point() && now() >= m_drainEnd)
         return m_connection->abandon("stopped");
     int cmd = 0;
     if (!CmdOfDownTopic(m_prefix, topic, cmd)) return;
@@ -354,7 +354,7 @@ void Link::tell(const Senders::Handle& sender, bool connected, const std::string
 }
 
 void Link::waitUntil(Clock::time_point end) {
-    while (!stopping() && Clock::now() < end)
+    while (!stopping() && now() < end)
         waitOnce(end);
 }
 

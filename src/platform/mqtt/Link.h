@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/mqtt/Backoff.h"
@@ -23,9 +24,13 @@ namespace mqtt {
 
 /// What a center shares with its network thread.
 struct CenterState {
+    /// A waiter of its own without `given`.
+    explicit CenterState(std::shared_ptr<SocketWaiter> given = nullptr)
+        : waiter(given ? std::move(given) : std::make_shared<SocketWaiter>()) {}
+
     Senders senders;
     Outbox outbox;
-    std::shared_ptr<SocketWaiter> waiter = std::make_shared<SocketWaiter>();
+    const std::shared_ptr<SocketWaiter> waiter;
     NameLookUps lookUps{waiter};
     std::atomic<bool> stopping{false};
 };
@@ -48,6 +53,9 @@ private:
     void onMessage(const char* topic, const void* payload, std::size_t length) override;
 
     bool stopping() const { return m_state.stopping; }
+    Clock::time_point now() const { return m_state.waiter->now(); }
+    bool tokenExpired() const { return TokenExpired(m_settings, m_state.waiter->calendarSeconds()); }
+    int stepMs(Clock::time_point end) const;
     void runGuarded();
     void endAfterShortage();
     void parkWithExpiredToken();

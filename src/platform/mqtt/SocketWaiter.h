@@ -1,15 +1,21 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <system_error>
+
+#include "platform/Kernel.h"
 
 namespace QoPlayer {
 namespace mqtt {
 
-/// Waits for one socket, a time limit and a wake-up from other threads, whichever comes first.
+/// Waits for one socket, a time limit and a wake-up from other threads, whichever comes first. Also tells the time:
+/// whoever replaces the waiting can let the time pass in which it waits.
 class SocketWaiter {
 public:
+    using Clock = std::chrono::steady_clock;
+
     struct Interest {
         bool read = false;
         bool write = false;
@@ -20,7 +26,7 @@ public:
     };
 
     SocketWaiter();
-    ~SocketWaiter();
+    virtual ~SocketWaiter();
     SocketWaiter(const SocketWaiter&) = delete;
     SocketWaiter& operator=(const SocketWaiter&) = delete;
 
@@ -32,10 +38,16 @@ public:
 
     /// Waits until one of `interest` can be done with `socket`, or it has failed, which reads as both. One thread
     /// alone.
-    Ready wait(int socket, Interest interest, int timeoutMs);
+    virtual Ready wait(int socket, Interest interest, int timeoutMs);
 
     /// Waits without a socket.
     void wait(int timeoutMs) { wait(static_cast<int>(kNone), {}, timeoutMs); }
+
+    /// Any thread.
+    virtual Clock::time_point now() const { return Clock::now(); }
+
+    /// Seconds since 1970-01-01 UTC. Any thread.
+    virtual std::int64_t calendarSeconds() const { return _time64(nullptr); }
 
 private:
     static constexpr std::intptr_t kNone = -1;

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+namespace support {
+
+/// An MQTT server on a free loopback port without a thread: it does something only when it is asked to. One connection
+/// at a time.
+class SteppedServer {
+public:
+    SteppedServer();
+    ~SteppedServer();
+    SteppedServer(const SteppedServer&) = delete;
+    SteppedServer& operator=(const SteppedServer&) = delete;
+
+    int port() const { return m_port; }
+
+    /// Does what there is to do, and says whether it has answered or closed anything.
+    bool step();
+
+    /// Ends the connection that there is.
+    void close();
+
+    // What it leaves undone, from now on.
+    bool reads = true;
+    bool answersConnect = true;
+    bool answersSubscribe = true;
+    bool acknowledges = true;
+    std::string properties;  ///< of the answer to CONNECT
+
+    /// Called for each CONNECT, before the answer.
+    std::function<void()> onConnect;
+
+    int connectionsSeen() const { return m_seen; }
+    int unacknowledged() const { return m_unacknowledged; }  ///< of the current connection
+
+private:
+    void accept();
+    bool receive();
+    void obey(std::uint8_t type, const std::string& body);
+    void obeyPublish(const std::string& body);
+    void answer(std::uint8_t type, const std::string& body);
+
+    int m_listener = -1;
+    int m_port = 0;
+    int m_peer = -1;
+    int m_seen = 0;
+    int m_unacknowledged = 0;
+    bool m_moved = false;
+    std::string m_received;
+};
+
+}  // namespace support
