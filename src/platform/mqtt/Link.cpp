@@ -124,12 +124,14 @@ std::vector<std::string> Link::resolve(const std::string& host) {
 }
 
 bool Link::tryLiteral(const ServerAddress& address, const std::string& literal) {
-    m_server = nameOf(address, literal);
+    const bool plain = isPlain(literal);
     Connection::Options options;
     options.server = literal;
     options.port = address.port;
+    m_server = nameOf(address, literal);
     useProxy(address, literal, options);
-    if (!prepareTls(address, literal, options.tls)) return false;
+    m_server += plain ? " over plain TCP" : " over TLS";
+    if (!plain && !prepareTls(address, options.tls)) return false;
     options.clientId = m_clientId;
     options.userName = m_settings.userName;
     options.token = m_settings.token;
@@ -145,12 +147,15 @@ bool Link::tryLiteral(const ServerAddress& address, const std::string& literal) 
     return true;
 }
 
-bool Link::prepareTls(const ServerAddress& address, const std::string& literal, TlsContext*& tls) {
+// Where a proxy is, a loopback address is the proxy's.
+bool Link::isPlain(const std::string& literal) const {
+    return m_settings.tls == TlsUse::Never ||
+           (m_settings.tls == TlsUse::ExceptLoopback && m_settings.options.proxyHost.empty() &&
+            IsLoopbackAddress(literal));
+}
+
+bool Link::prepareTls(const ServerAddress& address, TlsContext*& tls) {
     const MsgCenterOptions& ways = m_settings.options;
-    const bool plain =
-        m_settings.tls == TlsUse::Never ||
-        (m_settings.tls == TlsUse::ExceptLoopback && ways.proxyHost.empty() && IsLoopbackAddress(literal));
-    if (plain) return true;
     std::string problem;
     if (!m_tls)
         m_tls = TlsContext::make({m_settings.caFile, ways.clientCertificate, ways.clientKey}, problem);

@@ -64,7 +64,8 @@ private:
     std::vector<std::string> resolve(const std::string& host);
     bool tryLiteral(const ServerAddress& address, const std::string& literal);
     void useProxy(const ServerAddress& address, const std::string& literal, Connection::Options& options);
-    bool prepareTls(const ServerAddress& address, const std::string& literal, TlsContext*& tls);
+    bool isPlain(const std::string& literal) const;
+    bool prepareTls(const ServerAddress& address, TlsContext*& tls);
     bool establish(Connection& connection);
     void reportFailure(const Connection& connection);
     void serve(Connection& connection);

@@ -101,13 +101,15 @@ TEST_F(ConnectionTest, GoesThroughDeadRefusingAndBlackholedAddressesToTheGoodOne
                     {"127.0.0.1", blackhole.port()},
                     {"127.0.0.1", good.port()}}));
     const auto failed = [](int port, const std::string& why) {
-        return CenterLog::count("cannot connect to 127.0.0.1:" + std::to_string(port) + ": " + why);
+        return CenterLog::count("cannot connect to 127.0.0.1:" + std::to_string(port) +
+                                " over plain TCP: " + why);
     };
     EXPECT_EQ(failed(dead, "Connection refused"), 1U) << CenterLog::all();
     EXPECT_EQ(failed(refusing.port(), ""), 1U);
     EXPECT_EQ(failed(unauthorised.port(), "refused by the server: Not authorized"), 1U);
     EXPECT_EQ(failed(blackhole.port(), "no answer within 5 s"), 1U);
-    EXPECT_EQ(recorder.last(0, 1), "connected to 127.0.0.1:" + std::to_string(good.port()));
+    EXPECT_EQ(recorder.last(0, 1),
+              "connected to 127.0.0.1:" + std::to_string(good.port()) + " over plain TCP");
 }
 
 TEST_F(ConnectionTest, AServerThatNeverAnswersIsLeftForTheNext) {
@@ -361,11 +363,13 @@ TEST_F(NamesTest, EveryAddressOfANameIsTried) {
     Broker broker;
     connect(Config({{"broker.test", broker.port()}}));
     const std::string port = std::to_string(broker.port());
-    EXPECT_EQ(CenterLog::count("cannot connect to broker.test:" + port + " (127.0.0.2): Connection refused"),
-              1U);
-    EXPECT_EQ(CenterLog::count("cannot connect to broker.test:" + port + " (127.0.0.3): Connection refused"),
-              1U);
-    EXPECT_EQ(recorder.last(0, 1), "connected to broker.test:" + port + " (127.0.0.1)");
+    const auto refused = [&port](const std::string& literal) {
+        return CenterLog::count("cannot connect to broker.test:" + port + " (" + literal +
+                                ") over plain TCP: Connection refused");
+    };
+    EXPECT_EQ(refused("127.0.0.2"), 1U);
+    EXPECT_EQ(refused("127.0.0.3"), 1U);
+    EXPECT_EQ(recorder.last(0, 1), "connected to broker.test:" + port + " (127.0.0.1) over plain TCP");
 }
 
 TEST_F(NamesTest, LocalhostIsFoundOnWhicheverOfItsAddressesTheBrokerListens) {

@@ -95,7 +95,8 @@ protected:
             Config config({{"127.0.0.1", rudeServer.port()}, {"127.0.0.1", honest.port()}});
             config->intValue1 = keepAliveSeconds;
             ASSERT_TRUE(own.start(config));
-            const std::string found = "connected to 127.0.0.1:" + std::to_string(honest.port());
+            const std::string found =
+                "connected to 127.0.0.1:" + std::to_string(honest.port()) + " over plain TCP";
             ASSERT_TRUE(Eventually([&] { return heard.last(0, 1) == found; })) << "packet " << i << "\n"
                                                                                << CenterLog::all();
             own.stop();

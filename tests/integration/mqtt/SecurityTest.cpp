@@ -55,7 +55,7 @@ protected:
         EXPECT_FALSE(connects(config));
         ASSERT_FALSE(CenterLog::lines().empty());
         const std::string line = CenterLog::lines()[0].text;
-        EXPECT_EQ(line, "cannot connect to " + config.host() + ": " + why) << CenterLog::all();
+        EXPECT_EQ(line, "cannot connect to " + config.host() + " over TLS: " + why) << CenterLog::all();
     }
 
     Certificates certificates;

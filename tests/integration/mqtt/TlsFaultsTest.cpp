@@ -78,7 +78,7 @@ protected:
 
     /// The line about the faulty server, up to its reason, and then one of `reasons`.
     void expectReason(int port, const std::vector<std::string>& reasons) {
-        const std::string start = "cannot connect to 127.0.0.1:" + std::to_string(port) + ": ";
+        const std::string start = "cannot connect to 127.0.0.1:" + std::to_string(port) + " over TLS: ";
         ASSERT_FALSE(CenterLog::lines().empty());
         const std::string line = CenterLog::lines()[0].text;
         bool found = false;
@@ -95,7 +95,7 @@ protected:
         own.createSender(2, Recorder::callback, &heard);
         ASSERT_TRUE(own.start(configFor({{"127.0.0.1", faulty.port()}, {"127.0.0.1", honest.port()}})));
         ASSERT_TRUE(heard.waitConnected()) << CenterLog::all();
-        EXPECT_EQ(heard.last(0, 1), "connected to 127.0.0.1:" + std::to_string(honest.port()));
+        EXPECT_EQ(heard.last(0, 1), "connected to 127.0.0.1:" + std::to_string(honest.port()) + " over TLS");
         expectReason(faulty.port(), reasons);
         StopWithinASecond(own);
     }
