@@ -83,8 +83,10 @@ QOLIVE_API const char* qolive_version_text(void) QOLIVE_NOTHROW;
 // -------------------------------------------------------------------------------------------------- log
 
 /// Receives one finished log line, terminated by a zero byte, without a line break at its end; the text may
-/// hold what a server sent, so who writes lines escapes control characters. `level` is 2 for ordinary
-/// lines and 4 for what had to be refused or dropped. Called on any thread of the host and of the library,
+/// hold what a server sent, so who writes lines escapes control characters. `level` is 2 for nearly
+/// all lines, and 4 for a server address that was refused and where a thread or memory is wanting. Lines of the
+/// message center ("[msgcenter] sdklog: warning: main: ...") are of level 2, with their severity (info, warning,
+/// error) and the center (main, backup) in the text. Called on any thread of the host and of the library,
 /// several at once. It must not call back into the library, nor throw.
 typedef void (*qolive_log_sink)(void* user, int level, const char* line);
 

@@ -9,6 +9,7 @@
 #include "platform/Lasting.h"
 #include "platform/Log.h"
 #include "platform/MsgCenter.h"
+#include "platform/MsgCenterWatch.h"
 #include "platform/Sync.h"
 
 namespace Bas {
@@ -26,6 +27,7 @@ struct AddrLists {
 /// Held by each Start and Stop: copies of the factory share the centers, so there is one for all.
 Mutex g_oneAtATime;
 
+// The text says how severe it is.
 void OnSdkLog(int /*level*/, const char* /*text1*/, const char* text2) {
     Log(LogLevel::Info, "[msgcenter] sdklog: %s", text2 ? text2 : "");
 }
@@ -87,6 +89,8 @@ CMsgCenterFactory::CMsgCenterFactory() {
     QoPlayer::SetLogPtr(&OnSdkLog);
     m_mainCenter.reset(new QoPlayer::MsgCenter());
     m_backupCenter.reset(new QoPlayer::MsgCenter());
+    QoPlayer::MsgCenterWatch(*m_mainCenter).setName("main");
+    QoPlayer::MsgCenterWatch(*m_backupCenter).setName("backup");
 }
 
 CMsgCenterFactory::CMsgCenterFactory(const CMsgCenterFactory& other)

@@ -5,6 +5,9 @@
 /// How many passes the library's threads have dropped in this process.
 std::uint64_t DroppedPasses();
 
+/// Counts a dropped pass.
+void CountDroppedPass() noexcept;
+
 /// Counts a dropped pass and logs `line`, which is short and holds no format; asks for no memory.
 void NoteDroppedPass(const char* line) noexcept;
 

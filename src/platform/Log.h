@@ -8,8 +8,11 @@ enum class LogLevel : int {
     Debug = 1,
     Info = 2,  ///< every ordinary line and most failures
     Warning = 3,
-    Error = 4,  ///< something that the library had to refuse or drop
+    Error = 4,  ///< a server address that was refused, no thread or no memory to be had
 };
+
+// What the message center says comes at level 2 whatever its severity, which its text begins with:
+// "[msgcenter] sdklog: error: main: a message was dropped: the server refused it: Not authorized".
 
 /// Receives one finished log line: no line break at its end, terminated by a zero byte, at most 64 KiB (a
 /// longer one is cut and says so). The text may hold whatever a server or the host sent, so a sink that

@@ -19,8 +19,7 @@
 //     4096 messages of the sender's lane (promise 7) are unacknowledged. Accepted messages are sent again
 //     after a reconnect (the server keeps the session for 10 minutes), so a server can see one twice.
 //  4. A message that can never go (larger than the server's limit, a head that is not UTF-8 or over 64 KiB)
-//     is logged at level 4 and dropped, and `send` returns true: one bad message must not stop those behind
-//     it.
+//     is logged and dropped, and `send` returns true: one bad message must not stop those behind it.
 //  5. `closeSender` returns only after a callback of that sender that is running has ended (unless called
 //     from inside it), and none comes after it. No lock of the center is held during a callback.
 //  6. Nothing that a server sends ends, holds or grows the process. A packet of more than 64 KiB ends the
@@ -93,8 +92,6 @@ private:
     std::unique_ptr<Impl> m_impl;
 };
 
-struct MsgCenterOptions;
-
 /// One set of long connections to one group of servers. Idle until started; can be stopped and started any
 /// number of times. `start` and `stop` must not run at the same time; everything else may be called from any
 /// thread at any time.
@@ -123,14 +120,15 @@ public:
     void closeSender(int cmd);
 
 private:
-    friend bool SetOptions(MsgCenter& center, const MsgCenterOptions& options);
+    friend class MsgCenterWatch;
 
     struct Impl;
     std::unique_ptr<Impl> m_impl;
 };
 
 /// Sets the process-wide receiver of the message-center library's own log lines, null for none. `text2` is
-/// the line, `text1` names its origin; both are terminated by a zero byte. Called on any thread of the
+/// the line, which begins with its severity ("info: ", "warning: ", "error: "), because a receiver may leave `level`
+/// alone; `text1` names its origin; both are terminated by a zero byte. Called on any thread of the
 /// library; set it before the first center is made.
 void SetLogPtr(void (*sink)(int level, const char* text1, const char* text2));
 

@@ -2,8 +2,6 @@
 
 #include <string>
 
-#include "platform/MsgCenter.h"
-
 // Ways to the servers that not every message-center library has.
 
 namespace QoPlayer {
@@ -28,9 +26,5 @@ struct MsgCenterOptions {
                proxyPort == 0 && proxyUser.empty() && proxyPassword.empty();
     }
 };
-
-/// What the next starts of `center` go by; they fail when it cannot be used. False when this message-center library
-/// has no such options. Not while a start or stop of the center runs; does not block.
-bool SetOptions(MsgCenter& center, const MsgCenterOptions& options);
 
 }  // namespace QoPlayer

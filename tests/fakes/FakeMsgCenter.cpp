@@ -6,6 +6,8 @@
 #include <new>
 #include <stdexcept>
 
+#include "platform/MsgCenterWatch.h"
+
 namespace fakes {
 namespace {
 
@@ -23,6 +25,7 @@ struct Channel {
 };
 
 struct Center {
+    std::string name;
     std::vector<StartedWith> starts;
     int stops = 0;
     bool startFails = false;
@@ -86,6 +89,10 @@ int FakeMsgCenter::centersMadeBeforeTheLogSink() {
 int FakeMsgCenter::centersDestroyed() {
     const std::lock_guard<std::mutex> lock(world().mutex);
     return world().destroyed;
+}
+
+std::string FakeMsgCenter::name() const {
+    return withCenter(m_index, [](Center& center) { return center.name; });
 }
 
 std::vector<StartedWith> FakeMsgCenter::starts() const {
@@ -234,6 +241,10 @@ void MsgCenter::closeSender(int cmd) {
         channel.sender.reset();
         channel.callback = nullptr;
     });
+}
+
+void MsgCenterWatch::setName(const std::string& name) {
+    fakes::withCenter(m_center.m_impl->index, [&name](fakes::Center& center) { center.name = name; });
 }
 
 void SetLogPtr(void (*sink)(int level, const char* text1, const char* text2)) {

@@ -40,6 +40,7 @@ public:
     static int centersMadeBeforeTheLogSink();  ///< while no sink was installed with SetLogPtr
     static int centersDestroyed();
 
+    std::string name() const;
     std::vector<StartedWith> starts() const;
     int stops() const;
     void startFails(bool fails = true);

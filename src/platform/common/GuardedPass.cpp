@@ -12,7 +12,11 @@ std::uint64_t DroppedPasses() {
     return droppedPasses;
 }
 
-void NoteDroppedPass(const char* line) noexcept {
+void CountDroppedPass() noexcept {
     ++droppedPasses;
+}
+
+void NoteDroppedPass(const char* line) noexcept {
+    CountDroppedPass();
     Log(LogLevel::Error, "%s", line);
 }

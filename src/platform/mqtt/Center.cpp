@@ -50,10 +50,6 @@ std::string problemOf(const std::uint8_t* data, std::size_t length, const std::u
     return {};
 }
 
-void refuse(int cmd, const std::string& why) {
-    SdkLog(LogLevel::Error, "a message of command " + std::to_string(cmd) + " was dropped: " + why);
-}
-
 }  // namespace
 
 // OpenSSL's own clean-up at exit would run beside a network thread that still uses it.
@@ -71,17 +67,17 @@ Center::~Center() {
 
 bool Center::start(const MsgCenterConfig& config) {
     if (m_thread) {
-        SdkLog(LogLevel::Warning, "start: already started");
+        m_state.log.write(LogLevel::Warning, "start: already started");
         return false;
     }
     ReadSettingsResult read = ReadSettings(config, m_options, processClientName());
     if (read.problem.empty() && !m_state.waiter->isUsable()) read.problem = "the system gives no socket";
     if (!read.problem.empty()) {
-        SdkLog(LogLevel::Error, "start: " + read.problem);
+        m_state.log.write(LogLevel::Error, "start: " + read.problem);
         return false;
     }
     for (const std::string& note : read.notes)
-        SdkLog(LogLevel::Warning, "start: " + note);
+        m_state.log.write(LogLevel::Warning, "start: " + note);
     return startThread(std::move(read.settings));
 }
 
@@ -98,7 +94,7 @@ bool Center::startThread(Settings settings) {
         });
         return true;
     } catch (const std::exception&) {
-        SdkLog(LogLevel::Error, "start: the system gives no thread");
+        m_state.log.write(LogLevel::Error, "start: the system gives no thread");
         m_state.outbox.close();
         return false;
     }
@@ -107,7 +103,7 @@ bool Center::startThread(Settings settings) {
 void Center::stop() {
     // First, because a callback can come before the start that made its thread has kept it.
     if (m_threadId.load() == std::this_thread::get_id()) {
-        SdkLog(LogLevel::Error, "stop: called from a callback, ignored");
+        m_state.log.write(LogLevel::Error, "stop: called from a callback, ignored");
         return;
     }
     if (!m_thread) return;
@@ -157,7 +153,8 @@ bool Center::send(const Sender& sender, const std::uint8_t* data, std::size_t le
         problem = HeadProblem(message.head);
     }
     if (!problem.empty()) {
-        refuse(sender.cmd, problem);
+        m_state.log.write(LogLevel::Error,
+                          "a message of command " + std::to_string(sender.cmd) + " was dropped: " + problem);
         return true;
     }
     if (length > 0) message.body.assign(reinterpret_cast<const char*>(data), length);

@@ -25,7 +25,8 @@ public:
     Center(const Center&) = delete;
     Center& operator=(const Center&) = delete;
 
-    /// As QoPlayer::SetOptions.
+    // As the operations of MsgCenterWatch.
+    void setName(const std::string& name) { m_state.log.setName(name); }
     void setOptions(const MsgCenterOptions& options) { m_options = options; }
 
     bool start(const MsgCenterConfig& config);

@@ -4,7 +4,6 @@
 #include <exception>
 #include <utility>
 
-#include "platform/GuardedPass.h"
 #include "platform/Kernel.h"
 #include "platform/mqtt/SdkLog.h"
 #include "platform/mqtt/Wire.h"
@@ -54,15 +53,16 @@ void Link::run() {
     while (!stopping())
         runGuarded();
     const std::size_t lost = m_state.outbox.close();
-    RunPass("[msgcenter] out of memory: stopped", [lost] {
+    RunSdkPass("error: out of memory: stopped", [this, lost] {
         if (lost > 0)
-            SdkLog(LogLevel::Warning, "stopped with " + std::to_string(lost) + " messages unacknowledged");
+            m_state.log.write(LogLevel::Warning,
+                              "stopped with " + std::to_string(lost) + " messages unacknowledged");
     });
 }
 
 void Link::runGuarded() {
     m_served = false;
-    const bool passed = RunPass("[msgcenter] out of memory: the connection is given up", [this] {
+    const bool passed = RunSdkPass("error: out of memory: the connection is given up", [this] {
         if (tokenExpired()) return parkWithExpiredToken();
         goThroughAddresses();
     });
@@ -70,22 +70,22 @@ void Link::runGuarded() {
     if (stopping()) return;
     const std::int64_t pause = m_served ? m_backoff.pauseAfterServingMs() : m_backoff.nextPauseMs();
     const auto end = now() + milliseconds(pause);
-    while (!RunPass("[msgcenter] out of memory: new senders are told later", [&] { waitUntil(end); }))
+    while (!RunSdkPass("error: out of memory: new senders are told later", [&] { waitUntil(end); }))
         Sleep(kShortagePauseMs);
 }
 
 // A moment later there may be memory to tell the senders with, and no stop waits longer for it.
 void Link::endAfterShortage() {
     for (int attempt = 0; attempt < kEndAttempts; ++attempt) {
-        if (RunPass("[msgcenter] out of memory: the senders are told later",
-                    [this] { endConnection("out of memory"); }))
+        if (RunSdkPass("error: out of memory: the senders are told later",
+                       [this] { endConnection("out of memory"); }))
             return;
         Sleep(kShortagePauseMs);
     }
 }
 
 void Link::parkWithExpiredToken() {
-    SdkLog(LogLevel::Error, "the access token has expired: not connecting any more");
+    m_state.log.write(LogLevel::Error, "the access token has expired: not connecting any more");
     tellRefusal("the access token has expired");
     while (!stopping())
         waitUntil(now() + seconds(3600));
@@ -115,9 +115,9 @@ std::vector<std::string> Link::resolve(const std::string& host) {
         waitOnce(end);
     if (stopping()) return {};
     if (!lookUp || !lookUp->hasEnded())
-        SdkLog(LogLevel::Warning, "no answer to the name look-up of " + host);
+        m_state.log.write(LogLevel::Warning, "no answer to the name look-up of " + host);
     else if (lookUp->literals().empty())
-        SdkLog(LogLevel::Warning, "no address found for " + host);
+        m_state.log.write(LogLevel::Warning, "no address found for " + host);
     else
         return lookUp->literals();
     return {};
@@ -161,7 +161,7 @@ bool Link::prepareTls(const ServerAddress& address, TlsContext*& tls) {
         m_tls = TlsContext::make({m_settings.caFile, ways.clientCertificate, ways.clientKey}, problem);
     if (m_tls && !m_tls->expect(address.host)) problem = "no certificate can be for this name";
     if (!problem.empty()) {
-        SdkLog(LogLevel::Error, "cannot connect to " + m_server + ": " + problem);
+        m_state.log.write(LogLevel::Error, "cannot connect to " + m_server + ": " + problem);
         return false;
     }
     m_tls->offer(ways.alpn.empty() && address.port == kHttpsPort ? kMqttProtocol : ways.alpn);
@@ -194,12 +194,12 @@ bool Link::establish(Connection& connection) {
 
 void Link::reportFailure(const Connection& connection) {
     const std::string line = "cannot connect to " + m_server + ": " + connection.problem();
-    SdkLog(LogLevel::Warning, line);
+    m_state.log.write(LogLevel::Warning, line);
     if (connection.wasRefused()) tellRefusal(line);
 }
 
 void Link::serve(Connection& connection) {
-    SdkLog(LogLevel::Info, "connected to " + m_server + " as " + m_clientId);
+    m_state.log.write(LogLevel::Info, "connected to " + m_server + " as " + m_clientId);
     m_connection = &connection;
     m_sessionKnown = true;
     m_refusal.clear();
@@ -286,9 +286,10 @@ bool Link::publishNext(Connection& connection, const Message& message) {
     const std::size_t size =
         UplinkPacketSize(topic.size(), responseTopic.size(), message.body.size(), message.head.size());
     if (size > m_limits.largestPacket) {
-        SdkLog(LogLevel::Error, "a message of command " + std::to_string(message.cmd) + " was dropped: its " +
-                                    std::to_string(size) + " bytes are more than the " +
-                                    std::to_string(m_limits.largestPacket) + " that the server takes");
+        m_state.log.write(LogLevel::Error,
+                          "a message of command " + std::to_string(message.cmd) + " was dropped: its " +
+                              std::to_string(size) + " bytes are more than the " +
+                              std::to_string(m_limits.largestPacket) + " that the server takes");
         m_state.outbox.dropNext();
         return true;
     }
@@ -310,20 +311,22 @@ void Link::onSubscribed(int mid, bool granted, const std::string& reason) {
     if (granted) return tell(sender, true, "connected to " + m_server);
     const std::string text = "the server refused the subscription of command " + std::to_string(sender->cmd) +
                              ": " + (reason.empty() ? "malformed answer" : reason);
-    SdkLog(LogLevel::Warning, text);
+    m_state.log.write(LogLevel::Warning, text);
     tell(sender, false, text);
 }
 
 void Link::onAcknowledged(int mid, const std::string& refusal) {
     if (mid == m_presenceMid) {
         m_presenceMid = 0;
-        if (!refusal.empty()) SdkLog(LogLevel::Warning, "the server refused the presence: " + refusal);
+        if (!refusal.empty())
+            m_state.log.write(LogLevel::Warning, "the server refused the presence: " + refusal);
         return;
     }
     const auto delivery = m_state.outbox.acknowledged(mid);
     if (!delivery) return;
     m_window.acknowledged(delivery->published, now(), delivery->bytes, delivery->bytesInFlight);
-    if (!refusal.empty()) SdkLog(LogLevel::Error, "a message was dropped: the server refused it: " + refusal);
+    if (!refusal.empty())
+        m_state.log.write(LogLevel::Error, "a message was dropped: the server refused it: " + refusal);
 }
 
 void Link::onMessage(const char* topic, const void* payload, std::size_t length) {
@@ -336,7 +339,7 @@ void Link::onMessage(const char* topic, const void* payload, std::size_t length)
 }
 
 void Link::endConnection(const std::string& reason) {
-    SdkLog(stopping() ? LogLevel::Info : LogLevel::Warning, reason);
+    m_state.log.write(stopping() ? LogLevel::Info : LogLevel::Warning, reason);
     m_connection = nullptr;
     m_presenceMid = 0;
     m_subscribing.clear();

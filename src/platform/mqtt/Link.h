@@ -14,6 +14,7 @@
 #include "platform/mqtt/Connection.h"
 #include "platform/mqtt/NameLookUp.h"
 #include "platform/mqtt/Outbox.h"
+#include "platform/mqtt/SdkLog.h"
 #include "platform/mqtt/SendWindow.h"
 #include "platform/mqtt/Senders.h"
 #include "platform/mqtt/Settings.h"
@@ -28,6 +29,7 @@ struct CenterState {
     explicit CenterState(std::shared_ptr<SocketWaiter> given = nullptr)
         : waiter(given ? std::move(given) : std::make_shared<SocketWaiter>()) {}
 
+    SdkLog log;
     Senders senders;
     Outbox outbox;
     const std::shared_ptr<SocketWaiter> waiter;

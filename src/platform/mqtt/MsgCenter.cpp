@@ -1,7 +1,7 @@
 #include "platform/MsgCenter.h"
 
 #include "platform/Kernel.h"
-#include "platform/MsgCenterOptions.h"
+#include "platform/MsgCenterWatch.h"
 #include "platform/mqtt/Center.h"
 
 namespace QoPlayer {
@@ -33,8 +33,12 @@ void MsgCenter::closeSender(int cmd) {
     m_impl->center.closeSender(cmd);
 }
 
-bool SetOptions(MsgCenter& center, const MsgCenterOptions& options) {
-    center.m_impl->center.setOptions(options);
+void MsgCenterWatch::setName(const std::string& name) {
+    m_center.m_impl->center.setName(name);
+}
+
+bool MsgCenterWatch::setOptions(const MsgCenterOptions& options) {
+    m_center.m_impl->center.setOptions(options);
     return true;
 }
 

@@ -6,8 +6,8 @@
 
 #include "SocketHeaders.h"
 #include "platform/DetachedThread.h"
-#include "platform/GuardedPass.h"
 #include "platform/mqtt/NetworkThread.h"
+#include "platform/mqtt/SdkLog.h"
 
 namespace QoPlayer {
 namespace mqtt {
@@ -107,8 +107,8 @@ std::shared_ptr<const NameLookUp> NameLookUps::begin(const std::string& host) {
 
 void NameLookUps::run(const std::string& host, NameLookUp& lookUp, SocketWaiter& waiter) {
     const NetworkThread networkThread;
-    RunPass("[msgcenter] out of memory: a look-up was dropped",
-            [&] { lookUp.m_literals = currentResolver.load()(host); });
+    RunSdkPass("error: out of memory: a look-up was dropped",
+               [&] { lookUp.m_literals = currentResolver.load()(host); });
     lookUp.m_ended = true;
     waiter.wake();
 }

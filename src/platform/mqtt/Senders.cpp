@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "platform/GuardedPass.h"
+#include "platform/mqtt/SdkLog.h"
 
 namespace QoPlayer {
 namespace mqtt {
@@ -59,7 +59,7 @@ void Senders::notify(const Handle& sender, int msgType, int code, const void* da
         m_running = sender.get();
         m_runningOn = std::this_thread::get_id();
     }
-    RunPass("[msgcenter] a callback threw, or memory is short", [&] {
+    RunSdkPass("error: a callback threw, or memory is short", [&] {
         sender->callback(sender->user, msgType, code, static_cast<const unsigned char*>(data), len);
     });
     const MutexLock lock(m_mutex);

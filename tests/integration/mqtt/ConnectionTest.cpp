@@ -7,6 +7,7 @@
 #include "integration/mqtt/CenterTest.h"
 #include "integration/support/Relay.h"
 #include "integration/support/ScriptedServer.h"
+#include "platform/MsgCenterWatch.h"
 #include "platform/mqtt/NameLookUp.h"
 
 using support::Blackhole;
@@ -37,7 +38,25 @@ TEST_F(ConnectionTest, StartWithoutAUsableAddressFailsWithOneLine) {
     EXPECT_EQ(CenterLog::lines().size(), 1U);
     EXPECT_FALSE(center.start(Config({{"", 80}, {"host", 0}})));
     EXPECT_EQ(CenterLog::lines().size(), 2U);
-    EXPECT_EQ(CenterLog::lines()[1].text, "start: no usable server address");
+    EXPECT_EQ(CenterLog::lines()[1].text, "error: start: no usable server address");
+}
+
+TEST_F(ConnectionTest, EveryLineBeginsWithItsSeverityAndTheNameOfItsCenter) {
+    QoPlayer::MsgCenter named;
+    QoPlayer::MsgCenterWatch(named).setName("main");
+    EXPECT_FALSE(named.start(Config(std::vector<std::pair<std::string, int>>{})));
+    Broker broker;
+    named.createSender(5, Recorder::callback, &recorder);
+    ASSERT_TRUE(named.start(Config({{"", 80}, {"127.0.0.1", broker.port()}})));
+    ASSERT_TRUE(recorder.waitConnected());
+    const std::string server = "127.0.0.1:" + std::to_string(broker.port());
+    broker.stop();
+    ASSERT_TRUE(CenterLog::waitFor("warning: main: connection to " + server + " lost: "));
+    EXPECT_EQ(CenterLog::count("error: main: start: no usable server address"), 1U);
+    EXPECT_EQ(CenterLog::count("warning: main: start: unusable server address skipped: :80"), 1U);
+    EXPECT_EQ(CenterLog::count("info: main: connected to " + server), 1U);
+    named.stop();
+    EXPECT_EQ(CenterLog::count(": main: "), CenterLog::lines().size()) << CenterLog::all();
 }
 
 TEST_F(ConnectionTest, StartWithABadClientNameFailsWithOneLine) {

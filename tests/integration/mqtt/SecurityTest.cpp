@@ -51,11 +51,12 @@ protected:
                recorder.count(0, 1) > 0;
     }
 
-    void isRefused(const Config& config, const std::string& why) {
+    void isRefused(const Config& config, const std::string& why, const std::string& severity = "warning") {
         EXPECT_FALSE(connects(config));
         ASSERT_FALSE(CenterLog::lines().empty());
         const std::string line = CenterLog::lines()[0].text;
-        EXPECT_EQ(line, "cannot connect to " + config.host() + " over TLS: " + why) << CenterLog::all();
+        EXPECT_EQ(line, severity + ": cannot connect to " + config.host() + " over TLS: " + why)
+            << CenterLog::all();
     }
 
     Certificates certificates;
@@ -131,7 +132,7 @@ TEST_F(TlsTest, ACaFileThatCannotBeReadIsToldAndTriedAgain) {
     Broker broker(speaking(certificates.make("DNS:broker.test")));
     const TempFolder folder;
     const Config config = configFor(broker, "broker.test", folder.path("ca.pem"));
-    isRefused(config, "no authority can be read from the CA file " + folder.path("ca.pem"));
+    isRefused(config, "no authority can be read from the CA file " + folder.path("ca.pem"), "error");
     folder.write("ca.pem", "not a certificate");
     folder.write("ca.pem", ReadFile(certificates.caFile()));
     EXPECT_TRUE(recorder.waitConnected()) << CenterLog::all();

@@ -78,7 +78,8 @@ protected:
 
     /// The line about the faulty server, up to its reason, and then one of `reasons`.
     void expectReason(int port, const std::vector<std::string>& reasons) {
-        const std::string start = "cannot connect to 127.0.0.1:" + std::to_string(port) + " over TLS: ";
+        const std::string start =
+            "warning: cannot connect to 127.0.0.1:" + std::to_string(port) + " over TLS: ";
         ASSERT_FALSE(CenterLog::lines().empty());
         const std::string line = CenterLog::lines()[0].text;
         bool found = false;

@@ -6,7 +6,7 @@
 #include "integration/mqtt/CenterTest.h"
 #include "integration/support/Certificates.h"
 #include "integration/support/SocksProxy.h"
-#include "platform/MsgCenterOptions.h"
+#include "platform/MsgCenterWatch.h"
 #include "platform/mqtt/NameLookUp.h"
 
 using QoPlayer::MsgCenterOptions;
@@ -39,7 +39,7 @@ protected:
     void TearDown() override { QoPlayer::mqtt::SetNameResolver(nullptr); }
 
     void start(const Config& config) {
-        ASSERT_TRUE(SetOptions(center, options));
+        ASSERT_TRUE(QoPlayer::MsgCenterWatch(center).setOptions(options));
         ASSERT_TRUE(center.start(config)) << CenterLog::all();
     }
 
@@ -202,7 +202,7 @@ TEST_F(ProxyTest, ConnectionsGoThroughItAndItLooksTheNameUp) {
     ASSERT_TRUE(connects(plainTo("only-the-proxy-knows.test", 8883))) << CenterLog::all();
     EXPECT_EQ(proxy.askedFor(), std::vector<std::string>{"only-the-proxy-knows.test:8883"});
     EXPECT_EQ(CenterLog::count("connected to only-the-proxy-knows.test:8883 through the proxy proxy.test:" +
-                               std::to_string(proxy.port()) + " (127.0.0.1)"),
+                               std::to_string(proxy.port()) + " (127.0.0.1) over plain TCP"),
               1U)
         << CenterLog::all();
 }
@@ -376,7 +376,7 @@ TEST_F(ProxyTest, WhateverItAnswersIsSurvived) {
 TEST_F(ProxyTest, OptionsThatCannotBeUsedRefuseTheStart) {
     options.proxyHost = "proxy.test";
     options.proxyPort = 0;
-    ASSERT_TRUE(SetOptions(center, options));
+    ASSERT_TRUE(QoPlayer::MsgCenterWatch(center).setOptions(options));
     EXPECT_FALSE(center.start(plainTo("broker.test", 1883)));
     EXPECT_EQ(CenterLog::count("start: unusable SOCKS5 proxy: proxy.test:0"), 1U) << CenterLog::all();
 }

@@ -315,6 +315,12 @@ TEST_F(Factory, StopBeforeAnyStartStopsBothCenters) {
     EXPECT_EQ(FakeMsgCenter::backup().stops(), 1);
 }
 
+TEST_F(Factory, TheCentersHaveNames) {
+    factory();
+    EXPECT_EQ(FakeMsgCenter::main().name(), "main");
+    EXPECT_EQ(FakeMsgCenter::backup().name(), "backup");
+}
+
 TEST_F(Factory, LinesOfTheMessageCenterLibraryAreForwarded) {
     factory();
     const CapturingLog log;
