@@ -49,7 +49,7 @@ TEST_F(ConnectionTest, EveryLineBeginsWithItsSeverityAndTheNameOfItsCenter) {
     named.createSender(5, Recorder::callback, &recorder);
     ASSERT_TRUE(named.start(Config({{"", 80}, {"127.0.0.1", broker.port()}})));
     ASSERT_TRUE(recorder.waitConnected());
-    const std::string server = "127.0.0.1:" + std::to_string(broker.port());
+    const std::string server = "127.0.0.1:" + std::to_string(broker.port()) + " over plain TCP";
     broker.stop();
     ASSERT_TRUE(CenterLog::waitFor("warning: main: connection to " + server + " lost: "));
     EXPECT_EQ(CenterLog::count("error: main: start: no usable server address"), 1U);
