@@ -1,5 +1,6 @@
 #include "host/Options.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -32,10 +33,27 @@ void CheckAddress(const std::string& name, const std::string& address) {
     apps::ParseWhole("a port in " + name, address.substr(colon + 1), 1, 65535);
 }
 
+// The library splits an address at its first colon, so it takes IPv6 literals as Windows writes them in names of
+// shares: [2001:db8::1]:8883 becomes 2001-db8--1.ipv6-literal.net:8883.
+std::string WithoutColons(const std::string& name, const std::string& address) {
+    const auto end = address.find("]:");
+    const std::string literal = address.substr(1, end == std::string::npos ? end : end - 1);
+    const bool plausible = literal.find(':') != std::string::npos &&
+                           literal.find_first_not_of("0123456789abcdefABCDEF:.%") == std::string::npos;
+    if (end == std::string::npos || !plausible)
+        throw UsageError(name +
+                         " has an IPv6 address that is not of the form [2001:db8::1]:8883: " + address);
+    std::string host = literal;
+    std::replace(host.begin(), host.end(), ':', '-');
+    std::replace(host.begin(), host.end(), '%', 's');
+    return host + ".ipv6-literal.net" + address.substr(end + 1);
+}
+
 std::vector<std::string> ParseAddresses(const std::string& name, const std::string& text) {
     std::vector<std::string> addresses;
     std::istringstream list(text);
     for (std::string address; std::getline(list, address, ',');) {
+        if (address.rfind('[', 0) == 0) address = WithoutColons(name, address);
         CheckAddress(name, address);
         addresses.push_back(address);
     }
@@ -52,7 +70,9 @@ int ParseTlsMode(const std::string& text) {
 
 std::vector<apps::Option> ConnectionOptions(Options& options) {
     return {
-        {"main", "HOST:PORT,...", "main servers, tried in order (127.0.0.1:1883)",
+        {"main", "HOST:PORT,...",
+         "main servers, tried in order (127.0.0.1:1883); an IPv6\n"
+         "address as [2001:db8::1]:8883",
          [&](const std::string& text) { options.main = ParseAddresses("--main", text); }},
         {"backup", "HOST:PORT,...", "backup servers (the main ones)",
          [&](const std::string& text) { options.backup = ParseAddresses("--backup", text); }},

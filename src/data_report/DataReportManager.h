@@ -52,7 +52,8 @@ class StreamQualityReport;
 /// each sampled stream has one more, which pings its server every 3 s, and while that server's name is looked
 /// up another (16 at most).
 ///
-/// The records' processor use of the application is that of all processes named QoLive.exe (QoLive on Linux).
+/// The records' processor use of the application is that of all processes named QoLive.exe (QoLive on Linux),
+/// unless the configuration of CMsgCenterFactory::Start names another program.
 ///
 /// Errors. Before Init has succeeded every operation does nothing. A stream id that was not started, or was
 /// stopped, is ignored, and so is a slot that does not exist; nothing is logged for either. Ids and texts are

@@ -4,12 +4,12 @@
 
 #include "data_report/StreamQualityReport.h"
 #include "data_report/StreamQulityData.h"
+#include "platform/HostProcess.h"
 #include "platform/Kernel.h"
 
 namespace data_report {
 namespace {
 
-constexpr wchar_t kHostProcess[] = L"QoLive.exe";
 constexpr double kMsPerNetworkGrade = 50.0;
 
 // The multiplication wraps for byte counts that no stream reaches, where a signed one would be undefined.
@@ -56,7 +56,7 @@ int StreamQualityReport::SystemCpu() {
 }
 
 int StreamQualityReport::HostProcessCpu() {
-    return m_processCpuRate->GetProcessCpuUsage(kHostProcess, false);
+    return m_processCpuRate->GetProcessCpuUsage(HostProcess(), false);
 }
 
 void StreamQualityReport::CollectStreamData() {

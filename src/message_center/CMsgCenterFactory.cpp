@@ -4,6 +4,8 @@
 #include <utility>
 #include <vector>
 
+#include "message_center/FactoryOptions.h"
+#include "platform/HostProcess.h"
 #include "platform/JsonText.h"
 #include "platform/Kernel.h"
 #include "platform/Lasting.h"
@@ -135,6 +137,7 @@ bool CMsgCenterFactory::StartCenters(const std::string& text, const HeartBaseCon
     const Json::Value& root = parsed;
     AddrLists lists;
     if (!ReadLists(root, lists)) return false;
+    if (!UseOptions(root)) return false;
     QoPlayer::MsgCenterConfig config;
     SetAddrs(config, lists.main);
     SetBase(config, base);
@@ -143,6 +146,22 @@ bool CMsgCenterFactory::StartCenters(const std::string& text, const HeartBaseCon
     if (!StartMain(config)) return false;
     SetAddrs(config, lists.backup);
     StartBackup(config);
+    return true;
+}
+
+bool CMsgCenterFactory::UseOptions(const Json::Value& root) {
+    FactoryOptions options;
+    std::string problem;
+    if (ReadFactoryOptions(root, options, problem)) {
+        const bool taken = QoPlayer::MsgCenterWatch(*m_mainCenter).setOptions(options.ways) &&
+                           QoPlayer::MsgCenterWatch(*m_backupCenter).setOptions(options.ways);
+        if (!taken && !options.ways.isEmpty()) problem = "this message-center library has no options";
+    }
+    if (!problem.empty()) {
+        Log(LogLevel::Info, "[LiveState] CMsgCenterFactory::Start error: %s", problem.c_str());
+        return false;
+    }
+    SetHostProcess(options.hostProcess);
     return true;
 }
 

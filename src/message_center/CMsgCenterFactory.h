@@ -15,6 +15,10 @@ namespace data_report {
 class DataReportManager;
 }
 
+namespace Json {
+class Value;
+}
+
 namespace QoPlayer {
 class MsgCenter;
 struct MsgCenterConfig;
@@ -65,12 +69,33 @@ public:
     /// | "gatewayDns.backup" | array of strings | required | the same of the backup servers                  |
     /// | "accessToken"       | string           |          | secret that opens the connection; never logged  |
     /// | "expireTime"        | integer          |          | when it expires, s since 1970-01-01 UTC; 0 never |
+    /// | "options"           | object           |          | what most hosts do not need, see below          |
     ///
     /// From then on no connection is made any more: Stop, and Start with a new token.
     ///
-    /// An address is split at its first colon; one without a colon is logged at level 4 and skipped. When no
-    /// usable backup address is given, the backup center connects to the main servers. An empty main list is
+    /// An address is split at its first colon; one without a colon is logged at level 4 and skipped. So an IPv6
+    /// literal is written without colons, as Windows does in names of shares: [2001:db8::1]:8883 is
+    /// "2001-db8--1.ipv6-literal.net:8883", and "s" stands for the "%" of a scope. When no usable backup address is given, the backup center connects to the main servers. An empty main list is
     /// handed to the main center as it is, and the center's refusal is then the result.
+    ///
+    /// "options", each member optional; an unknown one is ignored with a logged line, one of a wrong type makes the
+    /// result 0, and so does what cannot be used:
+    ///
+    /// | member              | type    | meaning                                                                |
+    /// |---------------------|---------|------------------------------------------------------------------------|
+    /// | "clientCertificate" | string  | file (PEM) with the certificate that is shown to servers, its chain    |
+    /// |                     |         | after it                                                               |
+    /// | "clientKey"         | string  | file (PEM) with its key, not encrypted; missing: in the same file      |
+    /// | "alpn"              | string  | protocol offered in the TLS handshake, up to 255 bytes; missing:       |
+    /// |                     |         | "mqtt" to port 443, none to others                                     |
+    /// | "socks5"            | object  | proxy that all connections go through, which looks the servers up:     |
+    /// |                     |         | "host" and "port", and where it wants them "user" and "password".      |
+    /// |                     |         | Through it TLS mode 0 means TLS, to loopback addresses too             |
+    /// | "hostProcess"       | string  | program whose processor use records call the application's; missing:   |
+    /// |                     |         | "QoLive.exe"                                                           |
+    ///
+    /// Files are read when a connection is made; one that cannot be read is told like a server that cannot be
+    /// reached. The password is never logged.
     ///
     /// Returns 1 when the main center was started (IsHaveBKCenter tells about the backup), 2 when it was
     /// running already and nothing was changed, whatever `config` says, 0 when nothing was started: `config`
@@ -105,6 +130,7 @@ private:
     friend class data_report::DataReportManager;
 
     bool StartCenters(const std::string& config, const HeartBaseConfig& base);
+    bool UseOptions(const Json::Value& root);
     bool StartMain(const QoPlayer::MsgCenterConfig& config);
     void StartBackup(const QoPlayer::MsgCenterConfig& config);
     void StopCenters();

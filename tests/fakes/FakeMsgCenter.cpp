@@ -26,6 +26,8 @@ struct Channel {
 
 struct Center {
     std::string name;
+    QoPlayer::MsgCenterOptions options;
+    bool takesNoOptions = false;
     std::vector<StartedWith> starts;
     int stops = 0;
     bool startFails = false;
@@ -105,6 +107,10 @@ int FakeMsgCenter::stops() const {
 
 void FakeMsgCenter::startFails(bool fails) {
     withCenter(m_index, [fails](Center& center) { center.startFails = fails; });
+}
+
+void FakeMsgCenter::takesNoOptions() {
+    withCenter(m_index, [](Center& center) { center.takesNoOptions = true; });
 }
 
 void FakeMsgCenter::startThrows(bool throws) {
@@ -213,6 +219,7 @@ MsgCenter::~MsgCenter() {
 bool MsgCenter::start(const MsgCenterConfig& config) {
     return fakes::withCenter(m_impl->index, [&config](fakes::Center& center) {
         center.starts.push_back(fakes::copyOf(config));
+        center.starts.back().options = center.options;
         if (center.startThrows) throw std::runtime_error("scripted failure");
         return !center.startFails;
     });
@@ -245,6 +252,14 @@ void MsgCenter::closeSender(int cmd) {
 
 void MsgCenterWatch::setName(const std::string& name) {
     fakes::withCenter(m_center.m_impl->index, [&name](fakes::Center& center) { center.name = name; });
+}
+
+bool MsgCenterWatch::setOptions(const MsgCenterOptions& options) {
+    return fakes::withCenter(m_center.m_impl->index, [&options](fakes::Center& center) {
+        if (center.takesNoOptions) return false;
+        center.options = options;
+        return true;
+    });
 }
 
 void SetLogPtr(void (*sink)(int level, const char* text1, const char* text2)) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/MsgCenter.h"
+#include "platform/MsgCenterOptions.h"
 
 // A scripted message center: takes the place of the real one, records what it was asked to do and calls back
 // when the test says so. Everything may be called from any thread.
@@ -28,6 +29,7 @@ struct StartedWith {
     std::string textValue2;
     std::string accessToken;
     std::int64_t expireTime = 0;
+    QoPlayer::MsgCenterOptions options;
 };
 
 /// The centers of the process by their order of construction: the factory makes the main one first (0), then
@@ -45,6 +47,7 @@ public:
     int stops() const;
     void startFails(bool fails = true);
     void startThrows(bool throws = true);
+    void takesNoOptions();  ///< as a message-center library without them
     void createSenderFails(bool fails = true);
 
     bool hasSender(int cmd) const;

@@ -2,6 +2,7 @@
 #include <limits>
 
 #include "fakes/CapturingLog.h"
+#include "platform/HostProcess.h"
 #include "unit/data_report/StreamUnderTest.h"
 
 namespace data_report {
@@ -37,6 +38,12 @@ TEST_F(StreamSamples, ConstructionPrimesTheReadingsOfTheHostProcess) {
     EXPECT_EQ(fakes::systemCpuReadings(), 0);
     EXPECT_EQ(peer.queueSizes(), queuesOf(0));
     EXPECT_FALSE(report.IsEnabled());
+}
+
+TEST_F(StreamSamples, TheHostProcessMayHaveAnotherName) {
+    SetHostProcess("another.exe");
+    deviceSample();
+    EXPECT_EQ(fakes::processCpuReadings().back(), L"another.exe");
 }
 
 TEST_F(StreamSamples, AFrameCounterBecomesFramesPerSecondRoundedDown) {

@@ -30,6 +30,13 @@ TEST(Options, TheAddressListsBecomeTheConfiguration) {
               "{\"gatewayDns\":{\"backup\":[\"c:3\"],\"main\":[\"a:1\",\"b:2\"]}}\n");
 }
 
+TEST(Options, AnIPv6AddressInBracketsIsHandedOnWithoutColons) {
+    const Json::Value config = Config({"--main", "[2001:db8::1]:8883,a:1", "--backup", "[fe80::1%2]:1883"});
+    EXPECT_EQ(config["gatewayDns"]["main"][0], "2001-db8--1.ipv6-literal.net:8883");
+    EXPECT_EQ(config["gatewayDns"]["main"][1], "a:1");
+    EXPECT_EQ(config["gatewayDns"]["backup"][0], "fe80--1s2.ipv6-literal.net:1883");
+}
+
 TEST(Options, WithoutAnyABrokerOnThisMachineIsMeant) {
     EXPECT_EQ(WriteCompactJson(Config({})),
               "{\"gatewayDns\":{\"backup\":[],\"main\":[\"127.0.0.1:1883\"]}}\n");
@@ -75,6 +82,11 @@ TEST(Options, WrongValuesAreRefused) {
     for (const std::vector<std::string>& wrong :
          std::vector<std::vector<std::string>>{{"--main", "nowhere"},
                                                {"--main", ":1"},
+                                               {"--main", "[2001:db8::1]"},
+                                               {"--main", "[2001:db8::1]:0"},
+                                               {"--main", "[name]:1"},
+                                               {"--main", "[]:1"},
+                                               {"--main", "2001:db8::1:8883"},
                                                {"--main", "a:0"},
                                                {"--main", "a:65536"},
                                                {"--main", ""},

@@ -9,6 +9,7 @@
 
 #include "fakes/CapturingLog.h"
 #include "fakes/FakeMsgCenter.h"
+#include "platform/HostProcess.h"
 
 namespace {
 
@@ -383,6 +384,94 @@ TEST_F(Factory, TheFlagsMayBeReadFromOtherThreadsMeanwhile) {
     done = true;
     for (auto& reader : readers)
         reader.join();
+}
+
+std::string withOptions(const std::string& options) {
+    return gateway(R"(["m:1"])", "[]", R"(,"options":)" + options);
+}
+
+struct FactoryOptions : Factory {
+    void expectRefused(const std::string& options, const std::string& why) {
+        const CapturingLog log;
+        EXPECT_EQ(start(withOptions(options)), 0) << options;
+        EXPECT_EQ(log.texts().back(), "[LiveState] CMsgCenterFactory::Start error: " + why) << options;
+        EXPECT_TRUE(FakeMsgCenter::main().starts().empty()) << options;
+        EXPECT_TRUE(FakeMsgCenter::backup().starts().empty()) << options;
+    }
+};
+
+TEST_F(FactoryOptions, BothCentersGetThem) {
+    EXPECT_EQ(start(withOptions(R"({"clientCertificate":"c.pem","clientKey":"k.pem","alpn":"x","socks5":)"
+                                R"({"host":"p","port":1080,"user":"u","password":"w"}})")),
+              1);
+    for (const FakeMsgCenter center : {FakeMsgCenter::main(), FakeMsgCenter::backup()}) {
+        const QoPlayer::MsgCenterOptions& options = lastStart(center).options;
+        EXPECT_EQ(options.clientCertificate, "c.pem");
+        EXPECT_EQ(options.clientKey, "k.pem");
+        EXPECT_EQ(options.alpn, "x");
+        EXPECT_EQ(options.proxyHost, "p");
+        EXPECT_EQ(options.proxyPort, 1080);
+        EXPECT_EQ(options.proxyUser, "u");
+        EXPECT_EQ(options.proxyPassword, "w");
+    }
+}
+
+TEST_F(FactoryOptions, ThoseOfAnEarlierStartAreForgotten) {
+    ASSERT_EQ(start(withOptions(R"({"alpn":"x","hostProcess":"other.exe"})")), 1);
+    EXPECT_EQ(HostProcess(), L"other.exe");
+    factory().Stop();
+    ASSERT_EQ(start(usable()), 1);
+    EXPECT_TRUE(lastStart(FakeMsgCenter::main()).options.isEmpty());
+    EXPECT_EQ(HostProcess(), L"QoLive.exe");
+}
+
+TEST_F(FactoryOptions, NullAndEmptyOnesAreNone) {
+    for (const char* options : {"null", "{}", R"({"socks5":null,"alpn":null})"}) {
+        EXPECT_EQ(start(withOptions(options)), 1) << options;
+        EXPECT_TRUE(lastStart(FakeMsgCenter::main()).options.isEmpty());
+        factory().Stop();
+    }
+}
+
+TEST_F(FactoryOptions, OneOfAWrongTypeRefusesTheStartAndIsNamed) {
+    expectRefused("7", "\"options\" is not an object");
+    expectRefused("[]", "\"options\" is not an object");
+    expectRefused(R"({"clientKey":7})", "\"options.clientKey\" is not a text");
+    expectRefused(R"({"hostProcess":["a"]})", "\"options.hostProcess\" is not a text");
+    expectRefused(R"({"socks5":"p:1080"})", "\"options.socks5\" is not an object");
+    expectRefused(R"({"socks5":{"host":"p","port":"1080"}})", "\"options.socks5.port\" is not an integer");
+    expectRefused(R"({"socks5":{"port":99999999999}})", "\"options.socks5.port\" is not an integer");
+}
+
+TEST_F(FactoryOptions, AnUnknownOneIsIgnoredWithALine) {
+    const CapturingLog log;
+    EXPECT_EQ(start(withOptions(R"({"proxy":1,"socks5":{"host":"p","port":1,"pasword":"secret"}})")), 1);
+    const std::string line = "[LiveState] CMsgCenterFactory::Start warning: unknown \"options.";
+    EXPECT_EQ(log.texts()[1], line + "proxy\" ignored");
+    EXPECT_EQ(log.texts()[2], line + "socks5.pasword\" ignored");
+}
+
+TEST_F(FactoryOptions, AMessageCenterLibraryWithoutThemRefusesThem) {
+    FakeMsgCenter::main().takesNoOptions();
+    FakeMsgCenter::backup().takesNoOptions();
+    expectRefused(R"({"alpn":"x"})", "this message-center library has no options");
+    EXPECT_EQ(start(withOptions(R"({"hostProcess":"other.exe"})")), 1);
+    EXPECT_EQ(HostProcess(), L"other.exe");
+}
+
+TEST(HostProcessTest, IsQoLiveUntilItIsSet) {
+    EXPECT_EQ(HostProcess(), L"QoLive.exe");
+}
+
+TEST(HostProcessTest, TakesUtf8AndReplacesWhatIsNot) {
+    SetHostProcess("\xc3\xa9\xe2\x82\xac.exe");
+    EXPECT_EQ(HostProcess(), L"\u00e9\u20ac.exe");
+    SetHostProcess("\xf0\x9f\x8e\xa5");
+    EXPECT_EQ(HostProcess(), L"\U0001f3a5");
+    SetHostProcess("a\xff\xc3");
+    EXPECT_EQ(HostProcess(), L"a\ufffd\ufffd");
+    SetHostProcess("");
+    EXPECT_EQ(HostProcess(), L"QoLive.exe");
 }
 
 }  // namespace

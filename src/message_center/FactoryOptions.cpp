@@ -1,0 +1,79 @@
+#include "message_center/FactoryOptions.h"
+
+#include "platform/Log.h"
+
+namespace Bas {
+namespace {
+
+constexpr char kOptions[] = "options";
+constexpr char kProxy[] = "socks5";
+
+/// Takes the members of one object one by one; what nobody has taken is not known.
+class Members {
+public:
+    /// `what` names the object in lines of the log.
+    Members(const Json::Value& object, std::string what, std::string& problem)
+        : m_left(object), m_what(std::move(what)), m_problem(problem) {
+        if (!m_left.isNull() && !m_left.isObject()) refuse(m_what, "an object");
+    }
+
+    void take(const char* key, std::string& text) {
+        const Json::Value value = remove(key);
+        if (value.isString())
+            text = value.asString();
+        else if (!value.isNull())
+            refuse(nameOf(key), "a text");
+    }
+
+    void take(const char* key, int& number) {
+        const Json::Value value = remove(key);
+        if (value.isInt())
+            number = value.asInt();
+        else if (!value.isNull())
+            refuse(nameOf(key), "an integer");
+    }
+
+    Json::Value remove(const char* key) {
+        Json::Value value;
+        if (m_left.isObject()) m_left.removeMember(key, &value);
+        return value;
+    }
+
+    void tellUnknown() const {
+        if (!m_left.isObject()) return;
+        for (const std::string& key : m_left.getMemberNames())
+            Log(LogLevel::Info, "[LiveState] CMsgCenterFactory::Start warning: unknown \"%s\" ignored",
+                nameOf(key).c_str());
+    }
+
+private:
+    std::string nameOf(const std::string& key) const { return m_what + "." + key; }
+
+    void refuse(const std::string& what, const char* type) {
+        if (m_problem.empty()) m_problem = "\"" + what + "\" is not " + type;
+    }
+
+    Json::Value m_left;
+    const std::string m_what;
+    std::string& m_problem;
+};
+
+}  // namespace
+
+bool ReadFactoryOptions(const Json::Value& root, FactoryOptions& options, std::string& problem) {
+    Members members(root[kOptions], kOptions, problem);
+    Members proxy(members.remove(kProxy), std::string(kOptions) + "." + kProxy, problem);
+    members.take("clientCertificate", options.ways.clientCertificate);
+    members.take("clientKey", options.ways.clientKey);
+    members.take("alpn", options.ways.alpn);
+    members.take("hostProcess", options.hostProcess);
+    proxy.take("host", options.ways.proxyHost);
+    proxy.take("port", options.ways.proxyPort);
+    proxy.take("user", options.ways.proxyUser);
+    proxy.take("password", options.ways.proxyPassword);
+    members.tellUnknown();
+    proxy.tellUnknown();
+    return problem.empty();
+}
+
+}  // namespace Bas

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <json/json.h>
+
+#include <string>
+
+#include "platform/MsgCenterOptions.h"
+
+namespace Bas {
+
+/// The object "options" of the factory's configuration.
+struct FactoryOptions {
+    QoPlayer::MsgCenterOptions ways;
+    std::string hostProcess;  ///< empty: the usual one
+};
+
+/// Reads "options" of `root`, where that is missing nothing is set. False when a member has a wrong type, with the
+/// reason in `problem`. Members that are not known are left out, each with a line of the log.
+bool ReadFactoryOptions(const Json::Value& root, FactoryOptions& options, std::string& problem);
+
+}  // namespace Bas
