@@ -27,7 +27,9 @@ MsgSenderStatus::MsgSenderStatus() = default;
 
 // Without a sender of our own, the command may be another's.
 MsgSenderStatus::~MsgSenderStatus() {
-    if (m_senderPtr) m_msgCenter->closeSender(m_cmd);
+    if (!m_msgCenter) return;
+    m_msgCenter->closeSender(m_cmd);
+    m_senderPtr = nullptr;
 }
 
 bool MsgSenderStatus::initSender(int cmd, const std::string& name) {

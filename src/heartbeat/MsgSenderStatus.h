@@ -16,7 +16,8 @@ class MsgSender;
 ///
 /// The center's network thread calls OnSrvCb, which writes the two atomic flags and reads `m_name` and
 /// `m_cmd` (fixed before the first callback). Everything else belongs to the owner, under the owner's lock.
-/// The destructor waits for a callback that is running, and none comes after it.
+/// The destructor closes the command's sender on the center, also when initSender got none because the command
+/// was another's. It waits for a callback that is running, and none comes after it.
 class MsgSenderStatus {
 public:
     MsgSenderStatus();

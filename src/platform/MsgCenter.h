@@ -21,7 +21,10 @@
 //  4. A message that can never go (larger than the server's limit, a head that is not UTF-8 or over 64 KiB)
 //     is logged and dropped, and `send` returns true: one bad message must not stop those behind it.
 //  5. `closeSender` returns only after a callback of that sender that is running has ended (unless called
-//     from inside it), and none comes after it. No lock of the center is held during a callback.
+//     from inside it), and none comes after it; so does one that finds the command closed already. No lock of
+//     the center is held during a callback. A closed sender's object stays valid until its center goes: its
+//     `send` is false, and the next `createSender` of the command gives the same object again. A pointer from
+//     before is then the new owner's sender as well.
 //  6. Nothing that a server sends ends, holds or grows the process. A packet of more than 64 KiB ends the
 //     connection at its length field.
 //  7. Heartbeats (command 2), commands (4) and everything else have a lane each, in that order: the first two
@@ -84,8 +87,8 @@ public:
     MsgSender& operator=(const MsgSender&) = delete;
 
     /// Hands one message over; true when it was accepted (promises 3 and 4). `head` travels beside the body
-    /// and may be null. Both are only read during the call. Any thread; never blocks; not after `closeSender`
-    /// of this sender.
+    /// and may be null. Both are only read during the call. Any thread; never blocks. False after `closeSender`
+    /// of the command (promise 5).
     bool send(const std::uint8_t* data, std::size_t len, const std::uint8_t* head, int headLen);
 
 private:
@@ -111,12 +114,13 @@ public:
     void stop();
 
     /// Opens the sender of command `cmd`, whether the center is started or not. Null when `cb` is null or the
-    /// command already has a sender. The center owns the result, which lives until `closeSender`. When the
-    /// connection is up, the new sender is told so (status 1) from the network thread. Does not block.
+    /// command already has an open sender. The center owns the result, which lives as long as the center
+    /// (promise 5). When the connection is up, the new sender is told so (status 1) from the network thread.
+    /// Does not block.
     MsgSender* createSender(int cmd, MsgSenderCallback cb, void* user);
 
-    /// Closes and frees the sender of `cmd` (promise 5); nothing when there is none. Blocks while a callback
-    /// of that sender runs.
+    /// Closes the sender of `cmd` (promise 5), whoever opened it; nothing when none is open. Blocks while a
+    /// callback of that sender runs.
     void closeSender(int cmd);
 
 private:

@@ -13,7 +13,8 @@ namespace {
 
 /// What is known of one command on one center; outlives the sender, so that a test can look at it afterwards.
 struct Channel {
-    std::unique_ptr<QoPlayer::MsgSender> sender;
+    std::unique_ptr<QoPlayer::MsgSender> sender;  ///< as every center keeps it, until the center goes
+    bool open = false;
     QoPlayer::MsgSenderCallback callback = nullptr;
     void* user = nullptr;
     int created = 0;
@@ -122,7 +123,7 @@ void FakeMsgCenter::createSenderFails(bool fails) {
 }
 
 bool FakeMsgCenter::hasSender(int cmd) const {
-    return withChannel(m_index, cmd, [](Channel& channel) { return channel.sender != nullptr; });
+    return withChannel(m_index, cmd, [](Channel& channel) { return channel.open; });
 }
 
 int FakeMsgCenter::sendersCreated(int cmd) const {
@@ -155,8 +156,8 @@ void FakeMsgCenter::forgetSent(int cmd) {
 
 bool FakeMsgCenter::callback(int cmd, int msgType, int code, const std::string& data) const {
     const auto target = withChannel(m_index, cmd, [](Channel& channel) {
-        return channel.sender ? std::pair(channel.callback, channel.user)
-                              : std::pair(QoPlayer::MsgSenderCallback{}, static_cast<void*>(nullptr));
+        return channel.open ? std::pair(channel.callback, channel.user)
+                            : std::pair(QoPlayer::MsgSenderCallback{}, static_cast<void*>(nullptr));
     });
     if (!target.first) return false;
     target.first(target.second, msgType, code, reinterpret_cast<const unsigned char*>(data.data()),
@@ -188,7 +189,7 @@ bool MsgSender::send(const std::uint8_t* data, std::size_t len, const std::uint8
             --channel.throwsLeft;
             throw std::bad_alloc();
         }
-        if (channel.fails) return false;
+        if (channel.fails || !channel.open) return false;
         fakes::SentMessage message;
         message.body.assign(reinterpret_cast<const char*>(data), len);
         message.hasHead = head != nullptr;
@@ -210,8 +211,10 @@ MsgCenter::MsgCenter() {
 
 MsgCenter::~MsgCenter() {
     fakes::withCenter(m_impl->index, [](fakes::Center& center) {
-        for (auto& [cmd, channel] : center.channels)
+        for (auto& [cmd, channel] : center.channels) {
+            channel.open = false;
             channel.sender.reset();
+        }
         ++fakes::world().destroyed;
     });
 }
@@ -233,9 +236,11 @@ MsgSender* MsgCenter::createSender(int cmd, MsgSenderCallback cb, void* user) {
     return fakes::withCenter(m_impl->index, [&](fakes::Center& center) -> MsgSender* {
         fakes::Channel& channel = center.channels[cmd];
         ++channel.created;
-        if (center.createSenderFails || channel.sender) return nullptr;
-        channel.sender = std::make_unique<MsgSender>(
-            std::make_unique<MsgSender::Impl>(MsgSender::Impl{m_impl->index, cmd}));
+        if (center.createSenderFails || channel.open) return nullptr;
+        if (!channel.sender)
+            channel.sender = std::make_unique<MsgSender>(
+                std::make_unique<MsgSender::Impl>(MsgSender::Impl{m_impl->index, cmd}));
+        channel.open = true;
         channel.callback = cb;
         channel.user = user;
         return channel.sender.get();
@@ -245,7 +250,7 @@ MsgSender* MsgCenter::createSender(int cmd, MsgSenderCallback cb, void* user) {
 void MsgCenter::closeSender(int cmd) {
     fakes::withChannel(m_impl->index, cmd, [](fakes::Channel& channel) {
         ++channel.closed;
-        channel.sender.reset();
+        channel.open = false;
         channel.callback = nullptr;
     });
 }

@@ -1,6 +1,8 @@
 #include <atomic>
 #include <map>
+#include <memory>
 #include <mutex>
+#include <utility>
 
 #include "platform/MsgCenter.h"
 
@@ -9,19 +11,25 @@
 
 namespace QoPlayer {
 
-struct MsgSender::Impl {};
+struct MsgSender::Impl {
+    std::atomic<bool> open{false};
+};
 
 MsgSender::MsgSender(std::unique_ptr<Impl> impl) : m_impl(std::move(impl)) {}
 MsgSender::~MsgSender() = default;
 
 bool MsgSender::send(const std::uint8_t* /*data*/, std::size_t len, const std::uint8_t* /*head*/,
                      int headLen) {
-    return len > 0 && headLen >= 0;
+    return m_impl->open && len > 0 && headLen >= 0;
 }
 
 struct MsgCenter::Impl {
     std::mutex mutex;
-    std::map<int, MsgSender> senders;
+    struct Owned {
+        MsgSender::Impl* impl;
+        std::unique_ptr<MsgSender> sender;
+    };
+    std::map<int, Owned> senders;
     std::atomic<bool> started{false};
 };
 
@@ -40,9 +48,14 @@ MsgSender* MsgCenter::createSender(int cmd, MsgSenderCallback cb, void* user) {
     MsgSender* sender = nullptr;
     {
         const std::lock_guard<std::mutex> lock(m_impl->mutex);
-        const auto made = m_impl->senders.try_emplace(cmd, nullptr);
-        if (!made.second) return nullptr;
-        sender = &made.first->second;
+        Impl::Owned& owned = m_impl->senders[cmd];
+        if (!owned.sender) {
+            auto impl = std::make_unique<MsgSender::Impl>();
+            owned.impl = impl.get();
+            owned.sender = std::make_unique<MsgSender>(std::move(impl));
+        }
+        if (owned.impl->open.exchange(true)) return nullptr;
+        sender = owned.sender.get();
     }
     cb(user, 0, 1, nullptr, 0);
     return sender;
@@ -50,7 +63,8 @@ MsgSender* MsgCenter::createSender(int cmd, MsgSenderCallback cb, void* user) {
 
 void MsgCenter::closeSender(int cmd) {
     const std::lock_guard<std::mutex> lock(m_impl->mutex);
-    m_impl->senders.erase(cmd);
+    const auto owned = m_impl->senders.find(cmd);
+    if (owned != m_impl->senders.end()) owned->second.impl->open = false;
 }
 
 void SetLogPtr(void (* /*sink*/)(int level, const char* text1, const char* text2)) {}

@@ -18,7 +18,7 @@ namespace QoPlayer {
 
 struct MsgSender::Impl {
     mqtt::Center& center;
-    mqtt::Senders::Handle sender;
+    const int cmd;
 };
 
 namespace mqtt {
@@ -116,36 +116,24 @@ void Center::stop() {
 MsgSender* Center::createSender(int cmd, MsgSenderCallback callback, void* user) {
     if (!callback) return nullptr;
     const MutexLock lock(m_ownedMutex);
-    auto impl = std::make_unique<MsgSender::Impl>(MsgSender::Impl{*this, nullptr});
-    MsgSender::Impl& made = *impl;
     auto& owned = m_owned[cmd];
-    if (owned) return nullptr;
-    auto sender = std::make_unique<MsgSender>(std::move(impl));
-    made.sender = m_state.senders.open(cmd, callback, user);
-    if (!made.sender) return nullptr;
-    owned = std::move(sender);
+    if (!owned)
+        owned = std::make_unique<MsgSender>(std::make_unique<MsgSender::Impl>(MsgSender::Impl{*this, cmd}));
+    if (!m_state.senders.open(cmd, callback, user)) return nullptr;
     m_state.waiter->wake();
     return owned.get();
 }
 
 void Center::closeSender(int cmd) {
-    std::unique_ptr<MsgSender> released;
-    {
-        const MutexLock lock(m_ownedMutex);
-        const auto found = m_owned.find(cmd);
-        if (found == m_owned.end()) return;
-        released = std::move(found->second);
-        m_owned.erase(found);
-    }
-    m_state.senders.close(cmd);
-    m_state.waiter->wake();
+    if (m_state.senders.close(cmd)) m_state.waiter->wake();
 }
 
-bool Center::send(const Sender& sender, const std::uint8_t* data, std::size_t length,
-                  const std::uint8_t* head, int headLength) {
-    if (!sender.connected || sender.closed) return false;
+bool Center::send(int cmd, const std::uint8_t* data, std::size_t length, const std::uint8_t* head,
+                  int headLength) {
+    const Senders::Handle sender = m_state.senders.find(cmd);
+    if (!sender || !sender->connected) return false;
     Message message;
-    message.cmd = sender.cmd;
+    message.cmd = cmd;
     message.accepted = m_state.waiter->now();
     std::string problem = problemOf(data, length, head, headLength);
     if (problem.empty() && head) {
@@ -154,7 +142,7 @@ bool Center::send(const Sender& sender, const std::uint8_t* data, std::size_t le
     }
     if (!problem.empty()) {
         m_state.log.write(LogLevel::Error,
-                          "a message of command " + std::to_string(sender.cmd) + " was dropped: " + problem);
+                          "a message of command " + std::to_string(cmd) + " was dropped: " + problem);
         return true;
     }
     if (length > 0) message.body.assign(reinterpret_cast<const char*>(data), length);
@@ -170,7 +158,7 @@ MsgSender::MsgSender(std::unique_ptr<Impl> impl) : m_impl(std::move(impl)) {}
 MsgSender::~MsgSender() = default;
 
 bool MsgSender::send(const std::uint8_t* data, std::size_t len, const std::uint8_t* head, int headLen) {
-    return m_impl->center.send(*m_impl->sender, data, len, head, headLen);
+    return m_impl->center.send(m_impl->cmd, data, len, head, headLen);
 }
 
 }  // namespace QoPlayer

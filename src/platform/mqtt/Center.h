@@ -34,8 +34,8 @@ public:
     MsgSender* createSender(int cmd, MsgSenderCallback callback, void* user);
     void closeSender(int cmd);
 
-    /// As MsgSender::send.
-    bool send(const Sender& sender, const std::uint8_t* data, std::size_t length, const std::uint8_t* head,
+    /// As MsgSender::send of the sender that `cmd` has now.
+    bool send(int cmd, const std::uint8_t* data, std::size_t length, const std::uint8_t* head,
               int headLength);
 
 private:
@@ -52,6 +52,7 @@ private:
     std::shared_ptr<std::thread> m_thread;
     std::atomic<std::thread::id> m_threadId{};
 
+    // What hosts hold, of every command that has ever been opened: it outlives the closing of its sender.
     Mutex m_ownedMutex;
     std::map<int, std::unique_ptr<MsgSender>> m_owned QOLIVE_GUARDED_BY(m_ownedMutex);
 };

@@ -18,15 +18,22 @@ Senders::Handle Senders::open(int cmd, MsgSenderCallback callback, void* user) {
 
 Senders::Handle Senders::close(int cmd) {
     const MutexLock lock(m_mutex);
+    Handle sender;
     const auto found = m_senders.find(cmd);
-    if (found == m_senders.end()) return nullptr;
-    Handle sender = found->second;
-    sender->closed = true;
-    m_closed.insert(m_senders.extract(found));
-    m_changed = true;
-    while (m_running == sender.get() && m_runningOn != std::this_thread::get_id())
-        m_callbackEnded.wait(m_mutex);
+    if (found != m_senders.end()) {
+        sender = found->second;
+        sender->closed = true;
+        m_closed.insert(m_senders.extract(found));
+        m_changed = true;
+    }
+    awaitCallbackOfClosed(cmd);
     return sender;
+}
+
+void Senders::awaitCallbackOfClosed(int cmd) {
+    while (m_running && m_running->cmd == cmd && m_running->closed &&
+           m_runningOn != std::this_thread::get_id())
+        m_callbackEnded.wait(m_mutex);
 }
 
 Senders::Handle Senders::find(int cmd) {

@@ -40,8 +40,9 @@ public:
     /// Null when `cmd` has a sender.
     Handle open(int cmd, MsgSenderCallback callback, void* user);
 
-    /// Takes the sender of `cmd` out of the table, then waits until its callback has ended if it is running
-    /// on another thread. Null when there is none. Asks for no memory.
+    /// Takes the sender of `cmd` out of the table. Null when there is none, be it that another call has just
+    /// taken it out. Then waits, in either case, until a callback of the command's closed sender has ended that
+    /// runs on another thread. Asks for no memory.
     Handle close(int cmd);
 
     Handle find(int cmd);
@@ -57,6 +58,8 @@ public:
     void notify(const Handle& sender, int msgType, int code, const void* data, std::size_t len);
 
 private:
+    void awaitCallbackOfClosed(int cmd) QOLIVE_REQUIRES(m_mutex);
+
     Mutex m_mutex;
     ConditionVariable m_callbackEnded;
     std::map<int, Handle> m_senders QOLIVE_GUARDED_BY(m_mutex);

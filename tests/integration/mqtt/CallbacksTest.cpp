@@ -93,6 +93,43 @@ TEST_F(CallbacksTest, AClosedAndReopenedCommandReceivesAgain) {
     EXPECT_TRUE(recorder.packets().empty());
 }
 
+TEST_F(CallbacksTest, AClosedSenderRefusesAndIsTheSameObjectWhenItsCommandIsOpenedAgain) {
+    Broker broker;
+    WireWatcher watcher(broker);
+    QoPlayer::MsgSender* const first = center.createSender(5, Recorder::callback, &recorder);
+    ASSERT_TRUE(center.start(Config(broker.port())));
+    ASSERT_TRUE(recorder.waitConnected());
+    center.closeSender(5);
+    EXPECT_FALSE(Send(first, "closed"));
+    center.closeSender(5);  // again: nothing to close
+    EXPECT_FALSE(Send(first, "closed"));
+
+    ASSERT_EQ(center.createSender(5, Recorder::callback, &other), first);
+    ASSERT_TRUE(other.waitConnected());
+    EXPECT_TRUE(Send(first, "open again"));
+    ASSERT_TRUE(watcher.waitFor("/up/5"));
+    EXPECT_EQ(watcher.on("/up/5")[0].payload, "open again");
+}
+
+TEST_F(CallbacksTest, AnOldPointerMayBeUsedOnAnotherThreadWhileItsCommandIsClosedAndOpenedAgain) {
+    Broker broker;
+    ASSERT_TRUE(center.start(Config(broker.port())));
+    QoPlayer::MsgSender* const sender = center.createSender(5, Recorder::callback, &recorder);
+    ASSERT_NE(sender, nullptr);
+    std::atomic<bool> done{false};
+    std::thread user([&] {
+        while (!done)
+            Send(sender, "{}");
+    });
+    for (int i = 0; i < 200; ++i) {
+        center.closeSender(5);
+        ASSERT_EQ(center.createSender(5, Recorder::callback, &other), sender);
+    }
+    EXPECT_TRUE(Eventually([&] { return Send(sender, "last"); }));
+    done = true;
+    user.join();
+}
+
 TEST_F(CallbacksTest, SendersComeAndGoOnFourThreadsWhileTheCenterStartsAndStops) {
     Broker broker;
     std::atomic<bool> done{false};

@@ -68,16 +68,31 @@ TEST(MsgSenderStatus, TheDestructorClosesTheSender) {
     EXPECT_FALSE(FakeMsgCenter::main().hasSender(2));
 }
 
-TEST(MsgSenderStatus, OneThatGotNoSenderLeavesAnothersOfTheSameCommandOpen) {
+TEST(MsgSenderStatus, OneThatWasNeverInitialisedClosesNothing) {
+    { MsgSenderStatus status; }
+    EXPECT_EQ(FakeMsgCenter::main().sendersClosed(0), 0);
+}
+
+TEST(MsgSenderStatus, OneThatGotNoSenderClosesItsCommandAllTheSame) {
+    FakeMsgCenter::main().createSenderFails();
+    {
+        MsgSenderStatus status;
+        EXPECT_FALSE(status.initSender(2, "mainSender"));
+    }
+    EXPECT_EQ(FakeMsgCenter::main().sendersClosed(2), 1);
+}
+
+// The command is the center's, and the one who closes it may not be the one who has it.
+TEST(MsgSenderStatus, ASenderThatAnotherHasClosedIsSafeToUse) {
     MsgSenderStatus first;
     ASSERT_TRUE(first.initSender(2, "mainSender"));
-    FakeMsgCenter::main().createSenderFails();
     {
         MsgSenderStatus second;
         EXPECT_FALSE(second.initSender(2, "mainSender"));
     }
-    EXPECT_EQ(FakeMsgCenter::main().sendersClosed(2), 0);
-    EXPECT_TRUE(FakeMsgCenter::main().hasSender(2));
+    EXPECT_FALSE(FakeMsgCenter::main().hasSender(2));
+    const std::uint8_t byte = 'x';
+    EXPECT_FALSE(first.m_senderPtr->send(&byte, 1, nullptr, 0));
 }
 
 TEST(MsgSenderStatus, ACenterThatGivesNoSenderIsLogged) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <future>
 #include <stdexcept>
@@ -79,6 +80,42 @@ TEST_F(SendersTest, ClosingWaitsForTheCallbackThatRuns) {
     leave.set_value();
     closer.join();
     network.join();
+}
+
+TEST_F(SendersTest, ClosingWhatAnotherThreadHasClosedWaitsForTheCallbackThatRunsToo) {
+    const Senders::Handle sender = open(2);
+    std::promise<void> entered;
+    std::promise<void> leave;
+    std::atomic<bool> left{false};
+    call.action = [&] {
+        senders.close(2);  // from inside: does not wait
+        entered.set_value();
+        leave.get_future().wait();
+        left = true;
+    };
+    std::thread network([&] { senders.notify(sender, 1, 0, "x", 1); });
+    entered.get_future().wait();
+    std::atomic<bool> closing{false};
+    std::thread closer([&] {
+        closing = true;
+        EXPECT_EQ(senders.close(2), nullptr);
+        EXPECT_TRUE(left);
+    });
+    while (!closing)
+        std::this_thread::yield();
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    leave.set_value();
+    closer.join();
+    network.join();
+}
+
+TEST_F(SendersTest, ClosingDoesNotWaitForTheCallbackOfAnOpenSuccessor) {
+    open(2);
+    senders.close(2);
+    const Senders::Handle successor = open(2);
+    call.action = [&] { EXPECT_EQ(senders.close(3), nullptr); };
+    senders.notify(successor, 1, 0, "x", 1);
+    EXPECT_EQ(call.count, 1);
 }
 
 TEST_F(SendersTest, ClosingAnotherSenderDoesNotWaitForTheCallbackThatRuns) {
