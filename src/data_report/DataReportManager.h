@@ -178,15 +178,14 @@ private:
     bool TrySend(const SendData& message);
 
     std::atomic<bool> m_bInit{false};
-    Mutex m_initMutex;
 
-    Mutex m_midMutex;
     std::int64_t m_startSteadyNs QOLIVE_GUARDED_BY(m_midMutex);
     std::int64_t m_startSystemMs QOLIVE_GUARDED_BY(m_midMutex);
     std::int64_t m_lastMs QOLIVE_GUARDED_BY(m_midMutex) = -1;
     std::int64_t m_workerId QOLIVE_GUARDED_BY(m_midMutex) = 1;
     std::int64_t m_datacenterId QOLIVE_GUARDED_BY(m_midMutex) = 1;
     std::int64_t m_sequence QOLIVE_GUARDED_BY(m_midMutex) = 0;
+    Mutex m_midMutex;
 
     std::shared_ptr<std::thread> m_collectThread;
     std::atomic<bool> m_bStopThread{false};
@@ -194,14 +193,11 @@ private:
 
     Mutex m_reportMutex;
     Registry m_reports QOLIVE_GUARDED_BY(m_reportMutex);
-    const std::shared_ptr<const Registry> m_noStreams;
-    std::shared_ptr<const Registry> m_snapshot QOLIVE_GUARDED_BY(m_reportMutex);
 
     Mutex m_sendMutex;
     ConditionVariable m_sendCond;
     SendQueue m_sendQueue QOLIVE_GUARDED_BY(m_sendMutex);
 
-    std::shared_ptr<QoPlayer::MsgCenter> m_heldCenter;
     QoPlayer::MsgCenter* m_msgCenter = nullptr;
     QoPlayer::MsgSender* m_senderPtr = nullptr;
     std::atomic<bool> m_bStatusReceived{false};
@@ -211,6 +207,11 @@ private:
     std::string m_name = "unknown";
     std::shared_ptr<std::thread> m_sendThread;
     std::atomic<bool> m_bStopSend{false};
+
+    Mutex m_initMutex;
+    std::shared_ptr<QoPlayer::MsgCenter> m_heldCenter;
+    const std::shared_ptr<const Registry> m_noStreams;
+    std::shared_ptr<const Registry> m_snapshot QOLIVE_GUARDED_BY(m_reportMutex);
 };
 
 }  // namespace data_report

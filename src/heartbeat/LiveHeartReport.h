@@ -144,7 +144,6 @@ protected:
     /// The loop of ThreadProc.
     QOLIVE_API void run();
 
-    const std::shared_ptr<CriticalSection> m_lock;
     void* m_hThread QOLIVE_GUARDED_BY(*m_lock) = nullptr;
     LiveHeartReportData m_data QOLIVE_GUARDED_BY(*m_lock);
     std::atomic<bool> m_bRun{false};
@@ -157,6 +156,7 @@ protected:
     MsgSenderStatus* m_commonSender = nullptr;
 
     std::deque<std::string> m_cmdQueue QOLIVE_GUARDED_BY(*m_lock);
+    const std::shared_ptr<CriticalSection> m_lock;
 
 private:
     struct OwnThread;
