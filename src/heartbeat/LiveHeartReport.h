@@ -35,7 +35,8 @@ class PauseHandshake;
 /// never for the network. start and startBackUp do not block; stop tells how long it takes.
 ///
 /// Before the process exits the host calls stop: the destructor sends no final report and leaves the senders
-/// open.
+/// open. The connections end with a goodbye all the same, where the system lets threads live on to the end
+/// (not on Windows).
 class LiveHeartReport {
 public:
     /// The instance that the process shares, made at the first call; never null.
@@ -48,7 +49,8 @@ public:
     QOLIVE_API LiveHeartReport(const LiveHeartReport& other);
     QOLIVE_API LiveHeartReport& operator=(const LiveHeartReport& other);
 
-    /// Waits for up to 1 s until the heartbeat thread no longer uses the object.
+    /// Waits for up to 1 s until the heartbeat thread no longer uses the object, then gives up the share in the
+    /// centers: the last one to do so ends their connections, which takes up to 1 s for each.
     QOLIVE_API virtual ~LiveHeartReport();
 
     /// The anchor goes live (`live` true) or stops. Marks if that is a change.
@@ -175,6 +177,7 @@ private:
     void Place(MsgSenderStatus*& slot, MsgSenderStatus* sender) QOLIVE_REQUIRES(*m_lock);
     void Delete(MsgSenderStatus*& slot) QOLIVE_REQUIRES(*m_lock);
 
+    void LetCentersGo();
     void Mark() QOLIVE_REQUIRES(*m_lock);
     void Change(std::int32_t LiveHeartReportData::*field, std::int32_t value);
 

@@ -44,7 +44,13 @@ LiveHeartReport::~LiveHeartReport() {
     // may be held by a thread that is gone.
     if (IsProcessEnding()) return;
     SafeCloseThread(m_hThread);
-    m_pause->waitUntilAllLeft(kDestructorWaitMs);
+    if (m_pause->waitUntilAllLeft(kDestructorWaitMs)) LetCentersGo();
+}
+
+/// The senders stay open, as nobody has stopped; a center that only they kept ends its connection all the same.
+void LiveHeartReport::LetCentersGo() {
+    for (MsgSenderStatus* const sender : {m_mainSender, m_backSender, m_commonSender})
+        if (sender) sender->letCenterGo();
 }
 
 int LiveHeartReport::start() {

@@ -25,7 +25,6 @@ bool AsksForFullReport(const std::string& text) {
 
 MsgSenderStatus::MsgSenderStatus() = default;
 
-// Without a sender of our own, the command may be another's.
 MsgSenderStatus::~MsgSenderStatus() {
     if (!m_msgCenter) return;
     m_msgCenter->closeSender(m_cmd);
@@ -41,6 +40,10 @@ bool MsgSenderStatus::initSender(int cmd, const std::string& name) {
     if (m_msgCenter) m_senderPtr = m_msgCenter->createSender(cmd, &MsgSenderStatus::OnSrvCb, this);
     if (!m_senderPtr) Log(LogLevel::Info, "[LiveState] m_senderPtr is null cmd:%d", cmd);
     return m_senderPtr != nullptr;
+}
+
+void MsgSenderStatus::letCenterGo() {
+    m_centerKeptAlive.reset();
 }
 
 void MsgSenderStatus::OnSrvCb(void* user, int msgType, int code, const unsigned char* data, std::size_t len) {

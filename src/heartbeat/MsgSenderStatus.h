@@ -32,6 +32,10 @@ public:
     /// What the center calls; `user` is the MsgSenderStatus.
     static void OnSrvCb(void* user, int msgType, int code, const unsigned char* data, std::size_t len);
 
+    /// Gives up the share in the center that initSender took. To be called when nobody sends any more and the sender
+    /// stays as it is: a center that no one else shares ends its connection here, which takes up to 1 s.
+    void letCenterGo();
+
     /// Data from the server: a JSON object whose "type" is 3 asks for a full report, everything else is
     /// ignored.
     void disponseData(const unsigned char* data, std::size_t len);
@@ -48,6 +52,6 @@ public:
 private:
     void disponseStatus(int code, const unsigned char* data, std::size_t len);
 
-    // At process exit the factory may go first.
+    // At process exit the factory may go while the heartbeat thread still sends.
     std::shared_ptr<QoPlayer::MsgCenter> m_centerKeptAlive;
 };

@@ -47,6 +47,7 @@ public:
         fuzz::Require(mid > 0 && mid <= 65535);
         look(reason.data(), reason.size());
     }
+    void onUnsubscribed() override {}
     void onAcknowledged(int, const std::string& refusal) override { look(refusal.data(), refusal.size()); }
     void onMessage(const char* topic, const void* payload, std::size_t length) override {
         fuzz::Require(topic != nullptr && payload != nullptr && length < kLargestPacket);

@@ -92,6 +92,19 @@ int returnWhileConnecting(const Arguments& arguments) {
     return 0;
 }
 
+// Objects of the process end in reverse order of their making: one that is made first uses the centers last.
+int returnWithStreamsMadeFirst(const Arguments& arguments) {
+    Host host(arguments.library);
+    check(host.streams_is_connected() == 0, "nothing is connected yet");
+    return returnWhileRunning(arguments);
+}
+
+int returnWithHeartbeatMadeFirst(const Arguments& arguments) {
+    Host host(arguments.library);
+    check(host.heartbeat_is_connecting() == 0, "nothing is connected yet");
+    return returnWhileRunning(arguments);
+}
+
 int exitFromThread(const Arguments& arguments) {
     static Host host(arguments.library);
     logQuietly(host);
@@ -100,6 +113,12 @@ int exitFromThread(const Arguments& arguments) {
     std::thread([] { exitProcess(0); }).detach();
     for (;;)
         pause(1000);
+}
+
+int exitFromThreadWithStreamsMadeFirst(const Arguments& arguments) {
+    Host host(arguments.library);
+    check(host.streams_is_connected() == 0, "nothing is connected yet");
+    return exitFromThread(arguments);
 }
 
 int callFromThreadThatEnds(const Arguments& arguments) {
@@ -136,7 +155,10 @@ const std::map<std::string, int (*)(const Arguments&)>& scenarios() {
         {"free-while-running", freeWhileRunning},
         {"return-while-running", returnWhileRunning},
         {"return-while-connecting", returnWhileConnecting},
+        {"return-with-streams-made-first", returnWithStreamsMadeFirst},
+        {"return-with-heartbeat-made-first", returnWithHeartbeatMadeFirst},
         {"exit-from-thread", exitFromThread},
+        {"exit-from-thread-with-streams-made-first", exitFromThreadWithStreamsMadeFirst},
         {"call-from-thread-that-ends", callFromThreadThatEnds},
         {"start-and-stop-often", startAndStopOften}};
     return all;

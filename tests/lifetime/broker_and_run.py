@@ -1,5 +1,6 @@
 """What runs host programs one after the other: an MQTT server, and a process with a limit to its end."""
 import os
+import re
 import select
 import shutil
 import socket
@@ -12,6 +13,7 @@ from stacks import stacks_of
 
 WORK_SECONDS = 60
 LATE_SECONDS = 60
+LOG_SECONDS = 10
 
 
 def mosquitto_path():
@@ -33,6 +35,8 @@ def answers(port):
 class Broker:
     def __init__(self, program):
         self.folder = tempfile.TemporaryDirectory()
+        self.log = os.path.join(self.folder.name, "mosquitto.log")
+        self.log_read = 0
         for _ in range(5):
             self.port = free_port()
             if self._start(program):
@@ -42,9 +46,9 @@ class Broker:
     def _start(self, program):
         configuration = os.path.join(self.folder.name, "mosquitto.conf")
         with open(configuration, "w", encoding="utf-8") as file:
-            file.write(f"listener {self.port} 127.0.0.1\nallow_anonymous true\n")
-        self.process = subprocess.Popen([program, "-c", configuration], stdout=subprocess.DEVNULL,
-                                        stderr=subprocess.DEVNULL)
+            file.write(f"listener {self.port} 127.0.0.1\nallow_anonymous true\nlog_type all\nlog_dest stderr\n")
+        with open(self.log, "wb") as log:
+            self.process = subprocess.Popen([program, "-c", configuration], stdout=subprocess.DEVNULL, stderr=log)
         deadline = time.monotonic() + 10
         while time.monotonic() < deadline and self.process.poll() is None:
             if answers(self.port):
@@ -52,6 +56,21 @@ class Broker:
             time.sleep(0.02)
         self.stop()
         return False
+
+    def lost_connections(self):
+        """None when every connection since the last call, at least one, has said goodbye, else what the server saw."""
+        deadline = time.monotonic() + LOG_SECONDS
+        while True:
+            with open(self.log, encoding="utf-8", errors="replace") as file:
+                seen = file.read()[self.log_read:]
+            made = sorted(re.findall(r"New client connected from \S+ as (\S+)", seen))
+            ended = sorted(re.findall(r"Received DISCONNECT from (\S+)", seen))
+            if made and made == ended:
+                self.log_read += len(seen)
+                return None
+            if time.monotonic() > deadline:
+                return f"connections {made}, goodbyes {ended}; the server says:\n{seen}"
+            time.sleep(0.02)
 
     def stop(self):
         self.process.kill()

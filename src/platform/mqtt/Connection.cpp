@@ -118,6 +118,11 @@ public:
         });
     }
 
+    static void onUnsubscribe(mosquitto*, void* user, int, const mosquitto_property*) {
+        Connection& self = of(user);
+        self.guarded([&] { self.m_events.onUnsubscribed(); });
+    }
+
     static void onPublish(mosquitto*, void* user, int mid, int code, const mosquitto_property* properties) {
         Connection& self = of(user);
         self.guarded([&] {
@@ -198,6 +203,7 @@ void Connection::setCallbacks() {
     mosquitto_connect_v5_callback_set(client, Callbacks::onConnect);
     mosquitto_disconnect_v5_callback_set(client, Callbacks::onDisconnect);
     mosquitto_subscribe_v5_callback_set(client, Callbacks::onSubscribe);
+    mosquitto_unsubscribe_v5_callback_set(client, Callbacks::onUnsubscribe);
     mosquitto_publish_v5_callback_set(client, Callbacks::onPublish);
     mosquitto_message_v5_callback_set(client, Callbacks::onMessage);
     if (m_tls) mosquitto_log_callback_set(client, Callbacks::onLog);
@@ -342,8 +348,10 @@ int Connection::subscribe(const std::string& topic) {
     return isAlive() ? mid : 0;
 }
 
-void Connection::unsubscribe(const std::string& topic) {
-    check(mosquitto_unsubscribe(m_client.get(), nullptr, topic.c_str()));
+int Connection::unsubscribe(const std::string& topic) {
+    int mid = 0;
+    check(mosquitto_unsubscribe(m_client.get(), &mid, topic.c_str()));
+    return isAlive() ? mid : 0;
 }
 
 void Connection::disconnect() {

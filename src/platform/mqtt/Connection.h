@@ -26,6 +26,7 @@ class ConnectionEvents {
 public:
     virtual void onConnected(const ServerLimits& limits) = 0;
     virtual void onSubscribed(int mid, bool granted, const std::string& reason) = 0;
+    virtual void onUnsubscribed() = 0;
     virtual void onAcknowledged(int mid, const std::string& refusal) = 0;
     virtual void onMessage(const char* topic, const void* payload, std::size_t length) = 0;
 
@@ -79,7 +80,7 @@ public:
     int publish(const std::string& topic, const std::string& responseTopic, const Message& message);
     int publishPresence(const std::string& topic, bool online);
     int subscribe(const std::string& topic);
-    void unsubscribe(const std::string& topic);
+    int unsubscribe(const std::string& topic);
 
     /// Says goodbye: the server forgets the session and keeps the will to itself. The connection ends once
     /// that is sent.

@@ -222,10 +222,11 @@ void Link::serve(Connection& connection) {
     endConnection(stopping() ? "stopped" : "connection to " + m_server + " lost: " + connection.problem());
 }
 
-// The last messages of a host that ends its work should still arrive.
+// The last messages of a host that ends its work should still arrive. A server that is answering while the connection
+// is closed may not come to read the goodbye.
 void Link::finish(Connection& connection) {
     m_drainEnd = now() + kDrainLimit;
-    while (connection.isAlive() && !m_state.outbox.empty() && now() < m_drainEnd) {
+    while (connection.isAlive() && !isAnswered() && now() < m_drainEnd) {
         publishWaiting(connection);
         connection.step(stepMs(m_drainEnd));
     }
@@ -236,10 +237,14 @@ void Link::finish(Connection& connection) {
         connection.step(stepMs(end));
 }
 
+bool Link::isAnswered() {
+    return m_state.outbox.empty() && m_presenceMid == 0 && m_subscribing.empty() && m_unsubscribing == 0;
+}
+
 void Link::serviceSenders(Connection& connection) {
     for (const int cmd : m_state.senders.takeClosed()) {
-        if (connection.isAlive() && !m_state.senders.find(cmd))
-            connection.unsubscribe(DownTopic(m_prefix, cmd));
+        if (!connection.isAlive() || m_state.senders.find(cmd)) continue;
+        if (connection.unsubscribe(DownTopic(m_prefix, cmd)) != 0) ++m_unsubscribing;
     }
     for (const Senders::Handle& sender : m_state.senders.all()) {
         if (sender->subscribed || !connection.isAlive()) continue;
@@ -315,6 +320,10 @@ void Link::onSubscribed(int mid, bool granted, const std::string& reason) {
     tell(sender, false, text);
 }
 
+void Link::onUnsubscribed() {
+    if (m_unsubscribing > 0) --m_unsubscribing;
+}
+
 void Link::onAcknowledged(int mid, const std::string& refusal) {
     if (mid == m_presenceMid) {
         m_presenceMid = 0;
@@ -343,6 +352,7 @@ void Link::endConnection(const std::string& reason) {
     m_connection = nullptr;
     m_presenceMid = 0;
     m_subscribing.clear();
+    m_unsubscribing = 0;
     m_state.outbox.connectionLost();
     for (const Senders::Handle& sender : m_state.senders.all())
         if (sender->connected) tell(sender, false, reason);

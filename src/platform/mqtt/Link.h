@@ -51,6 +51,7 @@ private:
 
     void onConnected(const ServerLimits& limits) override;
     void onSubscribed(int mid, bool granted, const std::string& reason) override;
+    void onUnsubscribed() override;
     void onAcknowledged(int mid, const std::string& refusal) override;
     void onMessage(const char* topic, const void* payload, std::size_t length) override;
 
@@ -72,6 +73,7 @@ private:
     void reportFailure(const Connection& connection);
     void serve(Connection& connection);
     void finish(Connection& connection);
+    bool isAnswered();
     void serviceSenders(Connection& connection);
     void tellNewSenders();
     void endIfSubscriptionHangs(Connection& connection);
@@ -107,6 +109,7 @@ private:
     int m_presenceMid = 0;
     SendWindow m_window;
     std::map<int, Subscribing> m_subscribing;
+    int m_unsubscribing = 0;
     Clock::time_point m_drainEnd{};
 };
 

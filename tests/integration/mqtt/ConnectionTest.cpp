@@ -1,6 +1,9 @@
 #include <signal.h>
+#include <sys/socket.h>
 
 #include <array>
+#include <atomic>
+#include <chrono>
 #include <future>
 #include <thread>
 
@@ -235,6 +238,33 @@ TEST_F(ConnectionTest, TwoCentersOnOneBrokerAreTwoConnectionsOfOneClient) {
     EXPECT_TRUE(watcher.waitFor("/up/2"));
     EXPECT_EQ(other.count(0, 0), 0U);
     backup.stop();
+}
+
+// A server that writes to a connection which is closed already may never read what came before the end.
+TEST_F(ConnectionTest, TheGoodbyeWaitsForAnAnswerThatIsOnItsWay) {
+    std::atomic<bool> isAnswering{false};
+    std::atomic<bool> wentBeforeTheAnswer{false};
+    std::atomic<bool> saidGoodbye{false};
+    ScriptedServer server([&](ScriptedConnection& connection) {
+        std::string text;
+        if (!connection.accept() || !connection.readUntil(0x30, text)) return;  // presence
+        const std::size_t length = static_cast<std::size_t>(static_cast<unsigned char>(text.at(1)));
+        connection.sendPacket(0x40, text.substr(2 + length, 2));
+        if (!connection.answerSubscribe(0, text)) return;
+        if (!connection.readUntil(0xa0, text)) return;  // UNSUBSCRIBE
+        isAnswering = true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(150));
+        char byte = 0;
+        wentBeforeTheAnswer = recv(connection.socket(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) >= 0;
+        connection.sendPacket(0xb0, text.substr(0, 2) + std::string(2, '\0'));
+        saidGoodbye = connection.readUntil(0xe0, text);
+    });
+    connect(Config(server.port()));
+    center.closeSender(5);
+    ASSERT_TRUE(Eventually([&] { return isAnswering.load(); }));
+    StopWithinASecond(center);
+    EXPECT_TRUE(Eventually([&] { return saidGoodbye.load(); }));
+    EXPECT_FALSE(wentBeforeTheAnswer);
 }
 
 TEST_F(ConnectionTest, ADestroyedCenterSaysGoodbyeAndTellsItsSenders) {
