@@ -21,9 +21,10 @@
 // nothing done unless the function says otherwise. Functions that only hand something over return
 // QOLIVE_DONE. Nothing is ever thrown across this interface.
 //
-// Texts are UTF-8, a pointer and a length in bytes without terminator. The bytes are passed through
-// unchanged: they are not checked, and may hold zero bytes. A null pointer with length 0 is the empty text; a
-// null pointer with another length is refused. Texts are only read during the call.
+// Texts are UTF-8, a pointer and a length in bytes without terminator. They are not checked, and may hold zero
+// bytes. What is not UTF-8 in them is read back as it was given, and arrives at a server as U+FFFD. A null
+// pointer with length 0 is the empty text; a null pointer with another length is refused. Texts are only read
+// during the call.
 //
 // Text results go to a buffer of the caller: `capacity` bytes may be written, nothing is added behind the
 // text, and `*length` receives the full length. A text that does not fit is not written at all and the result

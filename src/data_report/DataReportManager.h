@@ -57,9 +57,9 @@ class StreamQualityReport;
 ///
 /// Errors. Before Init has succeeded every operation does nothing. A stream id that was not started, or was
 /// stopped, is ignored, and so is a slot that does not exist; nothing is logged for either. Ids and texts are
-/// byte strings of any length. JSON is written in ASCII: what is not UTF-8 in a text arrives as U+FFFD. What
-/// jsoncpp raises never leaves an operation. Out of memory raises std::bad_alloc, but from SendStreamReport
-/// and ReportEventData, which drop the record with a logged line.
+/// byte strings of any length. JSON is written in ASCII: what is not UTF-8 in a text or a member name arrives as
+/// U+FFFD, and nothing beside it is touched. What jsoncpp raises never leaves an operation. Out of memory raises
+/// std::bad_alloc, but from SendStreamReport and ReportEventData, which drop the record with a logged line.
 ///
 /// Queue. Records wait in order, without a limit, until the connection is up. Each waiting record costs its
 /// two texts and about 130 bytes: with one sampled stream, whose quality record is 3.1 KiB, about 200 KiB for

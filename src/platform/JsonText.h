@@ -7,6 +7,8 @@
 #include <string>
 
 // The two forms in which JSON crosses the wire. jsoncpp marks both classes as superseded; they are used on
+#include "platform/Utf8.h"
+
 // purpose, because their output and what they accept are what the servers know.
 
 #if defined(__GNUC__)
@@ -15,10 +17,40 @@
 #endif
 
 /// The compact text of `value`, with the line break that the writer puts at its end. Raises what jsoncpp
-/// raises.
+/// Whether all texts and member names in `value` are UTF-8. Copies none of them.
+inline bool HoldsOnlyUtf8(const Json::Value& value) {
+    const char* begin = nullptr;
+    const char* end = nullptr;
+    if (value.isString()) return !value.getString(&begin, &end) || IsUtf8(begin, end);
+    if (!value.isObject() && !value.isArray()) return true;
+    for (auto child = value.begin(); child != value.end(); ++child) {
+        if (value.isObject()) begin = child.memberName(&end);
+        if (value.isObject() && !IsUtf8(begin, end)) return false;
+        if (!HoldsOnlyUtf8(*child)) return false;
+    }
+    return true;
+}
+
+/// A copy of `value` with U+FFFD for what is not UTF-8. Of members whose names become the same, one is kept.
+inline Json::Value WithOnlyUtf8(const Json::Value& value) {
+    const char* begin = nullptr;
+    const char* end = nullptr;
+    if (value.isString()) return value.getString(&begin, &end) ? Json::Value(Utf8Of(begin, end)) : value;
+    if (!value.isObject() && !value.isArray()) return value;
+    Json::Value copy(value.type());
+    for (auto child = value.begin(); child != value.end(); ++child) {
+        if (value.isObject()) begin = child.memberName(&end);
+        Json::Value& place = value.isObject() ? copy[Utf8Of(begin, end)] : copy[child.index()];
+        place = WithOnlyUtf8(*child);
+    }
+    return copy;
+}
+
+/// The compact text of `value`, with the line break that the writer puts at its end. Raises what jsoncpp
+/// raises. What is not UTF-8 is replaced before the writer sees it: it would take the bytes behind with it.
 inline std::string WriteCompactJson(const Json::Value& value) {
     Json::FastWriter writer;
-    return writer.write(value);
+    return HoldsOnlyUtf8(value) ? writer.write(value) : writer.write(WithOnlyUtf8(value));
 }
 
 /// How many levels of values ParseJson reads, the outermost one included.

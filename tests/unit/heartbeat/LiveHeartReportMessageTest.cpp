@@ -401,3 +401,4 @@ TEST(LiveHeartReportCommand, ACommandSenderThatCouldNotBeOpenedKeepsCommandsQueu
 }
 
 }  // namespace
+    EXPECT_EQ(sentCommands()[2], "\xef\xbf\xbd");
