@@ -292,8 +292,9 @@ QOLIVE_API int32_t qolive_heartbeat_stop(void) QOLIVE_NOTHROW;
 
 /// startLiveheart: `config` is {"heartbeatMode":1}, with which (or without the member) the heartbeat is
 /// started, on the backup center too when that is started; any other integer stops it. 1 started, 2 was
-/// running or is switched off (`*mode` tells), 0 when `config` is empty or not JSON, or the heartbeat could
-/// not be started. `*mode` is left as it is when `config` names no integer mode.
+/// running or is switched off (`*mode` tells), 0 when `config` is empty, not JSON, or JSON but neither an object
+/// nor null (which counts as an empty object), or the heartbeat could not be started. `*mode` is left as it is
+/// when `config` names no integer mode.
 QOLIVE_API int32_t qolive_heartbeat_manager_start(const char* config, size_t config_length,
                                                   int32_t* mode) QOLIVE_NOTHROW;
 

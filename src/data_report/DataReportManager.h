@@ -82,8 +82,8 @@ public:
 
     /// Opens the report channel on the main message center and starts the threads, whether the center has
     /// been started or not. True when the manager is enabled now; a call on an enabled manager changes
-    /// nothing and returns true. After a false (the reason is logged) it may be tried again. Does not block;
-    /// several threads may call it at once.
+    /// nothing and returns true. After a false (the reason is logged) it may be tried again. Several threads may call
+    /// it at once: one waits for another. Otherwise it does not block, and never waits for the network.
     bool Init() { return start(); }
 
     /// Whether the channel's connection to the server is up right now. Does not block.

@@ -32,7 +32,7 @@ class PauseHandshake;
 ///
 /// Threads: every operation may be called from any thread at any time. Operations that read or write the
 /// state wait for a report or command that is being handed over, which waits for the host's log sink but
-/// never for the network. start and startBackUp do not block; stop tells how long it takes.
+/// never for the network. So do start and startBackUp; stop tells how long it takes.
 ///
 /// Before the process exits the host calls stop: the destructor sends no final report and leaves the senders
 /// open. The connections end with a goodbye all the same, where the system lets threads live on to the end

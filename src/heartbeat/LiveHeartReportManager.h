@@ -31,16 +31,16 @@ public:
     /// `config` is a JSON object of which one member is read, "heartbeatMode": 1 means that this library
     /// sends the heartbeat, any other integer that it must not. The mode is written to `heartbeatMode`; where
     /// the member is missing or no 32-bit integer, `heartbeatMode` stays as it was and the heartbeat is
-    /// started.
+    /// started; so it is when `config` is null instead of an object.
     ///
     /// | result | meaning                                                                                |
     /// |--------|----------------------------------------------------------------------------------------|
-    /// | 0      | `config` is empty or no JSON object, or the main sender could not be opened            |
+    /// | 0      | `config` is empty, not JSON or another JSON value, or the main sender was refused      |
     /// | 1      | the heartbeat has been started                                                         |
     /// | 2      | it was started already (a missing backup sender is added), or the mode switched it off |
     ///
-    /// The mode in `heartbeatMode` tells the two meanings of 2 apart. Does not block but to stop, as
-    /// stopLiveheart does.
+    /// The mode in `heartbeatMode` tells the two meanings of 2 apart. Blocks as LiveHeartReport::start
+    /// and stop do.
     QOLIVE_API int startLiveheart(const std::string& config, int& heartbeatMode);
 
     /// Stops the heartbeat as LiveHeartReport::stop does, which tells what it does, waits for and returns.

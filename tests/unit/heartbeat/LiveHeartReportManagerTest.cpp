@@ -44,6 +44,12 @@ TEST_F(LiveHeartReportManagerTest, AnEmptyObjectStartsTheHeartbeat) {
     EXPECT_TRUE(isRunning());
 }
 
+TEST_F(LiveHeartReportManagerTest, NullCountsAsAnEmptyObject) {
+    EXPECT_EQ(start("null"), 1);
+    EXPECT_EQ(mode, kUntouched);
+    EXPECT_TRUE(isRunning());
+}
+
 TEST_F(LiveHeartReportManagerTest, ModeOneStartsTheHeartbeatAndIsWritten) {
     EXPECT_EQ(start(R"({"heartbeatMode":1,"other":[]})"), 1);
     EXPECT_EQ(mode, 1);
