@@ -16,8 +16,10 @@
 //  2. `stop` returns within 1 s whatever the connection is doing; senders survive it and come alive again
 //     with the next `start`.
 //  3. `send` is safe from any thread, never blocks, and is false when not connected, closed, or when 4 MiB or
-//     4096 messages of the sender's lane (promise 7) are unacknowledged. Accepted messages are sent again
-//     after a reconnect (the server keeps the session for 10 minutes), so a server can see one twice.
+//     4096 messages of the sender's lane (promise 7) are unacknowledged. When a connection is lost, it accepts
+//     until the sender has been told so and that callback has returned: what is handed over meanwhile is kept
+//     for the next connection. Accepted messages are sent again after a reconnect (the server keeps the session
+//     for 10 minutes), so a server can see one twice.
 //  4. A message that can never go (larger than the server's limit, a head that is not UTF-8 or over 64 KiB)
 //     is logged and dropped, and `send` returns true: one bad message must not stop those behind it.
 //  5. `closeSender` returns only after a callback of that sender that is running has ended (unless called

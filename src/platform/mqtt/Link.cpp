@@ -365,10 +365,13 @@ void Link::tellRefusal(const std::string& reason) {
         if (sender->told != reason) tell(sender, false, reason);
 }
 
+// Who has not heard yet that the connection is lost still hands messages over: they are kept for the next one. A stop
+// keeps none, so they are refused then.
 void Link::tell(const Senders::Handle& sender, bool connected, const std::string& text) {
-    sender->connected = connected;
     sender->told = connected ? std::string() : text;
+    if (connected || stopping()) sender->connected = connected;
     m_state.senders.notify(sender, 0, connected ? 1 : 0, text.data(), text.size());
+    sender->connected = connected;
 }
 
 void Link::waitUntil(Clock::time_point end) {

@@ -1,4 +1,8 @@
+#include <atomic>
+#include <thread>
+
 #include "integration/mqtt/CenterTest.h"
+#include "integration/support/Relay.h"
 
 using support::Broker;
 using support::Recorder;
@@ -107,6 +111,37 @@ TEST_F(MessagesTest, WhatWasSentJustBeforeStopStillArrives) {
         ASSERT_TRUE(Send(sender, "last words"));
     StopWithinASecond(center);
     EXPECT_TRUE(watcher.waitFor("/up/5", 100));
+}
+
+// Its user learns of the loss from the callback: what it sends until then, on whatever thread, must not be lost.
+TEST_F(MessagesTest, WhatIsSentBeforeTheSenderHasHeardOfTheLossIsKept) {
+    support::Relay relay(broker.port());
+    std::atomic<QoPlayer::MsgSender*> sender{nullptr};
+    std::atomic<bool> accepted{false};
+    recorder.then = [&](const Recorder::Event& event) {
+        if (event.msgType == 0 && event.code == 0 && !accepted)
+            std::thread([&] { accepted = Send(sender, "while the link goes down"); }).join();
+    };
+    sender = center.createSender(5, Recorder::callback, &recorder);
+    ASSERT_TRUE(center.start(Config(relay.port())));
+    ASSERT_TRUE(recorder.waitConnected());
+    relay.cut();
+    ASSERT_TRUE(recorder.waitConnected(2));
+    EXPECT_TRUE(accepted);
+    ASSERT_TRUE(watcher.waitFor("/up/5"));
+    EXPECT_EQ(watcher.on("/up/5")[0].payload, "while the link goes down");
+}
+
+TEST_F(MessagesTest, WhatIsSentWhileAStopTellsTheSenderIsRefused) {
+    std::atomic<QoPlayer::MsgSender*> sender{nullptr};
+    std::atomic<bool> accepted{false};
+    recorder.then = [&](const Recorder::Event& event) {
+        if (event.msgType == 0 && event.code == 0) accepted = Send(sender, "too late");
+    };
+    sender = connect(5);
+    StopWithinASecond(center);
+    EXPECT_EQ(recorder.count(0, 0), 1U);
+    EXPECT_FALSE(accepted);
 }
 
 TEST_F(MessagesTest, AfterStopASenderRefusesAndComesAliveWithTheNextStart) {
