@@ -5,6 +5,7 @@
 #include <mutex>
 #include <new>
 #include <stdexcept>
+#include <utility>
 
 #include "platform/MsgCenterWatch.h"
 
@@ -44,11 +45,17 @@ struct World {
     int madeBeforeTheLogSink = 0;
     int destroyed = 0;
     SdkLogSink sink = nullptr;
+    std::vector<std::string> events;
 };
 
 World& world() {
     static World* const instance = new World;  // outlives every static object
     return *instance;
+}
+
+/// With the world's mutex held.
+void note(int center, const std::string& what) {
+    world().events.push_back((center == 0 ? "main " : "backup ") + what);
 }
 
 StartedWith copyOf(const QoPlayer::MsgCenterConfig& config) {
@@ -96,6 +103,11 @@ int FakeMsgCenter::centersDestroyed() {
 
 std::string FakeMsgCenter::name() const {
     return withCenter(m_index, [](Center& center) { return center.name; });
+}
+
+std::vector<std::string> FakeMsgCenter::events() {
+    const std::lock_guard<std::mutex> lock(world().mutex);
+    return std::exchange(world().events, {});
 }
 
 std::vector<StartedWith> FakeMsgCenter::starts() const {
@@ -210,17 +222,19 @@ MsgCenter::MsgCenter() {
 }
 
 MsgCenter::~MsgCenter() {
-    fakes::withCenter(m_impl->index, [](fakes::Center& center) {
+    fakes::withCenter(m_impl->index, [this](fakes::Center& center) {
         for (auto& [cmd, channel] : center.channels) {
             channel.open = false;
             channel.sender.reset();
         }
         ++fakes::world().destroyed;
+        fakes::note(m_impl->index, "destroyed");
     });
 }
 
 bool MsgCenter::start(const MsgCenterConfig& config) {
-    return fakes::withCenter(m_impl->index, [&config](fakes::Center& center) {
+    return fakes::withCenter(m_impl->index, [&](fakes::Center& center) {
+        fakes::note(m_impl->index, "start");
         center.starts.push_back(fakes::copyOf(config));
         center.starts.back().options = center.options;
         if (center.startThrows) throw std::runtime_error("scripted failure");
@@ -229,12 +243,16 @@ bool MsgCenter::start(const MsgCenterConfig& config) {
 }
 
 void MsgCenter::stop() {
-    fakes::withCenter(m_impl->index, [](fakes::Center& center) { ++center.stops; });
+    fakes::withCenter(m_impl->index, [this](fakes::Center& center) {
+        fakes::note(m_impl->index, "stop");
+        ++center.stops;
+    });
 }
 
 MsgSender* MsgCenter::createSender(int cmd, MsgSenderCallback cb, void* user) {
     return fakes::withCenter(m_impl->index, [&](fakes::Center& center) -> MsgSender* {
         fakes::Channel& channel = center.channels[cmd];
+        fakes::note(m_impl->index, "open " + std::to_string(cmd));
         ++channel.created;
         if (center.createSenderFails || channel.open) return nullptr;
         if (!channel.sender)
@@ -248,7 +266,8 @@ MsgSender* MsgCenter::createSender(int cmd, MsgSenderCallback cb, void* user) {
 }
 
 void MsgCenter::closeSender(int cmd) {
-    fakes::withChannel(m_impl->index, cmd, [](fakes::Channel& channel) {
+    fakes::withChannel(m_impl->index, cmd, [&](fakes::Channel& channel) {
+        fakes::note(m_impl->index, "close " + std::to_string(cmd));
         ++channel.closed;
         channel.open = false;
         channel.callback = nullptr;

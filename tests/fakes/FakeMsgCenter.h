@@ -43,6 +43,11 @@ public:
     static int centersDestroyed();
 
     std::string name() const;
+
+    /// What has happened to both centers since the last call, in order: "main start", "backup stop", "main open 2",
+    /// "backup close 2", "main destroyed".
+    static std::vector<std::string> events();
+
     std::vector<StartedWith> starts() const;
     int stops() const;
     void startFails(bool fails = true);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -364,6 +365,16 @@ TEST_F(Factory, TheDestructorReleasesBothCentersWithoutStoppingThem) {
     EXPECT_EQ(FakeMsgCenter::centersDestroyed(), 2);
     EXPECT_EQ(FakeMsgCenter::main().stops(), 0);
     EXPECT_EQ(FakeMsgCenter::backup().stops(), 0);
+}
+
+TEST_F(Factory, TheMainCenterStartsStopsAndGoesBeforeTheBackup) {
+    auto own = std::make_unique<OwnFactory>();
+    ASSERT_EQ(own->Start(usable(), {}), 1);
+    EXPECT_EQ(FakeMsgCenter::events(), (std::vector<std::string>{"main start", "backup start"}));
+    own->Stop();
+    EXPECT_EQ(FakeMsgCenter::events(), (std::vector<std::string>{"main stop", "backup stop"}));
+    own.reset();
+    EXPECT_EQ(FakeMsgCenter::events(), (std::vector<std::string>{"main destroyed", "backup destroyed"}));
 }
 
 TEST_F(Factory, TheFlagsMayBeReadFromOtherThreadsMeanwhile) {
