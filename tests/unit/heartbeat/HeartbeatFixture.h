@@ -42,10 +42,13 @@ class OpenReport : public LiveHeartReport {
 public:
     using LiveHeartReport::m_backSender;
     using LiveHeartReport::m_bRun;
+    using LiveHeartReport::m_cmdQueue;
     using LiveHeartReport::m_commonSender;
+    using LiveHeartReport::m_data;
     using LiveHeartReport::m_lock;
     using LiveHeartReport::m_mainSender;
     using LiveHeartReport::report;
+    using LiveHeartReport::run;
     using LiveHeartReport::sendComand;
 
     ~OpenReport() override { stop(); }

@@ -215,6 +215,17 @@ TEST(LiveHeartReportReadings, TheLastReportTimesAreLeftAloneWithoutSenders) {
     EXPECT_EQ(backTm, -1);
 }
 
+TEST_F(LiveHeartReportState, TheTimeOfTheLastReportIsThatOfEachConnection) {
+    connectAll();
+    ASSERT_TRUE(reportMain(7000));
+    ASSERT_TRUE(heartbeat.report(heartbeat.m_backSender, 8000, true));
+    std::int64_t mainTm = 0;
+    std::int64_t backTm = 0;
+    heartbeat.GetLastReportTm(mainTm, backTm);
+    EXPECT_EQ(mainTm, 7000);
+    EXPECT_EQ(backTm, 8000);
+}
+
 TEST(LiveHeartReportReadings, IsConnectingAsksTheMainThenTheBackupSender) {
     OpenReport heartbeat;
     EXPECT_FALSE(heartbeat.isConnecting());

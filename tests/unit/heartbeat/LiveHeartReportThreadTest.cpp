@@ -308,6 +308,15 @@ TEST_F(LiveHeartReportThread, StopSendsFinalReportsAndClosesTheSenders) {
     EXPECT_EQ(heartbeat.GetLiveHeartReportData().liveStatus, 2);
 }
 
+TEST_F(LiveHeartReportThread, StopClosesTheCommandsSenderFirstAndTheBackupsLast) {
+    heartbeat.startUndriven();
+    heartbeat.startBackUp();
+    FakeMsgCenter::events();
+    heartbeat.stop();
+    EXPECT_EQ(FakeMsgCenter::events(),
+              (std::vector<std::string>{"main close 4", "main close 2", "backup close 2"}));
+}
+
 TEST_F(LiveHeartReportThread, AFinalReportFollowsTheMarkOfItsConnection) {
     heartbeat.startUndriven();
     heartbeat.startBackUp();

@@ -1,0 +1,94 @@
+#include "fakes/Waits.h"
+
+#include <pthread.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <ctime>
+#include <mutex>
+#include <thread>
+
+namespace fakes {
+namespace {
+
+struct State {
+    std::mutex mutex;
+    std::vector<long long> limits;
+    std::atomic<int> lateByMs{0};
+    std::atomic<int> waiters{0};
+};
+
+State& state() {
+    static auto* const instance = new State;  // outlives every thread
+    return *instance;
+}
+
+void noteLimit(clockid_t clock, const timespec& deadline) {
+    timespec now{};
+    clock_gettime(clock, &now);
+    const long long ns = (deadline.tv_sec - now.tv_sec) * 1'000'000'000LL + (deadline.tv_nsec - now.tv_nsec);
+    const std::lock_guard<std::mutex> lock(state().mutex);
+    state().limits.push_back(ns / 1'000'000);
+}
+
+void beLate() {
+    const int ms = state().lateByMs;
+    if (ms == 0) return;
+    ++state().waiters;
+    std::this_thread::sleep_for(std::chrono::milliseconds(ms));
+}
+
+}  // namespace
+
+std::vector<long long> timedWaits() {
+    const std::lock_guard<std::mutex> lock(state().mutex);
+    return state().limits;
+}
+
+LateWaits::LateWaits(int milliseconds) {
+    state().waiters = 0;
+    state().lateByMs = milliseconds;
+}
+
+LateWaits::~LateWaits() {
+    state().lateByMs = 0;
+}
+
+bool LateWaits::waitForWaiter() const {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (state().waiters == 0 && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return state().waiters != 0;
+}
+
+}  // namespace fakes
+
+// The linker sends calls here (--wrap), and gives the real functions another name: the second is
+// std::condition_variable::wait.
+
+extern "C" {
+
+int __real_pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, clockid_t clock,
+                                  const timespec* deadline);
+int __wrap_pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, clockid_t clock,
+                                  const timespec* deadline);
+void __real__ZNSt18condition_variable4waitERSt11unique_lockISt5mutexE(std::condition_variable* condition,
+                                                                      std::unique_lock<std::mutex>* lock);
+void __wrap__ZNSt18condition_variable4waitERSt11unique_lockISt5mutexE(std::condition_variable* condition,
+                                                                      std::unique_lock<std::mutex>* lock);
+
+int __wrap_pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, clockid_t clock,
+                                  const timespec* deadline) {
+    fakes::noteLimit(clock, *deadline);
+    fakes::beLate();
+    return __real_pthread_cond_clockwait(condition, mutex, clock, deadline);
+}
+
+void __wrap__ZNSt18condition_variable4waitERSt11unique_lockISt5mutexE(std::condition_variable* condition,
+                                                                      std::unique_lock<std::mutex>* lock) {
+    fakes::beLate();
+    __real__ZNSt18condition_variable4waitERSt11unique_lockISt5mutexE(condition, lock);
+}
+
+}  // extern "C"
