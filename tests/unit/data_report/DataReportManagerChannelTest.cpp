@@ -49,6 +49,27 @@ TEST_F(Mid, TwoIdsOfOneMillisecondDifferByOne) {
     FAIL() << "no two ids of one millisecond in 1000 attempts";
 }
 
+TEST_F(Mid, AMillisecondHoldsFourThousandAndNinetySixIds) {
+    for (int attempt = 0; attempt < 1000; ++attempt) {
+        peer.fillMillisecond(4094);
+        const Id last(peer.mid());
+        if (last.sequence() == 0) continue;  // made in the next one
+        EXPECT_EQ(last.sequence(), 4095);
+        return;
+    }
+    FAIL() << "no id of the same millisecond in 1000 attempts";
+}
+
+TEST_F(Mid, TheirClockKeepsItsRateForDecades) {
+    constexpr std::chrono::hours kTime{24 * 10000};
+    const std::int64_t before = Id(peer.mid()).ms();
+    peer.age(kTime);
+    const std::int64_t passed = Id(peer.mid()).ms() - before;
+    const std::int64_t expected = std::chrono::milliseconds(kTime).count();
+    EXPECT_GE(passed, expected);
+    EXPECT_LT(passed, expected + 60'000);
+}
+
 TEST_F(Mid, TheIdAfterAFullMillisecondWaitsForTheNextAndHasSequenceZero) {
     for (int i = 0; i < 100; ++i) {
         peer.fillMillisecond();

@@ -76,10 +76,15 @@ struct DataReportManagerTestPeer {
     }
 
     std::string mid() { return manager.GetMid(); }
-    void fillMillisecond() {
+    void fillMillisecond(std::int64_t sequence = 4095) {
         const MutexLock lock(manager.m_midMutex);
         manager.m_lastMs = manager.IdClockMs();
-        manager.m_sequence = 4095;
+        manager.m_sequence = sequence;
+    }
+    /// As if the manager had been made that much earlier by the steady clock.
+    void age(std::chrono::nanoseconds time) {
+        const MutexLock lock(manager.m_midMutex);
+        manager.m_startSteadyNs -= time.count();
     }
     void setClock(std::int64_t systemMs) {
         const MutexLock lock(manager.m_midMutex);
@@ -87,6 +92,7 @@ struct DataReportManagerTestPeer {
     }
 
     void tick() { manager.TickStreams(); }
+    void endSendThread() { manager.StopSendThread(); }
     bool statusReceived() const { return manager.m_bStatusReceived; }
     void callback(int msgType, int code, const std::string& data) {
         DataReportManager::OnSrvCb(&manager, msgType, code,
