@@ -31,4 +31,15 @@ public:
     std::vector<DWORD> asked() const;
 };
 
+/// While it lives, time passes only by calls of Sleep, which return at once: GetTickCount64 counts what they asked for.
+class VirtualTime {
+public:
+    VirtualTime();
+    ~VirtualTime();
+    VirtualTime(const VirtualTime&) = delete;
+    VirtualTime& operator=(const VirtualTime&) = delete;
+
+    unsigned long long passedMs() const;
+};
+
 }  // namespace fakes

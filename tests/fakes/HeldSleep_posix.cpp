@@ -13,6 +13,8 @@ struct State {
     std::mutex mutex;
     std::condition_variable changed;
     bool isHeld = false;
+    bool isVirtual = false;
+    unsigned long long virtualMs = 0;
     int begun = 0;
     int mayEnd = 0;
     std::vector<DWORD> asked;
@@ -23,11 +25,20 @@ State& state() {
     return *instance;
 }
 
-/// False when sleeps are not held.
-bool sleepHeld(DWORD milliseconds) {
+constexpr unsigned long long kVirtualStart = 5'000'000;
+
+bool readVirtual(unsigned long long& ms) {
+    const std::lock_guard<std::mutex> lock(state().mutex);
+    ms = kVirtualStart + state().virtualMs;
+    return state().isVirtual;
+}
+
+/// False when sleeps are neither held nor virtual.
+bool sleepHere(DWORD milliseconds) {
     State& now = state();
     std::unique_lock<std::mutex> lock(now.mutex);
-    if (!now.isHeld) return false;
+    if (now.isVirtual) now.virtualMs += milliseconds;
+    if (!now.isHeld) return now.isVirtual;
     now.asked.push_back(milliseconds);
     const int own = ++now.begun;
     now.changed.notify_all();
@@ -72,6 +83,22 @@ std::vector<DWORD> HeldSleep::asked() const {
     return state().asked;
 }
 
+VirtualTime::VirtualTime() {
+    const std::lock_guard<std::mutex> lock(state().mutex);
+    state().isVirtual = true;
+    state().virtualMs = 0;
+}
+
+VirtualTime::~VirtualTime() {
+    const std::lock_guard<std::mutex> lock(state().mutex);
+    state().isVirtual = false;
+}
+
+unsigned long long VirtualTime::passedMs() const {
+    const std::lock_guard<std::mutex> lock(state().mutex);
+    return state().virtualMs;
+}
+
 }  // namespace fakes
 
 // The linker sends calls here (--wrap), and gives the real functions another name.
@@ -80,9 +107,16 @@ extern "C" {
 
 void __real_Sleep(DWORD milliseconds);
 void __wrap_Sleep(DWORD milliseconds);
+unsigned long long __real_GetTickCount64();
+unsigned long long __wrap_GetTickCount64();
 
 void __wrap_Sleep(DWORD milliseconds) {
-    if (!fakes::sleepHeld(milliseconds)) __real_Sleep(milliseconds);
+    if (!fakes::sleepHere(milliseconds)) __real_Sleep(milliseconds);
+}
+
+unsigned long long __wrap_GetTickCount64() {
+    unsigned long long ms = 0;
+    return fakes::readVirtual(ms) ? ms : __real_GetTickCount64();
 }
 
 }  // extern "C"

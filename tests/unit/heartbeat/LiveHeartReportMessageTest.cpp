@@ -68,6 +68,13 @@ TEST_F(LiveHeartReportMessage, AClockThatGoesBackSkipsATurnAndRestartsThePeriod)
     EXPECT_TRUE(reportMain(kNow - 2000));
 }
 
+TEST_F(LiveHeartReportMessage, APeriodMayBeginAtTimeZero) {
+    connectAll();
+    EXPECT_TRUE(reportMain(0));
+    EXPECT_FALSE(reportMain(2999));
+    EXPECT_TRUE(reportMain(3000));
+}
+
 TEST_F(LiveHeartReportMessage, NoClockReadingOverflows) {
     ASSERT_TRUE(reportMain(INT64_MAX));
     EXPECT_FALSE(reportMain(INT64_MIN));

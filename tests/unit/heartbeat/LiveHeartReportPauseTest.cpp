@@ -1,3 +1,6 @@
+#include <atomic>
+#include <memory>
+
 #include "fakes/HeldSleep.h"
 #include "unit/heartbeat/HeartbeatFixture.h"
 
@@ -64,6 +67,51 @@ TEST_F(LiveHeartReportPause, AThreadOfTheHostPausesAsLong) {
     EXPECT_FALSE(sleep.asked().empty());
     sleep.letAllEnd();
     host.join();
+}
+
+struct Unstopped : LiveHeartReport {
+    using LiveHeartReport::m_commonSender;
+    using LiveHeartReport::m_mainSender;
+};
+
+/// Keeps each of the heartbeat's threads in its first line until it is released.
+class FirstLine {
+public:
+    FirstLine() { SetLogSink(&receive, this); }
+    ~FirstLine() { SetLogSink(nullptr, nullptr); }
+    FirstLine(const FirstLine&) = delete;
+    FirstLine& operator=(const FirstLine&) = delete;
+
+    std::atomic<bool> isReached{false};
+    std::atomic<bool> isReleased{false};
+    std::atomic<bool> isOver{false};
+
+private:
+    static void receive(void* user, int, const char* line) {
+        auto& self = *static_cast<FirstLine*>(user);
+        const std::string text(line);
+        if (text.find("ThreadProc finish") != std::string::npos) self.isOver = true;
+        if (text.find("ThreadProc start") == std::string::npos) return;
+        self.isReached = true;
+        while (!self.isReleased)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+};
+
+TEST(LiveHeartReportEnd, WaitsOneSecondForAThreadThatDoesNotCome) {
+    FirstLine line;
+    auto own = std::make_unique<Unstopped>();
+    ASSERT_EQ(own->start(), 1);
+    ASSERT_TRUE(eventually([&line] { return line.isReached.load(); }));
+    const std::unique_ptr<MsgSenderStatus> mainSender(own->m_mainSender);
+    const std::unique_ptr<MsgSenderStatus> commonSender(own->m_commonSender);
+    {
+        const fakes::VirtualTime time;
+        own.reset();
+        EXPECT_EQ(time.passedMs(), 1000u);
+    }
+    line.isReleased = true;
+    EXPECT_TRUE(eventually([&line] { return line.isOver.load(); }));
 }
 
 }  // namespace
