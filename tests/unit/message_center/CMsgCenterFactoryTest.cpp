@@ -82,6 +82,29 @@ TEST_F(Factory, StartStartsBothCentersOnTheirOwnLists) {
     EXPECT_EQ(backup.addrs[0].port, 3);
 }
 
+TEST_F(Factory, WhatAHostDoesNotSetReachesTheCentersAsNothing) {
+    const QoPlayer::MsgCenterConfig config;
+    EXPECT_EQ(config.addrs, nullptr);
+    EXPECT_EQ(config.addrCount, 0u);
+    EXPECT_EQ(config.intValue1, 0);
+    EXPECT_EQ(config.intValue2, 0);
+    EXPECT_EQ(config.int64Value1, 0);
+    EXPECT_EQ(config.int64Value2, 0);
+    EXPECT_EQ(config.expireTime, 0);
+    const QoPlayer::MsgCenterAddr addr;
+    EXPECT_EQ(addr.ip, "0.0.0.0");
+    EXPECT_EQ(addr.port, -1);
+    EXPECT_EQ(addr.reserved, 0);
+    ASSERT_EQ(start(usable()), 1);
+    for (const FakeMsgCenter center : {FakeMsgCenter::main(), FakeMsgCenter::backup()}) {
+        const StartedWith with = lastStart(center);
+        EXPECT_EQ(with.intValue1, 0);
+        EXPECT_EQ(with.intValue2, 0);
+        EXPECT_EQ(with.int64Value1, 0);
+        EXPECT_EQ(with.int64Value2, 0);
+    }
+}
+
 TEST_F(Factory, BothCentersGetTheSixValuesTheTokenAndItsExpiry) {
     HeartBaseConfig base;
     base.intValue1 = -1;
