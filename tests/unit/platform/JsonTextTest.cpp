@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <string>
 
 namespace {
@@ -72,6 +73,42 @@ TEST(JsonText, NumbersAndEmptyContainersAreUntouchedBesideABrokenText) {
     value.append(static_cast<Json::UInt64>(18446744073709551615U));
     value.append(0.5);
     EXPECT_EQ(written(value), R"(["\ufffd",{},[],-9007199254740993,18446744073709551615,0.5])");
+}
+
+std::string nested(int levels) {
+    return std::string(static_cast<std::size_t>(levels), '[') +
+           std::string(static_cast<std::size_t>(levels), ']');
+}
+
+Json::Value inObjects(int levels) {
+    Json::Value value(1);
+    for (int level = 0; level < levels; ++level) {
+        Json::Value outer;
+        outer["first"] = 0;
+        outer["next"] = value;
+        value = outer;
+    }
+    return value;
+}
+
+TEST(JsonText, OneThousandLevelsCanBeReadAndOneMoreCannot) {
+    Json::Value value;
+    EXPECT_TRUE(ParseJson(nested(1000), value));
+    EXPECT_NO_THROW(RequireReadableDepth(value));
+    EXPECT_EQ(WriteCompactJson(value), nested(1000) + "\n");
+    Json::Value deeper;
+    deeper.append(value);
+    EXPECT_THROW(RequireReadableDepth(deeper), std::length_error);
+    EXPECT_ANY_THROW(ParseJson(nested(1001), value));
+}
+
+TEST(JsonText, DepthCountsEveryKindOfValueOnItsLongestWay) {
+    EXPECT_TRUE(NestsDeeperThan(0, Json::Value()));
+    EXPECT_FALSE(NestsDeeperThan(1, Json::Value("text")));
+    EXPECT_FALSE(NestsDeeperThan(4, inObjects(3)));
+    EXPECT_TRUE(NestsDeeperThan(3, inObjects(3)));
+    EXPECT_NO_THROW(RequireReadableDepth(inObjects(999)));
+    EXPECT_THROW(RequireReadableDepth(inObjects(1000)), std::length_error);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <ctime>
 
 #include "fakes/FailingKernel.h"
 
@@ -76,6 +77,34 @@ TEST(Kernel, EachThreadHasAnIdentifierOfItsOwn) {
     exitCodeOnceEnded(two);
     CloseHandle(one);
     CloseHandle(two);
+}
+
+DWORD WINAPI ownIdentifier(void* parameter) {
+    *static_cast<std::atomic<DWORD>*>(parameter) = GetCurrentThreadId();
+    return 0;
+}
+
+TEST(Kernel, AThreadKnowsTheIdentifierThatItsMakerWasGiven) {
+    std::atomic<DWORD> inside{0};
+    DWORD outside = 0;
+    const HANDLE thread = CreateThread(nullptr, 0, ownIdentifier, &inside, 0, &outside);
+    exitCodeOnceEnded(thread);
+    EXPECT_EQ(inside, outside);
+    CloseHandle(thread);
+}
+
+TEST(Kernel, TheExitCodeOfAThreadThatRunsIsTwoHundredFiftyNine) {
+    EXPECT_EQ(STILL_ACTIVE, 259u);
+}
+
+TEST(Kernel, TheCalendarTimeIsReturnedAndStored) {
+    const long long before = std::time(nullptr);
+    long long stored = 0;
+    const long long returned = _time64(&stored);
+    EXPECT_EQ(stored, returned);
+    EXPECT_GE(_time64(nullptr), returned);
+    EXPECT_GE(returned, before);
+    EXPECT_LE(returned, std::time(nullptr));
 }
 
 TEST(Kernel, AFailedThreadCreationLeavesItsReason) {

@@ -52,6 +52,65 @@ TEST(Log, TheDefaultLineEscapesControlCharactersSoThatItStaysOneLine) {
               "2026-01-31 12:00:00.007 2 a\\x0ab\\x1b[0m\\x7f\n");
 }
 
+TEST(Log, TheDefaultLineEscapesControlCharactersAndNothingElse) {
+    const std::tm when{};
+    const auto escaped = [&when](const char* text) {
+        const std::string line = FormatLogLine(when, 0, 2, text);
+        return line.substr(line.find(" 2 ") + 3);
+    };
+    EXPECT_EQ(escaped("\x01\x1f\x7f"), "\\x01\\x1f\\x7f\n");
+    EXPECT_EQ(escaped(" ~\x80\xff"), " ~\x80\xff\n");
+}
+
+TEST(Log, TheLevelsAreTheNumbersThatASinkKnows) {
+    EXPECT_EQ(static_cast<int>(LogLevel::Trace), 0);
+    EXPECT_EQ(static_cast<int>(LogLevel::Debug), 1);
+    EXPECT_EQ(static_cast<int>(LogLevel::Info), 2);
+    EXPECT_EQ(static_cast<int>(LogLevel::Warning), 3);
+    EXPECT_EQ(static_cast<int>(LogLevel::Error), 4);
+}
+
+TEST(Log, LinesOfEveryLengthComeWhole) {
+    const fakes::CapturingLog log;
+    for (const std::size_t length : {0, 1, 1022, 1023, 1024, 1025, 65534, 65535}) {
+        const std::string text(length, 'x');
+        Log(LogLevel::Info, "%s", text.c_str());
+        EXPECT_TRUE(log.texts().back() == text) << length;
+    }
+    Log(LogLevel::Info, "%s", std::string(65536, 'x').c_str());
+    EXPECT_EQ(log.texts().back().substr(65529), " [cut]");
+}
+
+TEST(Log, EachOfTwoSinksInTurnGetsItsOwnLines) {
+    const fakes::CapturingLog outer;
+    Log(LogLevel::Info, "1");
+    {
+        const fakes::CapturingLog inner;
+        Log(LogLevel::Info, "2");
+        EXPECT_EQ(inner.texts(), std::vector<std::string>{"2"});
+        const fakes::CapturingLog innermost;
+        Log(LogLevel::Info, "3");
+        EXPECT_EQ(innermost.texts(), std::vector<std::string>{"3"});
+        EXPECT_EQ(inner.texts(), std::vector<std::string>{"2"});
+    }
+    EXPECT_EQ(outer.texts(), std::vector<std::string>{"1"});
+}
+
+TEST(Log, AThreadIsInTheSinkOnlyWhileItCallsIt) {
+    struct Sink {
+        bool wasInside = false;
+        static void receive(void* user, int, const char*) {
+            static_cast<Sink*>(user)->wasInside = IsInLogSink();
+        }
+    } sink;
+    EXPECT_FALSE(IsInLogSink());
+    SetLogSink(&Sink::receive, &sink);
+    Log(LogLevel::Info, "line");
+    EXPECT_TRUE(sink.wasInside);
+    EXPECT_FALSE(IsInLogSink());
+    SetLogSink(nullptr, nullptr);
+}
+
 TEST(Log, NoThreadIsInsideASinkThatHasBeenReplaced) {
     struct Counter {
         std::atomic<int> inside{0};

@@ -101,6 +101,7 @@ TEST(LookUps, NoMoreThanTheLimitRunAtATime) {
     while (resolver.calls() < kLimit)
         std::this_thread::yield();
     EXPECT_EQ(resolver.calls(), kLimit);
+    EXPECT_EQ(kLimit, 16);
 }
 
 TEST(LookUps, OneThatHasEndedMakesRoomForAnother) {

@@ -71,4 +71,28 @@ TEST(ProcFiles, WideTextBecomesUtf8) {
               "\xef\xbf\xbd\xef\xbf\xbd");
 }
 
+TEST(ProcFiles, WideTextBecomesUtf8AtEachEndOfEachLength) {
+    const auto utf8 = [](int c) { return ToUtf8(std::wstring(1, static_cast<wchar_t>(c))); };
+    EXPECT_EQ(utf8(0x7f), "\x7f");
+    EXPECT_EQ(utf8(0x80), "\xc2\x80");
+    EXPECT_EQ(utf8(0x7ff), "\xdf\xbf");
+    EXPECT_EQ(utf8(0x800), "\xe0\xa0\x80");
+    EXPECT_EQ(utf8(0xd7ff), "\xed\x9f\xbf");
+    EXPECT_EQ(utf8(0xd800), "\xef\xbf\xbd");
+    EXPECT_EQ(utf8(0xdfff), "\xef\xbf\xbd");
+    EXPECT_EQ(utf8(0xe000), "\xee\x80\x80");
+    EXPECT_EQ(utf8(0xffff), "\xef\xbf\xbf");
+    EXPECT_EQ(utf8(0x10000), "\xf0\x90\x80\x80");
+    EXPECT_EQ(utf8(0x10ffff), "\xf4\x8f\xbf\xbf");
+    EXPECT_EQ(utf8(0x110000), "\xef\xbf\xbd");
+}
+
+TEST(ProcFiles, ALineIsKnownByItsWholeName) {
+    EXPECT_FALSE(ParseMemory("MemTotal2: 1 kB\nMemTotal: 5 kB\nMemAvail: 5 kB\n"));
+    const auto memory = ParseMemory("MemAvailable: 3 kB\nxMemTotal: 1 kB\nMemTotal: 5 kB\n");
+    ASSERT_TRUE(memory);
+    EXPECT_EQ(memory->totalBytes, 5u * 1024);
+    EXPECT_EQ(memory->availableBytes, 3u * 1024);
+}
+
 }  // namespace

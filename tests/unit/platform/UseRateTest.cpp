@@ -38,6 +38,15 @@ TEST(SystemUseRate, AReadingTooSoonRepeatsTheResultAndIsCoveredByTheNext) {
     EXPECT_EQ(rate.next({150, 300}, at(1100)), 100);
 }
 
+TEST(SystemUseRate, OneHundredMillisecondsAreLongEnoughAndOneLessIsNot) {
+    SystemUseRate rate;
+    rate.start({0, 0}, at(0));
+    EXPECT_EQ(rate.next({99, 99}, at(99)), 0);
+    EXPECT_EQ(rate.next({99, 99}, at(100)), 100);
+    EXPECT_EQ(rate.next({99, 199}, at(199)), 100);
+    EXPECT_EQ(rate.next({99, 199}, at(200)), 0);
+}
+
 TEST(SystemUseRate, WithoutTimeCountedItIsZero) {
     SystemUseRate rate;
     rate.start({10, 20}, at(0));
@@ -113,6 +122,13 @@ TEST(ProcessUseRate, AReadingTooSoonRepeatsTheResultAndIsCoveredByTheNext) {
     EXPECT_EQ(rate.next(list(1000, {{1, 7, 200 * kMs}})), 10);
     EXPECT_EQ(rate.next(list(1099, {{1, 7, 299 * kMs}})), 10);
     EXPECT_EQ(rate.next(list(1100, {{1, 7, 300 * kMs}})), 50);
+}
+
+TEST(ProcessUseRate, OneHundredMillisecondsAreLongEnoughAndOneLessIsNot) {
+    ProcessUseRate rate;
+    rate.next(list(0, {{1, 7, 0}}, 1));
+    EXPECT_EQ(rate.next(list(99, {{1, 7, 50 * kMs}}, 1)), 0);
+    EXPECT_EQ(rate.next(list(100, {{1, 7, 50 * kMs}}, 1)), 50);
 }
 
 TEST(ProcessUseRate, CoarseCountersNeverReadAsMoreThanOneHundred) {
