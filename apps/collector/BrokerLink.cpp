@@ -4,6 +4,7 @@
 #include <mqtt_protocol.h>
 
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -88,7 +89,18 @@ std::string Describe(int result) {
     return mosquitto_strerror(result);
 }
 
+Trouble TroubleOf(int result) {
+    const bool nothingListens = result == MOSQ_ERR_ERRNO && errno == ECONNREFUSED;
+    return {nothingListens ? Trouble::Kind::NothingListens : Trouble::Kind::Other, Describe(result)};
+}
+
 }  // namespace
+
+std::string Describe(const BrokerOptions& options) {
+    const bool numeric6 = options.host.find(':') != std::string::npos;
+    return (numeric6 ? "[" + options.host + "]" : options.host) + ":" + std::to_string(options.port) +
+           (options.tls ? " over TLS" : " over plain TCP");
+}
 
 struct BrokerLink::Callbacks {
     static void OnConnect(mosquitto* client, void* user, int reason, int, const mosquitto_property*) {
@@ -154,7 +166,7 @@ void BrokerLink::SetUpTls() {
         throw std::runtime_error("TLS cannot be set up with " + m_options.caFile + ": " + Describe(result));
 }
 
-std::string BrokerLink::Connect() {
+std::optional<Trouble> BrokerLink::Connect() {
     m_subscribed = m_refused = false;
     int result = MOSQ_ERR_SUCCESS;
     if (m_started) {
@@ -164,18 +176,20 @@ std::string BrokerLink::Connect() {
                                            keepAliveSeconds, nullptr, ConnectProperties().get());
         m_started = true;
     }
-    return result == MOSQ_ERR_SUCCESS ? AwaitSubscription() : Describe(result);
+    if (result != MOSQ_ERR_SUCCESS) return TroubleOf(result);
+    return AwaitSubscription();
 }
 
-std::string BrokerLink::AwaitSubscription() {
+std::optional<Trouble> BrokerLink::AwaitSubscription() {
     const Millis deadline = SteadyMs() + subscriptionWait;
     while (!m_subscribed && !m_refused) {
         const int result = mosquitto_loop(m_client.get(), 100, 1);
         if (m_refused) break;
-        if (result != MOSQ_ERR_SUCCESS) return Describe(result);
-        if (SteadyMs() > deadline) return "no answer within 5 s";
+        if (result != MOSQ_ERR_SUCCESS) return TroubleOf(result);
+        if (SteadyMs() > deadline) return Trouble{Trouble::Kind::Other, "no answer within 5 s"};
     }
-    return m_refused ? m_refusal : "";
+    if (m_refused) return Trouble{Trouble::Kind::Refused, m_refusal};
+    return std::nullopt;
 }
 
 bool BrokerLink::Poll(int waitMs) {

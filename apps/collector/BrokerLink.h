@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "collector/Output.h"
@@ -19,6 +20,20 @@ struct BrokerOptions {
     std::string caFile;  ///< PEM; empty: the system's trust store
 };
 
+/// Why there is no connection to the broker.
+struct Trouble {
+    enum class Kind {
+        NothingListens,  ///< no program has the address
+        Refused,         ///< the broker refused the user or what the user asked for
+        Other,
+    };
+    Kind kind = Kind::Other;
+    std::string text;
+};
+
+/// The broker and how it is spoken to: "127.0.0.1:1883 over plain TCP".
+std::string Describe(const BrokerOptions& options);
+
 /// One connection to the broker that hears every broadcaster. Its session outlives a lost connection, so that
 /// messages sent meanwhile are delivered afterwards. Used from one thread.
 class BrokerLink {
@@ -30,9 +45,9 @@ public:
     BrokerLink(const BrokerLink&) = delete;
     BrokerLink& operator=(const BrokerLink&) = delete;
 
-    /// Connects and subscribes; empty when done, else what went wrong. Blocks for as long as the system takes
-    /// to connect, and then for at most 5 s. May be called again after a failure and after a lost connection.
-    std::string Connect();
+    /// Connects and subscribes; empty when done. Blocks for as long as the system takes to connect, and then
+    /// for at most 5 s. May be called again after a failure and after a lost connection.
+    std::optional<Trouble> Connect();
 
     /// Hands every message that comes within `waitMs` to the handler. False when the connection is lost.
     bool Poll(int waitMs);
@@ -49,7 +64,7 @@ private:
     };
 
     void SetUpTls();
-    std::string AwaitSubscription();
+    std::optional<Trouble> AwaitSubscription();
 
     BrokerOptions m_options;
     Handler m_handler;

@@ -1,6 +1,7 @@
 #include "collector/Options.h"
 
 #include <limits>
+#include <utility>
 
 #include "common/CommandLine.h"
 
@@ -10,17 +11,17 @@ namespace {
 const char introduction[] =
     "usage: qolive-collector [OPTION ...]\n"
     "\n"
-    "Receives what broadcasters report through an MQTT 5 broker, shows it, and answers as a server does: it "
-    "asks\n"
-    "for a full heartbeat when it does not know a broadcaster's state, and accepts streams. Ctrl-C ends "
-    "it.\n";
+    "Receives what broadcasters report through an MQTT 5 broker, shows it, and\n"
+    "answers as a server does: it asks for a full heartbeat when it does not know a\n"
+    "broadcaster's state, and accepts streams. Ctrl-C ends it.\n";
 
 const char epilogue[] =
     "Example: a broker on this machine, and what it carries\n"
     "  mosquitto -p 1883 &\n"
     "  qolive-collector --summary\n"
     "\n"
-    "Exit status: 0 when it ran to its end, 1 when the broker could not be reached, 2 for a wrong option.\n";
+    "Exit status: 0 when it ran to its end, 1 when the broker could not be reached or\n"
+    "something could not be written, 2 for a wrong option.\n";
 
 void SetBroker(BrokerOptions& broker, const std::string& text) {
     const std::size_t colon = text.rfind(':');
@@ -35,41 +36,40 @@ void SetBroker(BrokerOptions& broker, const std::string& text) {
 
 apps::CommandLine Arguments(Options& options) {
     constexpr auto mostCode = std::numeric_limits<std::int32_t>::max();
-    return apps::CommandLine(
-        introduction,
-        {
-            {"broker", "HOST:PORT", "the broker (127.0.0.1:1883)",
-             [&](const std::string& text) { SetBroker(options.broker, text); }},
-            {"user", "NAME", "user name for the broker",
-             [&](const std::string& text) { options.broker.user = text; }},
-            {"token-file", "FILE", "file whose first line is the password for the broker",
-             [&](const std::string& path) { options.broker.token = apps::ReadSecretFile(path); }},
-            {"tls", "", "use TLS, and trust what the system trusts",
-             [&](const std::string&) { options.broker.tls = true; }},
-            {"ca", "FILE", "use TLS, and trust the certificates in this PEM file alone",
-             [&](const std::string& path) {
-                 options.broker.tls = true;
-                 options.broker.caFile = path;
-             }},
-            {"keep-alive", "SECONDS", "a connection silent for so long is dark (15)",
-             [&](const std::string& text) {
-                 options.rules.keepAlive = 1000 * apps::ParseWhole("--keep-alive", text, 1, 86400);
-             }},
-            {"refuse", "CODE", "answer stream records with this code instead of 0, which accepts them",
-             [&](const std::string& text) {
-                 options.rules.answerCode =
-                     static_cast<int>(apps::ParseWhole("--refuse", text, -mostCode, mostCode));
-             }},
-            {"json", "", "one JSON object per line instead of text",
-             [&](const std::string&) { options.json = true; }},
-            {"record", "FILE", "also write the JSON lines to this file",
-             [&](const std::string& path) { options.recordFile = path; }},
-            {"seconds", "N", "end after so long",
-             [&](const std::string& text) { options.seconds = apps::ParseSeconds("--seconds", text); }},
-            {"summary", "", "end with a summary", [&](const std::string&) { options.summary = true; }},
-            {"help", "", "this text", [&](const std::string&) { options.help = true; }},
-        },
-        epilogue);
+    std::vector<apps::Option> all{
+        {"broker", "HOST:PORT", "the broker (127.0.0.1:1883)",
+         [&](const std::string& text) { SetBroker(options.broker, text); }},
+        {"user", "NAME", "user name for the broker",
+         [&](const std::string& text) { options.broker.user = text; }},
+        {"token-file", "FILE", "file whose first line is the password for the broker",
+         [&](const std::string& path) { options.broker.token = apps::ReadSecretFile(path); }},
+        {"tls", "", "use TLS, and trust what the system trusts",
+         [&](const std::string&) { options.broker.tls = true; }},
+        {"ca", "FILE", "use TLS, and trust the certificates in this PEM file alone",
+         [&](const std::string& path) {
+             options.broker.tls = true;
+             options.broker.caFile = path;
+         }},
+        {"keep-alive", "SECONDS", "a connection silent for so long is dark (15)",
+         [&](const std::string& text) {
+             options.rules.keepAlive = 1000 * apps::ParseWhole("--keep-alive", text, 1, 86400);
+         }},
+        {"refuse", "CODE", "answer stream records with this code instead of 0, which accepts them",
+         [&](const std::string& text) {
+             options.rules.answerCode =
+                 static_cast<int>(apps::ParseWhole("--refuse", text, -mostCode, mostCode));
+         }},
+        {"json", "", "one JSON object per line instead of text",
+         [&](const std::string&) { options.json = true; }},
+        {"record", "FILE", "also write the JSON lines to this file",
+         [&](const std::string& path) { options.recordFile = path; }},
+        {"seconds", "N", "end after so long",
+         [&](const std::string& text) { options.seconds = apps::ParseSeconds("--seconds", text); }},
+        {"summary", "", "end with a summary", [&](const std::string&) { options.summary = true; }},
+    };
+    for (apps::Option& usual : apps::UsualOptions(options.help, options.version))
+        all.push_back(std::move(usual));
+    return apps::CommandLine(introduction, std::move(all), epilogue);
 }
 
 }  // namespace

@@ -16,6 +16,7 @@ struct Options {
     double seconds = 0;  ///< 0: until stopped
     bool summary = false;
     bool help = false;
+    bool version = false;
 };
 
 /// Throws apps::UsageError.

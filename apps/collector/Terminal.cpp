@@ -5,14 +5,17 @@
 
 #include "collector/Sparkline.h"
 #include "common/Printable.h"
+#include "common/TextWidth.h"
 
 namespace collector {
 namespace {
 
 constexpr std::size_t mostTextBytes = 96;
+constexpr std::size_t wideColumns = 110;
 constexpr std::size_t clientColumn = 12;
 constexpr std::size_t connectionColumn = 8;
 constexpr std::size_t labelColumn = 13;
+constexpr std::size_t leastDetails = 24;
 
 std::string LocalTime(std::int64_t wallMs) {
     const std::time_t seconds = static_cast<std::time_t>(wallMs / 1000);
@@ -20,7 +23,7 @@ std::string LocalTime(std::int64_t wallMs) {
     localtime_r(&seconds, &local);
     char text[32];
     const std::size_t length = std::strftime(text, sizeof text, "%H:%M:%S", &local);
-    std::snprintf(text + length, sizeof text - length, ".%03d", static_cast<int>(wallMs % 1000));
+    std::snprintf(text + length, sizeof text - length, ".%d", static_cast<int>(wallMs % 1000 / 100));
     return text;
 }
 
@@ -28,14 +31,6 @@ std::string Seconds(Millis duration) {
     char text[40];
     std::snprintf(text, sizeof text, "%.1f s", static_cast<double>(duration) / 1000.0);
     return text;
-}
-
-// Columns count characters, not bytes.
-std::string Padded(const std::string& text, std::size_t width) {
-    std::size_t characters = 0;
-    for (const char c : text)
-        characters += (static_cast<unsigned char>(c) & 0xC0U) != 0x80U ? 1 : 0;
-    return characters < width ? text + std::string(width - characters, ' ') : text;
 }
 
 std::string Shown(const Json::Value& value) {
@@ -188,7 +183,7 @@ bool IsTrouble(Notice::Kind kind) {
 }
 
 std::string Chart(const char* name, const std::vector<std::int64_t>& values, std::int64_t top = 0) {
-    return std::string("   ") + name + " " + Sparkline(values, top) + " " + Range(values);
+    return std::string(" · ") + name + " " + Sparkline(values, top) + " " + Range(values);
 }
 
 std::string StreamChart(const char* name, const Json::Value& record, const char* key) {
@@ -249,17 +244,36 @@ std::string Terminal::Paint(Colour colour, const std::string& text) const {
     return std::string("\x1b[") + codes[static_cast<std::size_t>(colour)] + "m" + text + "\x1b[0m";
 }
 
-void Terminal::WriteLine(std::int64_t wallMs, const Source& source, Colour colour, const std::string& label,
-                         const std::string& details) {
-    const std::string place =
-        Padded(source.client, clientColumn) + " " + Padded(source.connection, connectionColumn);
-    m_stream << Paint(Colour::Dim, LocalTime(wallMs)) << "  " << place << "  "
-             << Paint(colour, Padded(label, labelColumn)) << " "
-             << (colour == Colour::Dim ? Paint(Colour::Dim, details) : details) << std::endl;
+bool Terminal::IsWide() const {
+    return m_width() >= wideColumns;
 }
 
-void Terminal::WriteMore(const std::string& text) {
-    m_stream << std::string(12 + 2 + clientColumn + 1 + connectionColumn + 2, ' ') << text << std::endl;
+void Terminal::WriteLine(std::int64_t wallMs, const Source& source, Colour colour, const std::string& label,
+                         const std::string& details) {
+    std::string place = apps::Padded(source.connection, connectionColumn);
+    if (IsWide())
+        place = apps::Padded(source.client, clientColumn) + " " + place;
+    else
+        WriteName(source.client);
+    const std::string time = LocalTime(wallMs);
+    const std::string shownLabel = details.empty() ? label : apps::Padded(label, labelColumn) + " ";
+    WriteWrapped(Paint(Colour::Dim, time) + " " + place + " " + Paint(colour, shownLabel),
+                 apps::Columns(time + place) + labelColumn + 3, colour == Colour::Dim ? colour : Colour::None,
+                 details);
+}
+
+// `begin`, which takes `indent` columns, and `text` beside it in as many lines as it takes.
+void Terminal::WriteWrapped(const std::string& begin, std::size_t indent, Colour colour,
+                            const std::string& text) {
+    const std::size_t width = m_width();
+    const std::size_t columns = width < indent + leastDetails ? leastDetails : width - indent;
+    m_stream << begin << Paint(colour, apps::Paragraph(text, columns, indent)) << std::endl;
+}
+
+void Terminal::WriteName(const std::string& client) {
+    if (client == m_named) return;
+    m_stream << Paint(Colour::Bold, client) << "\n";
+    m_named = client;
 }
 
 void Terminal::Show(const Received& received, const Message& message, const Outcome& outcome) {
@@ -270,11 +284,17 @@ void Terminal::Show(const Received& received, const Message& message, const Outc
 }
 
 void Terminal::ShowSamples(const Json::Value& record) {
-    if (!record.isMember("streams") && !record.isMember("devices")) return WriteMore("no samples");
-    WriteMore("sent" + StreamChart("fps", record, "vsFps") + StreamChart("kbps", record, "vsBitrate") +
-              StreamChart("audio kbps", record, "asBitrate"));
-    WriteMore("host" + PercentChart("cpu", record, "cpuUsage") + PercentChart("app", record, "cpuAppUsage") +
-              PercentChart("mem", record, "mem") + Chart("ping/50 ms", Samples(record, "devices", "nt")));
+    constexpr std::size_t indent = 4;
+    const std::string begin(indent, ' ');
+    if (!record.isMember("streams") && !record.isMember("devices"))
+        return WriteWrapped(begin, indent, Colour::None, "no samples");
+    WriteWrapped(begin, indent, Colour::None,
+                 "sent" + StreamChart("fps", record, "vsFps") + StreamChart("kbps", record, "vsBitrate") +
+                     StreamChart("audio kbps", record, "asBitrate"));
+    WriteWrapped(begin, indent, Colour::None,
+                 "host" + PercentChart("cpu", record, "cpuUsage") +
+                     PercentChart("app", record, "cpuAppUsage") + PercentChart("mem", record, "mem") +
+                     Chart("ping/50 ms", Samples(record, "devices", "nt")));
 }
 
 void Terminal::Show(std::int64_t wallMs, const Notice& notice) {
@@ -284,8 +304,8 @@ void Terminal::Show(std::int64_t wallMs, const Notice& notice) {
 }
 
 void Terminal::Remark(std::int64_t wallMs, const std::string& text) {
-    m_stream << Paint(Colour::Dim, LocalTime(wallMs)) << "  "
-             << Paint(Colour::Yellow, apps::Printable(text, 400)) << std::endl;
+    const std::string time = LocalTime(wallMs);
+    WriteWrapped(Paint(Colour::Dim, time) + " ", time.size() + 1, Colour::Yellow, apps::Printable(text, 400));
 }
 
 void Terminal::Summarise(std::int64_t, const Fleet& fleet) {
@@ -293,15 +313,22 @@ void Terminal::Summarise(std::int64_t, const Fleet& fleet) {
     if (fleet.Broadcasters().empty()) m_stream << "  no broadcaster was heard\n";
     for (const auto& [client, broadcaster] : fleet.Broadcasters()) {
         m_stream << "  " << client << (broadcaster.IsUp() ? " (up)" : " (dark)") << "\n";
-        for (const auto& [id, connection] : broadcaster.connections)
-            m_stream << "    " << id << " " << Padded(Role(broadcaster, connection), 6) << " "
-                     << Padded(Name(connection.link), 6) << " " << DescribeCounters(connection.counters)
-                     << "\n";
-        for (const auto& [sid, stream] : broadcaster.streams)
-            m_stream << "    " << DescribeStream(sid, stream) << "\n";
+        SummariseBroadcaster(broadcaster);
     }
     if (fleet.Malformed() > 0) m_stream << "  " << fleet.Malformed() << " malformed messages\n";
     m_stream << std::flush;
+}
+
+void Terminal::SummariseBroadcaster(const Broadcaster& broadcaster) {
+    constexpr std::size_t roleColumn = 6;
+    for (const auto& [id, connection] : broadcaster.connections) {
+        const std::string begin = "    " + id + " " +
+                                  apps::Padded(Role(broadcaster, connection), roleColumn) + " " +
+                                  apps::Padded(Name(connection.link), roleColumn) + " ";
+        WriteWrapped(begin, apps::Columns(begin), Colour::None, DescribeCounters(connection.counters));
+    }
+    for (const auto& [sid, stream] : broadcaster.streams)
+        WriteWrapped("    ", 6, Colour::None, DescribeStream(sid, stream));
 }
 
 }  // namespace collector

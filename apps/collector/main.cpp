@@ -9,10 +9,12 @@
 #include "collector/Clock.h"
 #include "collector/JsonLines.h"
 #include "collector/Options.h"
+#include "collector/Outputs.h"
 #include "collector/Terminal.h"
 #include "common/CommandLine.h"
 #include "common/Printable.h"
 #include "common/StopSignal.h"
+#include "common/TextWidth.h"
 
 namespace collector {
 namespace {
@@ -25,6 +27,25 @@ bool WantsColours() {
     return isatty(STDOUT_FILENO) == 1 && (!noColor || !*noColor);
 }
 
+bool IsOnThisMachine(const std::string& host) {
+    return host == "localhost" || host == "::1" || host.compare(0, 4, "127.") == 0;
+}
+
+std::string AdviceFor(Trouble::Kind kind, const BrokerOptions& broker) {
+    switch (kind) {
+        case Trouble::Kind::NothingListens:
+            if (IsOnThisMachine(broker.host))
+                return "Start one (mosquitto -p " + std::to_string(broker.port) +
+                       "), or name another with --broker HOST:PORT.\n";
+            return "No program listens there; --broker HOST:PORT names another.\n";
+        case Trouble::Kind::Refused:
+            return "A broker is there. --user NAME and --token-file FILE say who you are.\n";
+        case Trouble::Kind::Other:
+            break;
+    }
+    return "--broker HOST:PORT names another, --tls and --ca FILE speak TLS to it.\n";
+}
+
 class Collector {
 public:
     explicit Collector(const Options& options)
@@ -32,40 +53,35 @@ public:
           m_fleet(options.rules),
           m_link(options.broker, [this](const Received& received) { OnMessage(received); }) {
         if (options.json)
-            m_outputs.push_back(std::make_unique<JsonLines>(std::cout));
+            m_outputs.Add(std::make_unique<JsonLines>(std::cout), std::cout, "the standard output");
         else
-            m_outputs.push_back(std::make_unique<Terminal>(std::cout, WantsColours()));
+            m_outputs.Add(std::make_unique<Terminal>(std::cout, WantsColours(), apps::OutputWidth), std::cout,
+                          "the standard output");
         if (!options.recordFile.empty()) OpenRecord();
     }
 
     int Run() {
-        const std::string trouble = m_link.Connect();
-        if (!trouble.empty()) return Explain(trouble);
-        Remark("listening at " + Address());
+        if (const auto trouble = m_link.Connect()) return Explain(*trouble);
+        Remark("listening at " + Describe(m_options.broker));
         const Millis end = SteadyMs() + static_cast<Millis>(m_options.seconds * 1000);
-        while (!apps::StopRequested() && (m_options.seconds <= 0 || SteadyMs() < end))
+        while (!apps::StopRequested() && m_outputs.AnyLeft() && (m_options.seconds <= 0 || SteadyMs() < end))
             Step();
         m_link.Close();
-        if (m_options.summary) ForEachOutput([this](Output& output) { output.Summarise(WallMs(), m_fleet); });
-        return EXIT_SUCCESS;
+        if (m_options.summary) m_outputs.Summarise(WallMs(), m_fleet);
+        return m_outputs.AnyFailed() ? EXIT_FAILURE : EXIT_SUCCESS;
     }
 
 private:
-    std::string Address() const {
-        return m_options.broker.host + ":" + std::to_string(m_options.broker.port);
-    }
-
     void OpenRecord() {
         m_record.open(m_options.recordFile);
         if (!m_record) throw apps::UsageError("cannot write to " + m_options.recordFile);
-        m_outputs.push_back(std::make_unique<JsonLines>(m_record));
+        m_outputs.Add(std::make_unique<JsonLines>(m_record), m_record, m_options.recordFile);
     }
 
-    int Explain(const std::string& trouble) const {
-        std::cerr << "qolive-collector: no connection to a broker at " << apps::Printable(Address(), 300)
-                  << ": " << trouble << "\n"
-                  << "Start one (mosquitto -p " << m_options.broker.port
-                  << "), or name another with --broker HOST:PORT.\n";
+    int Explain(const Trouble& trouble) const {
+        std::cerr << "qolive-collector: no connection to a broker at "
+                  << apps::Printable(Describe(m_options.broker), 300) << ": " << trouble.text << "\n"
+                  << AdviceFor(trouble.kind, m_options.broker);
         return EXIT_FAILURE;
     }
 
@@ -74,7 +90,7 @@ private:
             Reconnect();
         else if (!m_link.Poll(pollMs)) {
             m_connected = false;
-            Remark("lost the broker");
+            Remark("lost the broker at " + Describe(m_options.broker));
         }
         if (m_connected)
             for (const Notice& notice : m_fleet.Tick(SteadyMs()))
@@ -83,10 +99,10 @@ private:
 
     void Reconnect() {
         std::this_thread::sleep_for(pauseBetweenConnects);
-        if (!m_link.Connect().empty()) return;
+        if (m_link.Connect()) return;
         m_connected = true;
         m_fleet.ListenAgain(SteadyMs());
-        Remark("the broker is back");
+        Remark("the broker is back at " + Describe(m_options.broker));
     }
 
     void OnMessage(const Received& received) {
@@ -104,30 +120,20 @@ private:
         }
         for (const Notice& notice : outcome.before)
             Tell(notice);
-        ForEachOutput([&](Output& output) { output.Show(received, message, outcome); });
+        m_outputs.Show(received, message, outcome);
         for (const Answer& answer : outcome.answers)
             m_link.Publish(answer);
         for (const Notice& notice : outcome.after)
             Tell(notice);
     }
 
-    void Tell(const Notice& notice) {
-        ForEachOutput([&](Output& output) { output.Show(WallMs(), notice); });
-    }
+    void Tell(const Notice& notice) { m_outputs.Show(WallMs(), notice); }
 
-    void Remark(const std::string& text) {
-        ForEachOutput([&](Output& output) { output.Remark(WallMs(), text); });
-    }
-
-    template <class Action>
-    void ForEachOutput(Action action) {
-        for (const std::unique_ptr<Output>& output : m_outputs)
-            action(*output);
-    }
+    void Remark(const std::string& text) { m_outputs.Remark(WallMs(), text); }
 
     Options m_options;
     std::ofstream m_record;
-    std::vector<std::unique_ptr<Output>> m_outputs;
+    Outputs m_outputs{std::cerr};
     Fleet m_fleet;
     BrokerLink m_link;
     bool m_connected = true;
@@ -137,6 +143,10 @@ int Main(const std::vector<std::string>& arguments) {
     const Options options = ParseOptions(arguments);
     if (options.help) {
         std::cout << HelpText();
+        return EXIT_SUCCESS;
+    }
+    if (options.version) {
+        std::cout << apps::VersionText("qolive-collector");
         return EXIT_SUCCESS;
     }
     apps::CatchStopSignals();

@@ -7,10 +7,13 @@
 #include <sstream>
 #include <utility>
 
+#include "common/TextWidth.h"
+
 namespace apps {
 namespace {
 
 constexpr std::size_t helpColumn = 26;
+constexpr std::size_t helpWidth = 80;
 constexpr double secondsPerYear = 366.0 * 86400.0;
 
 std::string Label(const Option& option) {
@@ -18,19 +21,22 @@ std::string Label(const Option& option) {
 }
 
 std::string HelpEntry(const Option& option) {
-    std::string line = "  " + Label(option);
-    if (line.size() + 2 > helpColumn)
-        line += "\n" + std::string(helpColumn, ' ');
-    else
-        line.resize(helpColumn, ' ');
-    for (char c : option.help) {
-        line += c;
-        if (c == '\n') line.append(helpColumn, ' ');
-    }
-    return line + "\n";
+    const std::string label = "  " + Label(option);
+    const std::string begin = label.size() + 2 > helpColumn ? label + "\n" + std::string(helpColumn, ' ')
+                                                            : Padded(label, helpColumn);
+    return begin + Paragraph(option.help, helpWidth - helpColumn, helpColumn) + "\n";
 }
 
 }  // namespace
+
+std::vector<Option> UsualOptions(bool& help, bool& version) {
+    return {{"help", "", "this text, also -h", [&help](const std::string&) { help = true; }},
+            {"version", "", "the version", [&version](const std::string&) { version = true; }}};
+}
+
+std::string VersionText(const std::string& program) {
+    return program + " (QoLiveReport) " + QOLIVE_VERSION + "\n";
+}
 
 CommandLine::CommandLine(std::string introduction, std::vector<Option> options, std::string epilogue)
     : m_introduction(std::move(introduction)),
@@ -38,7 +44,7 @@ CommandLine::CommandLine(std::string introduction, std::vector<Option> options, 
       m_epilogue(std::move(epilogue)) {}
 
 const Option& CommandLine::Find(const std::string& argument) const {
-    const std::string name = argument.substr(0, argument.find('='));
+    const std::string name = argument == "-h" ? "--help" : argument.substr(0, argument.find('='));
     const auto found = std::find_if(m_options.begin(), m_options.end(),
                                     [&](const Option& option) { return "--" + option.name == name; });
     if (found == m_options.end()) throw UsageError(name + " is not an option; --help lists them");

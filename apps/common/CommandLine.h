@@ -22,7 +22,13 @@ struct Option {
     std::function<void(const std::string& value)> apply;
 };
 
-/// Long options, `--name value` or `--name=value`. `--help` and `--version` are the caller's to declare.
+/// The options that every program has, `--help` (or `-h`) and `--version`: each sets its flag.
+std::vector<Option> UsualOptions(bool& help, bool& version);
+
+/// What `--version` prints.
+std::string VersionText(const std::string& program);
+
+/// Long options, `--name value` or `--name=value`, and `-h` for `--help`.
 class CommandLine {
 public:
     CommandLine(std::string introduction, std::vector<Option> options, std::string epilogue = {});
@@ -30,6 +36,7 @@ public:
     /// Applies every argument in order. Throws UsageError on the first that cannot be used.
     void Parse(const std::vector<std::string>& arguments) const;
 
+    /// Fits into 80 columns, as far as the introduction and the epilogue do.
     std::string Help() const;
 
 private:

@@ -19,9 +19,9 @@ using apps::UsageError;
 const char introduction[] =
     "usage: QoLive [OPTION ...]\n"
     "\n"
-    "Behaves as a broadcaster's program does: loads the reporting library, connects to MQTT 5 brokers, "
-    "reports a\n"
-    "heartbeat and follows a script of what happens in the show. Ctrl-C ends it in good order.\n";
+    "Behaves as a broadcaster's program does: loads the reporting library, connects\n"
+    "to MQTT 5 brokers, reports a heartbeat and follows a script of what happens in\n"
+    "the show. Ctrl-C ends it in good order.\n";
 
 constexpr auto most32 = std::numeric_limits<std::int32_t>::max();
 constexpr auto most64 = std::numeric_limits<std::int64_t>::max();
@@ -77,11 +77,11 @@ std::vector<apps::Option> ConnectionOptions(Options& options) {
         {"backup", "HOST:PORT,...", "backup servers (the main ones)",
          [&](const std::string& text) { options.backup = ParseAddresses("--backup", text); }},
         {"config", "FILE",
-         "read the servers from this JSON file instead:\n"
+         "read the servers from this JSON file instead: "
          "{\"gatewayDns\":{\"main\":[\"HOST:PORT\"],\"backup\":[]}}",
          [&](const std::string& path) { options.configFile = path; }},
         {"token-file", "FILE",
-         "file whose first line is the access token; without it the\n"
+         "file whose first line is the access token; without it the "
          "environment variable QOLIVE_TOKEN",
          [&](const std::string& path) { options.token = apps::ReadSecretFile(path); }},
         {"token-expires", "TIME", "when the token expires, seconds since 1970 (0: never)",
@@ -124,13 +124,13 @@ std::vector<apps::Option> StreamOptions(BroadcastOptions& options) {
     StreamSettings& settings = options.settings;
     return {
         {"publish", "URL",
-         "encode and send video, and report how well it goes:\n"
+         "encode and send video, and report how well it goes: "
          "udp://HOST:PORT (MPEG-TS) or rtmp://HOST/APP/KEY",
          [&](const std::string& url) { settings.publishUrl = url; }},
         {"input", "FILE", "media file to play in a loop (a moving picture and a tone)",
          [&](const std::string& path) { settings.inputFile = path; }},
         {"streams", "N",
-         "streams at once: anchor, co-host, mix, ... (1); over UDP they\n"
+         "streams at once: anchor, co-host, mix, ... (1); over UDP they "
          "go to PORT, PORT+2, PORT+4, ...",
          [&](const std::string& text) { options.streams = ParseInt("--streams", text, 1, 16); }},
         {"size", "WIDTHxHEIGHT", "of the picture (640x360)",
@@ -142,7 +142,7 @@ std::vector<apps::Option> StreamOptions(BroadcastOptions& options) {
         {"audio-kbps", "N", "bitrate of the sound (64)",
          [&](const std::string& text) { settings.audioKbps = ParseInt("--audio-kbps", text, 16, 320); }},
         {"load", "PERCENT",
-         "burn so much of each picture's time before encoding it; above\n"
+         "burn so much of each picture's time before encoding it; above "
          "100 pictures are lost (0)",
          [&](const std::string& text) { settings.loadPercent = ParseInt("--load", text, 0, 10000); }},
         {"figures", "FILE", "write the encoders' own figures, one JSON line a second",
@@ -160,29 +160,28 @@ std::vector<apps::Option> RunOptions(Options& options) {
          [&](const std::string& path) { options.logFile = path; }},
         {"quiet", "", "no log and no word about what is being done",
          [&](const std::string&) { options.quiet = true; }},
-        {"help", "", "this text", [&](const std::string&) { options.help = true; }},
     };
 }
 
 apps::CommandLine CommandLineOf(Options& options, const std::string& epilogue) {
     std::vector<apps::Option> all = ConnectionOptions(options);
-    for (const auto& more : {StreamOptions(options.broadcast), RunOptions(options)})
+    for (const auto& more : {StreamOptions(options.broadcast), RunOptions(options),
+                             apps::UsualOptions(options.help, options.version)})
         all.insert(all.end(), more.begin(), more.end());
     return apps::CommandLine(introduction, std::move(all), epilogue);
 }
 
 std::string ScriptHelp(const Actions& actions) {
     std::string text =
-        "Script: one line per action, <seconds> <action> <arguments>, seconds from the program's start. "
-        "Lines that begin\n"
-        "with # are skipped. A text with blanks stands in double quotes, but for a TEXT at the end of a "
-        "line, which\n"
-        "is taken as it stands.\n";
+        "Script: one line per action, <seconds> <action> <arguments>, seconds from the\n"
+        "program's start. Lines that begin with # are skipped. A text with blanks stands\n"
+        "in double quotes, but for a TEXT at the end of a line, which is taken as it\n"
+        "stands.\n";
     for (const Action& action : actions)
         text += "  " + Usage(action) + "\n      " + action.help + "\n";
     return text + "\nThe script that is followed without --script:\n" + defaultScript +
-           "\nExit status: 0 when it ran to its end, 1 when no connection could be started, 2 for a wrong "
-           "option or script.\n";
+           "\nExit status: 0 when it ran to its end, 1 when no connection could be started, 2\n"
+           "for a wrong option or script.\n";
 }
 
 Json::Value ToJson(const std::vector<std::string>& addresses) {

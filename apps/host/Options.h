@@ -22,6 +22,7 @@ struct Options {
     BroadcastOptions broadcast;
     bool quiet = false;
     bool help = false;
+    bool version = false;
 };
 
 /// Throws apps::UsageError.

@@ -114,6 +114,10 @@ int Main(const std::vector<std::string>& arguments) {
         std::cout << HelpText(Catalogue({}));
         return EXIT_SUCCESS;
     }
+    if (options.version) {
+        std::cout << apps::VersionText("QoLive");
+        return EXIT_SUCCESS;
+    }
     apps::CatchStopSignals();
     return Run(options);
 }

@@ -5,6 +5,7 @@
 #include <iostream>
 #include <memory>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "common/CommandLine.h"
@@ -24,10 +25,12 @@ constexpr auto turn = std::chrono::milliseconds(20);
 const char introduction[] =
     "usage: qolive-sink [OPTION ...]\n"
     "\n"
-    "Receives MPEG transport streams over UDP. Prints the frame rates and bitrates of what arrives, and the "
-    "sums "
-    "at\n"
-    "the end. Ctrl-C ends it in good order.\n";
+    "Receives MPEG transport streams over UDP. Prints the frame rates and bitrates of\n"
+    "what arrives, and the sums at the end. Ctrl-C ends it in good order.\n";
+
+const char epilogue[] =
+    "Exit status: 0 when it ran to its end, 1 when a port could not be had, 2 for a\n"
+    "wrong option.\n";
 
 struct Options {
     std::string host = "127.0.0.1";
@@ -35,21 +38,25 @@ struct Options {
     double interval = 5;
     double duration = 0;
     bool help = false;
+    bool version = false;
 };
 
 apps::CommandLine CommandLineOf(Options& options) {
-    return {introduction,
-            {{"host", "ADDRESS", "numeric IPv4 address to listen on (127.0.0.1)",
-              [&](const std::string& text) { options.host = text; }},
-             {"port", "PORT", "port to listen on, once for each stream; 0: any (5004)",
-              [&](const std::string& text) {
-                  options.ports.push_back(static_cast<int>(apps::ParseWhole("--port", text, 0, 65535)));
-              }},
-             {"interval", "SECONDS", "time between two lines of a stream (5)",
-              [&](const std::string& text) { options.interval = apps::ParseSeconds("--interval", text); }},
-             {"duration", "SECONDS", "how long to run; 0: until interrupted (0)",
-              [&](const std::string& text) { options.duration = apps::ParseSeconds("--duration", text); }},
-             {"help", "", "show this help", [&](const std::string&) { options.help = true; }}}};
+    std::vector<apps::Option> all{
+        {"host", "ADDRESS", "numeric IPv4 address to listen on (127.0.0.1)",
+         [&](const std::string& text) { options.host = text; }},
+        {"port", "PORT", "port to listen on, once for each stream; 0: any (5004)",
+         [&](const std::string& text) {
+             options.ports.push_back(static_cast<int>(apps::ParseWhole("--port", text, 0, 65535)));
+         }},
+        {"interval", "SECONDS", "time between two lines of a stream (5)",
+         [&](const std::string& text) { options.interval = apps::ParseSeconds("--interval", text); }},
+        {"duration", "SECONDS", "how long to run; 0: until interrupted (0)",
+         [&](const std::string& text) { options.duration = apps::ParseSeconds("--duration", text); }},
+    };
+    for (apps::Option& usual : apps::UsualOptions(options.help, options.version))
+        all.push_back(std::move(usual));
+    return {introduction, std::move(all), epilogue};
 }
 
 /// One port: what has arrived, and what of it has been shown.
@@ -145,6 +152,10 @@ int Main(const std::vector<std::string>& arguments) {
     CommandLineOf(options).Parse(arguments);
     if (options.help) {
         std::cout << CommandLineOf(options).Help();
+        return EXIT_SUCCESS;
+    }
+    if (options.version) {
+        std::cout << apps::VersionText("qolive-sink");
         return EXIT_SUCCESS;
     }
     apps::CatchStopSignals();

@@ -1,11 +1,15 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <sstream>
+#include <streambuf>
 
 #include "collector/JsonLines.h"
+#include "collector/Outputs.h"
 #include "collector/Sparkline.h"
 #include "collector/Terminal.h"
 #include "common/Printable.h"
+#include "common/TextWidth.h"
 #include "unit/collector/Samples.h"
 
 namespace collector {
@@ -98,7 +102,8 @@ protected:
     Fleet fleet{FleetRules{}};
     std::ostringstream text;
     std::ostringstream jsonText;
-    Terminal terminal{text, false};
+    std::size_t width = 1000;
+    Terminal terminal{text, false, [this] { return width; }};
     JsonLines json{jsonText};
 };
 
@@ -138,6 +143,117 @@ TEST_F(OutputTest, TextsOfABroadcasterReachTheTerminalEscaped) {
     Send("qolive/demo/0123abcd/up/4", R"({"bizType":7,"data":"\u001b]0;owned\u0007"})");
     EXPECT_EQ(text.str().find('\x1b'), std::string::npos);
     EXPECT_NE(text.str().find("\\x1b]0;owned\\x07"), std::string::npos);
+}
+
+class WidthTest : public OutputTest {
+protected:
+    void SendOfEveryKind(const std::string& client) {
+        const std::string topic = "qolive/" + client + "/0123abcd/";
+        Send(topic + "presence", R"({"online":true})");
+        Send(topic + "up/2", samples::live);
+        Send(topic + "up/4", R"({"bizType":7,"data":")" + std::string(90, 'x') + "\"}");
+        Send(topic + "up/5", samples::StreamRecord("7", "show"), samples::Head("1", 1));
+        Send(topic + "up/5", samples::Quality(1, "7"), samples::Head("3", 2));
+        Send(topic + "up/2", std::string(500, 'y'));
+        terminal.Remark(0, "listening at " + std::string(100, 'z'));
+        terminal.Summarise(0, fleet);
+    }
+
+    std::size_t Widest() const {
+        std::size_t widest = 0;
+        std::istringstream lines(text.str());
+        for (std::string line; std::getline(lines, line);)
+            widest = std::max(widest, apps::Columns(line));
+        return widest;
+    }
+};
+
+TEST_F(WidthTest, EverythingFitsTheWidthThatThereIs) {
+    for (const std::size_t columns : {80, 100, 109, 110, 132, 200}) {
+        width = columns;
+        text.str({});
+        SendOfEveryKind("demo-12345");
+        EXPECT_LE(Widest(), columns);
+        EXPECT_GT(Widest(), columns - 20) << "the width is used";
+    }
+}
+
+TEST_F(WidthTest, TheWidthMayChangeAtAnyTime) {
+    width = 200;
+    SendOfEveryKind("demo");
+    text.str({});
+    width = 80;
+    SendOfEveryKind("demo");
+    EXPECT_LE(Widest(), 80U);
+}
+
+TEST_F(WidthTest, ANarrowTerminalNamesABroadcasterOnceUntilAnotherComes) {
+    width = 80;
+    for (const char* client : {"one", "one", "two", "one"})
+        Send("qolive/" + std::string(client) + "/0123abcd/up/4", samples::command);
+    std::string names;
+    std::istringstream lines(text.str());
+    for (std::string line; std::getline(lines, line);)
+        if (line == "one" || line == "two") names += line + ".";
+    EXPECT_EQ(names, "one.two.one.");
+    EXPECT_EQ(text.str().find("one "), std::string::npos);
+}
+
+TEST_F(WidthTest, AWideTerminalNamesTheBroadcasterInEveryLine) {
+    width = 132;
+    Send("qolive/one/0123abcd/up/4", samples::command);
+    EXPECT_NE(text.str().find(" one          0123abcd "), std::string::npos) << text.str();
+}
+
+/// Takes some bytes and then nothing more.
+class FullDisk : public std::streambuf {
+public:
+    explicit FullDisk(std::streamsize room) : m_room(room) {}
+
+protected:
+    int overflow(int c) override { return m_room-- > 0 ? c : traits_type::eof(); }
+    std::streamsize xsputn(const char*, std::streamsize size) override {
+        m_room -= size;
+        return m_room >= 0 ? size : 0;
+    }
+
+private:
+    std::streamsize m_room;
+};
+
+TEST(Outputs, OneThatCannotBeWrittenToIsToldAboutOnceAndLeftOut) {
+    FullDisk disk(150);
+    std::ostream full(&disk);
+    std::ostringstream good;
+    std::ostringstream complaints;
+    Outputs outputs(complaints);
+    outputs.Add(std::make_unique<JsonLines>(full), full, "record.jsonl");
+    outputs.Add(std::make_unique<JsonLines>(good), good, "the standard output");
+    outputs.Remark(0, "first");
+    EXPECT_FALSE(outputs.AnyFailed());
+    EXPECT_EQ(complaints.str(), "");
+    for (int i = 0; i < 5; ++i)
+        outputs.Remark(0, "more");
+    EXPECT_TRUE(outputs.AnyFailed());
+    EXPECT_TRUE(outputs.AnyLeft());
+    const std::string complaint = complaints.str();
+    EXPECT_EQ(complaint.find("qolive-collector: cannot write to record.jsonl"), 0U) << complaint;
+    EXPECT_EQ(std::count(complaint.begin(), complaint.end(), '\n'), 1);
+    const std::string written = good.str();
+    EXPECT_EQ(std::count(written.begin(), written.end(), '\n'), 6);
+}
+
+TEST(Outputs, WithoutAnyLeftNothingIsLeftToDo) {
+    FullDisk disk(0);
+    std::ostream full(&disk);
+    std::ostringstream complaints;
+    Outputs outputs(complaints);
+    outputs.Add(std::make_unique<JsonLines>(full), full, "the standard output");
+    EXPECT_TRUE(outputs.AnyLeft());
+    outputs.Remark(0, "first");
+    EXPECT_FALSE(outputs.AnyLeft());
+    outputs.Remark(0, "second");
+    EXPECT_TRUE(outputs.AnyFailed());
 }
 
 TEST_F(OutputTest, EveryKindHasALineForAPerson) {
@@ -182,7 +298,7 @@ TEST_F(OutputTest, TheSummaryNamesConnectionsAndStreams) {
 
 TEST_F(OutputTest, ColoursAreUsedOnlyWhereWanted) {
     std::ostringstream coloured;
-    Terminal painter(coloured, true);
+    Terminal painter(coloured, true, [] { return std::size_t{80}; });
     painter.Remark(0, "text");
     EXPECT_NE(coloured.str().find("\x1b[33mtext\x1b[0m"), std::string::npos);
     terminal.Remark(0, "text");

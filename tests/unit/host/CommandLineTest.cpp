@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <sstream>
 
 namespace apps {
 namespace {
@@ -39,6 +40,32 @@ TEST_F(CommandLineTest, WhatCannotBeUsedIsNamed) {
     EXPECT_EQ(ErrorOf({"name"}), "name is not an option; --help lists them");
     EXPECT_EQ(ErrorOf({"--name"}), "--name NAME: the value is missing");
     EXPECT_EQ(ErrorOf({"--verbose=1"}), "--verbose takes no value");
+}
+
+TEST_F(CommandLineTest, HelpAndVersionAreUsual) {
+    for (const std::vector<std::string>& asked :
+         {std::vector<std::string>{"-h"}, {"--help"}, {"--version"}}) {
+        bool help = false;
+        bool version = false;
+        CommandLine("", UsualOptions(help, version)).Parse(asked);
+        EXPECT_EQ(help, asked[0] != "--version");
+        EXPECT_NE(version, help);
+    }
+    EXPECT_EQ(VersionText("program").find("program (QoLiveReport) "), 0U);
+    EXPECT_THROW(line.Parse({"-h"}), UsageError) << "where it is not declared";
+}
+
+TEST(CommandLineHelp, FitsInto80Columns) {
+    std::string help;
+    for (int i = 0; i < 40; ++i)
+        help += "word" + std::to_string(i) + " ";
+    const std::string text =
+        CommandLine("", {{"a-rather-long-name", "VALUE", help, {}}, {"b", "", help, {}}}).Help();
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);)
+        EXPECT_LE(line.size(), 80U) << line;
+    EXPECT_NE(text.find("\n                          word"), std::string::npos) << text;
+    EXPECT_NE(text.find("word39"), std::string::npos) << text;
 }
 
 TEST_F(CommandLineTest, HelpListsEveryOption) {
