@@ -1,11 +1,17 @@
 #include "host/Broadcast.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <iostream>
+#include <optional>
+#include <utility>
 
 #include "common/CommandLine.h"
 #include "common/Printable.h"
+#include "common/TextWidth.h"
 #include "data_report/DataReportManager.h"
+#include "host/PushStatus.h"
+#include "host/RetryPause.h"
 #include "host/pipeline/PipelineError.h"
 #include "host/pipeline/PipelineThread.h"
 #include "host/pipeline/PublishUrl.h"
@@ -44,11 +50,24 @@ std::string Rates(std::int64_t frames, std::int64_t bytes, double seconds) {
     return text;
 }
 
-std::string Describe(const StreamFacts& facts) {
+std::string DescribeEncoding(const StreamFacts& facts) {
     return facts.videoEncoder + " " + std::to_string(facts.width) + "x" + std::to_string(facts.height) + " " +
            std::to_string(facts.fps) + " fps " + std::to_string(facts.videoKbps) + " kbps, " +
-           facts.audioEncoder + " " + std::to_string(facts.audioKbps) + " kbps to " +
-           apps::Printable(facts.url, mostShownBytes);
+           facts.audioEncoder + " " + std::to_string(facts.audioKbps) + " kbps";
+}
+
+// What may go away by itself: the network and the server, not a mistake or a missing encoder.
+bool MayPass(EndCode code) {
+    return code == EndCode::PublishFailed || code == EndCode::PublishTimeout || code == EndCode::SendFailed;
+}
+
+EncoderFigures operator+(const EncoderFigures& a, const EncoderFigures& b) {
+    return {a.videoFrames + b.videoFrames, a.videoBytes + b.videoBytes, a.audioFrames + b.audioFrames,
+            a.audioBytes + b.audioBytes};
+}
+
+void RequireReadable(const std::string& path) {
+    if (!path.empty() && !std::ifstream(path)) throw apps::UsageError("cannot read the input file " + path);
 }
 
 }  // namespace
@@ -72,29 +91,27 @@ std::vector<PlannedStream> PlanStreams(const BroadcastOptions& options) {
 /// One stream with its report.
 class Broadcast::Stream {
 public:
-    Stream(const PlannedStream& plan, StreamIdentity identity)
+    Stream(const PlannedStream& plan, StreamIdentity identity, bool quiet)
         : m_id(plan.id),
-          m_feed(plan.id, data_report::StreamTypeEnum::Sampled, IdentityOf(plan, std::move(identity))),
-          m_pipeline(MakeStreamPipeline(plan.settings, m_feed)) {
-        m_pipeline->Start();
+          m_settings(plan.settings),
+          m_quiet(quiet),
+          m_push(plan.number),
+          m_feed(plan.id, data_report::StreamTypeEnum::Sampled, IdentityOf(plan, std::move(identity))) {
+        Begin();
     }
 
-    void Turn(std::int64_t nowMs, bool quiet) {
+    void Turn(std::int64_t nowMs) {
         m_feed.Turn(nowMs);
-        if (!m_announced && !m_feed.Facts().url.empty()) {
-            m_announced = true;
-            if (!quiet) Say(m_pipeline->Name() + (": " + Describe(m_feed.Facts())));
-        }
-        const StreamEnd end = m_feed.End();
-        if (m_ended || !end.ended) return;
-        m_ended = true;
-        // A fault is told even to those who want it quiet.
-        if (end.code != EndCode::Stopped) std::cerr << "QoLive: " << m_id << ": " << Reason(end) << std::endl;
+        m_push.Turn(m_feed.IsSending());
+        if (m_pipeline)
+            Watch();
+        else if (m_mayPass && Clock::now() >= m_nextTry)
+            Begin();
     }
 
     void ShowFigures(Clock::time_point now) {
-        if (m_ended) return;
-        const EncoderFigures figures = m_pipeline->Figures();
+        if (!m_sendingSince) return;
+        const EncoderFigures figures = FiguresNow();
         const double seconds = std::chrono::duration<double>(now - m_shownAt).count();
         Say(Rates(figures.videoFrames - m_shown.videoFrames, figures.videoBytes - m_shown.videoBytes,
                   seconds) +
@@ -107,7 +124,7 @@ public:
     }
 
     Json::Value Figures(std::int64_t nowMs) const {
-        const EncoderFigures figures = m_pipeline->Figures();
+        const EncoderFigures figures = FiguresNow();
         Json::Value line;
         line["t"] = static_cast<Json::Int64>(nowMs);
         line["stream"] = m_id;
@@ -119,7 +136,12 @@ public:
         return line;
     }
 
-    void Stop() { m_pipeline->Stop(); }
+    /// Empty while the stream is sent, or on its way to the first time.
+    const std::string& Fault() const { return m_fault; }
+
+    void Stop() {
+        if (m_pipeline) m_pipeline->Stop();
+    }
 
 private:
     static StreamIdentity IdentityOf(const PlannedStream& plan, StreamIdentity identity) {
@@ -129,20 +151,76 @@ private:
         return identity;
     }
 
-    static std::string Reason(const StreamEnd& end) { return apps::Printable(end.reason, mostShownBytes); }
+    void Begin() {
+        m_feed.Prepare();
+        m_pipeline = MakeStreamPipeline(m_settings, m_feed);
+        m_pipeline->Start();
+    }
 
-    void Say(const std::string& text) const { std::cout << "[" << m_id << "] " << text << std::endl; }
+    void Watch() {
+        if (m_feed.IsSending() && !m_sendingSince) Announce();
+        const StreamEnd end = m_feed.End();
+        if (end.ended) Close(end);
+    }
+
+    void Announce() {
+        m_sendingSince = m_shownAt = Clock::now();
+        m_shown = FiguresNow();
+        m_fault.clear();
+        if (std::exchange(m_announced, true)) return Say("is sent again");
+        const StreamFacts facts = m_feed.Facts();
+        Say(m_pipeline->Name() + (" to " + apps::Printable(facts.url, mostShownBytes)));
+        Say(DescribeEncoding(facts));
+    }
+
+    void Close(const StreamEnd& end) {
+        m_past = FiguresNow();
+        m_pipeline.reset();
+        const auto since = std::exchange(m_sendingSince, std::nullopt);
+        if (end.code == EndCode::Stopped) return;
+        m_fault = m_id + ": " + apps::Printable(end.reason, mostShownBytes);
+        m_mayPass = MayPass(end.code);
+        std::string next;
+        if (m_mayPass) next = "; trying again in " + PlanNextTry(since);
+        // A fault is told even to those who want it quiet.
+        std::cerr << "QoLive: " << m_fault << next << std::endl;
+    }
+
+    std::string PlanNextTry(std::optional<Clock::time_point> since) {
+        const auto now = Clock::now();
+        const auto held = since ? now - *since : Clock::duration::zero();
+        const auto pause = m_pause.Next(std::chrono::duration_cast<RetryPause::Time>(held));
+        m_nextTry = now + pause;
+        return std::to_string(pause.count() / 1000) + " s";
+    }
+
+    EncoderFigures FiguresNow() const { return m_pipeline ? m_past + m_pipeline->Figures() : m_past; }
+
+    void Say(const std::string& text) const {
+        const std::string begin = "[" + m_id + "] ";
+        const std::size_t width = std::max(apps::OutputWidth(), 2 * begin.size()) - begin.size();
+        if (!m_quiet) std::cout << begin << apps::Paragraph(text, width, begin.size()) << std::endl;
+    }
 
     const std::string m_id;
+    const StreamSettings m_settings;
+    const bool m_quiet;
+    PushStatus m_push;
     ReportingFeed m_feed;
-    std::unique_ptr<StreamPipeline> m_pipeline;
+    std::unique_ptr<StreamPipeline> m_pipeline;  // none while it waits for the next try
+    EncoderFigures m_past;                       // of the pipelines before this one
     EncoderFigures m_shown;
-    Clock::time_point m_shownAt = Clock::now();
+    Clock::time_point m_shownAt;
+    std::optional<Clock::time_point> m_sendingSince;
     bool m_announced = false;
-    bool m_ended = false;
+    std::string m_fault;
+    bool m_mayPass = false;
+    RetryPause m_pause;
+    Clock::time_point m_nextTry;
 };
 
 Broadcast::Broadcast(const BroadcastOptions& options) : m_options(options), m_plan(PlanStreams(options)) {
+    if (!m_plan.empty()) RequireReadable(options.settings.inputFile);
     if (options.figuresFile.empty()) return;
     m_figures.open(options.figuresFile, std::ios::trunc);
     if (!m_figures) throw apps::UsageError("cannot write the figures to " + options.figuresFile);
@@ -154,23 +232,22 @@ void Broadcast::Start() {
     if (m_plan.empty()) return;
     data_report::DataReportManager::Instance().Init();
     for (const PlannedStream& planned : m_plan)
-        m_streams.push_back(std::make_unique<Stream>(planned, m_options.identity));
+        m_streams.push_back(std::make_unique<Stream>(planned, m_options.identity, m_options.quiet));
     m_nextShown = Clock::now() + showInterval;
     m_nextWritten = Clock::now();
 }
 
 void Broadcast::Turn() {
     for (const auto& stream : m_streams)
-        stream->Turn(WallClockMs(), m_options.quiet);
+        stream->Turn(WallClockMs());
     if (Clock::now() >= m_nextWritten) WriteFigures();
     if (Clock::now() >= m_nextShown) ShowFigures();
 }
 
 void Broadcast::ShowFigures() {
     m_nextShown += showInterval;
-    for (const auto& stream : m_streams) {
-        if (!m_options.quiet) stream->ShowFigures(Clock::now());
-    }
+    for (const auto& stream : m_streams)
+        stream->ShowFigures(Clock::now());
 }
 
 void Broadcast::WriteFigures() {
@@ -180,11 +257,17 @@ void Broadcast::WriteFigures() {
     }
 }
 
-void Broadcast::Stop() {
-    for (const auto& stream : m_streams)
+std::vector<std::string> Broadcast::Stop() {
+    std::vector<std::string> faults;
+    for (const auto& stream : m_streams) {
+        if (!stream->Fault().empty()) faults.push_back(stream->Fault());
         stream->Stop();
+    }
     WriteFigures();
+    if (m_figures.is_open() && !m_figures)
+        faults.push_back("the figures could not be written to " + m_options.figuresFile);
     m_streams.clear();
+    return faults;
 }
 
 }  // namespace host

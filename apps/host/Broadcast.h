@@ -29,10 +29,13 @@ struct PlannedStream {
 /// over RTMP the stream's name at the end of the key. Throws apps::UsageError when a setting cannot be met.
 std::vector<PlannedStream> PlanStreams(const BroadcastOptions& options);
 
-/// The host's streams: their pipelines, their reports and what the terminal shows of them. For one thread.
+/// The host's streams: their pipelines, their reports, what the heartbeat says of their being sent and what
+/// the terminal shows of them. A stream that is lost, or whose address does not answer, is tried again after a
+/// pause that grows. For one thread.
 class Broadcast {
 public:
-    /// Throws apps::UsageError when a setting cannot be met or the file of figures cannot be written.
+    /// Throws apps::UsageError when a setting cannot be met, the input file cannot be read or the file of
+    /// figures cannot be written.
     explicit Broadcast(const BroadcastOptions& options);
     ~Broadcast();
     Broadcast(const Broadcast&) = delete;
@@ -42,8 +45,9 @@ public:
     void Start();
     /// To be called every now and then: reports what is due, shows figures every 5 s, writes them every second.
     void Turn();
-    /// Ends all streams and their reports.
-    void Stop();
+    /// Ends all streams and their reports. Says what did not work, for the user to read: a line for each stream
+    /// that was not being sent any more, with the reason, and one for figures that could not be written.
+    std::vector<std::string> Stop();
 
 private:
     using Clock = std::chrono::steady_clock;

@@ -202,21 +202,26 @@ Actions Catalogue(const Surroundings& surroundings) {
     return all;
 }
 
-const char defaultScript[] = R"(0    user demo-user 1
+std::string DefaultScript(int width, int height) {
+    const std::string size = std::to_string(width) + " " + std::to_string(height);
+    return R"(0    user demo-user 1
 0    session demo-session
 0    business 1 2
 0    heartbeat on
 3    talk on 1
-3    stream demo-show 7 1920 1080 1
+3    stream demo-show 7 )" +
+           size + R"( 1
 3    live on
 4    command 1 {"say":"welcome"}
 4    command 2 {"viewers":17}
-7    co-host 1 2 demo-guest 8 1280 720 1 2 demo-channel 1
+7    co-host 1 2 demo-guest 8 )" +
+           size + R"( 1 2 demo-channel 1
 7    co-host-push 1
 7    co-host-link on
 8    layout side-by-side
 8    command 3 {"say":"hello, guest"}
-11   mix demo-mix 1920 1080 9 1
+11   mix demo-mix )" +
+           size + R"( 9 1
 11   mix-status 1
 11   mix-mode 2
 14   command 1 {"say":"good night"}
@@ -224,5 +229,6 @@ const char defaultScript[] = R"(0    user demo-user 1
 15   mix-status 0
 15   talk off 1
 )";
+}
 
 }  // namespace host

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <string>
 
 #include "host/Script.h"
 
@@ -15,7 +16,7 @@ struct Surroundings {
 /// Everything that a script can do: one action per operation of the library's exported classes, about.
 Actions Catalogue(const Surroundings& surroundings);
 
-/// What a broadcaster does in the first 20 s of a show.
-extern const char defaultScript[];
+/// What a broadcaster whose pictures have that size does in the first 15 s of a show.
+std::string DefaultScript(int width, int height);
 
 }  // namespace host

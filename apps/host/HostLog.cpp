@@ -13,6 +13,7 @@ namespace host {
 namespace {
 
 constexpr std::size_t mostLineBytes = 65536;
+constexpr std::string_view ofConnections = "[msgcenter] sdklog: ";
 
 std::string TimeOfDay() {
     using namespace std::chrono;
@@ -48,11 +49,22 @@ HostLog::~HostLog() {
 
 void HostLog::OnLine(void* user, int level, const char* line) {
     auto& log = *static_cast<HostLog*>(user);
-    if (!log.m_stream) return;
-    const std::string text = TimeOfDay() + " " + std::to_string(level) + " " +
-                             apps::Printable(WithoutLineBreak(line), mostLineBytes) + "\n";
+    const std::string text = apps::Printable(WithoutLineBreak(line), mostLineBytes);
+    const std::string begin = TimeOfDay() + " " + std::to_string(level) + " ";
     const std::lock_guard<std::mutex> lock(log.m_mutex);
-    *log.m_stream << text << std::flush;
+    if (text.compare(0, ofConnections.size(), ofConnections) == 0)
+        log.m_lastOfConnections = text.substr(ofConnections.size());
+    if (log.m_stream) *log.m_stream << begin << text << std::endl;
+}
+
+std::string HostLog::LastOfConnections() const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_lastOfConnections;
+}
+
+bool HostLog::Failed() const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_stream && !*m_stream;
 }
 
 }  // namespace host

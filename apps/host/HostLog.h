@@ -16,10 +16,17 @@ public:
     HostLog(const HostLog&) = delete;
     HostLog& operator=(const HostLog&) = delete;
 
+    /// The latest line about the connections, empty when there was none.
+    std::string LastOfConnections() const;
+
+    /// Whether a line could not be written.
+    bool Failed() const;
+
 private:
     static void OnLine(void* user, int level, const char* line);
 
-    std::mutex m_mutex;
+    mutable std::mutex m_mutex;
+    std::string m_lastOfConnections;
     std::ofstream m_file;
     std::ostream* m_stream;
 };

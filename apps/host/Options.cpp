@@ -61,10 +61,14 @@ std::vector<std::string> ParseAddresses(const std::string& name, const std::stri
     return addresses;
 }
 
+constexpr int tlsButToLoopback = 0;
+constexpr int tlsAlways = 1;
+constexpr int tlsNever = 2;
+
 int ParseTlsMode(const std::string& text) {
-    if (text == "auto") return 0;
-    if (text == "always") return 1;
-    if (text == "never") return 2;
+    if (text == "auto") return tlsButToLoopback;
+    if (text == "always") return tlsAlways;
+    if (text == "never") return tlsNever;
     throw UsageError("--tls is none of auto, always, never: " + text);
 }
 
@@ -88,8 +92,11 @@ std::vector<apps::Option> ConnectionOptions(Options& options) {
          [&](const std::string& text) {
              options.tokenExpires = apps::ParseWhole("--token-expires", text, 0, most64);
          }},
-        {"tls", "MODE", "auto: TLS but to loopback addresses; always; never (auto)",
-         [&](const std::string& text) { options.base.intValue2 = ParseTlsMode(text); }},
+        {"tls", "MODE", "auto: TLS but to loopback addresses; always; never (auto; with --ca: always)",
+         [&](const std::string& text) {
+             options.base.intValue2 = ParseTlsMode(text);
+             options.tlsChosen = true;
+         }},
         {"ca", "FILE", "trust the certificates in this PEM file, not the system's",
          [&](const std::string& path) { options.base.textValue2 = path; }},
         {"client", "NAME", "name of this installation: letters, digits, _ and - (random)",
@@ -125,7 +132,7 @@ std::vector<apps::Option> StreamOptions(BroadcastOptions& options) {
     return {
         {"publish", "URL",
          "encode and send video, and report how well it goes: "
-         "udp://HOST:PORT (MPEG-TS) or rtmp://HOST/APP/KEY",
+         "udp://HOST:PORT (MPEG-TS) or rtmp://HOST/APP/KEY; tried again when lost",
          [&](const std::string& url) { settings.publishUrl = url; }},
         {"input", "FILE", "media file to play in a loop (a moving picture and a tone)",
          [&](const std::string& path) { settings.inputFile = path; }},
@@ -172,6 +179,7 @@ apps::CommandLine CommandLineOf(Options& options, const std::string& epilogue) {
 }
 
 std::string ScriptHelp(const Actions& actions) {
+    const StreamSettings usual;
     std::string text =
         "Script: one line per action, <seconds> <action> <arguments>, seconds from the\n"
         "program's start. Lines that begin with # are skipped. A text with blanks stands\n"
@@ -179,9 +187,12 @@ std::string ScriptHelp(const Actions& actions) {
         "stands.\n";
     for (const Action& action : actions)
         text += "  " + Usage(action) + "\n      " + action.help + "\n";
-    return text + "\nThe script that is followed without --script:\n" + defaultScript +
-           "\nExit status: 0 when it ran to its end, 1 when no connection could be started, 2\n"
-           "for a wrong option or script.\n";
+    return text + "\nThe script that is followed without --script:\n" +
+           DefaultScript(usual.width, usual.height) +
+           "\nAt the end, however it comes, what is still live is reported as over.\n"
+           "\nExit status: 0 when it ran to its end; 1 when no server was reached, a stream\n"
+           "was not being sent at the end or a file could not be written; 2 for a wrong\n"
+           "option, script or input file.\n";
 }
 
 Json::Value ToJson(const std::vector<std::string>& addresses) {
@@ -221,6 +232,8 @@ Options ParseOptions(const std::vector<std::string>& arguments) {
             std::getenv("QOLIVE_TOKEN"))  // NOLINT(concurrency-mt-unsafe): no thread writes it
         options.token = token;
     CommandLineOf(options, {}).Parse(arguments);
+    // Who names an authority wants its certificates checked, on this machine as well.
+    if (!options.tlsChosen && !options.base.textValue2.empty()) options.base.intValue2 = tlsAlways;
     return options;
 }
 

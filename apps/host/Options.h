@@ -16,6 +16,7 @@ struct Options {
     std::string token;                                ///< secret
     std::int64_t tokenExpires = 0;                    ///< seconds since 1970-01-01 UTC; 0 = never
     Bas::HeartBaseConfig base;
+    bool tlsChosen = false;
     double duration = -1;  ///< seconds; below 0: until a while after the script's last step
     std::string scriptFile;
     std::string logFile;

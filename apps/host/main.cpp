@@ -8,7 +8,9 @@
 #include "common/CommandLine.h"
 #include "common/Printable.h"
 #include "common/StopSignal.h"
+#include "common/TextWidth.h"
 #include "data_report/DataReportManager.h"
+#include "heartbeat/LiveHeartReport.h"
 #include "heartbeat/LiveHeartReportManager.h"
 #include "host/Broadcast.h"
 #include "host/Catalogue.h"
@@ -33,23 +35,54 @@ double SecondsSince(Clock::time_point start) {
     return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-void Announce(const Step& step, bool quiet) {
+void Announce(double seconds, const std::string& text, bool quiet) {
     if (quiet) return;
     char time[32];
-    std::snprintf(time, sizeof time, "%7.1f s  ", step.seconds);
-    std::cout << time << apps::Printable(step.text, mostShownBytes) << std::endl;
+    const int length = std::snprintf(time, sizeof time, "%7.1f s  ", seconds);
+    const auto indent = static_cast<std::size_t>(length);
+    std::cout << time
+              << apps::Paragraph(apps::Printable(text, mostShownBytes), apps::OutputWidth() - indent, indent)
+              << std::endl;
 }
 
-void Follow(const std::vector<Step>& steps, double duration, bool quiet, Broadcast& broadcast) {
+bool ReachedAServer() {
+    return LiveHeartReport::GetInstance()->isConnecting() ||
+           data_report::DataReportManager::Instance().IsConnected();
+}
+
+/// What a whole show led to.
+struct Course {
+    double seconds = 0;
+    bool reachedAServer = false;
+};
+
+Course Follow(const std::vector<Step>& steps, double duration, bool quiet, Broadcast& broadcast) {
     const Clock::time_point start = Clock::now();
+    Course course;
     auto next = steps.begin();
-    while (!apps::StopRequested() && SecondsSince(start) < duration) {
+    while (!apps::StopRequested() && (course.seconds = SecondsSince(start)) < duration) {
         for (; next != steps.end() && next->seconds <= SecondsSince(start); ++next) {
-            Announce(*next, quiet);
+            Announce(next->seconds, next->text, quiet);
             next->run();
         }
         broadcast.Turn();
+        course.reachedAServer = course.reachedAServer || ReachedAServer();
         std::this_thread::sleep_for(turn);
+    }
+    return course;
+}
+
+// What is still live ends with the program; the last heartbeats say so.
+void EndShow(double seconds, bool quiet) {
+    LiveHeartReport& heartbeat = *LiveHeartReport::GetInstance();
+    const LiveHeartReportData state = heartbeat.GetLiveHeartReportData();
+    if (state.micStatus == 1) {
+        Announce(seconds, "co-host-link off", quiet);
+        heartbeat.updatemicStatus(false);
+    }
+    if (state.liveStatus == 1) {
+        Announce(seconds, "live off", quiet);
+        heartbeat.updateliveStatus(false);
     }
 }
 
@@ -59,7 +92,9 @@ double DurationOf(const Options& options, const std::vector<Step>& steps) {
 }
 
 std::vector<Step> ReadSteps(const Options& options, const Actions& actions) {
-    if (options.scriptFile.empty()) return ParseScript("the default script", defaultScript, actions);
+    const StreamSettings& pictures = options.broadcast.settings;
+    if (options.scriptFile.empty())
+        return ParseScript("the default script", DefaultScript(pictures.width, pictures.height), actions);
     return ParseScript(options.scriptFile, ReadScriptFile(options.scriptFile), actions);
 }
 
@@ -87,6 +122,12 @@ BroadcastOptions WithIdentity(const Options& options) {
     return broadcast;
 }
 
+int Tell(const std::vector<std::string>& faults) {
+    for (const std::string& fault : faults)
+        std::cerr << "QoLive: " << fault << "\n";
+    return faults.empty() ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
 int Run(const Options& options) {
     const std::string config = FactoryConfig(options);
     Bas::CMsgCenterFactory& factory = *Bas::CMsgCenterFactory::Inst();
@@ -101,11 +142,15 @@ int Run(const Options& options) {
     }
     data_report::DataReportManager::Instance().Init();
     broadcast.Start();
-    Follow(steps, DurationOf(options, steps), options.quiet, broadcast);
-    broadcast.Stop();
+    const Course course = Follow(steps, DurationOf(options, steps), options.quiet, broadcast);
+    const std::string lastOfConnections = log.LastOfConnections();
+    EndShow(course.seconds, options.quiet);
+    std::vector<std::string> faults = broadcast.Stop();
+    if (!course.reachedAServer) faults.push_back("no server was reached: " + lastOfConnections);
     LiveHeartReportManager::GetInstance()->stopLiveheart();
     factory.Stop();
-    return EXIT_SUCCESS;
+    if (log.Failed()) faults.push_back("the log could not be written to " + options.logFile);
+    return Tell(faults);
 }
 
 int Main(const std::vector<std::string>& arguments) {

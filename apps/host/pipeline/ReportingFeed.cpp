@@ -40,19 +40,26 @@ ReportingFeed::ReportingFeed(const std::string& streamId, data_report::StreamTyp
     Feed(DataTypeEnum::LiveType, identity.liveType);
     Feed(DataTypeEnum::ClarityLevel, identity.clarity);
     Feed(DataTypeEnum::NetworkType, identity.network);
-    FeedState(StreamState::Connecting, EndCode::Stopped);
 }
 
 ReportingFeed::~ReportingFeed() {
     Reports().ReportStop(m_streamId);
 }
 
+void ReportingFeed::Prepare() {
+    FeedState(StreamState::Connecting, EndCode::Stopped);
+    const MutexLock lock(m_mutex);
+    m_end = {};
+}
+
 void ReportingFeed::Turn(std::int64_t nowMs) {
-    if (m_startReportedMs == 0 && m_startDue && Reports().IsConnected()) {
+    if (m_startDue && Reports().IsConnected()) {
+        m_startDue = false;
         Report(EventTypeEnum::StreamStart);
         m_startReportedMs = nowMs;
     }
-    const bool accepted = m_startReportedMs != 0 && nowMs - m_startReportedMs >= acceptanceTimeMs;
+    const bool accepted =
+        !m_startDue && m_startReportedMs != 0 && nowMs - m_startReportedMs >= acceptanceTimeMs;
     if (accepted && m_firstFrameDue.exchange(false)) Report(EventTypeEnum::FirstFrame);
 }
 
@@ -88,6 +95,7 @@ void ReportingFeed::OnPublishAnswered(std::int64_t nowMs, const StreamFacts& fac
         const MutexLock lock(m_mutex);
         m_facts = facts;
     }
+    m_startKnown = true;
     m_startDue = true;
 }
 
@@ -95,6 +103,7 @@ void ReportingFeed::OnFirstPacketSent(std::int64_t nowMs) {
     Feed(DataTypeEnum::FirstFrameArrivalTime, nowMs);
     Feed(DataTypeEnum::FirstFrameTime, nowMs);
     m_firstFrameDue = true;
+    m_sending = true;
 }
 
 void ReportingFeed::OnCaptured(MediaKind kind) {
@@ -121,6 +130,7 @@ void ReportingFeed::OnSent(MediaKind kind, std::size_t bytes) {
 }
 
 void ReportingFeed::OnEnded(std::int64_t nowMs, EndCode code, const std::string& reason) {
+    m_sending = false;
     Feed(DataTypeEnum::StreamEndTime, nowMs);
     FeedState(StreamState::Ended, code);
     {
@@ -128,7 +138,7 @@ void ReportingFeed::OnEnded(std::int64_t nowMs, EndCode code, const std::string&
         m_end = {true, code, reason};
     }
     // A stream that never began is reported with the reason.
-    if (code != EndCode::Stopped) m_startDue = true;
+    if (code != EndCode::Stopped && !m_startKnown.exchange(true)) m_startDue = true;
 }
 
 void ReportingFeed::Feed(DataTypeEnum slot, std::int64_t value) const {

@@ -44,7 +44,8 @@ struct StreamEnd {
 ///
 /// The two events do not go out from the pipeline's threads but from Turn: the stream record once the report
 /// channel is up, since what is queued before waits for a record after it, and the first-frame record when
-/// the server has had time to accept the stream, since the library drops it before.
+/// the server has had time to accept the stream, since the library drops it before. A stream that is lost and
+/// comes back is reported as it begins again; one that never began, once, with the reason.
 class ReportingFeed : public StreamFeed {
 public:
     static constexpr std::int64_t acceptanceTimeMs = 2000;
@@ -57,13 +58,18 @@ public:
     ReportingFeed(const ReportingFeed&) = delete;
     ReportingFeed& operator=(const ReportingFeed&) = delete;
 
+    /// The stream is about to be started, for the first time or again; no pipeline is running.
+    void Prepare();
+
     /// Reports the events that are due. To be called every now and then, on one thread.
     void Turn(std::int64_t nowMs);
 
     /// For any thread.
     std::int64_t FramesLost() const { return m_framesLost; }
+    /// Since the stream was last started.
     StreamEnd End() const;
-    /// Empty settings until the publish address has answered.
+    bool IsSending() const { return m_sending; }
+    /// Empty settings until the publish address has answered for the first time.
     StreamFacts Facts() const;
 
     void OnPublishRequested(std::int64_t nowMs, const StreamFacts& facts) override;
@@ -85,6 +91,8 @@ private:
 
     const std::string m_streamId;
     std::atomic<bool> m_startDue{false};
+    std::atomic<bool> m_startKnown{false};  // a start, or why there is none, has been due
+    std::atomic<bool> m_sending{false};
     std::atomic<bool> m_firstFrameDue{false};
     std::atomic<std::int64_t> m_framesLost{0};
     std::int64_t m_startReportedMs = 0;

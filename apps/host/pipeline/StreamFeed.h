@@ -48,11 +48,12 @@ public:
     virtual ~StreamFeed() = default;
 
     /// The connection to the publish address is about to be opened; the server's address is not known yet.
-    /// Comes at most once.
+    /// Comes at most once for each start.
     virtual void OnPublishRequested(std::int64_t nowMs, const StreamFacts& facts) = 0;
-    /// The address has answered (for UDP: the socket is open). Comes at most once, before any frame.
+    /// The address has answered (for UDP: the socket is open). Comes at most once for each start, before any
+    /// frame.
     virtual void OnPublishAnswered(std::int64_t nowMs, const StreamFacts& facts) = 0;
-    /// The first packet has left. Comes at most once, just before its OnSent.
+    /// The first packet has left. Comes at most once for each start, just before its OnSent.
     virtual void OnFirstPacketSent(std::int64_t nowMs) = 0;
 
     /// The source has produced a frame.

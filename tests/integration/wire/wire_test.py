@@ -211,7 +211,7 @@ class Trouble(StageTest):
         host = self.stage.run([*host_program(), "--main", f"127.0.0.1:{self.stage.port}",
                                "--client", "stranger", "--duration", "2"], self.stage.folder / "stranger.log",
                               env={**os.environ, "QOLIVE_TOKEN": "wrong-token"})
-        self.assertEqual(host.popen.wait(30), 0)
+        self.assertEqual(host.popen.wait(30), 1)
         self.assertIn("refused", host.text().lower())
         self.assertNotIn("wrong-token", host.text())
 

@@ -4,6 +4,7 @@
 
 #include "common/CommandLine.h"
 #include "host/Options.h"
+#include "host/RetryPause.h"
 
 namespace host {
 namespace {
@@ -62,6 +63,27 @@ TEST(Broadcast, AFileOfFiguresThatCannotBeWrittenIsRefused) {
     BroadcastOptions options;
     options.figuresFile = "/nonexistent/figures";
     EXPECT_THROW(Broadcast unwritable(options), apps::UsageError);
+}
+
+TEST(Broadcast, AnInputFileThatCannotBeReadIsRefused) {
+    BroadcastOptions options;
+    options.settings.publishUrl = "udp://127.0.0.1:5004";
+    options.settings.inputFile = "/nonexistent/input.mp4";
+    EXPECT_THROW(Broadcast unreadable(options), apps::UsageError);
+}
+
+TEST(RetryPause, GrowsUpToHalfAMinute) {
+    RetryPause pause;
+    for (const int seconds : {1, 2, 4, 8, 16, 30, 30})
+        EXPECT_EQ(pause.Next(RetryPause::Time(0)).count(), 1000 * seconds);
+}
+
+TEST(RetryPause, BeginsAgainAfterAStreamThatHeld) {
+    RetryPause pause;
+    pause.Next(RetryPause::Time(0));
+    EXPECT_EQ(pause.Next(RetryPause::heldLongEnough - RetryPause::Time(1)).count(), 2000);
+    EXPECT_EQ(pause.Next(RetryPause::heldLongEnough).count(), 1000);
+    EXPECT_EQ(pause.Next(RetryPause::Time(0)).count(), 2000);
 }
 
 TEST(Options, TheStreamIsDescribed) {

@@ -113,9 +113,12 @@ TEST_F(CatalogueTest, AStreamIsReported) {
 }
 
 TEST_F(CatalogueTest, TheDefaultScriptRuns) {
-    Run(defaultScript);
+    Run(DefaultScript(640, 360));
     EXPECT_EQ(State().liveStatus, 1);
     EXPECT_EQ(State().sessionId, "demo-session");
+    EXPECT_EQ(State().width, 640) << "as the pictures are encoded";
+    EXPECT_EQ(State().height, 360);
+    EXPECT_EQ(State().mixWidth, 640);
 }
 
 }  // namespace

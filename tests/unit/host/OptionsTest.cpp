@@ -78,6 +78,13 @@ TEST(Options, ThePassThroughValuesAreSet) {
     EXPECT_EQ(options.base.textValue2, "ca.pem");
 }
 
+TEST(Options, AnAuthorityMeansTlsUnlessItIsSaidOtherwise) {
+    EXPECT_EQ(ParseOptions({}).base.intValue2, 0);
+    EXPECT_EQ(ParseOptions({"--ca", "ca.pem"}).base.intValue2, 1);
+    EXPECT_EQ(ParseOptions({"--ca", "ca.pem", "--tls", "auto"}).base.intValue2, 0);
+    EXPECT_EQ(ParseOptions({"--tls", "never", "--ca", "ca.pem"}).base.intValue2, 2);
+}
+
 TEST(Options, WrongValuesAreRefused) {
     for (const std::vector<std::string>& wrong :
          std::vector<std::vector<std::string>>{{"--main", "nowhere"},
@@ -103,7 +110,7 @@ TEST(Options, HelpNamesEveryActionAndTheDefaultScript) {
     const std::string help = HelpText(actions);
     for (const Action& action : actions)
         EXPECT_NE(help.find("  " + Usage(action) + "\n"), std::string::npos) << action.name;
-    EXPECT_NE(help.find(defaultScript), std::string::npos);
+    EXPECT_NE(help.find(DefaultScript(640, 360)), std::string::npos);
 }
 
 }  // namespace

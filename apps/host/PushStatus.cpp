@@ -1,0 +1,38 @@
+#include "host/PushStatus.h"
+
+#include <utility>
+
+#include "heartbeat/LiveHeartReport.h"
+
+namespace host {
+namespace {
+
+constexpr int notPushing = 0;
+
+struct Access {
+    std::int32_t LiveHeartReportData::*field;
+    void (LiveHeartReport::*update)(int);
+};
+
+constexpr Access accesses[] = {
+    {&LiveHeartReportData::pushStatus, &LiveHeartReport::updatePushStatus},
+    {&LiveHeartReportData::micPushStatus, &LiveHeartReport::updateMicPushStatus},
+    {&LiveHeartReportData::mixStatus, &LiveHeartReport::updateMixStreamStatus},
+};
+
+}  // namespace
+
+void PushStatus::Turn(bool sending) {
+    if (m_number < 1 || m_number > 3) return;
+    const Access& access = accesses[m_number - 1];
+    LiveHeartReport& heartbeat = *LiveHeartReport::GetInstance();
+    const int status = heartbeat.GetLiveHeartReportData().*access.field;
+    if (!sending && status != notPushing) {
+        m_setByHost = status;
+        (heartbeat.*access.update)(notPushing);
+    } else if (sending && status == notPushing && m_setByHost != notPushing) {
+        (heartbeat.*access.update)(std::exchange(m_setByHost, notPushing));
+    }
+}
+
+}  // namespace host

@@ -1,0 +1,137 @@
+// Streams whose server is away, or goes away, in the host as a whole.
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <thread>
+
+#include "fakes/FakeMsgCenter.h"
+#include "heartbeat/LiveHeartReport.h"
+#include "host/Broadcast.h"
+#include "platform/JsonText.h"
+#include "unit/host/pipeline/Decoded.h"
+
+namespace host {
+namespace {
+
+constexpr int streamCommand = 5;
+constexpr int pushing = 2;
+
+// A TCP port of this machine that nobody listens on.
+int FreePort() {
+    const int fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address = {};
+    socklen_t size = sizeof address;
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    auto* generic = reinterpret_cast<sockaddr*>(&address);
+    EXPECT_EQ(bind(fd, generic, size), 0);
+    EXPECT_EQ(getsockname(fd, generic, &size), 0);
+    close(fd);
+    return ntohs(address.sin_port);
+}
+
+int PushStatusNow() {
+    return LiveHeartReport::GetInstance()->GetLiveHeartReportData().pushStatus;
+}
+
+class LostStreamTest : public testing::Test {
+protected:
+    LostStreamTest() {
+        options.settings.publishUrl = "rtmp://127.0.0.1:" + std::to_string(FreePort()) + "/live/key";
+        options.settings.width = 160;
+        options.settings.height = 120;
+        options.settings.fps = 15;
+        options.settings.answerTimeout = std::chrono::milliseconds(2000);
+        options.quiet = true;
+        broadcast.emplace(options);
+        broadcast->Start();
+        center.connect(streamCommand);
+        LiveHeartReport::GetInstance()->updatePushStatus(pushing);
+    }
+    ~LostStreamTest() override {
+        if (m_server.joinable()) m_server.join();
+    }
+
+    /// Turns the broadcast until `reached`; false when that takes too long.
+    bool TurnUntil(const std::function<bool()>& reached) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(40);
+        do {
+            broadcast->Turn();
+            if (reached()) return true;
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        } while (std::chrono::steady_clock::now() < deadline);
+        return false;
+    }
+
+    /// A server takes one client and hangs up after so many pictures.
+    void Serve(int pictures) {
+        if (m_server.joinable()) m_server.join();
+        m_server =
+            std::thread([url = options.settings.publishUrl, pictures] { RtmpServer(url).Decode(pictures); });
+    }
+
+    /// The stream records that the server side has got.
+    std::vector<Json::Value> StreamRecords() const {
+        std::vector<Json::Value> records;
+        for (const fakes::SentMessage& message : center.sent(streamCommand)) {
+            Json::Value head;
+            Json::Value body;
+            EXPECT_TRUE(ParseJson(message.head, head) && ParseJson(message.body, body));
+            if (head["type"] == 1) records.push_back(body);
+        }
+        return records;
+    }
+
+    BroadcastOptions options;
+    fakes::FakeMsgCenter center = fakes::FakeMsgCenter::main();
+    std::optional<Broadcast> broadcast;
+
+private:
+    std::thread m_server;
+};
+
+TEST_F(LostStreamTest, AServerThatNeverAnswersIsTriedAgainReportedOnceAndAFaultInTheEnd) {
+    ASSERT_TRUE(TurnUntil([&] { return StreamRecords().size() == 1; }));
+    EXPECT_EQ(PushStatusNow(), 0);
+    const auto start = std::chrono::steady_clock::now();
+    TurnUntil([&] { return std::chrono::steady_clock::now() - start > std::chrono::seconds(4); });
+    EXPECT_EQ(StreamRecords().size(), 1U) << "not for each try";
+    EXPECT_EQ(StreamRecords()[0]["code"].asInt(), static_cast<int>(EndCode::PublishFailed));
+    const std::vector<std::string> faults = broadcast->Stop();
+    ASSERT_EQ(faults.size(), 1U);
+    EXPECT_EQ(faults[0].find("anchor: publish address \"" + options.settings.publishUrl + "\": "), 0U)
+        << faults[0];
+}
+
+TEST_F(LostStreamTest, IsSentAgainWhenTheServerIsBackAndTheHeartbeatSaysWhatIsTrue) {
+    Serve(20);
+    ASSERT_TRUE(TurnUntil([] { return PushStatusNow() == pushing; })) << "the server is there";
+    ASSERT_TRUE(TurnUntil([] { return PushStatusNow() == 0; })) << "it has hung up";
+    Serve(100000);
+    ASSERT_TRUE(TurnUntil([] { return PushStatusNow() == pushing; })) << "another is there";
+    ASSERT_TRUE(TurnUntil([&] {
+        const auto records = StreamRecords();
+        return records.size() >= 2 && records.back()["state"] == 1;
+    })) << "reported as it begins again";
+    const auto records = StreamRecords();
+    EXPECT_GT(records.back()["requestTime"].asInt64(), records.front()["requestTime"].asInt64());
+    EXPECT_EQ(records.back()["sid"], records.front()["sid"]);
+    EXPECT_TRUE(broadcast->Stop().empty());
+}
+
+TEST_F(LostStreamTest, StopsAtOnceInTheMiddleOfAPause) {
+    ASSERT_TRUE(TurnUntil([&] { return !StreamRecords().empty(); }));
+    const auto start = std::chrono::steady_clock::now();
+    broadcast->Stop();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+}
+
+}  // namespace
+}  // namespace host
