@@ -14,17 +14,18 @@ struct Access {
     void (LiveHeartReport::*update)(int);
 };
 
-constexpr Access accesses[] = {
-    {&LiveHeartReportData::pushStatus, &LiveHeartReport::updatePushStatus},
-    {&LiveHeartReportData::micPushStatus, &LiveHeartReport::updateMicPushStatus},
-    {&LiveHeartReportData::mixStatus, &LiveHeartReport::updateMixStreamStatus},
-};
+// Not a table: the addresses of imported functions are known at run time only.
+Access AccessOf(int number) {
+    if (number == 1) return {&LiveHeartReportData::pushStatus, &LiveHeartReport::updatePushStatus};
+    if (number == 2) return {&LiveHeartReportData::micPushStatus, &LiveHeartReport::updateMicPushStatus};
+    return {&LiveHeartReportData::mixStatus, &LiveHeartReport::updateMixStreamStatus};
+}
 
 }  // namespace
 
 void PushStatus::Turn(bool sending) {
     if (m_number < 1 || m_number > 3) return;
-    const Access& access = accesses[m_number - 1];
+    const Access access = AccessOf(m_number);
     LiveHeartReport& heartbeat = *LiveHeartReport::GetInstance();
     const int status = heartbeat.GetLiveHeartReportData().*access.field;
     if (!sending && status != notPushing) {
