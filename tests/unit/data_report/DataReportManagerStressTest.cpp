@@ -1,10 +1,16 @@
 #include <atomic>
 #include <thread>
 
+#include "integration/support/LongForm.h"
 #include "unit/data_report/ManagerUnderTest.h"
 
 namespace data_report {
 namespace {
+
+// How much more there is of everything in the long form.
+int times() {
+    return support::LongForm() ? 20 : 1;
+}
 
 class Stress : public ManagerUnderTest {
 protected:
@@ -46,7 +52,8 @@ TEST_F(Stress, AThousandStreamsComeAndGoWhileOthersFeedReportAndReceive) {
         center.serverData(kStreamCommand, R"({"type":1,"code":0})");
         center.forgetSent(kStreamCommand);
     }));
-    atOnce(kStarters, [this](int i) { startAndStop(i * kStreams / kStarters, kStreams / kStarters); });
+    for (int round = 0; round < times(); ++round)
+        atOnce(kStarters, [this](int i) { startAndStop(i * kStreams / kStarters, kStreams / kStarters); });
     m_done = true;
     for (std::thread& thread : users)
         thread.join();
@@ -55,14 +62,14 @@ TEST_F(Stress, AThousandStreamsComeAndGoWhileOthersFeedReportAndReceive) {
 
 TEST_F(Stress, NothingThatIsFedFromManyThreadsIsLost) {
     constexpr int kThreads = 8;
-    constexpr int kEach = 2000;
+    const int each = 2000 * times();
     start();
     startEventsOnly("a");
-    atOnce(kThreads, [this](int) {
-        for (int n = 0; n < kEach; ++n)
+    atOnce(kThreads, [this, each](int) {
+        for (int n = 0; n < each; ++n)
             manager.AddReportData("a", DataTypeEnum::VideoFramesSent, 1);
     });
-    EXPECT_EQ(valueOf(*peer.data("a"), 2), kThreads * kEach);
+    EXPECT_EQ(valueOf(*peer.data("a"), 2), kThreads * each);
 }
 
 TEST_F(Stress, ALinkThatComesAndGoesUnderTheSendThreadKeepsTheOrder) {
@@ -73,7 +80,7 @@ TEST_F(Stress, ALinkThatComesAndGoesUnderTheSendThreadKeepsTheOrder) {
             center.connect(kStreamCommand);
         }
     });
-    for (int i = 0; i < 2000; ++i)
+    for (int i = 0; i < 2000 * times(); ++i)
         EXPECT_TRUE(send(std::to_string(100000 + i)));
     m_done = true;
     link.join();
