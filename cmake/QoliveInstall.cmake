@@ -1,4 +1,4 @@
-# What an installation holds: the shared library, the public headers, a CMake package, a pkg-config file. cpack makes a
+# What an installation holds: the shared library, the public headers, a CMake package, pkg-config files. cpack makes a
 # .deb (runtime and development package) on Linux and a .zip for Windows of it.
 if(NOT TARGET qolive_report)
   return()
@@ -51,14 +51,38 @@ add_library(QoLiveReport::QoLiveReport ALIAS qolive_report)
 install(EXPORT QoLiveReportTargets NAMESPACE QoLiveReport:: DESTINATION ${package_folder} COMPONENT development)
 configure_package_config_file(cmake/QoLiveReportConfig.cmake.in ${PROJECT_BINARY_DIR}/QoLiveReportConfig.cmake
                               INSTALL_DESTINATION ${package_folder})
+# The classes hand jsoncpp's values over, so library and host need the same jsoncpp; on Windows it is inside the DLL.
+set(jsoncpp_needed "jsoncpp ${JsonCpp_VERSION}")
+if(WIN32)
+  string(APPEND jsoncpp_needed ", static, with exceptions, built by ${CMAKE_CXX_COMPILER_ID} ${CMAKE_CXX_COMPILER_VERSION} \
+of MinGW-w64 (posix threads, msvcrt), as scripts/windows-deps builds it")
+endif()
+configure_file(cmake/QoLiveReportClasses.cmake.in ${PROJECT_BINARY_DIR}/QoLiveReportClasses.cmake @ONLY)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/QoLiveReportConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/QoLiveReportConfig.cmake ${PROJECT_BINARY_DIR}/QoLiveReportConfigVersion.cmake
-              cmake/FindJsonCpp.cmake
+              ${PROJECT_BINARY_DIR}/QoLiveReportClasses.cmake cmake/FindJsonCpp.cmake
         DESTINATION ${package_folder} COMPONENT development)
 
-file(RELATIVE_PATH from_pc_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
-configure_file(cmake/QoLiveReport.pc.in ${PROJECT_BINARY_DIR}/QoLiveReport.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/QoLiveReport.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+# QoLiveReport.pc for the classes, qolive-report-c.pc for the C interface, which needs no jsoncpp. They find their own prefix,
+# unless the folders are absolute.
+set(pc_prefix ${CMAKE_INSTALL_PREFIX})
+if(NOT IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+  file(RELATIVE_PATH pc_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+  string(PREPEND pc_prefix "\${pcfiledir}/")
+endif()
+foreach(folder LIBDIR INCLUDEDIR)
+  set(pc_${folder} ${CMAKE_INSTALL_${folder}})
+  if(NOT IS_ABSOLUTE "${pc_${folder}}")
+    string(PREPEND pc_${folder} "\${prefix}/")
+  endif()
+endforeach()
+foreach(path pc_prefix pc_LIBDIR pc_INCLUDEDIR)
+  string(REPLACE " " "\\ " ${path} "${${path}}")
+endforeach()
+foreach(name QoLiveReport qolive-report-c)
+  configure_file(cmake/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endforeach()
 
 if(PROJECT_IS_TOP_LEVEL)
   include(QolivePackages)
