@@ -8,9 +8,10 @@ function(qolive_sanitize target)
 endfunction()
 
 # qolive_object(name sources...): an object library of ours: include root, warnings, protections and, where asked for,
-# sanitizers.
+# sanitizers. What a source has in its unnamed namespace is its own, so none is compiled together with another one.
 function(qolive_settings target)
   qolive_harden(${target})
+  set_target_properties(${target} PROPERTIES UNITY_BUILD OFF)
   target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src>)
   if(QOLIVE_DEVELOPER)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor
