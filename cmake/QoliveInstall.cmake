@@ -1,9 +1,13 @@
-# What an installation holds: the shared library, the public headers, a CMake package, pkg-config files. cpack makes a
-# .deb (runtime and development package) on Linux and a .zip for Windows of it.
+# What an installation holds: the shared library, the public headers, a CMake package, pkg-config files; and the programs,
+# where they are built (apps/CMakeLists.txt). cpack makes packages of it.
 if(NOT TARGET qolive_report)
   return()
 endif()
 
+# Where Debian keeps libraries, below /usr/local as well, so that packages made of this build tree are right there.
+if(PROJECT_IS_TOP_LEVEL AND EXISTS /etc/debian_version AND CMAKE_LIBRARY_ARCHITECTURE AND NOT WIN32)
+  set(CMAKE_INSTALL_LIBDIR lib/${CMAKE_LIBRARY_ARCHITECTURE} CACHE PATH "Object code libraries")
+endif()
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
