@@ -10,4 +10,14 @@ bool MsgCenterWatch::setOptions(const MsgCenterOptions& /*options*/) {
     return false;
 }
 
+void MsgCenterWatch::setListener(Listener /*listener*/, void* /*user*/) {}
+
+MsgCenterStatus MsgCenterWatch::status() const {
+    return {};
+}
+
+MsgCenterCounters MsgCenterWatch::counters() const {
+    return {};
+}
+
 }  // namespace QoPlayer

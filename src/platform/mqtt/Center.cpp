@@ -72,13 +72,16 @@ bool Center::start(const MsgCenterConfig& config) {
     }
     ReadSettingsResult read = ReadSettings(config, m_options, processClientName());
     if (read.problem.empty() && !m_state.waiter->isUsable()) read.problem = "the system gives no socket";
-    if (!read.problem.empty()) {
-        m_state.log.write(LogLevel::Error, "start: " + read.problem);
-        return false;
-    }
+    if (!read.problem.empty()) return cannotStart(read.problem);
     for (const std::string& note : read.notes)
         m_state.log.write(LogLevel::Warning, "start: " + note);
     return startThread(std::move(read.settings));
+}
+
+bool Center::cannotStart(const std::string& why) {
+    m_state.log.write(LogLevel::Error, "start: " + why);
+    m_state.status.note(MsgCenterState::Stopped, "cannot start: " + why);
+    return false;
 }
 
 bool Center::startThread(Settings settings) {
@@ -86,6 +89,7 @@ bool Center::startThread(Settings settings) {
     m_state.stopping = false;
     m_state.outbox.open();
     try {
+        m_state.status.note(MsgCenterState::Connecting, kStarting);
         const auto link = std::make_shared<Link>(std::move(settings), randomName(), randomNumber(), m_state);
         m_thread = StartLibraryThread([this, link] {
             m_threadId = std::this_thread::get_id();
@@ -94,9 +98,8 @@ bool Center::startThread(Settings settings) {
         });
         return true;
     } catch (const std::exception&) {
-        m_state.log.write(LogLevel::Error, "start: the system gives no thread");
         m_state.outbox.close();
-        return false;
+        return cannotStart("the system gives no thread");
     }
 }
 
@@ -131,7 +134,10 @@ void Center::closeSender(int cmd) {
 bool Center::send(int cmd, const std::uint8_t* data, std::size_t length, const std::uint8_t* head,
                   int headLength) {
     const Senders::Handle sender = m_state.senders.find(cmd);
-    if (!sender || !sender->connected) return false;
+    if (!sender || !sender->connected) {
+        m_sentUnconnected.fetch_add(1, std::memory_order_relaxed);
+        return false;
+    }
     Message message;
     message.cmd = cmd;
     message.accepted = m_state.waiter->now();
@@ -143,12 +149,20 @@ bool Center::send(int cmd, const std::uint8_t* data, std::size_t length, const s
     if (!problem.empty()) {
         m_state.log.write(LogLevel::Error,
                           "a message of command " + std::to_string(cmd) + " was dropped: " + problem);
+        m_state.outbox.countUnusable();
         return true;
     }
     if (length > 0) message.body.assign(reinterpret_cast<const char*>(data), length);
     if (!m_state.outbox.add(std::move(message))) return false;
     m_state.waiter->wake();
     return true;
+}
+
+MsgCenterCounters Center::counters() {
+    MsgCenterCounters counters = m_state.outbox.counters(m_state.waiter->now());
+    counters.notAcceptedUnconnected += m_sentUnconnected.load(std::memory_order_relaxed);
+    counters.reconnects = m_state.reconnects.load(std::memory_order_relaxed);
+    return counters;
 }
 
 }  // namespace mqtt

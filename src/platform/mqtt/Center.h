@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "platform/MsgCenter.h"
+#include "platform/MsgCenterWatch.h"
 #include "platform/Sync.h"
 #include "platform/mqtt/Link.h"
 
@@ -28,6 +29,11 @@ public:
     // As the operations of MsgCenterWatch.
     void setName(const std::string& name) { m_state.log.setName(name); }
     void setOptions(const MsgCenterOptions& options) { m_options = options; }
+    void setListener(MsgCenterWatch::Listener listener, void* user) {
+        m_state.status.setListener(listener, user);
+    }
+    MsgCenterStatus status() const { return m_state.status.get(); }
+    MsgCenterCounters counters();
 
     bool start(const MsgCenterConfig& config);
     void stop();
@@ -44,11 +50,13 @@ private:
         Libraries();
     };
 
+    bool cannotStart(const std::string& why);
     bool startThread(Settings settings);
 
     Libraries m_libraries;
     MsgCenterOptions m_options;
     CenterState m_state;
+    std::atomic<std::uint64_t> m_sentUnconnected{0};
     std::shared_ptr<std::thread> m_thread;
     std::atomic<std::thread::id> m_threadId{};
 

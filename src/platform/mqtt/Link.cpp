@@ -50,9 +50,11 @@ int Link::stepMs(Clock::time_point end) const {
 }
 
 void Link::run() {
+    m_state.status.set(MsgCenterState::Connecting, kStarting);
     while (!stopping())
         runGuarded();
     const std::size_t lost = m_state.outbox.close();
+    m_state.status.set(MsgCenterState::Stopped, "stopped");
     RunSdkPass("error: out of memory: stopped", [this, lost] {
         if (lost > 0)
             m_state.log.write(LogLevel::Warning,
@@ -62,12 +64,14 @@ void Link::run() {
 
 void Link::runGuarded() {
     m_served = false;
+    m_refused = false;
     const bool passed = RunSdkPass("error: out of memory: the connection is given up", [this] {
         if (tokenExpired()) return parkWithExpiredToken();
         goThroughAddresses();
     });
     if (!passed) endAfterShortage();
     if (stopping()) return;
+    followPause();
     const std::int64_t pause = m_served ? m_backoff.pauseAfterServingMs() : m_backoff.nextPauseMs();
     const auto end = now() + milliseconds(pause);
     while (!RunSdkPass("error: out of memory: new senders are told later", [&] { waitUntil(end); }))
@@ -86,12 +90,17 @@ void Link::endAfterShortage() {
 
 void Link::parkWithExpiredToken() {
     m_state.log.write(LogLevel::Error, "the access token has expired: not connecting any more");
+    m_state.status.set(MsgCenterState::TokenExpired, "the access token has expired");
     tellRefusal("the access token has expired");
     while (!stopping())
         waitUntil(now() + seconds(3600));
 }
 
+// A server that refuses does so again as a rule, so that state lasts until another answer comes.
 void Link::goThroughAddresses() {
+    const MsgCenterStatus status = m_state.status.get();
+    if (status.state != MsgCenterState::Refused)
+        m_state.status.set(MsgCenterState::Connecting, status.reason);
     for (const ServerAddress& address : m_settings.addresses) {
         if (stopping() || tokenExpired() || tryAddress(address)) return;
     }
@@ -115,9 +124,9 @@ std::vector<std::string> Link::resolve(const std::string& host) {
         waitOnce(end);
     if (stopping()) return {};
     if (!lookUp || !lookUp->hasEnded())
-        m_state.log.write(LogLevel::Warning, "no answer to the name look-up of " + host);
+        noteFailure(LogLevel::Warning, "no answer to the name look-up of " + host);
     else if (lookUp->literals().empty())
-        m_state.log.write(LogLevel::Warning, "no address found for " + host);
+        noteFailure(LogLevel::Warning, "no address found for " + host);
     else
         return lookUp->literals();
     return {};
@@ -161,7 +170,7 @@ bool Link::prepareTls(const ServerAddress& address, TlsContext*& tls) {
         m_tls = TlsContext::make({m_settings.caFile, ways.clientCertificate, ways.clientKey}, problem);
     if (m_tls && !m_tls->expect(address.host)) problem = "no certificate can be for this name";
     if (!problem.empty()) {
-        m_state.log.write(LogLevel::Error, "cannot connect to " + m_server + ": " + problem);
+        noteFailure(LogLevel::Error, "cannot connect to " + m_server + ": " + problem);
         return false;
     }
     m_tls->offer(ways.alpn.empty() && address.port == kHttpsPort ? kMqttProtocol : ways.alpn);
@@ -194,15 +203,31 @@ bool Link::establish(Connection& connection) {
 
 void Link::reportFailure(const Connection& connection) {
     const std::string line = "cannot connect to " + m_server + ": " + connection.problem();
-    m_state.log.write(LogLevel::Warning, line);
+    m_refused = m_refused || connection.wasRefused();
+    if (connection.wasRefused()) m_state.status.set(MsgCenterState::Refused, line);
+    noteFailure(LogLevel::Warning, line);
     if (connection.wasRefused()) tellRefusal(line);
+}
+
+void Link::noteFailure(LogLevel level, const std::string& line) {
+    m_state.log.write(level, line);
+    m_lastFailure = line;
+    if (m_state.status.state() == MsgCenterState::Connecting)
+        m_state.status.set(MsgCenterState::Connecting, line);
+}
+
+void Link::followPause() {
+    if (!m_refused) m_state.status.set(MsgCenterState::Waiting, m_lastFailure);
 }
 
 void Link::serve(Connection& connection) {
     m_state.log.write(LogLevel::Info, "connected to " + m_server + " as " + m_clientId);
     m_connection = &connection;
+    if (m_sessionKnown) m_state.reconnects.fetch_add(1, std::memory_order_relaxed);
     m_sessionKnown = true;
+    m_refused = false;
     m_refusal.clear();
+    m_note = "connected to " + m_server;
     const auto since = now();
     m_window = SendWindow();
     // A sender that is open begins anew, with a full heartbeat.
@@ -252,6 +277,20 @@ void Link::serviceSenders(Connection& connection) {
         const int mid = connection.subscribe(DownTopic(m_prefix, sender->cmd));
         m_subscribing[mid] = {sender, now()};
     }
+    followSenders();
+}
+
+void Link::followSenders() {
+    const std::vector<Senders::Handle> senders = m_state.senders.all();
+    const bool isUp = senders.empty() || std::any_of(senders.begin(), senders.end(), [](const auto& sender) {
+                          return sender->connected.load();
+                      });
+    if (isUp)
+        m_state.status.set(MsgCenterState::Connected, m_note);
+    else if (m_subscribing.empty())
+        m_state.status.set(MsgCenterState::Refused, m_note);
+    else if (m_state.status.state() != MsgCenterState::Connected)
+        m_state.status.set(MsgCenterState::Connecting, m_note);
 }
 
 // Without it the sender would never come alive.
@@ -313,11 +352,16 @@ void Link::onSubscribed(int mid, bool granted, const std::string& reason) {
     if (found == m_subscribing.end()) return;
     const Senders::Handle sender = found->second.sender;
     m_subscribing.erase(found);
-    if (granted) return tell(sender, true, "connected to " + m_server);
+    if (granted) {
+        tell(sender, true, "connected to " + m_server);
+        return followSenders();
+    }
     const std::string text = "the server refused the subscription of command " + std::to_string(sender->cmd) +
                              ": " + (reason.empty() ? "malformed answer" : reason);
     m_state.log.write(LogLevel::Warning, text);
     tell(sender, false, text);
+    m_note = "connected to " + m_server + "; " + text;
+    followSenders();
 }
 
 void Link::onUnsubscribed() {
@@ -331,11 +375,16 @@ void Link::onAcknowledged(int mid, const std::string& refusal) {
             m_state.log.write(LogLevel::Warning, "the server refused the presence: " + refusal);
         return;
     }
-    const auto delivery = m_state.outbox.acknowledged(mid);
+    const auto delivery = m_state.outbox.acknowledged(mid, !refusal.empty());
     if (!delivery) return;
     m_window.acknowledged(delivery->published, now(), delivery->bytes, delivery->bytesInFlight);
-    if (!refusal.empty())
-        m_state.log.write(LogLevel::Error, "a message was dropped: the server refused it: " + refusal);
+    if (!refusal.empty()) tellRefusedMessage(refusal);
+}
+
+void Link::tellRefusedMessage(const std::string& refusal) {
+    m_state.log.write(LogLevel::Error, "a message was dropped: the server refused it: " + refusal);
+    m_note = "connected to " + m_server + "; it has refused messages: " + refusal;
+    followSenders();
 }
 
 void Link::onMessage(const char* topic, const void* payload, std::size_t length) {
@@ -350,6 +399,8 @@ void Link::onMessage(const char* topic, const void* payload, std::size_t length)
 void Link::endConnection(const std::string& reason) {
     m_state.log.write(stopping() ? LogLevel::Info : LogLevel::Warning, reason);
     m_connection = nullptr;
+    m_lastFailure = reason;
+    if (!stopping()) m_state.status.set(MsgCenterState::Connecting, reason);
     m_presenceMid = 0;
     m_subscribing.clear();
     m_unsubscribing = 0;

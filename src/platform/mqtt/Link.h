@@ -18,6 +18,7 @@
 #include "platform/mqtt/SendWindow.h"
 #include "platform/mqtt/Senders.h"
 #include "platform/mqtt/Settings.h"
+#include "platform/mqtt/StatusBoard.h"
 #include "platform/mqtt/TlsContext.h"
 
 namespace QoPlayer {
@@ -30,11 +31,13 @@ struct CenterState {
         : waiter(given ? std::move(given) : std::make_shared<SocketWaiter>()) {}
 
     SdkLog log;
+    StatusBoard status;
     Senders senders;
     Outbox outbox;
     const std::shared_ptr<SocketWaiter> waiter;
     NameLookUps lookUps{waiter};
     std::atomic<bool> stopping{false};
+    std::atomic<std::uint64_t> reconnects{0};
 };
 
 /// The network side of a center from one `start` to the next `stop`: goes through the addresses, keeps the
@@ -71,6 +74,7 @@ private:
     bool prepareTls(const ServerAddress& address, TlsContext*& tls);
     bool establish(Connection& connection);
     void reportFailure(const Connection& connection);
+    void noteFailure(LogLevel level, const std::string& line);
     void serve(Connection& connection);
     void finish(Connection& connection);
     bool isAnswered();
@@ -82,6 +86,9 @@ private:
     bool publishNext(Connection& connection, const Message& message);
     void endConnection(const std::string& reason);
     void tellRefusal(const std::string& reason);
+    void tellRefusedMessage(const std::string& refusal);
+    void followSenders();
+    void followPause();
     void tell(const Senders::Handle& sender, bool connected, const std::string& text);
     void waitUntil(Clock::time_point end);
     void waitOnce(Clock::time_point end);
@@ -100,10 +107,13 @@ private:
 
     bool m_sessionKnown = false;  ///< a server has had a session of ours
     bool m_served = false;        ///< a connection of this round has served for a while
+    bool m_refused = false;       ///< a server of this round has refused the connection
+    std::string m_lastFailure;
     std::string m_refusal;  ///< why senders have no connection, when a server or the token is the reason
 
     // Of the current connection.
     std::string m_server;
+    std::string m_note;  ///< what the status says while it is connected
     Connection* m_connection = nullptr;
     ServerLimits m_limits;
     int m_presenceMid = 0;

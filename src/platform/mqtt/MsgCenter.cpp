@@ -42,4 +42,16 @@ bool MsgCenterWatch::setOptions(const MsgCenterOptions& options) {
     return true;
 }
 
+void MsgCenterWatch::setListener(Listener listener, void* user) {
+    m_center.m_impl->center.setListener(listener, user);
+}
+
+MsgCenterStatus MsgCenterWatch::status() const {
+    return m_center.m_impl->center.status();
+}
+
+MsgCenterCounters MsgCenterWatch::counters() const {
+    return m_center.m_impl->center.counters();
+}
+
 }  // namespace QoPlayer

@@ -37,19 +37,43 @@ std::size_t Outbox::close() {
     m_messagesInFlight = 0;
     m_bytesInFlight = 0;
     m_open = false;
+    m_counters.droppedAtStop += left;
     return left;
 }
 
 bool Outbox::add(Message&& message) {
     const MutexLock lock(m_mutex);
     Lane& lane = m_lanes[laneOf(message.cmd)];
-    if (!m_open || lane.isFull()) return false;
+    if (!m_open || lane.isFull()) {
+        ++(m_open ? m_counters.notAcceptedFull : m_counters.notAcceptedUnconnected);
+        return false;
+    }
     const std::size_t bytes = bytesOf(message);
     Entry entry;
     entry.message = std::move(message);
     lane.entries.push_back(std::move(entry));
     lane.bytes += bytes;
+    ++m_counters.accepted;
     return true;
+}
+
+void Outbox::countUnusable() {
+    const MutexLock lock(m_mutex);
+    ++m_counters.accepted;
+    ++m_counters.droppedUnusable;
+}
+
+MsgCenterCounters Outbox::counters(Clock::time_point now) {
+    const MutexLock lock(m_mutex);
+    MsgCenterCounters counters = m_counters;
+    Clock::time_point oldest = now;
+    for (const Lane& lane : m_lanes) {
+        counters.waiting += lane.entries.size();
+        if (!lane.entries.empty()) oldest = std::min(oldest, lane.entries.front().message.accepted);
+    }
+    counters.waitingRecords = m_lanes[kRecords].entries.size();
+    counters.oldestWaitingMs = std::chrono::duration_cast<std::chrono::milliseconds>(now - oldest).count();
+    return counters;
 }
 
 // Other threads only append, and appending to a deque moves no element.
@@ -86,6 +110,7 @@ void Outbox::dropExpired(Clock::time_point now) {
     while (lane.hasWaiting() && now - lane.firstWaiting().message.accepted > kHeartbeatLife) {
         lane.erase(lane.inFlight);
         ++m_expired;
+        ++m_counters.droppedLate;
     }
 }
 
@@ -99,14 +124,16 @@ void Outbox::published(int mid, std::size_t bytes, Clock::time_point now) {
     ++lane.inFlight;
     ++m_messagesInFlight;
     m_bytesInFlight += bytes;
+    ++m_counters.published;
 }
 
 void Outbox::dropNext() {
     const MutexLock lock(m_mutex);
     m_lanes[m_offered].erase(m_lanes[m_offered].inFlight);
+    ++m_counters.droppedUnusable;
 }
 
-std::optional<Outbox::Delivery> Outbox::acknowledged(int mid) {
+std::optional<Outbox::Delivery> Outbox::acknowledged(int mid, bool refused) {
     const MutexLock lock(m_mutex);
     for (Lane& lane : m_lanes) {
         for (std::size_t i = 0; i < lane.inFlight; ++i) {
@@ -116,6 +143,7 @@ std::optional<Outbox::Delivery> Outbox::acknowledged(int mid) {
             lane.erase(i);
             --m_messagesInFlight;
             m_bytesInFlight -= delivery.bytes;
+            ++(refused ? m_counters.refused : m_counters.acknowledged);
             return delivery;
         }
     }
@@ -133,7 +161,7 @@ void Outbox::connectionLost() {
 void Outbox::forgetHeartbeats() {
     const MutexLock lock(m_mutex);
     Lane& lane = m_lanes[kHeartbeats];
-    while (lane.hasWaiting())
+    for (; lane.hasWaiting(); ++m_counters.droppedAtReconnect)
         lane.erase(lane.inFlight);
 }
 

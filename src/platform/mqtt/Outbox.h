@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "platform/MsgCenterWatch.h"
 #include "platform/Sync.h"
 
 namespace QoPlayer {
@@ -65,6 +66,12 @@ public:
     /// larger than the bound still goes when less than that is waiting). Any thread.
     bool add(Message&& message);
 
+    /// Counts a message that was accepted and is not worth a place here. Any thread.
+    void countUnusable();
+
+    /// What has become of all messages since the outbox was made. Any thread.
+    MsgCenterCounters counters(Clock::time_point now);
+
     // The network thread's side.
 
     /// The message to publish next, if there is room for it; else null. Valid until it is acknowledged, dropped or the
@@ -77,8 +84,8 @@ public:
     /// The message that nextToPublish gave last will never go.
     void dropNext();
 
-    /// Removes the message in flight under `mid`; empty when there is none.
-    std::optional<Delivery> acknowledged(int mid);
+    /// Removes the message in flight under `mid`, which the server has taken or refused; empty when there is none.
+    std::optional<Delivery> acknowledged(int mid, bool refused = false);
 
     /// Nothing is in flight any more: all messages wait again, in their order.
     void connectionLost();
@@ -121,6 +128,7 @@ private:
     LaneName m_offered QOLIVE_GUARDED_BY(m_mutex) = kRecords;
     std::size_t m_messagesInFlight QOLIVE_GUARDED_BY(m_mutex) = 0;
     std::size_t m_bytesInFlight QOLIVE_GUARDED_BY(m_mutex) = 0;
+    MsgCenterCounters m_counters QOLIVE_GUARDED_BY(m_mutex);
     std::size_t m_expired QOLIVE_GUARDED_BY(m_mutex) = 0;
     bool m_open QOLIVE_GUARDED_BY(m_mutex) = false;
 };

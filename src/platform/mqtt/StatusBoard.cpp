@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <exception>
+#include <utility>
 
 namespace QoPlayer {
 namespace mqtt {
@@ -26,12 +27,17 @@ void StatusBoard::setListener(MsgCenterWatch::Listener listener, void* user) {
 }
 
 void StatusBoard::set(MsgCenterState state, const std::string& reason) noexcept {
-    if (change(state, reason) && m_listener) m_listener(m_user, state, reason.c_str());
+    note(state, reason);
+    {
+        const MutexLock lock(m_mutex);
+        if (!std::exchange(m_untold, false)) return;
+    }
+    if (m_listener) m_listener(m_user, state, reason.c_str());
 }
 
-bool StatusBoard::change(MsgCenterState state, const std::string& reason) noexcept {
+void StatusBoard::note(MsgCenterState state, const std::string& reason) noexcept {
     const MutexLock lock(m_mutex);
-    if (m_status.state == state && m_status.reason == reason) return false;
+    if (m_status.state == state && m_status.reason == reason) return;
     if (m_status.state != state) m_status.sinceMs = nowMs();
     m_status.state = state;
     try {
@@ -39,7 +45,7 @@ bool StatusBoard::change(MsgCenterState state, const std::string& reason) noexce
     } catch (const std::exception&) {
         m_status.reason.clear();
     }
-    return true;
+    m_untold = true;
 }
 
 MsgCenterStatus StatusBoard::get() const {

@@ -8,7 +8,10 @@
 namespace QoPlayer {
 namespace mqtt {
 
-/// What a center is doing, for who looks and for the listener. Read by any thread; changed by one at a time: the one
+/// The reason of a center that has not tried anything yet.
+inline constexpr char kStarting[] = "starting";
+
+/// What a center is doing, for who looks and for the listener. Read by any thread; changed by one at a time: the host's
 /// that starts the center, then its network thread.
 class StatusBoard {
 public:
@@ -17,21 +20,23 @@ public:
     /// To be called before the center is used; null for none.
     void setListener(MsgCenterWatch::Listener listener, void* user);
 
-    /// Notes a change and tells the listener of it, with no lock held; nothing when it is none. Where memory is
-    /// short the reason is left out.
+    /// Notes a change. Where memory is short the reason is left out.
+    void note(MsgCenterState state, const std::string& reason) noexcept;
+
+    /// Notes a change and tells the listener, with no lock held; nothing when there is none and it was told the last.
+    /// On the network thread.
     void set(MsgCenterState state, const std::string& reason) noexcept;
 
     MsgCenterStatus get() const;
     MsgCenterState state() const;
 
 private:
-    bool change(MsgCenterState state, const std::string& reason) noexcept;
-
     MsgCenterWatch::Listener m_listener = nullptr;
     void* m_user = nullptr;
 
     mutable Mutex m_mutex;
     MsgCenterStatus m_status QOLIVE_GUARDED_BY(m_mutex);
+    bool m_untold QOLIVE_GUARDED_BY(m_mutex) = false;
 };
 
 }  // namespace mqtt

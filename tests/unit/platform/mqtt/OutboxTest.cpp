@@ -30,6 +30,14 @@ protected:
         return body;
     }
 
+    /// What is told of the messages so far, which must add up at any time.
+    QoPlayer::MsgCenterCounters counters() {
+        const QoPlayer::MsgCenterCounters told = outbox.counters(now);
+        EXPECT_EQ(told.accepted, told.acknowledged + told.refused + told.droppedUnusable + told.droppedLate +
+                                     told.droppedAtReconnect + told.droppedAtStop + told.waiting);
+        return told;
+    }
+
     static constexpr int kHeartbeat = 2;
     static constexpr int kCommand = 4;
     static constexpr int kRecord = 5;
@@ -302,6 +310,80 @@ TEST_F(OutboxTest, ClosingForgetsWhatIsLeftAndSaysHowMuch) {
     outbox.open();
     EXPECT_EQ(next(), nullptr);
     EXPECT_TRUE(add("d"));
+}
+
+TEST_F(OutboxTest, CountsWhatIsAcceptedPublishedAndAnswered) {
+    for (const char* body : {"a", "b", "c", "d"})
+        add(body);
+    for (int mid = 1; mid <= 3; ++mid)
+        publishNext(mid);
+    EXPECT_EQ(counters().waiting, 4U);
+    outbox.acknowledged(1);
+    outbox.acknowledged(2, true);
+    outbox.acknowledged(77, true);
+    EXPECT_EQ(counters().accepted, 4U);
+    EXPECT_EQ(counters().published, 3U);
+    EXPECT_EQ(counters().acknowledged, 1U);
+    EXPECT_EQ(counters().refused, 1U);
+    EXPECT_EQ(counters().waiting, 2U);
+    outbox.connectionLost();
+    publishNext(4);
+    EXPECT_EQ(counters().published, 4U);
+    EXPECT_EQ(counters().waiting, 2U);
+}
+
+TEST_F(OutboxTest, CountsEachDropByItsCause) {
+    addTo(kHeartbeat, "late");
+    now += Outbox::kHeartbeatLife + std::chrono::milliseconds(1);
+    add("too large");
+    next();
+    EXPECT_EQ(counters().droppedLate, 1U);
+    outbox.dropNext();
+    outbox.countUnusable();
+    EXPECT_EQ(counters().droppedUnusable, 2U);
+    addTo(kHeartbeat, "old");
+    addTo(kHeartbeat, "old");
+    outbox.forgetHeartbeats();
+    EXPECT_EQ(counters().droppedAtReconnect, 2U);
+    add("left");
+    addTo(kCommand, "left");
+    addTo(kHeartbeat, "left");
+    outbox.close();
+    EXPECT_EQ(counters().droppedAtStop, 3U);
+    EXPECT_EQ(counters().accepted, 8U);
+    EXPECT_EQ(counters().waiting, 0U);
+}
+
+TEST_F(OutboxTest, CountsWhatItDoesNotAccept) {
+    for (std::size_t i = 0; i < Outbox::kMostMessages + 2; ++i)
+        add("x");
+    EXPECT_EQ(counters().notAcceptedFull, 2U);
+    EXPECT_EQ(counters().accepted, Outbox::kMostMessages);
+    outbox.close();
+    EXPECT_FALSE(add("x"));
+    EXPECT_EQ(counters().notAcceptedUnconnected, 1U);
+    outbox.open();
+    EXPECT_TRUE(add("x"));
+    EXPECT_EQ(counters().accepted, Outbox::kMostMessages + 1);
+    EXPECT_EQ(counters().droppedAtStop, Outbox::kMostMessages);
+}
+
+TEST_F(OutboxTest, TellsHowManyWaitAndForHowLong) {
+    EXPECT_EQ(counters().oldestWaitingMs, 0);
+    add("first");
+    now += std::chrono::milliseconds(700);
+    addTo(kHeartbeat, "second");
+    addTo(kCommand, "third");
+    add("fourth");
+    now += std::chrono::milliseconds(300);
+    EXPECT_EQ(counters().waiting, 4U);
+    EXPECT_EQ(counters().waitingRecords, 2U);
+    EXPECT_EQ(counters().oldestWaitingMs, 1000);
+    for (int mid = 1; mid <= 3; ++mid)
+        publishNext(mid);
+    outbox.acknowledged(3);
+    EXPECT_EQ(counters().waitingRecords, 1U);
+    EXPECT_EQ(counters().oldestWaitingMs, 300);
 }
 
 TEST_F(OutboxTest, ManyThreadsAddWhileOnePublishes) {
