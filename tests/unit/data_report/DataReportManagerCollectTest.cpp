@@ -1,6 +1,7 @@
 #include <chrono>
 #include <thread>
 
+#include "fakes/CapturingLog.h"
 #include "unit/data_report/ManagerUnderTest.h"
 
 namespace data_report {
@@ -33,6 +34,22 @@ TEST_F(Collection, TicksComeEverySecond) {
     const auto first = lastTickMs("a");
     ASSERT_TRUE(eventually([&] { return lastTickMs("a") != first; }));
     EXPECT_GE(lastTickMs("a"), first + 990);
+}
+
+TEST_F(Collection, TheTickOfARegistryWithoutStreamsDoesNothing) {
+    peer.enableWithoutThreads();
+    const fakes::CapturingLog log;
+    peer.tick();
+    EXPECT_TRUE(peer.takeQueued().empty());
+    startEventsOnly("a");
+    const auto stopped = peer.report("a");
+    accept(*stopped);
+    manager.ReportStop("a");
+    peer.tick();
+    EXPECT_EQ(StreamQualityReportTestPeer{*stopped}.lastTickMs(), 0U);
+    EXPECT_TRUE(peer.ids().empty());
+    EXPECT_TRUE(peer.takeQueued().empty());
+    EXPECT_EQ(log.lines().size(), 1U);  // the acceptance
 }
 
 TEST_F(Collection, EveryReportOfATickGetsTheSameTime) {

@@ -3,6 +3,7 @@
 #include <set>
 
 #include "fakes/CapturingLog.h"
+#include "fakes/FailingJson.h"
 #include "platform/Kernel.h"
 #include "unit/heartbeat/HeartbeatFixture.h"
 
@@ -227,6 +228,24 @@ TEST_F(LiveHeartReportMessage, AReportThatMemoryIsTooShortForCountsAsAFailedOne)
     EXPECT_EQ(lastOnMain()["type"].asInt(), 1);
 }
 
+// A report that could not be written has no time; one that could not be sent has.
+TEST_F(LiveHeartReportMessage, AReportThatCannotBeWrittenIsDroppedAndTheNextOneIsFull) {
+    heartbeat.updateLiveID("s");
+    heartbeat.updateDataState(true);
+    fakes::failJsonWriting(1);
+    EXPECT_FALSE(reportMain(1000, false));
+    EXPECT_TRUE(sentOnMain().empty());
+    EXPECT_TRUE(heartbeat.marked(heartbeat.m_mainSender));
+    EXPECT_TRUE(reportMain(1000, false));
+    EXPECT_EQ(lastOnMain()["sessionId"], "s");
+
+    fakes::failJsonWriting(1);
+    EXPECT_FALSE(reportMain(2000, false));
+    EXPECT_FALSE(heartbeat.marked(heartbeat.m_mainSender));
+    EXPECT_TRUE(reportMain(2000, false));
+    EXPECT_EQ(lastOnMain()["type"], 2);
+}
+
 TEST_F(LiveHeartReportMessage, AFailedKeepAliveStaysAKeepAlive) {
     ASSERT_TRUE(reportMain(kNow));
     main.sendFails(kHeartCmd);
@@ -350,6 +369,17 @@ TEST_F(LiveHeartReportMessage, TwentyFiveCommandsWhileDisconnectedLeaveTheLastTw
     EXPECT_EQ(sentCommands(), expected);
 }
 
+TEST_F(LiveHeartReportMessage, ACommandThatCannotBeWrittenIsRefusedAndDropsNoOther) {
+    for (int i = 0; i < 21; ++i)
+        ASSERT_TRUE(heartbeat.sendComand(1, std::to_string(i)));
+    fakes::failJsonWriting(1);
+    EXPECT_FALSE(heartbeat.sendComand(1, "cannot be written"));
+    EXPECT_EQ(heartbeat.queued().size(), 21u);
+    EXPECT_EQ(parsed(heartbeat.queued().front())["data"], "0");
+    EXPECT_TRUE(heartbeat.sendComand(1, "21"));
+    EXPECT_EQ(parsed(heartbeat.queued().back())["data"], "21");
+}
+
 TEST_F(LiveHeartReportMessage, ACommandWhoseSendFailedStaysInFront) {
     heartbeat.sendComand(1, "a");
     heartbeat.sendComand(1, "b");
@@ -384,6 +414,7 @@ TEST_F(LiveHeartReportMessage, AnyCommandTextIsQueued) {
         EXPECT_TRUE(parsed(main.sent(kCommonCmd).back().body)["data"].isString());
     }
     EXPECT_EQ(sentCommands()[1], std::string("\0a", 2));
+    EXPECT_EQ(sentCommands()[2], "\xef\xbf\xbd");
     EXPECT_EQ(sentCommands()[3].size(), huge.size());
 }
 
@@ -408,4 +439,3 @@ TEST(LiveHeartReportCommand, ACommandSenderThatCouldNotBeOpenedKeepsCommandsQueu
 }
 
 }  // namespace
-    EXPECT_EQ(sentCommands()[2], "\xef\xbf\xbd");
