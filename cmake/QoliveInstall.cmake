@@ -18,7 +18,9 @@ set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/QoLiveReport)
 target_sources(qolive_report PUBLIC
   FILE_SET HEADERS BASE_DIRS src FILES
     src/data_report/DataReportManager.h
+    src/data_report/RecordQueueWatch.h
     src/data_report/ReportTypes.h
+    src/heartbeat/CommandCounters.h
     src/heartbeat/LiveHeartReport.h
     src/heartbeat/LiveHeartReportData.h
     src/heartbeat/LiveHeartReportManager.h

@@ -273,10 +273,23 @@ QOLIVE_API int32_t qolive_heartbeat_get_last_report_tm(int64_t* main_ms, int64_t
 /// isConnecting: 1 when the main or the backup heartbeat connection is up, else 0.
 QOLIVE_API int32_t qolive_heartbeat_is_connecting(void) QOLIVE_NOTHROW;
 
-/// sendComand: queues one command, any text; 1 queued, 0 when no heartbeat runs. Of more than 21 waiting
-/// commands the oldest are dropped.
+/// sendComand: queues one command, any text; 1 queued, 0 when no heartbeat runs. At most 21 wait: a further one
+/// drops the oldest. They wait while connected as well, for up to 200 ms, until the heartbeat thread comes to them:
+/// of a burst of more than 21 the last 21 leave. Drops are logged, in one line a second at most, and counted.
 QOLIVE_API int32_t qolive_heartbeat_send_command(int32_t biz_type, const char* data,
                                                  size_t data_length) QOLIVE_NOTHROW;
+
+/// live_heartbeat::CommandCounters: what has become of the commands since the process began.
+typedef struct qolive_command_counters {
+    size_t size;
+    uint64_t queued;       ///< qolive_heartbeat_send_command said 1
+    uint64_t handed_over;  ///< the message center took them
+    uint64_t dropped;      ///< the oldest that waited, because 21 did and another one came
+    uint64_t waiting;      ///< in the queue now
+} qolive_command_counters;
+
+/// GetCommandCounters. Takes no lock.
+QOLIVE_API int32_t qolive_heartbeat_get_command_counters(qolive_command_counters* counters) QOLIVE_NOTHROW;
 
 /// start: opens the heartbeat on the main center and starts its thread. 1 started, 2 was running, 0 failed.
 QOLIVE_API int32_t qolive_heartbeat_start(void) QOLIVE_NOTHROW;
@@ -417,6 +430,27 @@ QOLIVE_API int32_t qolive_streams_send_stream_report(const char* record, size_t 
                                                      const char* head, size_t head_length, char* buffer,
                                                      size_t capacity,
                                                      size_t* sent_head_length) QOLIVE_NOTHROW;
+
+/// data_report::RecordCounters: what has become of the records since the process began. Once nothing is on its way,
+/// `queued` is the sum of the next four.
+typedef struct qolive_record_counters {
+    size_t size;
+    uint64_t queued;
+    uint64_t handed_over;         ///< the message center took them
+    uint64_t lost_at_disconnect;  ///< the connection went down while they were being sent
+    uint64_t dropped_by_bound;    ///< the oldest that waited, because of qolive_streams_set_record_bound
+    uint64_t waiting;             ///< now
+    uint64_t waiting_bytes;       ///< of their texts, record and head
+    uint64_t oldest_waiting_ms;   ///< how long the oldest of them has waited; 0 when none waits
+} qolive_record_counters;
+
+/// GetRecordCounters. Works before qolive_streams_init too.
+QOLIVE_API int32_t qolive_streams_get_record_counters(qolive_record_counters* counters) QOLIVE_NOTHROW;
+
+/// SetRecordBound: how many records and how many bytes of them may wait for the connection; 0 = as many as come, as
+/// it is until this is called. Beyond either bound the oldest are dropped, at once and with each record that is
+/// queued, but for the newest one, which always stays. Drops are counted, and logged in one line a second at most.
+QOLIVE_API int32_t qolive_streams_set_record_bound(uint64_t most_records, uint64_t most_bytes) QOLIVE_NOTHROW;
 
 #ifdef __cplusplus
 }

@@ -3,6 +3,7 @@
 
 #include "c_interface/CallGuard.h"
 #include "c_interface/qolive_report.h"
+#include "heartbeat/CommandCounters.h"
 #include "heartbeat/LiveHeartReport.h"
 #include "heartbeat/LiveHeartReportData.h"
 #include "heartbeat/LiveHeartReportManager.h"
@@ -155,6 +156,18 @@ int32_t qolive_heartbeat_is_connecting(void) noexcept {
 
 int32_t qolive_heartbeat_send_command(int32_t biz_type, const char* data, size_t data_length) noexcept {
     return guarded([=] { return heartbeat().sendComand(biz_type, toText(data, data_length)); });
+}
+
+int32_t qolive_heartbeat_get_command_counters(qolive_command_counters* counters) noexcept {
+    return done([=] {
+        require(counters);
+        requireSize(counters->size, sizeof *counters);
+        const live_heartbeat::CommandCounters now = live_heartbeat::GetCommandCounters();
+        counters->queued = now.queued;
+        counters->handed_over = now.handedOver;
+        counters->dropped = now.dropped;
+        counters->waiting = now.waiting;
+    });
 }
 
 int32_t qolive_heartbeat_start(void) noexcept {

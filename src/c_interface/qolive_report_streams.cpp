@@ -3,6 +3,7 @@
 #include "c_interface/CallGuard.h"
 #include "c_interface/qolive_report.h"
 #include "data_report/DataReportManager.h"
+#include "data_report/RecordQueueWatch.h"
 #include "data_report/ReportTypes.h"
 #include "platform/JsonText.h"
 
@@ -73,4 +74,23 @@ int32_t qolive_streams_send_stream_report(const char* record, size_t record_leng
         writeText(text, buffer, capacity, sent_head_length);
         return std::int32_t{QOLIVE_DONE};
     });
+}
+
+int32_t qolive_streams_get_record_counters(qolive_record_counters* counters) noexcept {
+    return done([=] {
+        require(counters);
+        requireSize(counters->size, sizeof *counters);
+        const data_report::RecordCounters now = data_report::GetRecordCounters();
+        counters->queued = now.queued;
+        counters->handed_over = now.handedOver;
+        counters->lost_at_disconnect = now.lostAtDisconnect;
+        counters->dropped_by_bound = now.droppedByBound;
+        counters->waiting = now.waiting;
+        counters->waiting_bytes = now.waitingBytes;
+        counters->oldest_waiting_ms = now.oldestWaitingMs;
+    });
+}
+
+int32_t qolive_streams_set_record_bound(uint64_t most_records, uint64_t most_bytes) noexcept {
+    return done([=] { data_report::SetRecordBound(most_records, most_bytes); });
 }

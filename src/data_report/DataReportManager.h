@@ -24,6 +24,8 @@ namespace data_report {
 
 class StreamQulityData;
 class StreamQualityReport;
+struct RecordCounters;
+struct RecordTally;
 
 /// Reports how well the host's live streams go: one object for the process, reached through Instance().
 ///
@@ -61,11 +63,11 @@ class StreamQualityReport;
 /// U+FFFD, and nothing beside it is touched. What jsoncpp raises never leaves an operation. Out of memory raises
 /// std::bad_alloc, but from SendStreamReport and ReportEventData, which drop the record with a logged line.
 ///
-/// Queue. Records wait in order, without a limit, until the connection is up. Each waiting record costs its
-/// two texts and about 130 bytes: with one sampled stream, whose quality record is 3.1 KiB, about 200 KiB for
-/// each hour without a connection. What waits goes out with the first record that is queued after the
+/// Queue. Records wait in order, without a limit (RecordQueueWatch.h can set one), until the connection is up.
+/// Each waiting record costs its two texts and about 140 bytes: with one sampled stream, whose quality record is
+/// 3.1 KiB, about 200 KiB for each hour without a connection. What waits goes out with the first record that is queued after the
 /// connection has come up. Records that the send thread has taken are lost when the connection goes down
-/// under it.
+/// under it, with a logged line; RecordQueueWatch.h counts them.
 ///
 /// Process exit. The destructor ends the threads: it waits for the current second of the tick, whose quality
 /// records still go out, for one send and, with streams still started, for their pings (3 s each at most).
@@ -128,6 +130,7 @@ public:
 
 private:
     friend struct DataReportManagerTestPeer;
+    friend struct RecordQueueAccess;
 
     struct StreamReportEntry {
         std::shared_ptr<StreamQulityData> data;
@@ -138,6 +141,9 @@ private:
     struct SendData {
         std::string head;
         std::string body;
+        std::uint64_t queuedMs = 0;  ///< tick count
+
+        std::uint64_t bytes() const { return head.size() + body.size(); }
     };
     using SendQueue = std::deque<std::shared_ptr<SendData>>;
 
@@ -173,8 +179,13 @@ private:
 
     std::int64_t IdClockMs() const QOLIVE_REQUIRES(m_midMutex);
     std::int64_t NextSequence(std::int64_t& now) QOLIVE_REQUIRES(m_midMutex);
+    void Enqueue(std::shared_ptr<SendData> message);
+    std::uint64_t KeepBound() QOLIVE_REQUIRES(m_sendMutex);
+    void BoundQueue(std::uint64_t mostRecords, std::uint64_t mostBytes);
+    RecordCounters CountRecords();
     SendQueue TakeQueue();
     void SendBatch(SendQueue batch);
+    void LoseBatch(const SendQueue& batch);
     bool TrySend(const SendData& message);
 
     std::atomic<bool> m_bInit{false};
@@ -212,6 +223,7 @@ private:
     std::shared_ptr<QoPlayer::MsgCenter> m_heldCenter;
     const std::shared_ptr<const Registry> m_noStreams;
     std::shared_ptr<const Registry> m_snapshot QOLIVE_GUARDED_BY(m_reportMutex);
+    const std::unique_ptr<RecordTally> m_tally;
 };
 
 }  // namespace data_report

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "data_report/DataReportManager.h"
+#include "data_report/RecordTally.h"
 #include "data_report/ServerPacket.h"
 #include "data_report/StreamQualityReport.h"
 #include "message_center/CMsgCenterFactory.h"
@@ -40,7 +41,8 @@ DataReportManager::DataReportManager()
     : m_startSteadyNs(steadyNs()),
       m_startSystemMs(static_cast<std::int64_t>(GetTickCountMs())),
       m_noStreams(std::make_shared<const Registry>()),
-      m_snapshot(m_noStreams) {}
+      m_snapshot(m_noStreams),
+      m_tally(std::make_unique<RecordTally>()) {}
 
 bool DataReportManager::start() {
     if (IsProcessEnding()) return false;
@@ -152,8 +154,7 @@ bool DataReportManager::SendStreamReport(const Json::Value& record, Json::Value&
         auto message = std::make_shared<SendData>();
         message->body = WriteCompactJson(record);
         message->head = WriteCompactJson(head);
-        const MutexLock lock(m_sendMutex);
-        m_sendQueue.push_back(std::move(message));
+        Enqueue(std::move(message));
     } catch (const std::exception& error) {
         Log(LogLevel::Info, "[DataReportManager] SendStreamReport not queued: %s", error.what());
         return false;
@@ -185,15 +186,6 @@ void DataReportManager::OnSendThread() {
     }
 }
 
-DataReportManager::SendQueue DataReportManager::TakeQueue() {
-    SendQueue batch;
-    const MutexLock lock(m_sendMutex);
-    while ((m_sendQueue.empty() || !m_bConnected) && !m_bStopSend)
-        m_sendCond.wait(m_sendMutex);
-    batch.swap(m_sendQueue);
-    return batch;
-}
-
 // A message that memory was too short for is tried again, as one that is refused.
 bool DataReportManager::TrySend(const SendData& message) {
     bool sent = false;
@@ -205,13 +197,19 @@ bool DataReportManager::TrySend(const SendData& message) {
 // A stop ends the repeats of a message that is refused: the process would not end otherwise.
 void DataReportManager::SendBatch(SendQueue batch) {
     while (!batch.empty() && m_bConnected) {
-        if (TrySend(*batch.front()))
+        const SendData& oldest = *batch.front();
+        m_tally->oldestTakenMs = oldest.queuedMs;
+        if (TrySend(oldest)) {
+            m_tally->went(m_tally->handedOver, oldest.bytes());
             batch.pop_front();
-        else if (m_bStopSend)
+        } else if (m_bStopSend) {
             return;
-        else
+        } else {
             Sleep(kRetryPauseMs);
+        }
     }
+    m_tally->oldestTakenMs = 0;
+    LoseBatch(batch);
 }
 
 bool DataReportManager::DoSendStreamReport(const std::string& body, const std::string& head) {

@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "data_report/DataReportManager.h"
+#include "data_report/RecordTally.h"
 #include "data_report/StreamQualityReport.h"
 #include "data_report/StreamQulityData.h"
 #include "platform/JsonText.h"

@@ -11,6 +11,7 @@
 #include "platform/ThreadAnnotations.h"
 
 class CriticalSection;
+class DropNotice;
 class MsgSenderStatus;
 class Mutex;
 class PauseHandshake;
@@ -109,8 +110,10 @@ public:
 
     /// Queues a command for the server: {"bizType": `bizType`, "data": `data`}, with `data` as a JSON string
     /// whatever it holds. Commands leave in order as soon as the main connection is up, those that stop left
-    /// over after the next start. At most 21 wait: a further one drops the oldest. False when the heartbeat
-    /// is not started or memory is short; nothing is queued then.
+    /// over after the next start. At most 21 wait: a further one drops the oldest. They wait while the connection
+    /// is up as well, for up to 200 ms, until the heartbeat thread comes to them: of a burst of more than 21 the
+    /// last 21 leave. Drops are told in the log, in one line a second at most, and counted
+    /// (CommandCounters.h). False when the heartbeat is not started or memory is short; nothing is queued then.
     QOLIVE_API bool sendComand(int bizType, std::string data);
 
     /// Opens the main and the command sender on the factory's main center and starts the heartbeat thread.
@@ -174,16 +177,19 @@ private:
     int ThreadAgain() QOLIVE_REQUIRES(*m_lock);
     int OpenAndRun() QOLIVE_REQUIRES(*m_lock);
     void EndHeartbeat();
+    void LetCentersGo();
+    void DropOldestCommand() QOLIVE_REQUIRES(*m_lock);
+    static void TellDroppedCommands(std::uint64_t count);
     void Place(MsgSenderStatus*& slot, MsgSenderStatus* sender) QOLIVE_REQUIRES(*m_lock);
     void Delete(MsgSenderStatus*& slot) QOLIVE_REQUIRES(*m_lock);
 
-    void LetCentersGo();
     void Mark() QOLIVE_REQUIRES(*m_lock);
     void Change(std::int32_t LiveHeartReportData::*field, std::int32_t value);
 
     bool Prepare(MsgSenderStatus& sender, std::int64_t nowMs, bool periodic, Prepared& prepared);
     void Settle(MsgSenderStatus& sender, std::int64_t nowMs, const Prepared& prepared, bool ok);
 
+    const std::unique_ptr<DropNotice> m_droppedCommands;  // used with m_lock held
     const std::unique_ptr<Mutex> m_slotLock;
     const std::unique_ptr<CriticalSection> m_stopLock;  // taken before m_lock
     const std::shared_ptr<PauseHandshake> m_pause;

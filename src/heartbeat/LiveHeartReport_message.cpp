@@ -1,14 +1,18 @@
 #include <exception>
 #include <utility>
 
+#include "heartbeat/CommandTally.h"
 #include "heartbeat/LiveHeartReport.h"
 #include "heartbeat/MsgSenderStatus.h"
+#include "platform/DropNotice.h"
 #include "platform/GuardedPass.h"
 #include "platform/JsonText.h"
 #include "platform/Kernel.h"
 #include "platform/Log.h"
 #include "platform/MsgCenter.h"
 #include "platform/Sync.h"
+
+using live_heartbeat::CommandTally;
 
 struct LiveHeartReport::Prepared {
     std::string text;
@@ -156,12 +160,25 @@ bool LiveHeartReport::sendComand(int bizType, std::string data) {
         std::string text = CommandText(bizType, data);
         const CriticalSectionLock lock(*m_lock);
         if (!m_commonSender) return false;
-        if (m_cmdQueue.size() > kQueuedBeforeDropping) m_cmdQueue.pop_front();
+        if (m_cmdQueue.size() > kQueuedBeforeDropping) DropOldestCommand();
         m_cmdQueue.push_back(std::move(text));
+        CommandTally::instance().queued();
         return true;
     } catch (const std::exception&) {
         return false;
     }
+}
+
+void LiveHeartReport::DropOldestCommand() {
+    m_cmdQueue.pop_front();
+    CommandTally::instance().dropped();
+    m_droppedCommands->add();
+}
+
+void LiveHeartReport::TellDroppedCommands(std::uint64_t count) {
+    if (count == 0) return;
+    Log(LogLevel::Info, "[LiveState] commands dropped, as more than 21 waited: %llu",
+        static_cast<unsigned long long>(count));
 }
 
 bool LiveHeartReport::sendComand() {
@@ -172,5 +189,6 @@ bool LiveHeartReport::sendComand() {
     if (oldest.empty() || !m_commonSender->m_senderPtr) return false;
     if (!Send(*m_commonSender->m_senderPtr, oldest)) return false;
     m_cmdQueue.pop_front();
+    CommandTally::instance().handedOver();
     return true;
 }

@@ -1,11 +1,15 @@
 #include <utility>
 
+#include "heartbeat/CommandTally.h"
 #include "heartbeat/LiveHeartReport.h"
 #include "heartbeat/MsgSenderStatus.h"
 #include "heartbeat/PauseHandshake.h"
+#include "platform/DropNotice.h"
 #include "platform/Kernel.h"
 #include "platform/Lasting.h"
 #include "platform/Sync.h"
+
+using live_heartbeat::CommandTally;
 
 namespace {
 
@@ -22,6 +26,7 @@ LiveHeartReport* LiveHeartReport::GetInstance() {
 
 LiveHeartReport::LiveHeartReport()
     : m_lock(std::make_shared<CriticalSection>()),
+      m_droppedCommands(std::make_unique<DropNotice>()),
       m_slotLock(std::make_unique<Mutex>()),
       m_stopLock(std::make_unique<CriticalSection>()),
       m_pause(std::make_shared<PauseHandshake>()) {}
@@ -45,6 +50,8 @@ LiveHeartReport& LiveHeartReport::operator=(const LiveHeartReport& other) {
     }
     const CriticalSectionLock lock(*m_lock);
     m_data = std::move(data);
+    CommandTally::instance().queueGrows(commands.size());
+    CommandTally::instance().queueShrinks(m_cmdQueue.size());
     m_cmdQueue = std::move(commands);
     m_heartCmd = heartCmd;
     m_commonCmd = commonCmd;

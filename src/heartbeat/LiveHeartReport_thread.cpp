@@ -1,8 +1,10 @@
 #include <memory>
 
+#include "heartbeat/CommandTally.h"
 #include "heartbeat/LiveHeartReport.h"
 #include "heartbeat/MsgSenderStatus.h"
 #include "heartbeat/PauseHandshake.h"
+#include "platform/DropNotice.h"
 #include "platform/GuardedPass.h"
 #include "platform/Kernel.h"
 #include "platform/Log.h"
@@ -44,7 +46,9 @@ LiveHeartReport::~LiveHeartReport() {
     // may be held by a thread that is gone.
     if (IsProcessEnding()) return;
     SafeCloseThread(m_hThread);
-    if (m_pause->waitUntilAllLeft(kDestructorWaitMs)) LetCentersGo();
+    if (!m_pause->waitUntilAllLeft(kDestructorWaitMs)) return;
+    live_heartbeat::CommandTally::instance().queueShrinks(m_cmdQueue.size());
+    LetCentersGo();
 }
 
 /// The senders stay open, as nobody has stopped; a center that only they kept ends its connection all the same.
@@ -103,12 +107,15 @@ bool LiveHeartReport::stop() {
     const CriticalSectionLock oneAtATime(*m_stopLock);
     MsgSenderStatus* mainSender = nullptr;
     MsgSenderStatus* backSender = nullptr;
+    std::uint64_t dropped = 0;
     {
         const CriticalSectionLock lock(*m_lock);
         m_bRun = false;
         mainSender = m_mainSender;
         backSender = m_backSender;
+        dropped = m_droppedCommands->takeAll();
     }
+    TellDroppedCommands(dropped);
     const std::int64_t nowMs = WallClockMs();
     const bool ok = report(mainSender, nowMs, false);
     report(backSender, nowMs, false);
@@ -222,5 +229,6 @@ bool LiveHeartReport::Pass() {
         report(m_backSender, nowMs, true);
         sent = sendComand();
     });
+    TellDroppedCommands(m_droppedCommands->take(GetTickCount64()));
     return sent;
 }

@@ -202,6 +202,23 @@ TEST_F(CInterfaceHeartbeat, ManagerStartAndStop) {
     EXPECT_EQ(qolive_heartbeat_manager_stop(), 0);
 }
 
+TEST_F(CInterfaceHeartbeat, CountersTellWhatHasBecomeOfTheCommands) {
+    startCenters();
+    ASSERT_EQ(qolive_heartbeat_start(), 1);
+    for (int i = 0; i < 25; ++i)
+        ASSERT_EQ(qolive_heartbeat_send_command(i, "{}", 2), 1);
+    qolive_command_counters counters{};
+    counters.size = sizeof counters;
+    ASSERT_EQ(qolive_heartbeat_get_command_counters(&counters), QOLIVE_DONE);
+    EXPECT_EQ(counters.queued, 25U);
+    EXPECT_EQ(counters.dropped, 4U);
+    EXPECT_EQ(counters.waiting, 21U);
+    EXPECT_EQ(counters.handed_over, 0U);
+    counters.size = sizeof counters - 1;
+    EXPECT_EQ(qolive_heartbeat_get_command_counters(&counters), QOLIVE_BAD_SIZE);
+    EXPECT_EQ(qolive_heartbeat_get_command_counters(nullptr), QOLIVE_NULL_ARGUMENT);
+}
+
 struct CInterfaceHeartbeatData : testing::Test {
     CInterfaceHeartbeatData() {
         data.size = sizeof data;

@@ -177,4 +177,43 @@ TEST(CInterfaceStreams, SendStreamReportRefusesAndFailsWithoutSending) {
     EXPECT_EQ(parsed(messages[0].body)["only"].asInt(), 1);
 }
 
+TEST(CInterfaceStreams, CountersTellWhatHasBecomeOfTheRecords) {
+    qolive_record_counters counters{};
+    counters.size = sizeof counters;
+    ASSERT_EQ(qolive_streams_get_record_counters(&counters), QOLIVE_DONE);
+    EXPECT_EQ(counters.queued, 0U);
+    EXPECT_EQ(counters.oldest_waiting_ms, 0U);
+    ASSERT_EQ(qolive_streams_init(), 1);
+    std::size_t length = 0;
+    for (int i = 0; i < 3; ++i)
+        ASSERT_EQ(send("{}", "{}", nullptr, 0, &length), 1);
+    ASSERT_EQ(qolive_streams_set_record_bound(2, 0), QOLIVE_DONE);
+    ASSERT_EQ(qolive_streams_get_record_counters(&counters), QOLIVE_DONE);
+    EXPECT_EQ(counters.queued, 3U);
+    EXPECT_EQ(counters.waiting, 2U);
+    EXPECT_EQ(counters.dropped_by_bound, 1U);
+    EXPECT_EQ(counters.waiting_bytes, 2 * (length + 1 + 3));
+    ASSERT_EQ(qolive_streams_set_record_bound(0, length), QOLIVE_DONE);
+    FakeMsgCenter::main().connect(kStreams);
+    ASSERT_EQ(send("{}", "{}", nullptr, 0, &length), 1);
+    sent(1);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    do {
+        ASSERT_EQ(qolive_streams_get_record_counters(&counters), QOLIVE_DONE);
+    } while (counters.waiting != 0 && std::chrono::steady_clock::now() < deadline);
+    EXPECT_EQ(counters.handed_over, 1U);
+    EXPECT_EQ(counters.dropped_by_bound, 3U);
+    EXPECT_EQ(counters.waiting_bytes, 0U);
+    EXPECT_EQ(counters.lost_at_disconnect, 0U);
+}
+
+TEST(CInterfaceStreams, CountersAreRefusedWithoutARightStructure) {
+    EXPECT_EQ(qolive_streams_get_record_counters(nullptr), QOLIVE_NULL_ARGUMENT);
+    qolive_record_counters counters{};
+    counters.size = sizeof counters - 1;
+    counters.queued = 77;
+    EXPECT_EQ(qolive_streams_get_record_counters(&counters), QOLIVE_BAD_SIZE);
+    EXPECT_EQ(counters.queued, 77U);
+}
+
 }  // namespace

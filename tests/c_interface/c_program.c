@@ -112,6 +112,7 @@ static void heartbeatState(void) {
 }
 
 static void heartbeatRun(void) {
+    qolive_command_counters commands = {.size = sizeof commands};
     int32_t mode = 9;
     int64_t mainMs = 0, backupMs = 0;
     CHECK(qolive_heartbeat_send_command(1, TEXT("early")) == QOLIVE_FAILED);
@@ -122,6 +123,9 @@ static void heartbeatRun(void) {
     CHECK(qolive_heartbeat_is_connecting() == 0);
     CHECK(qolive_heartbeat_get_last_report_tm(&mainMs, &backupMs) == QOLIVE_DONE);
     CHECK(mainMs == -1 && backupMs == -1);
+    CHECK(qolive_heartbeat_get_command_counters(&commands) == QOLIVE_DONE);
+    CHECK(commands.queued == 1 && commands.handed_over == 0 && commands.dropped == 0 &&
+          commands.waiting == 1);
     CHECK(qolive_heartbeat_manager_stop() == 0);
     CHECK(qolive_heartbeat_start() == QOLIVE_DONE);
     CHECK(qolive_heartbeat_start_backup() == QOLIVE_DONE);
@@ -129,6 +133,7 @@ static void heartbeatRun(void) {
 }
 
 static void streams(void) {
+    qolive_record_counters records = {.size = sizeof records};
     uint64_t now = 0;
     CHECK(qolive_streams_get_tick_count_ms(&now) == QOLIVE_DONE && now > 1600000000000u);
     CHECK(qolive_streams_send_stream_report(TEXT("{}"), TEXT("{}"), NULL, 0, &length) == QOLIVE_FAILED);
@@ -143,6 +148,11 @@ static void streams(void) {
     CHECK(qolive_streams_send_stream_report(TEXT("{}"), TEXT("{}"), buffer, sizeof buffer, &length) ==
           QOLIVE_DONE);
     CHECK(length > 9 && memcmp(buffer, "{\"mid\":\"", 8) == 0);
+    CHECK(qolive_streams_get_record_counters(&records) == QOLIVE_DONE);
+    CHECK(records.queued == 2 && records.waiting == 2 && records.waiting_bytes > 50);
+    CHECK(qolive_streams_set_record_bound(1, 0) == QOLIVE_DONE);
+    CHECK(qolive_streams_get_record_counters(&records) == QOLIVE_DONE);
+    CHECK(records.waiting == 1 && records.dropped_by_bound == 1 && records.lost_at_disconnect == 0);
     CHECK(qolive_streams_report_stop(TEXT("s")) == QOLIVE_DONE);
 }
 

@@ -43,6 +43,16 @@ class HeartbeatData(Structure):
                 + [(name, c_int32) for name in NUMBER_FIELDS])
 
 
+class CommandCounters(Structure):
+    _fields_ = [("size", c_size_t)] + [(name, c_uint64) for name in ("queued", "handed_over", "dropped", "waiting")]
+
+
+class RecordCounters(Structure):
+    _fields_ = [("size", c_size_t)] + [(name, c_uint64) for name in
+                                       ("queued", "handed_over", "lost_at_disconnect", "dropped_by_bound", "waiting",
+                                        "waiting_bytes", "oldest_waiting_ms")]
+
+
 class Library:
     """Calls by name; a bytes argument becomes pointer and length, int the C type that `i32` and so on give it."""
 
@@ -207,6 +217,9 @@ class Running(unittest.TestCase):
         self.assertEqual(library.heartbeat_start_backup(), 0)
         self.assertEqual(library.heartbeat_send_command(1, b"{}"), 1)
         self.assertEqual(library.heartbeat_is_connecting(), 0)
+        commands = CommandCounters(size=ctypes.sizeof(CommandCounters))
+        self.assertEqual(library.heartbeat_get_command_counters(byref(commands)), 1)
+        self.assertEqual([commands.queued, commands.handed_over, commands.dropped, commands.waiting], [1, 0, 0, 1])
         main, backup = c_int64(), c_int64()
         self.assertEqual(library.heartbeat_get_last_report_tm(byref(main), byref(backup)), 1)
         self.assertEqual((main.value, backup.value), (-1, -1))
@@ -229,6 +242,15 @@ class Running(unittest.TestCase):
         head = json.loads(buffer.raw[:length.value])
         self.assertEqual(head["type"], 9)
         self.assertTrue(head["mid"].isdigit())
+        records = RecordCounters(size=ctypes.sizeof(RecordCounters))
+        self.assertEqual(library.streams_set_record_bound(c_uint64(1), c_uint64(0)), 1)
+        self.assertEqual(library.streams_get_record_counters(byref(records)), 1)
+        self.assertEqual([records.queued, records.dropped_by_bound, records.waiting], [2, 1, 1])
+        self.assertEqual([records.handed_over, records.lost_at_disconnect], [0, 0])
+        self.assertEqual(records.waiting_bytes, len(b"[1]\n") + length.value + 1)
+        records.size -= 1
+        self.assertEqual(library.streams_get_record_counters(byref(records)), BAD_SIZE)
+        self.assertEqual(library.streams_set_record_bound(c_uint64(0), c_uint64(0)), 1)
         self.assertEqual(library.streams_report_stop(b"s"), 1)
 
 

@@ -58,6 +58,15 @@ void callEverything(const Host& host) {
     check(host.heartbeat_send_command(1, "{}", 2) == 0, "a command is queued in the child");
     check(host.heartbeat_get_session_id(text, sizeof text, &length) == QOLIVE_DONE && length == 0,
           "session id");
+    qolive_command_counters commands{};
+    commands.size = sizeof commands;
+    check(host.heartbeat_get_command_counters(&commands) == QOLIVE_DONE && commands.queued == 0,
+          "command counters");
+    qolive_record_counters records{};
+    records.size = sizeof records;
+    check(host.streams_get_record_counters(&records) == QOLIVE_DONE && records.queued == 0,
+          "record counters");
+    check(host.streams_set_record_bound(1, 1) == QOLIVE_DONE, "record bound");
     host.feed();
     host.heartbeat_update_live_id("x", 1);
     host.live_info_set_talk_living(1, 2);

@@ -115,7 +115,10 @@ struct Host {
     LOADED(heartbeat_update_live_status);
     LOADED(heartbeat_update_live_stream_info);
     LOADED(heartbeat_send_command);
+    LOADED(heartbeat_get_command_counters);
     LOADED(streams_init);
+    LOADED(streams_get_record_counters);
+    LOADED(streams_set_record_bound);
     LOADED(streams_is_connected);
     LOADED(streams_report_start);
     LOADED(streams_report_stop);
