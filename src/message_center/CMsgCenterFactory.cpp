@@ -1,9 +1,13 @@
 #include "message_center/CMsgCenterFactory.h"
 
+#include <cstdint>
 #include <cstdlib>
+#include <new>
+#include <string>
 #include <utility>
 #include <vector>
 
+#include "message_center/ConfigProblem.h"
 #include "message_center/FactoryOptions.h"
 #include "platform/HostProcess.h"
 #include "platform/JsonText.h"
@@ -34,19 +38,62 @@ void OnSdkLog(int /*level*/, const char* /*text1*/, const char* text2) {
     Log(LogLevel::Info, "[msgcenter] sdklog: %s", text2 ? text2 : "");
 }
 
-bool ReadLists(const Json::Value& root, AddrLists& lists) {
-    if (!root.isMember("gatewayDns")) return false;
+Json::Value ReadRoot(const std::string& text) {
+    if (text.empty()) throw ConfigProblem("the configuration is empty");
+    Json::Value root;
+    if (!ParseJson(text, root)) throw ConfigProblem(WhyNotJson(text));
+    if (!root.isObject()) throw ConfigProblem("the configuration is no JSON object");
+    return root;
+}
+
+const Json::Value& ReadList(const Json::Value& gateway, const char* name) {
+    const std::string quoted = "\"gatewayDns\".\"" + std::string(name) + "\"";
+    if (!gateway.isMember(name)) throw ConfigProblem(quoted + " is missing");
+    if (!gateway[name].isArray()) throw ConfigProblem(quoted + " is no array");
+    return gateway[name];
+}
+
+AddrLists ReadLists(const Json::Value& root) {
+    if (!root.isMember("gatewayDns")) throw ConfigProblem("\"gatewayDns\" is missing");
     const Json::Value& gateway = root["gatewayDns"];
-    if (!gateway.isObject()) return false;
-    lists.main = gateway["main"];
-    lists.backup = gateway["backup"];
-    return lists.main.isArray() && lists.backup.isArray();
+    if (!gateway.isObject()) throw ConfigProblem("\"gatewayDns\" is no object");
+    return {ReadList(gateway, "main"), ReadList(gateway, "backup")};
+}
+
+/// Numbers and booleans count as their texts.
+std::string ReadText(const Json::Value& value, const char* name) {
+    if (value.isObject() || value.isArray()) throw ConfigProblem(std::string(name) + " is no text");
+    return value.asString();
+}
+
+std::string ReadToken(const Json::Value& root) {
+    std::string token = ReadText(root["accessToken"], "\"accessToken\"");
+    if (root.isMember("accessToken") && !root["accessToken"].isString())
+        Log(LogLevel::Info, "[LiveState] CMsgCenterFactory::Start warning: \"accessToken\" is no text");
+    return token;
+}
+
+std::int64_t ReadExpiry(const Json::Value& root) {
+    try {
+        return root["expireTime"].asInt64();
+    } catch (const Json::Exception&) {
+        throw ConfigProblem("\"expireTime\" is no 64-bit integer");
+    }
+}
+
+/// The number that `text` begins with. Other ways to write it than the plain one are taken with a warning.
+std::int32_t ReadPort(const std::string& host, const char* text) {
+    const auto port = static_cast<std::int32_t>(std::atoll(text));
+    if (std::to_string(port) != text)
+        Log(LogLevel::Info, "[LiveState] CMsgCenterFactory::Start warning: the port of %s is read as %d",
+            host.c_str(), port);
+    return port;
 }
 
 std::vector<QoPlayer::MsgCenterAddr> ParseAddrList(const Json::Value& list) {
     std::vector<QoPlayer::MsgCenterAddr> result;
     for (const Json::Value& element : list) {
-        const std::string text = element.asString();
+        const std::string text = ReadText(element, "an address");
         const auto colon = text.find(':');
         if (colon == std::string::npos) {
             Log(LogLevel::Error, "[srvTalk] ipaddr error:%s", text.c_str());
@@ -54,7 +101,7 @@ std::vector<QoPlayer::MsgCenterAddr> ParseAddrList(const Json::Value& list) {
         }
         QoPlayer::MsgCenterAddr address;
         address.ip = text.substr(0, colon);
-        address.port = static_cast<std::int32_t>(std::atoll(text.c_str() + colon + 1));
+        address.port = ReadPort(address.ip, text.c_str() + colon + 1);
         result.push_back(std::move(address));
     }
     return result;
@@ -122,47 +169,47 @@ int CMsgCenterFactory::Start(const std::string& config, const HeartBaseConfig& b
     Log(LogLevel::Info, "[LiveState] CMsgCenterFactory::Start 1");
     if (m_bMainStarted) return kAlreadyStarted;
     if (IsInLogSink()) return kNotStarted;
-    const MutexLock lock(g_oneAtATime);
-    if (m_bMainStarted) return kAlreadyStarted;
     try {
-        return StartCenters(config, base) ? kStarted : kNotStarted;
+        const MutexLock lock(g_oneAtATime);
+        if (m_bMainStarted) return kAlreadyStarted;
+        StartCenters(config, base);
+        return kStarted;
+    } catch (const ConfigProblem& problem) {
+        TellFailedStart(problem.what());
+    } catch (const std::bad_alloc&) {
+        TellFailedStart("out of memory");
+    } catch (const Json::Exception&) {
+        TellFailedStart("the configuration nests deeper than 1000 levels, or memory is short");
     } catch (...) {
-        return kNotStarted;
+        TellFailedStart("a message center raised an error");
     }
+    return kNotStarted;
 }
 
-bool CMsgCenterFactory::StartCenters(const std::string& text, const HeartBaseConfig& base) {
-    Json::Value parsed;
-    if (text.empty() || !ParseJson(text, parsed)) return false;
-    const Json::Value& root = parsed;
-    AddrLists lists;
-    if (!ReadLists(root, lists)) return false;
-    if (!UseOptions(root)) return false;
+void CMsgCenterFactory::TellFailedStart(const char* why) const {
+    Log(LogLevel::Info, "[LiveState] CMsgCenterFactory::Start failed: %s%s", why,
+        m_bMainStarted ? "; the main center runs, so Stop is due before another Start" : "");
+}
+
+void CMsgCenterFactory::StartCenters(const std::string& text, const HeartBaseConfig& base) {
+    const Json::Value root = ReadRoot(text);
+    const AddrLists lists = ReadLists(root);
+    UseOptions(ReadFactoryOptions(root));
     QoPlayer::MsgCenterConfig config;
     SetAddrs(config, lists.main);
     SetBase(config, base);
-    config.accessToken = root["accessToken"].asString();
-    config.expireTime = root["expireTime"].asInt64();
-    if (!StartMain(config)) return false;
+    config.accessToken = ReadToken(root);
+    config.expireTime = ReadExpiry(root);
+    if (!StartMain(config)) throw ConfigProblem("the main center does not start");
     SetAddrs(config, lists.backup);
     StartBackup(config);
-    return true;
 }
 
-bool CMsgCenterFactory::UseOptions(const Json::Value& root) {
-    FactoryOptions options;
-    std::string problem;
-    if (ReadFactoryOptions(root, options, problem)) {
-        const bool taken = QoPlayer::MsgCenterWatch(*m_mainCenter).setOptions(options.ways) &&
-                           QoPlayer::MsgCenterWatch(*m_backupCenter).setOptions(options.ways);
-        if (!taken && !options.ways.isEmpty()) problem = "this message-center library has no options";
-    }
-    if (!problem.empty()) {
-        Log(LogLevel::Info, "[LiveState] CMsgCenterFactory::Start error: %s", problem.c_str());
-        return false;
-    }
+void CMsgCenterFactory::UseOptions(const FactoryOptions& options) {
+    const bool taken = QoPlayer::MsgCenterWatch(*m_mainCenter).setOptions(options.ways) &&
+                       QoPlayer::MsgCenterWatch(*m_backupCenter).setOptions(options.ways);
+    if (!taken && !options.ways.isEmpty()) throw ConfigProblem("this message-center library has no options");
     SetHostProcess(options.hostProcess);
-    return true;
 }
 
 bool CMsgCenterFactory::StartMain(const QoPlayer::MsgCenterConfig& config) {

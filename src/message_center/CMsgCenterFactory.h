@@ -15,16 +15,14 @@ namespace data_report {
 class DataReportManager;
 }
 
-namespace Json {
-class Value;
-}
-
 namespace QoPlayer {
 class MsgCenter;
 struct MsgCenterConfig;
 }  // namespace QoPlayer
 
 namespace Bas {
+
+struct FactoryOptions;
 
 /// Owns the two message centers of the process: the main one, and the backup one that carries a second copy
 /// of the heartbeat.
@@ -75,7 +73,9 @@ public:
     ///
     /// An address is split at its first colon; one without a colon is logged at level 4 and skipped. So an IPv6
     /// literal is written without colons, as Windows does in names of shares: [2001:db8::1]:8883 is
-    /// "2001-db8--1.ipv6-literal.net:8883", and "s" stands for the "%" of a scope. When no usable backup address is given, the backup center connects to the main servers. An empty main list is
+    /// "2001-db8--1.ipv6-literal.net:8883", and "s" stands for the "%" of a scope. Of a port only the leading digits
+    /// count, and a token that is a number or a boolean is taken as its text; a line at level 2 warns of either.
+    /// When no usable backup address is given, the backup center connects to the main servers. An empty main list is
     /// handed to the main center as it is, and the center's refusal is then the result.
     ///
     /// "options", each member optional; an unknown one is ignored with a logged line, one of a wrong type makes the
@@ -99,9 +99,11 @@ public:
     ///
     /// Returns 1 when the main center was started (IsHaveBKCenter tells about the backup), 2 when it was
     /// running already and nothing was changed, whatever `config` says, 0 when nothing was started: `config`
-    /// is empty, not JSON, lacks a required key or has one of a wrong type, or the center refused. Raises
-    /// nothing. If something fails only after the main center has started (a backup address that is no text,
-    /// memory), the result is 0 too but IsMainCenterStartOK is true, and Stop is due before another Start.
+    /// is empty, not JSON, lacks a required key or has one of a wrong type, or the center refused. A line at
+    /// level 2, "[LiveState] CMsgCenterFactory::Start failed: ...", says why; it never holds the token. Raises
+    /// nothing. If something fails only after the main center has started (a backup address that is an object
+    /// or an array, memory), the result is 0 too but IsMainCenterStartOK is true, and Stop is due before another
+    /// Start.
     ///
     /// Blocks only while another thread's Start or Stop runs.
     QOLIVE_API int Start(const std::string& config, const HeartBaseConfig& base);
@@ -129,8 +131,9 @@ private:
     friend union ::Lasting<CMsgCenterFactory>;
     friend class data_report::DataReportManager;
 
-    bool StartCenters(const std::string& config, const HeartBaseConfig& base);
-    bool UseOptions(const Json::Value& root);
+    void StartCenters(const std::string& config, const HeartBaseConfig& base);
+    void UseOptions(const FactoryOptions& options);
+    void TellFailedStart(const char* why) const;
     bool StartMain(const QoPlayer::MsgCenterConfig& config);
     void StartBackup(const QoPlayer::MsgCenterConfig& config);
     void StopCenters();

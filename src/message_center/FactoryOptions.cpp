@@ -1,5 +1,8 @@
 #include "message_center/FactoryOptions.h"
 
+#include <utility>
+
+#include "message_center/ConfigProblem.h"
 #include "platform/Log.h"
 
 namespace Bas {
@@ -12,8 +15,7 @@ constexpr char kProxy[] = "socks5";
 class Members {
 public:
     /// `what` names the object in lines of the log.
-    Members(const Json::Value& object, std::string what, std::string& problem)
-        : m_left(object), m_what(std::move(what)), m_problem(problem) {
+    Members(const Json::Value& object, std::string what) : m_left(object), m_what(std::move(what)) {
         if (!m_left.isNull() && !m_left.isObject()) refuse(m_what, "an object");
     }
 
@@ -49,20 +51,20 @@ public:
 private:
     std::string nameOf(const std::string& key) const { return m_what + "." + key; }
 
-    void refuse(const std::string& what, const char* type) {
-        if (m_problem.empty()) m_problem = "\"" + what + "\" is not " + type;
+    [[noreturn]] static void refuse(const std::string& what, const char* type) {
+        throw ConfigProblem("\"" + what + "\" is not " + type);
     }
 
     Json::Value m_left;
     const std::string m_what;
-    std::string& m_problem;
 };
 
 }  // namespace
 
-bool ReadFactoryOptions(const Json::Value& root, FactoryOptions& options, std::string& problem) {
-    Members members(root[kOptions], kOptions, problem);
-    Members proxy(members.remove(kProxy), std::string(kOptions) + "." + kProxy, problem);
+FactoryOptions ReadFactoryOptions(const Json::Value& root) {
+    FactoryOptions options;
+    Members members(root[kOptions], kOptions);
+    Members proxy(members.remove(kProxy), std::string(kOptions) + "." + kProxy);
     members.take("clientCertificate", options.ways.clientCertificate);
     members.take("clientKey", options.ways.clientKey);
     members.take("alpn", options.ways.alpn);
@@ -73,7 +75,7 @@ bool ReadFactoryOptions(const Json::Value& root, FactoryOptions& options, std::s
     proxy.take("password", options.ways.proxyPassword);
     members.tellUnknown();
     proxy.tellUnknown();
-    return problem.empty();
+    return options;
 }
 
 }  // namespace Bas

@@ -14,8 +14,8 @@ struct FactoryOptions {
     std::string hostProcess;  ///< empty: the usual one
 };
 
-/// Reads "options" of `root`, where that is missing nothing is set. False when a member has a wrong type, with the
-/// reason in `problem`. Members that are not known are left out, each with a line of the log.
-bool ReadFactoryOptions(const Json::Value& root, FactoryOptions& options, std::string& problem);
+/// Reads "options" of `root`; where that is missing nothing is set. Raises ConfigProblem when a member has a wrong type.
+/// Members that are not known are left out, each with a line of the log.
+FactoryOptions ReadFactoryOptions(const Json::Value& root);
 
 }  // namespace Bas

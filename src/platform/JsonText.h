@@ -3,12 +3,13 @@
 #include <json/json.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <stdexcept>
 #include <string>
 
-// The two forms in which JSON crosses the wire. jsoncpp marks both classes as superseded; they are used on
 #include "platform/Utf8.h"
 
+// The two forms in which JSON crosses the wire. jsoncpp marks both classes as superseded; they are used on
 // purpose, because their output and what they accept are what the servers know.
 
 #if defined(__GNUC__)
@@ -16,7 +17,6 @@
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 #endif
 
-/// The compact text of `value`, with the line break that the writer puts at its end. Raises what jsoncpp
 /// Whether all texts and member names in `value` are UTF-8. Copies none of them.
 inline bool HoldsOnlyUtf8(const Json::Value& value) {
     const char* begin = nullptr;
@@ -74,6 +74,22 @@ inline void RequireReadableDepth(const Json::Value& value) {
 inline bool ParseJson(const std::string& text, Json::Value& root) {
     Json::Reader reader;
     return reader.parse(text, root, true);
+}
+
+/// The first thing for which ParseJson refuses a text.
+struct JsonFault {
+    std::size_t offset;   ///< in the text; its length when the text ends too soon
+    std::string message;  ///< the reader's; it may quote a number that is none
+};
+
+inline JsonFault FirstFault(const std::string& text) {
+    Json::Reader reader;
+    Json::Value ignored;
+    reader.parse(text, ignored, true);
+    const auto faults = reader.getStructuredErrors();
+    if (faults.empty()) return {text.size(), "no fault found"};
+    const auto offset = static_cast<std::size_t>(faults.front().offset_start);
+    return {std::min(offset, text.size()), faults.front().message};
 }
 
 #if defined(__GNUC__)

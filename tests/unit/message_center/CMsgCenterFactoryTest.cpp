@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "fakes/CapturingLog.h"
@@ -21,6 +22,7 @@ using fakes::FakeMsgCenter;
 using fakes::StartedWith;
 
 constexpr const char* kEntryLine = "[LiveState] CMsgCenterFactory::Start 1";
+const std::string kFailedLine = "[LiveState] CMsgCenterFactory::Start failed: ";
 
 std::string gateway(const std::string& main, const std::string& backup, const std::string& rest = "") {
     return R"({"gatewayDns":{"main":)" + main + R"(,"backup":)" + backup + "}" + rest + "}";
@@ -38,10 +40,18 @@ struct Factory : testing::Test {
     CMsgCenterFactory& factory() { return *CMsgCenterFactory::Inst(); }
     StartedWith lastStart(FakeMsgCenter center) { return center.starts().back(); }
 
-    void expectNothingStarted(const std::string& config) {
+    /// The entry line is followed by one that says why.
+    void expectNothingStarted(const std::string& config, const std::string& why = "") {
         const CapturingLog log;
         EXPECT_EQ(start(config), 0) << config;
-        EXPECT_EQ(log.texts(), std::vector<std::string>{kEntryLine}) << config;
+        ASSERT_EQ(log.lines().size(), 2u) << config;
+        EXPECT_EQ(log.lines()[0].text, kEntryLine);
+        EXPECT_EQ(log.lines()[1].level, 2);
+        const std::string line = log.lines()[1].text;
+        EXPECT_EQ(line.compare(0, kFailedLine.size(), kFailedLine), 0) << line;
+        if (!why.empty()) {
+            EXPECT_EQ(line, kFailedLine + why);
+        }
         EXPECT_TRUE(FakeMsgCenter::main().starts().empty()) << config;
         EXPECT_TRUE(FakeMsgCenter::backup().starts().empty()) << config;
         EXPECT_FALSE(factory().IsMainCenterStartOK());
@@ -151,7 +161,7 @@ TEST_F(Factory, ASecondStartReturnsTwoLogsOnlyTheEntryLineAndChangesNothing) {
 }
 
 TEST_F(Factory, AnEmptyTextIsRefusedUnlessTheMainCenterRuns) {
-    expectNothingStarted("");
+    expectNothingStarted("", "the configuration is empty");
     ASSERT_EQ(start(usable()), 1);
     EXPECT_EQ(start(""), 2);
 }
@@ -159,7 +169,7 @@ TEST_F(Factory, AnEmptyTextIsRefusedUnlessTheMainCenterRuns) {
 TEST_F(Factory, TheEntryLineIsLoggedAtLevelTwoBeforeAnyCheck) {
     const CapturingLog log;
     start("");
-    ASSERT_EQ(log.lines().size(), 1u);
+    ASSERT_EQ(log.lines().size(), 2u);
     EXPECT_EQ(log.lines()[0].level, 2);
     EXPECT_EQ(log.lines()[0].text, kEntryLine);
 }
@@ -191,23 +201,116 @@ TEST_F(Factory, TextThatIsNotAConfigurationStartsNothing) {
 }
 
 TEST_F(Factory, AMainListGivenAsAStringStartsNothing) {
-    expectNothingStarted(gateway(R"("m:1")", "[]"));
+    expectNothingStarted(gateway(R"("m:1")", "[]"), R"("gatewayDns"."main" is no array)");
 }
 
 TEST_F(Factory, ABackupListGivenAsAStringStartsNothing) {
-    expectNothingStarted(gateway(R"(["m:1"])", R"("b:1")"));
+    expectNothingStarted(gateway(R"(["m:1"])", R"("b:1")"), R"("gatewayDns"."backup" is no array)");
 }
 
 TEST_F(Factory, AnElementThatCannotBeTextStartsNothing) {
-    expectNothingStarted(gateway(R"(["m:1",{}])", "[]"));
-    expectNothingStarted(gateway(R"([["m:1"]])", "[]"));
+    expectNothingStarted(gateway(R"(["m:1",{}])", "[]"), "an address is no text");
+    expectNothingStarted(gateway(R"([["m:1"]])", "[]"), "an address is no text");
 }
 
 TEST_F(Factory, ATokenOrExpiryOfAWrongTypeStartsNothing) {
-    expectNothingStarted(gateway(R"(["m:1"])", "[]", R"(,"accessToken":{})"));
-    expectNothingStarted(gateway(R"(["m:1"])", "[]", R"(,"accessToken":[1])"));
-    expectNothingStarted(gateway(R"(["m:1"])", "[]", R"(,"expireTime":"soon")"));
-    expectNothingStarted(gateway(R"(["m:1"])", "[]", R"(,"expireTime":1e300)"));
+    const std::string list = R"(["m:1"])";
+    for (const char* token : {"{}", "[1]"})
+        expectNothingStarted(gateway(list, "[]", std::string(R"(,"accessToken":)") + token),
+                             R"("accessToken" is no text)");
+    for (const char* expiry : {R"("soon")", "1e300", "[]", "{}", "9223372036854775808"})
+        expectNothingStarted(gateway(list, "[]", std::string(R"(,"expireTime":)") + expiry),
+                             R"("expireTime" is no 64-bit integer)");
+}
+
+TEST_F(Factory, AnExpiryThatIsANumberOfAnotherKindIsRead) {
+    const std::pair<const char*, std::int64_t> read[] = {{"1.5", 1},
+                                                         {"-1", -1},
+                                                         {"null", 0},
+                                                         {"true", 1},
+                                                         {"9223372036854775807", INT64_MAX},
+                                                         {"-9223372036854775808", INT64_MIN},
+                                                         {"4294967296.5", 4294967296}};
+    for (const auto& [text, seconds] : read) {
+        ASSERT_EQ(start(gateway(R"(["m:1"])", "[]", std::string(R"(,"expireTime":)") + text)), 1) << text;
+        EXPECT_EQ(lastStart(FakeMsgCenter::main()).expireTime, seconds);
+        factory().Stop();
+    }
+}
+
+TEST_F(Factory, AFailedStartSaysWhatIsMissingOrWrong) {
+    for (const char* text : {"null", "7", "\"text\"", "[]"})
+        expectNothingStarted(text, "the configuration is no JSON object");
+    expectNothingStarted("{}", R"("gatewayDns" is missing)");
+    for (const char* value : {"null", "[]", "\"m:1\""})
+        expectNothingStarted(std::string(R"({"gatewayDns":)") + value + "}", R"("gatewayDns" is no object)");
+    expectNothingStarted(R"({"gatewayDns":{}})", R"("gatewayDns"."main" is missing)");
+    expectNothingStarted(R"({"gatewayDns":{"main":[]}})", R"("gatewayDns"."backup" is missing)");
+    expectNothingStarted(gateway("null", "[]"), R"("gatewayDns"."main" is no array)");
+    expectNothingStarted(std::string(10000, '['),
+                         "the configuration nests deeper than 1000 levels, or memory is short");
+}
+
+TEST_F(Factory, AFailedStartSaysWhereTheTextIsNotJson) {
+    expectNothingStarted("{\n  \"a\": [1, 2,\n  ]\n}", "trailing comma at line 2, column 14");
+    expectNothingStarted("{\"a\":1 , }", "trailing comma at line 1, column 8");
+    expectNothingStarted("{\n\"a\":1\n\"b\":2}",
+                         "not JSON: Missing ',' or '}' in object declaration at line 3, column 1");
+    expectNothingStarted(R"({"a":tru})",
+                         "not JSON: Syntax error: value, object or array expected. at line 1, column 6");
+    expectNothingStarted(" ", "not JSON: Syntax error: value, object or array expected. at line 1, column 2");
+}
+
+TEST_F(Factory, AFailedStartQuotesNothingOfTheText) {
+    for (const char* token : {"-hush", "12hush", "hush", "'hush'", "\"hush\\q\"", "\"hush"}) {
+        const CapturingLog log;
+        EXPECT_EQ(start(std::string(R"({"accessToken":)") + token + "}"), 0);
+        EXPECT_EQ(log.countContaining("hush"), 0) << token;
+        EXPECT_EQ(log.countContaining("12"), 0) << token;
+        EXPECT_EQ(log.countContaining(kFailedLine), 1) << token;
+    }
+    expectNothingStarted(R"({"accessToken":-})", "not JSON: malformed number at line 1, column 16");
+}
+
+TEST_F(Factory, AFailureAfterTheMainStartSaysThatItRuns) {
+    const CapturingLog log;
+    EXPECT_EQ(start(gateway(R"(["m:1"])", "[[]]")), 0);
+    EXPECT_EQ(
+        log.count(kFailedLine + "an address is no text; the main center runs, so Stop is due before another "
+                                "Start"),
+        1);
+}
+
+TEST_F(Factory, AnErrorOfACenterIsAFailedStart) {
+    FakeMsgCenter::main().startThrows();
+    const CapturingLog log;
+    EXPECT_EQ(start(usable()), 0);
+    EXPECT_EQ(log.count(kFailedLine + "a message center raised an error"), 1);
+}
+
+TEST_F(Factory, ATokenThatIsNoTextIsTakenAsOneWithAWarning) {
+    const std::pair<const char*, const char*> read[] = {{"4711", "4711"}, {"true", "true"}, {"null", ""}};
+    for (const auto& [value, token] : read) {
+        const CapturingLog log;
+        ASSERT_EQ(start(gateway(R"(["m:1"])", "[]", std::string(R"(,"accessToken":)") + value)), 1);
+        EXPECT_EQ(lastStart(FakeMsgCenter::main()).accessToken, token);
+        ASSERT_EQ(log.lines().size(), 2u);
+        EXPECT_EQ(log.lines()[1].text,
+                  R"([LiveState] CMsgCenterFactory::Start warning: "accessToken" is no text)");
+        EXPECT_EQ(log.lines()[1].level, 2);
+        factory().Stop();
+    }
+}
+
+TEST_F(Factory, APortThatIsNoPlainNumberIsReadWithAWarning) {
+    const CapturingLog log;
+    ASSERT_EQ(start(gateway(R"(["h:80","h1:80x","h2:secret:80","h3:99999999999"])", "[]")), 1);
+    const std::string warning = "[LiveState] CMsgCenterFactory::Start warning: the port of ";
+    EXPECT_EQ(log.texts(),
+              (std::vector<std::string>{kEntryLine, warning + "h1 is read as 80", warning + "h2 is read as 0",
+                                        warning + "h3 is read as 1215752191"}));
+    for (const auto& line : log.lines())
+        EXPECT_EQ(line.level, 2);
 }
 
 TEST_F(Factory, AnEmptyMainListIsStillHandedToTheMainCenter) {
@@ -282,7 +385,8 @@ TEST_F(Factory, AFailedMainStartLeavesTheBackupCenterAlone) {
     FakeMsgCenter::main().startFails();
     const CapturingLog log;
     EXPECT_EQ(start(usable()), 0);
-    EXPECT_EQ(log.texts(), std::vector<std::string>{kEntryLine});
+    EXPECT_EQ(log.texts(),
+              (std::vector<std::string>{kEntryLine, kFailedLine + "the main center does not start"}));
     EXPECT_FALSE(factory().IsMainCenterStartOK());
     EXPECT_FALSE(factory().IsHaveBKCenter());
     EXPECT_TRUE(FakeMsgCenter::backup().starts().empty());
@@ -428,7 +532,7 @@ struct FactoryOptions : Factory {
     void expectRefused(const std::string& options, const std::string& why) {
         const CapturingLog log;
         EXPECT_EQ(start(withOptions(options)), 0) << options;
-        EXPECT_EQ(log.texts().back(), "[LiveState] CMsgCenterFactory::Start error: " + why) << options;
+        EXPECT_EQ(log.texts().back(), "[LiveState] CMsgCenterFactory::Start failed: " + why) << options;
         EXPECT_TRUE(FakeMsgCenter::main().starts().empty()) << options;
         EXPECT_TRUE(FakeMsgCenter::backup().starts().empty()) << options;
     }
