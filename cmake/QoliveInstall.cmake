@@ -25,6 +25,7 @@ target_sources(qolive_report PUBLIC
     src/heartbeat/LiveHeartReportData.h
     src/heartbeat/LiveHeartReportManager.h
     src/message_center/CMsgCenterFactory.h
+    src/message_center/CenterWatch.h
     src/message_center/HeartBaseConfig.h
     src/platform/Export.h
     src/platform/HostReadings.h

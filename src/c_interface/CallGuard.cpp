@@ -55,4 +55,12 @@ std::int32_t writeText(const std::string& text, char* buffer, std::size_t capaci
     return QOLIVE_DONE;
 }
 
+void requireBuffer(const qolive_text_buffer& buffer) {
+    if (buffer.capacity != 0) require(buffer.data);
+}
+
+std::int32_t writeText(const std::string& text, qolive_text_buffer& buffer) {
+    return writeText(text, buffer.data, buffer.capacity, &buffer.length);
+}
+
 }  // namespace c_interface

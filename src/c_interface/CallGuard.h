@@ -60,6 +60,10 @@ Json::Value toJson(const char* data, std::size_t length);
 /// QOLIVE_DONE or QOLIVE_TOO_SMALL; the length is written in both cases.
 std::int32_t writeText(const std::string& text, char* buffer, std::size_t capacity, std::size_t* length);
 
+/// The same for a text inside a structure; the buffer is to be checked before anything is written.
+void requireBuffer(const qolive_text_buffer& buffer);
+std::int32_t writeText(const std::string& text, qolive_text_buffer& buffer);
+
 /// Runs `getter` for a number that goes to `*result`.
 template <class Number, class Getter>
 std::int32_t writeNumber(Number* result, const Getter& getter) noexcept {

@@ -145,6 +145,13 @@ typedef struct qolive_text {
     size_t length;
 } qolive_text;
 
+/// A text result inside a structure: the caller sets `data` and `capacity`.
+typedef struct qolive_text_buffer {
+    char* data;
+    size_t capacity;
+    size_t length;
+} qolive_text_buffer;
+
 /// Bas::HeartBaseConfig, whose documentation tells what each value means to the message center over MQTT.
 typedef struct qolive_heart_base_config {
     size_t size;
@@ -170,6 +177,64 @@ QOLIVE_API int32_t qolive_centers_stop(void) QOLIVE_NOTHROW;
 /// CMsgCenterFactory::IsHaveBKCenter, IsMainCenterStartOK: 1 when that center is started, else 0.
 QOLIVE_API int32_t qolive_centers_is_have_backup(void) QOLIVE_NOTHROW;
 QOLIVE_API int32_t qolive_centers_is_main_start_ok(void) QOLIVE_NOTHROW;
+
+/// What a center is doing: Bas::CenterState.
+enum {
+    QOLIVE_CENTER_UNKNOWN = 0,       ///< the message-center library does not tell
+    QOLIVE_CENTER_STOPPED = 1,       ///< not started, or stopped
+    QOLIVE_CENTER_CONNECTING = 2,    ///< on its way through the addresses
+    QOLIVE_CENTER_CONNECTED = 3,     ///< messages can be sent
+    QOLIVE_CENTER_WAITING = 4,       ///< no address answered: the pause before the next round
+    QOLIVE_CENTER_REFUSED = 5,       ///< a server refused it; it goes on trying
+    QOLIVE_CENTER_TOKEN_EXPIRED = 6  ///< the access token has expired: no connection is made any more
+};
+
+/// Bas::CenterStatus. `reason` is for a person: the server, or the last failure.
+typedef struct qolive_center_status {
+    size_t size;
+    qolive_text_buffer reason;
+    int64_t since_ms;  ///< when the state began, ms since 1970-01-01 UTC; 0 = unknown
+    int32_t state;     ///< QOLIVE_CENTER_...
+} qolive_center_status;
+
+/// Bas::GetCenterStatus: of the main center when `main_center` is not 0, else of the backup center. QOLIVE_TOO_SMALL when
+/// the reason does not fit; state, time and length are written all the same.
+QOLIVE_API int32_t qolive_centers_get_status(int32_t main_center,
+                                             qolive_center_status* status) QOLIVE_NOTHROW;
+
+/// Bas::CenterCounters: what has become of the messages of one center since the process began. At any moment `accepted` is
+/// the sum of `acknowledged`, `refused`, the four `dropped_` and `waiting`.
+typedef struct qolive_center_counters {
+    size_t size;
+    uint64_t accepted;                  ///< taken by the center
+    uint64_t published;                 ///< sent; again after a reconnect counts again
+    uint64_t acknowledged;              ///< taken by a server
+    uint64_t refused;                   ///< refused by a server, by its access rules for example
+    uint64_t dropped_unusable;          ///< larger than the server takes, or a head that cannot travel
+    uint64_t dropped_late;              ///< heartbeats that could not leave for a whole period
+    uint64_t dropped_at_reconnect;      ///< heartbeats of before a reconnect
+    uint64_t dropped_at_stop;           ///< not acknowledged when the center stopped
+    uint64_t not_accepted_full;         ///< too much was waiting already
+    uint64_t not_accepted_unconnected;  ///< there was no connection
+    uint64_t reconnects;                ///< connections that took the place of a lost one
+    uint64_t waiting;                   ///< taken, neither acknowledged nor given up so far
+    uint64_t waiting_records;           ///< those of them that are neither heartbeats nor commands
+    int64_t oldest_waiting_ms;          ///< how long the oldest of them has waited; 0 when none waits
+} qolive_center_counters;
+
+/// Bas::GetCenterCounters.
+QOLIVE_API int32_t qolive_centers_get_counters(int32_t main_center,
+                                               qolive_center_counters* counters) QOLIVE_NOTHROW;
+
+/// Bas::CenterStatusSink: the state of the main center (`main_center` 1) or the backup center (0), or its reason, has
+/// changed. `reason` ends with a zero byte and is valid during the call only. Called on threads of the library, one call at a
+/// time for each center. It must return soon, because its center waits for it, and must not throw. The status and the
+/// counters may be read in it; qolive_centers_start and _stop do nothing there, and no sink may be set.
+typedef void (*qolive_center_status_sink)(void* user, int main_center, int state, const char* reason);
+
+/// Bas::SetCenterStatusSink: hands every later change to `sink`, null for none. When it returns, no thread is inside the
+/// previous sink and none enters it. Blocks while a call of the previous sink runs.
+QOLIVE_API int32_t qolive_centers_set_status_sink(qolive_center_status_sink sink, void* user) QOLIVE_NOTHROW;
 
 /// A message center; it can only be told from another one.
 typedef struct qolive_message_center qolive_message_center;
@@ -221,13 +286,6 @@ QOLIVE_API int32_t qolive_heartbeat_update_data_state(int32_t changed) QOLIVE_NO
 
 QOLIVE_API int32_t qolive_heartbeat_get_session_id(char* buffer, size_t capacity,
                                                    size_t* length) QOLIVE_NOTHROW;
-
-/// A text result inside a structure: the caller sets `data` and `capacity`.
-typedef struct qolive_text_buffer {
-    char* data;
-    size_t capacity;
-    size_t length;
-} qolive_text_buffer;
 
 /// LiveHeartReportData: the whole state of the heartbeat. Statuses are 1 (on) and 2 (off).
 typedef struct qolive_heartbeat_data {

@@ -1,6 +1,7 @@
 #include "c_interface/CallGuard.h"
 #include "c_interface/qolive_report.h"
 #include "message_center/CMsgCenterFactory.h"
+#include "message_center/CenterWatch.h"
 #include "message_center/HeartBaseConfig.h"
 
 using namespace c_interface;
@@ -18,6 +19,23 @@ Bas::HeartBaseConfig toHeartBaseConfig(const qolive_heart_base_config* given) {
     base.textValue1 = toText(given->text_value1);
     base.textValue2 = toText(given->text_value2);
     return base;
+}
+
+void writeCounters(const Bas::CenterCounters& from, qolive_center_counters& to) {
+    to.accepted = from.accepted;
+    to.published = from.published;
+    to.acknowledged = from.acknowledged;
+    to.refused = from.refused;
+    to.dropped_unusable = from.droppedUnusable;
+    to.dropped_late = from.droppedLate;
+    to.dropped_at_reconnect = from.droppedAtReconnect;
+    to.dropped_at_stop = from.droppedAtStop;
+    to.not_accepted_full = from.notAcceptedFull;
+    to.not_accepted_unconnected = from.notAcceptedUnconnected;
+    to.reconnects = from.reconnects;
+    to.waiting = from.waiting;
+    to.waiting_records = from.waitingRecords;
+    to.oldest_waiting_ms = from.oldestWaitingMs;
 }
 
 }  // namespace
@@ -39,6 +57,30 @@ int32_t qolive_centers_is_have_backup(void) noexcept {
 
 int32_t qolive_centers_is_main_start_ok(void) noexcept {
     return guarded([] { return Bas::CMsgCenterFactory::Inst()->IsMainCenterStartOK(); });
+}
+
+int32_t qolive_centers_get_status(int32_t main_center, qolive_center_status* status) noexcept {
+    return guarded([=] {
+        require(status);
+        requireSize(status->size, sizeof *status);
+        requireBuffer(status->reason);
+        const Bas::CenterStatus told = Bas::GetCenterStatus(main_center != 0);
+        status->state = static_cast<std::int32_t>(told.state);
+        status->since_ms = told.sinceMs;
+        return writeText(told.reason, status->reason);
+    });
+}
+
+int32_t qolive_centers_get_counters(int32_t main_center, qolive_center_counters* counters) noexcept {
+    return done([=] {
+        require(counters);
+        requireSize(counters->size, sizeof *counters);
+        writeCounters(Bas::GetCenterCounters(main_center != 0), *counters);
+    });
+}
+
+int32_t qolive_centers_set_status_sink(qolive_center_status_sink sink, void* user) noexcept {
+    return done([=] { Bas::SetCenterStatusSink(sink, user); });
 }
 
 int32_t qolive_centers_get(int32_t main_center, qolive_message_center** center) noexcept {

@@ -42,14 +42,6 @@ void writeNumbers(const LiveHeartReportData& state, qolive_heartbeat_data& resul
     result.mix_codec = state.mixCodec;
 }
 
-void requireBuffer(const qolive_text_buffer& buffer) {
-    if (buffer.capacity != 0) require(buffer.data);
-}
-
-std::int32_t writeText(const std::string& text, qolive_text_buffer& buffer) {
-    return c_interface::writeText(text, buffer.data, buffer.capacity, &buffer.length);
-}
-
 /// QOLIVE_TOO_SMALL when one of them did not fit.
 std::int32_t writeTexts(const LiveHeartReportData& state, qolive_heartbeat_data& result) {
     return std::min({writeText(state.sessionId, result.session_id),

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "message_center/CenterListener.h"
 #include "message_center/ConfigProblem.h"
 #include "message_center/FactoryOptions.h"
 #include "platform/HostProcess.h"
@@ -138,8 +139,8 @@ CMsgCenterFactory::CMsgCenterFactory() {
     QoPlayer::SetLogPtr(&OnSdkLog);
     m_mainCenter.reset(new QoPlayer::MsgCenter());
     m_backupCenter.reset(new QoPlayer::MsgCenter());
-    QoPlayer::MsgCenterWatch(*m_mainCenter).setName("main");
-    QoPlayer::MsgCenterWatch(*m_backupCenter).setName("backup");
+    ListenTo(*m_mainCenter, true);
+    ListenTo(*m_backupCenter, false);
 }
 
 CMsgCenterFactory::CMsgCenterFactory(const CMsgCenterFactory& other)

@@ -113,4 +113,71 @@ TEST(CInterfaceCenters, GivesTheFactorysCenters) {
     EXPECT_EQ(qolive_centers_get(1, nullptr), QOLIVE_NULL_ARGUMENT);
 }
 
+TEST(CInterfaceCenters, GivesStatusAndReasonOfEach) {
+    CMsgCenterFactory::Inst();
+    FakeMsgCenter::main().status({QoPlayer::MsgCenterState::Waiting, "cannot connect", 1234567890123});
+    FakeMsgCenter::backup().status({QoPlayer::MsgCenterState::Connected, "connected", 2});
+    char reason[14];
+    qolive_center_status status{sizeof status, {reason, sizeof reason, 0}, 0, 0};
+    EXPECT_EQ(qolive_centers_get_status(1, &status), QOLIVE_DONE);
+    EXPECT_EQ(status.state, QOLIVE_CENTER_WAITING);
+    EXPECT_EQ(status.since_ms, 1234567890123);
+    EXPECT_EQ(std::string(reason, status.reason.length), "cannot connect");
+    EXPECT_EQ(qolive_centers_get_status(0, &status), QOLIVE_DONE);
+    EXPECT_EQ(status.state, QOLIVE_CENTER_CONNECTED);
+    EXPECT_EQ(std::string(reason, status.reason.length), "connected");
+
+    status.reason.capacity = 13;
+    EXPECT_EQ(qolive_centers_get_status(1, &status), QOLIVE_TOO_SMALL);
+    EXPECT_EQ(status.state, QOLIVE_CENTER_WAITING);
+    EXPECT_EQ(status.reason.length, 14u);
+    status.reason.data = nullptr;
+    EXPECT_EQ(qolive_centers_get_status(1, &status), QOLIVE_NULL_ARGUMENT);
+    EXPECT_EQ(qolive_centers_get_status(1, nullptr), QOLIVE_NULL_ARGUMENT);
+    status.size = sizeof status - 1;
+    EXPECT_EQ(qolive_centers_get_status(1, &status), QOLIVE_BAD_SIZE);
+}
+
+TEST(CInterfaceCenters, GivesEveryCounter) {
+    CMsgCenterFactory::Inst();
+    FakeMsgCenter::backup().counters({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14});
+    qolive_center_counters counters{};
+    counters.size = sizeof counters;
+    EXPECT_EQ(qolive_centers_get_counters(0, &counters), QOLIVE_DONE);
+    EXPECT_EQ(counters.accepted, 1u);
+    EXPECT_EQ(counters.published, 2u);
+    EXPECT_EQ(counters.acknowledged, 3u);
+    EXPECT_EQ(counters.refused, 4u);
+    EXPECT_EQ(counters.dropped_unusable, 5u);
+    EXPECT_EQ(counters.dropped_late, 6u);
+    EXPECT_EQ(counters.dropped_at_reconnect, 7u);
+    EXPECT_EQ(counters.dropped_at_stop, 8u);
+    EXPECT_EQ(counters.not_accepted_full, 9u);
+    EXPECT_EQ(counters.not_accepted_unconnected, 10u);
+    EXPECT_EQ(counters.reconnects, 11u);
+    EXPECT_EQ(counters.waiting, 12u);
+    EXPECT_EQ(counters.waiting_records, 13u);
+    EXPECT_EQ(counters.oldest_waiting_ms, 14);
+    EXPECT_EQ(qolive_centers_get_counters(1, &counters), QOLIVE_DONE);
+    EXPECT_EQ(counters.accepted, 0u);
+    counters.size = sizeof counters - 1;
+    EXPECT_EQ(qolive_centers_get_counters(1, &counters), QOLIVE_BAD_SIZE);
+    EXPECT_EQ(qolive_centers_get_counters(1, nullptr), QOLIVE_NULL_ARGUMENT);
+}
+
+TEST(CInterfaceCenters, TheStatusSinkHearsOfBothUntilItIsTakenAway) {
+    CMsgCenterFactory::Inst();
+    std::string heard;
+    const auto sink = [](void* user, int mainCenter, int state, const char* reason) {
+        *static_cast<std::string*>(user) +=
+            std::to_string(mainCenter) + " " + std::to_string(state) + " " + reason + "\n";
+    };
+    EXPECT_EQ(qolive_centers_set_status_sink(sink, &heard), QOLIVE_DONE);
+    FakeMsgCenter::main().tell(QoPlayer::MsgCenterState::Connected, "a");
+    FakeMsgCenter::backup().tell(QoPlayer::MsgCenterState::TokenExpired, "b");
+    EXPECT_EQ(qolive_centers_set_status_sink(nullptr, nullptr), QOLIVE_DONE);
+    FakeMsgCenter::main().tell(QoPlayer::MsgCenterState::Stopped, "c");
+    EXPECT_EQ(heard, "1 3 a\n0 6 b\n");
+}
+
 }  // namespace

@@ -1,10 +1,12 @@
 #include "c_interface/qolive_report.h"
 #include "data_report/ReportTypes.h"
+#include "message_center/CenterWatch.h"
 
 // The constants of the C interface are the enumerators of the classes; this file only has to compile.
 
 namespace {
 
+using Bas::CenterState;
 using data_report::DataTypeEnum;
 using data_report::EventTypeEnum;
 using data_report::StreamTypeEnum;
@@ -14,6 +16,14 @@ template <class Enumeration>
 constexpr bool same(int constant, Enumeration enumerator) {
     return constant == static_cast<int>(enumerator);
 }
+
+static_assert(same(QOLIVE_CENTER_UNKNOWN, CenterState::Unknown));
+static_assert(same(QOLIVE_CENTER_STOPPED, CenterState::Stopped));
+static_assert(same(QOLIVE_CENTER_CONNECTING, CenterState::Connecting));
+static_assert(same(QOLIVE_CENTER_CONNECTED, CenterState::Connected));
+static_assert(same(QOLIVE_CENTER_WAITING, CenterState::Waiting));
+static_assert(same(QOLIVE_CENTER_REFUSED, CenterState::Refused));
+static_assert(same(QOLIVE_CENTER_TOKEN_EXPIRED, CenterState::TokenExpired));
 
 static_assert(same(QOLIVE_STREAM_SAMPLED, StreamTypeEnum::Sampled));
 static_assert(same(QOLIVE_STREAM_EVENTS_ONLY, StreamTypeEnum::EventsOnly));

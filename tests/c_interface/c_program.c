@@ -84,6 +84,23 @@ static void centersStart(void) {
     CHECK(qolive_centers_start(TEXT(kServers), &base) == QOLIVE_BAD_SIZE);
 }
 
+static void countChange(void* user, int mainCenter, int state, const char* reason) {
+    (void)state;
+    (void)reason;
+    ((int*)user)[mainCenter] += 1;
+}
+
+static void centersWatch(void) {
+    qolive_center_status status = {.size = sizeof status, .reason = {buffer, sizeof buffer, 0}};
+    qolive_center_counters counters = {.size = sizeof counters, .accepted = 7};
+    CHECK(qolive_centers_get_status(1, &status) == QOLIVE_DONE);
+    CHECK(status.state > QOLIVE_CENTER_STOPPED && status.state < QOLIVE_CENTER_TOKEN_EXPIRED);
+    CHECK(status.reason.length > 0 && status.since_ms > 1600000000000);
+    CHECK(qolive_centers_get_counters(1, &counters) == QOLIVE_DONE && counters.accepted == 0);
+    counters.size = 1;
+    CHECK(qolive_centers_get_counters(1, &counters) == QOLIVE_BAD_SIZE);
+}
+
 static void heartbeatState(void) {
     char session[8], stream[8], mic[8], channel[8], mix[8];
     qolive_heartbeat_data data = {.size = sizeof data,
@@ -157,17 +174,21 @@ static void streams(void) {
 }
 
 int main(void) {
-    int lines = 0;
+    int lines = 0, changes[2] = {0, 0};
     CHECK(qolive_set_log_sink(countLine, &lines) == QOLIVE_DONE);
     version();
     user();
     liveInfo();
+    CHECK(qolive_centers_set_status_sink(countChange, changes) == QOLIVE_DONE);
     centersStart();
+    centersWatch();
     heartbeatState();
     heartbeatRun();
     streams();
     CHECK(qolive_centers_stop() == QOLIVE_DONE);
     CHECK(qolive_centers_is_main_start_ok() == 0);
+    CHECK(qolive_centers_set_status_sink(NULL, NULL) == QOLIVE_DONE);
+    CHECK(changes[0] > 1 && changes[1] > 1);
     CHECK(qolive_set_log_sink(NULL, NULL) == QOLIVE_DONE);
     CHECK(lines > 0);
     puts("ok");

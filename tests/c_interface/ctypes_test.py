@@ -53,6 +53,18 @@ class RecordCounters(Structure):
                                         "waiting_bytes", "oldest_waiting_ms")]
 
 
+COUNTERS = ["accepted", "published", "acknowledged", "refused", "dropped_unusable", "dropped_late", "dropped_at_reconnect",
+            "dropped_at_stop", "not_accepted_full", "not_accepted_unconnected", "reconnects", "waiting", "waiting_records"]
+
+
+class CenterStatus(Structure):
+    _fields_ = [("size", c_size_t), ("reason", TextBuffer), ("since_ms", c_int64), ("state", c_int32)]
+
+
+class CenterCounters(Structure):
+    _fields_ = ([("size", c_size_t)] + [(name, c_uint64) for name in COUNTERS] + [("oldest_waiting_ms", c_int64)])
+
+
 class Library:
     """Calls by name; a bytes argument becomes pointer and length, int the C type that `i32` and so on give it."""
 
@@ -95,19 +107,24 @@ library = Library(LIBRARY_PATH)
 SINK = ctypes.CFUNCTYPE(None, c_void_p, ctypes.c_int, c_char_p)
 lines = []
 sink = SINK(lambda _, level, line: lines.append((level, line)))
+STATUS_SINK = ctypes.CFUNCTYPE(None, c_void_p, ctypes.c_int, ctypes.c_int, c_char_p)
+changes = []
+status_sink = STATUS_SINK(lambda _, main, state, reason: changes.append((main, state, reason)))
 
 
 def setUpModule():
     assert library.set_log_sink(sink, None) == 1
+    assert library.centers_set_status_sink(status_sink, None) == 1
 
 
 def tearDownModule():
     library.heartbeat_stop()
     library.centers_stop()
+    library.centers_set_status_sink(STATUS_SINK(), None)
     library.set_log_sink(SINK(), None)
     with open(HEADER_PATH, encoding="utf-8") as header:
         declared = set(re.findall(r"\b(qolive_\w+)\(", re.sub(r"//.*", "", header.read())))
-    declared.discard("qolive_log_sink")
+    declared -= {"qolive_log_sink", "qolive_center_status_sink"}
     assert declared - called == set(), f"never called: {sorted(declared - called)}"
 
 
@@ -181,6 +198,24 @@ class Running(unittest.TestCase):
         wrong.size = 8
         self.assertEqual(library.centers_start(SERVERS, byref(wrong)), BAD_SIZE)
         self.assertTrue(any(line.startswith(b"[LiveState] CMsgCenterFactory::Stop") for _, line in lines))
+
+    def test_center_status_and_counters(self):
+        buffer = ctypes.create_string_buffer(500)
+        status = CenterStatus(size=ctypes.sizeof(CenterStatus))
+        status.reason = TextBuffer(ctypes.cast(buffer, c_void_p), 500, 0)
+        deadline = time.time() + 30
+        while status.state != 4 and time.time() < deadline:  # waiting: nothing listens there
+            self.assertEqual(library.centers_get_status(1, byref(status)), 1)
+        self.assertIn(b"cannot connect to 127.0.0.1:1", buffer.raw[:status.reason.length])
+        self.assertLess(abs(status.since_ms - time.time() * 1000), 60000)
+        counters = CenterCounters(size=ctypes.sizeof(CenterCounters))
+        self.assertEqual(library.centers_get_counters(0, byref(counters)), 1)
+        self.assertEqual([getattr(counters, name) for name in COUNTERS], [0] * len(COUNTERS))
+        self.assertEqual(counters.oldest_waiting_ms, 0)
+        self.assertEqual(library.centers_stop(), 1)
+        for main in (0, 1):
+            self.assertIn((main, 2, b"starting"), changes)
+            self.assertIn((main, 1, b"stopped"), changes)
 
     def test_heartbeat_state(self):
         self.assertEqual(library.heartbeat_update_live_status(1), 1)

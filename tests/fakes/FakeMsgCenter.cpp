@@ -30,6 +30,10 @@ struct Center {
     std::string name;
     QoPlayer::MsgCenterOptions options;
     bool takesNoOptions = false;
+    QoPlayer::MsgCenterWatch::Listener listener = nullptr;
+    void* listenerUser = nullptr;
+    QoPlayer::MsgCenterStatus status;
+    QoPlayer::MsgCenterCounters counters;
     std::vector<StartedWith> starts;
     int stops = 0;
     bool startFails = false;
@@ -108,6 +112,20 @@ std::string FakeMsgCenter::name() const {
 std::vector<std::string> FakeMsgCenter::events() {
     const std::lock_guard<std::mutex> lock(world().mutex);
     return std::exchange(world().events, {});
+}
+
+void FakeMsgCenter::status(const QoPlayer::MsgCenterStatus& status) {
+    withCenter(m_index, [&status](Center& center) { center.status = status; });
+}
+
+void FakeMsgCenter::counters(const QoPlayer::MsgCenterCounters& counters) {
+    withCenter(m_index, [&counters](Center& center) { center.counters = counters; });
+}
+
+void FakeMsgCenter::tell(QoPlayer::MsgCenterState state, const std::string& reason) const {
+    const auto [listener, user] =
+        withCenter(m_index, [](Center& center) { return std::pair(center.listener, center.listenerUser); });
+    listener(user, state, reason.c_str());
 }
 
 std::vector<StartedWith> FakeMsgCenter::starts() const {
@@ -284,6 +302,21 @@ bool MsgCenterWatch::setOptions(const MsgCenterOptions& options) {
         center.options = options;
         return true;
     });
+}
+
+void MsgCenterWatch::setListener(Listener listener, void* user) {
+    fakes::withCenter(m_center.m_impl->index, [=](fakes::Center& center) {
+        center.listener = listener;
+        center.listenerUser = user;
+    });
+}
+
+MsgCenterStatus MsgCenterWatch::status() const {
+    return fakes::withCenter(m_center.m_impl->index, [](fakes::Center& center) { return center.status; });
+}
+
+MsgCenterCounters MsgCenterWatch::counters() const {
+    return fakes::withCenter(m_center.m_impl->index, [](fakes::Center& center) { return center.counters; });
 }
 
 void SetLogPtr(void (*sink)(int level, const char* text1, const char* text2)) {

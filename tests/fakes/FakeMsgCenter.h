@@ -6,6 +6,7 @@
 
 #include "platform/MsgCenter.h"
 #include "platform/MsgCenterOptions.h"
+#include "platform/MsgCenterWatch.h"
 
 // A scripted message center: takes the place of the real one, records what it was asked to do and calls back
 // when the test says so. Everything may be called from any thread.
@@ -47,6 +48,12 @@ public:
     /// What has happened to both centers since the last call, in order: "main start", "backup stop", "main open 2",
     /// "backup close 2", "main destroyed".
     static std::vector<std::string> events();
+
+    void status(const QoPlayer::MsgCenterStatus& status);
+    void counters(const QoPlayer::MsgCenterCounters& counters);
+
+    /// Tells the listener of the center on the calling thread, without a lock.
+    void tell(QoPlayer::MsgCenterState state, const std::string& reason) const;
 
     std::vector<StartedWith> starts() const;
     int stops() const;
