@@ -229,12 +229,19 @@ QOLIVE_API int32_t qolive_centers_get_counters(int32_t main_center,
 /// Bas::CenterStatusSink: the state of the main center (`main_center` 1) or the backup center (0), or its reason, has
 /// changed. `reason` ends with a zero byte and is valid during the call only. Called on threads of the library, one call at a
 /// time for each center. It must return soon, because its center waits for it, and must not throw. The status and the
-/// counters may be read in it; qolive_centers_start and _stop do nothing there, and no sink may be set.
+/// counters may be read in it and the access token renewed; qolive_centers_start and _stop do nothing there, and no sink may be set.
 typedef void (*qolive_center_status_sink)(void* user, int main_center, int state, const char* reason);
 
 /// Bas::SetCenterStatusSink: hands every later change to `sink`, null for none. When it returns, no thread is inside the
 /// previous sink and none enters it. Blocks while a call of the previous sink runs.
 QOLIVE_API int32_t qolive_centers_set_status_sink(qolive_center_status_sink sink, void* user) QOLIVE_NOTHROW;
+
+/// Bas::RenewAccessToken: a new access token for the centers that are started, without a restart; `expire_time` in seconds
+/// since 1970-01-01 UTC, 0 = never. The next connection is made with it, at once where the old one has expired or was refused.
+/// 1 when a center has taken it, 0 when none is started or the token is longer than 65535 bytes or holds a zero byte. It is
+/// never logged. May be called inside the status sink.
+QOLIVE_API int32_t qolive_centers_renew_access_token(const char* token, size_t token_length,
+                                                     int64_t expire_time) QOLIVE_NOTHROW;
 
 /// A message center; it can only be told from another one.
 typedef struct qolive_message_center qolive_message_center;

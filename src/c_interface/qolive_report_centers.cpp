@@ -83,6 +83,11 @@ int32_t qolive_centers_set_status_sink(qolive_center_status_sink sink, void* use
     return done([=] { Bas::SetCenterStatusSink(sink, user); });
 }
 
+int32_t qolive_centers_renew_access_token(const char* token, size_t token_length,
+                                          int64_t expire_time) noexcept {
+    return guarded([=] { return Bas::RenewAccessToken(toText(token, token_length), expire_time); });
+}
+
 int32_t qolive_centers_get(int32_t main_center, qolive_message_center** center) noexcept {
     return done([=] {
         require(center);

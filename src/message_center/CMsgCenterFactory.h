@@ -69,7 +69,8 @@ public:
     /// | "expireTime"        | integer          |          | when it expires, s since 1970-01-01 UTC; 0 never |
     /// | "options"           | object           |          | what most hosts do not need, see below          |
     ///
-    /// From then on no connection is made any more: Stop, and Start with a new token.
+    /// Once it has expired no connection is made any more until RenewAccessToken (CenterWatch.h) brings another one, or a
+    /// Stop and a Start do. A connection that is up stays.
     ///
     /// An address is split at its first colon; one without a colon is logged at level 4 and skipped. So an IPv6
     /// literal is written without colons, as Windows does in names of shares: [2001:db8::1]:8883 is

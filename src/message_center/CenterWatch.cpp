@@ -96,6 +96,15 @@ CenterCounters GetCenterCounters(bool main) {
     return counters;
 }
 
+bool RenewAccessToken(const std::string& token, std::int64_t expireTime) {
+    bool taken = false;
+    for (const bool main : {true, false}) {
+        QoPlayer::MsgCenter* const center = centerToAsk(main);
+        if (center && MsgCenterWatch(*center).renewAccessToken(token, expireTime)) taken = true;
+    }
+    return taken;
+}
+
 void SetCenterStatusSink(CenterStatusSink sink, void* user) {
     if (!IsProcessEnding()) g_statusSink.set(sink, user);
 }

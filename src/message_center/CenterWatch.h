@@ -75,12 +75,22 @@ QOLIVE_API CenterCounters GetCenterCounters(bool main);
 ///
 /// Called from threads that end as soon as there is nothing to tell for a moment (Windows: from the center's own), one call at
 /// a time for each center, with no lock held. It must return soon, because its center waits for it, and must not throw. It may
-/// read status and counters; Start and Stop do nothing in it, and SetCenterStatusSink and SetLogSink must not be called. Why
+/// read status and counters and renew the access token; Start and Stop do nothing in it, and SetCenterStatusSink and SetLogSink must not be called. Why
 /// a center could not be started is not told this way, as no thread of it runs: its status has it.
 using CenterStatusSink = void (*)(void* user, int main, int state, const char* reason);
 
 /// Hands every later change to `sink`; null for none. When it returns, no thread is inside the previous sink and none enters
 /// it, so what that one used can be freed; it blocks while a call of the previous one runs.
 QOLIVE_API void SetCenterStatusSink(CenterStatusSink sink, void* user);
+
+/// Gives the centers that are started a new access token in place of the one of CMsgCenterFactory::Start, without a restart:
+/// `expireTime` in seconds since 1970-01-01 UTC, 0 = never. Living connections go on with the old one; the next connection is
+/// made with the new one, and at once where the old one has expired or a server has refused it. A later Start goes by its own
+/// configuration again.
+///
+/// True when a started center has taken it. False, with a line in the log, when none is started, or when the token is longer
+/// than 65535 bytes or holds a zero byte; the old one stays then. The token is never logged. May be called from any thread,
+/// inside the status sink too; does not block. A Start or Stop on another thread at the same time may find it before or after.
+QOLIVE_API bool RenewAccessToken(const std::string& token, std::int64_t expireTime);
 
 }  // namespace Bas

@@ -77,6 +77,12 @@ public:
     MsgCenterStatus status() const;
     MsgCenterCounters counters() const;
 
+    /// Takes the place of the access token that the center was started with: offered with the next connection, which is
+    /// made at once when the old one has expired or was refused. `expireTime` in seconds since 1970-01-01 UTC, 0 = never.
+    /// False, with a log line, when the center is not started or the token cannot be used; the old one stays then. It is
+    /// never logged.
+    bool renewAccessToken(const std::string& token, std::int64_t expireTime);
+
 private:
     MsgCenter& m_center;
 };

@@ -165,6 +165,17 @@ TEST(CInterfaceCenters, GivesEveryCounter) {
     EXPECT_EQ(qolive_centers_get_counters(1, nullptr), QOLIVE_NULL_ARGUMENT);
 }
 
+TEST(CInterfaceCenters, RenewsTheAccessToken) {
+    CMsgCenterFactory::Inst();
+    EXPECT_EQ(qolive_centers_renew_access_token("fre\0sh", 6, 17), 1);
+    EXPECT_EQ(FakeMsgCenter::main().renewals().at(0).first, std::string("fre\0sh", 6));
+    EXPECT_EQ(FakeMsgCenter::backup().renewals().at(0).second, 17);
+    FakeMsgCenter::main().renewFails();
+    FakeMsgCenter::backup().renewFails();
+    EXPECT_EQ(qolive_centers_renew_access_token("x", 1, 0), 0);
+    EXPECT_EQ(qolive_centers_renew_access_token(nullptr, 1, 0), QOLIVE_NULL_ARGUMENT);
+}
+
 TEST(CInterfaceCenters, TheStatusSinkHearsOfBothUntilItIsTakenAway) {
     CMsgCenterFactory::Inst();
     std::string heard;

@@ -97,6 +97,8 @@ static void centersWatch(void) {
     CHECK(status.state > QOLIVE_CENTER_STOPPED && status.state < QOLIVE_CENTER_TOKEN_EXPIRED);
     CHECK(status.reason.length > 0 && status.since_ms > 1600000000000);
     CHECK(qolive_centers_get_counters(1, &counters) == QOLIVE_DONE && counters.accepted == 0);
+    CHECK(qolive_centers_renew_access_token(TEXT("a new secret"), 1) == QOLIVE_DONE);
+    CHECK(qolive_centers_renew_access_token(TEXT("se\0cret"), 0) == QOLIVE_FAILED);
     counters.size = 1;
     CHECK(qolive_centers_get_counters(1, &counters) == QOLIVE_BAD_SIZE);
 }
@@ -187,6 +189,7 @@ int main(void) {
     streams();
     CHECK(qolive_centers_stop() == QOLIVE_DONE);
     CHECK(qolive_centers_is_main_start_ok() == 0);
+    CHECK(qolive_centers_renew_access_token(TEXT("late"), 0) == QOLIVE_FAILED);
     CHECK(qolive_centers_set_status_sink(NULL, NULL) == QOLIVE_DONE);
     CHECK(changes[0] > 1 && changes[1] > 1);
     CHECK(qolive_set_log_sink(NULL, NULL) == QOLIVE_DONE);

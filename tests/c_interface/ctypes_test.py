@@ -212,7 +212,14 @@ class Running(unittest.TestCase):
         self.assertEqual(library.centers_get_counters(0, byref(counters)), 1)
         self.assertEqual([getattr(counters, name) for name in COUNTERS], [0] * len(COUNTERS))
         self.assertEqual(counters.oldest_waiting_ms, 0)
+        self.assertEqual(library.centers_renew_access_token(b"hush-hush", c_int64(1)), 1)
+        while status.state != 6 and time.time() < deadline:  # expired in 1970
+            self.assertEqual(library.centers_get_status(1, byref(status)), 1)
+        self.assertEqual(library.centers_renew_access_token(b"hush\0hush", c_int64(0)), 0)
         self.assertEqual(library.centers_stop(), 1)
+        self.assertEqual(library.centers_renew_access_token(b"hush-hush", c_int64(0)), 0)
+        self.assertTrue(any(b"access token was not renewed: not started" in line for _, line in lines))
+        self.assertFalse(any(b"hush" in line for _, line in lines))
         for main in (0, 1):
             self.assertIn((main, 2, b"starting"), changes)
             self.assertIn((main, 1, b"stopped"), changes)

@@ -34,6 +34,8 @@ struct Center {
     void* listenerUser = nullptr;
     QoPlayer::MsgCenterStatus status;
     QoPlayer::MsgCenterCounters counters;
+    std::vector<std::pair<std::string, std::int64_t>> renewals;
+    bool renewFails = false;
     std::vector<StartedWith> starts;
     int stops = 0;
     bool startFails = false;
@@ -120,6 +122,14 @@ void FakeMsgCenter::status(const QoPlayer::MsgCenterStatus& status) {
 
 void FakeMsgCenter::counters(const QoPlayer::MsgCenterCounters& counters) {
     withCenter(m_index, [&counters](Center& center) { center.counters = counters; });
+}
+
+std::vector<std::pair<std::string, std::int64_t>> FakeMsgCenter::renewals() const {
+    return withCenter(m_index, [](Center& center) { return center.renewals; });
+}
+
+void FakeMsgCenter::renewFails(bool fails) {
+    withCenter(m_index, [fails](Center& center) { center.renewFails = fails; });
 }
 
 void FakeMsgCenter::tell(QoPlayer::MsgCenterState state, const std::string& reason) const {
@@ -317,6 +327,13 @@ MsgCenterStatus MsgCenterWatch::status() const {
 
 MsgCenterCounters MsgCenterWatch::counters() const {
     return fakes::withCenter(m_center.m_impl->index, [](fakes::Center& center) { return center.counters; });
+}
+
+bool MsgCenterWatch::renewAccessToken(const std::string& token, std::int64_t expireTime) {
+    return fakes::withCenter(m_center.m_impl->index, [&](fakes::Center& center) {
+        if (!center.renewFails) center.renewals.emplace_back(token, expireTime);
+        return !center.renewFails;
+    });
 }
 
 void SetLogPtr(void (*sink)(int level, const char* text1, const char* text2)) {

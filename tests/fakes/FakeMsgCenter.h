@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/MsgCenter.h"
@@ -51,6 +52,10 @@ public:
 
     void status(const QoPlayer::MsgCenterStatus& status);
     void counters(const QoPlayer::MsgCenterCounters& counters);
+
+    /// The tokens that it was given after its start; it takes none while `renewFails`.
+    std::vector<std::pair<std::string, std::int64_t>> renewals() const;
+    void renewFails(bool fails = true);
 
     /// Tells the listener of the center on the calling thread, without a lock.
     void tell(QoPlayer::MsgCenterState state, const std::string& reason) const;

@@ -6,6 +6,10 @@ namespace QoPlayer {
 
 void MsgCenterWatch::setName(const std::string& /*name*/) {}
 
+bool MsgCenterWatch::renewAccessToken(const std::string& /*token*/, std::int64_t /*expireTime*/) {
+    return false;
+}
+
 bool MsgCenterWatch::setOptions(const MsgCenterOptions& /*options*/) {
     return false;
 }

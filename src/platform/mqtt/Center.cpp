@@ -99,6 +99,7 @@ bool Center::startThread(Settings settings) {
         return true;
     } catch (const std::exception&) {
         m_state.outbox.close();
+        m_state.token.end();
         return cannotStart("the system gives no thread");
     }
 }
@@ -113,6 +114,7 @@ void Center::stop() {
     m_state.stopping = true;
     m_state.waiter->wake();
     JoinUnlessEnding(m_thread);
+    m_state.token.end();
     m_threadId = std::thread::id();
 }
 
@@ -154,6 +156,21 @@ bool Center::send(int cmd, const std::uint8_t* data, std::size_t length, const s
     }
     if (length > 0) message.body.assign(reinterpret_cast<const char*>(data), length);
     if (!m_state.outbox.add(std::move(message))) return false;
+    m_state.waiter->wake();
+    return true;
+}
+
+bool Center::renewAccessToken(const std::string& token, std::int64_t expirySeconds) {
+    const std::string problem = TokenProblem(token);
+    if (!problem.empty()) {
+        m_state.log.write(LogLevel::Error, "the access token was not renewed: " + problem);
+        return false;
+    }
+    if (!m_state.token.renew(token, expirySeconds)) {
+        m_state.log.write(LogLevel::Warning, "the access token was not renewed: not started");
+        return false;
+    }
+    m_state.log.write(LogLevel::Info, "a new access token");
     m_state.waiter->wake();
     return true;
 }

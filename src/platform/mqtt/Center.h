@@ -34,6 +34,7 @@ public:
     }
     MsgCenterStatus status() const { return m_state.status.get(); }
     MsgCenterCounters counters();
+    bool renewAccessToken(const std::string& token, std::int64_t expirySeconds);
 
     bool start(const MsgCenterConfig& config);
     void stop();

@@ -29,6 +29,7 @@ constexpr DWORD kShortagePauseMs = 50;
 // Where other ports are closed, a server can tell MQTT from HTTP by it.
 constexpr int kHttpsPort = 443;
 constexpr char kMqttProtocol[] = "mqtt";
+constexpr char kNewToken[] = "a new token";  // short, so that it asks for no memory
 
 std::string nameOf(const ServerAddress& address, const std::string& literal) {
     const std::string port = ":" + std::to_string(address.port);
@@ -42,7 +43,9 @@ Link::Link(Settings settings, std::string connectionName, std::uint64_t seed, Ce
       m_prefix(TopicPrefix(m_settings.client, connectionName)),
       m_clientId(m_settings.client + "-" + connectionName),
       m_state(state),
-      m_backoff(m_settings.longestPauseMs, seed) {}
+      m_backoff(m_settings.longestPauseMs, seed) {
+    m_state.token.begin(m_settings.token, m_settings.tokenExpiry);
+}
 
 int Link::stepMs(Clock::time_point end) const {
     const auto left = std::chrono::ceil<milliseconds>(end - now()).count();
@@ -66,16 +69,24 @@ void Link::runGuarded() {
     m_served = false;
     m_refused = false;
     const bool passed = RunSdkPass("error: out of memory: the connection is given up", [this] {
-        if (tokenExpired()) return parkWithExpiredToken();
-        goThroughAddresses();
+        if (tokenExpired()) parkWithExpiredToken();
+        if (!stopping()) goThroughAddresses();
     });
     if (!passed) endAfterShortage();
-    if (stopping()) return;
-    followPause();
-    const std::int64_t pause = m_served ? m_backoff.pauseAfterServingMs() : m_backoff.nextPauseMs();
-    const auto end = now() + milliseconds(pause);
-    while (!RunSdkPass("error: out of memory: new senders are told later", [&] { waitUntil(end); }))
+    if (stopping() || tokenExpired()) return;
+    if (!m_refused) m_state.status.set(MsgCenterState::Waiting, m_lastFailure);
+    pause(now() + milliseconds(m_served ? m_backoff.pauseAfterServingMs() : m_backoff.nextPauseMs()));
+}
+
+// Whom a server has refused need not wait with a new token.
+void Link::pause(Clock::time_point end) {
+    const auto wait = [&] {
+        while (!stopping() && now() < end && !renewedSinceRefusal())
+            waitOnce(end);
+    };
+    while (!RunSdkPass("error: out of memory: new senders are told later", wait))
         Sleep(kShortagePauseMs);
+    if (!stopping() && renewedSinceRefusal()) m_state.status.set(MsgCenterState::Connecting, kNewToken);
 }
 
 // A moment later there may be memory to tell the senders with, and no stop waits longer for it.
@@ -92,8 +103,10 @@ void Link::parkWithExpiredToken() {
     m_state.log.write(LogLevel::Error, "the access token has expired: not connecting any more");
     m_state.status.set(MsgCenterState::TokenExpired, "the access token has expired");
     tellRefusal("the access token has expired");
-    while (!stopping())
-        waitUntil(now() + seconds(3600));
+    while (!stopping() && tokenExpired())
+        waitOnce(now() + seconds(1));
+    m_refusal.clear();
+    if (!stopping()) m_state.status.set(MsgCenterState::Connecting, kNewToken);
 }
 
 // A server that refuses does so again as a rule, so that state lasts until another answer comes.
@@ -143,7 +156,9 @@ bool Link::tryLiteral(const ServerAddress& address, const std::string& literal) 
     if (!plain && !prepareTls(address, options.tls)) return false;
     options.clientId = m_clientId;
     options.userName = m_settings.userName;
-    options.token = m_settings.token;
+    AccessToken::Offer offer = m_state.token.offer();
+    m_offeredToken = offer.renewal;
+    options.token = std::move(offer.text);
     options.willTopic = PresenceTopic(m_prefix);
     options.cleanStart = !m_sessionKnown;
     options.keepAliveSeconds = m_settings.keepAliveSeconds;
@@ -203,8 +218,11 @@ bool Link::establish(Connection& connection) {
 
 void Link::reportFailure(const Connection& connection) {
     const std::string line = "cannot connect to " + m_server + ": " + connection.problem();
-    m_refused = m_refused || connection.wasRefused();
-    if (connection.wasRefused()) m_state.status.set(MsgCenterState::Refused, line);
+    if (connection.wasRefused()) {
+        m_refused = true;
+        m_refusedToken = m_offeredToken;
+        m_state.status.set(MsgCenterState::Refused, line);
+    }
     noteFailure(LogLevel::Warning, line);
     if (connection.wasRefused()) tellRefusal(line);
 }
@@ -214,10 +232,6 @@ void Link::noteFailure(LogLevel level, const std::string& line) {
     m_lastFailure = line;
     if (m_state.status.state() == MsgCenterState::Connecting)
         m_state.status.set(MsgCenterState::Connecting, line);
-}
-
-void Link::followPause() {
-    if (!m_refused) m_state.status.set(MsgCenterState::Waiting, m_lastFailure);
 }
 
 void Link::serve(Connection& connection) {
@@ -400,13 +414,13 @@ void Link::endConnection(const std::string& reason) {
     m_state.log.write(stopping() ? LogLevel::Info : LogLevel::Warning, reason);
     m_connection = nullptr;
     m_lastFailure = reason;
-    if (!stopping()) m_state.status.set(MsgCenterState::Connecting, reason);
     m_presenceMid = 0;
     m_subscribing.clear();
     m_unsubscribing = 0;
     m_state.outbox.connectionLost();
     for (const Senders::Handle& sender : m_state.senders.all())
         if (sender->connected) tell(sender, false, reason);
+    if (!stopping()) m_state.status.set(MsgCenterState::Connecting, reason);
 }
 
 void Link::tellRefusal(const std::string& reason) {
@@ -423,11 +437,6 @@ void Link::tell(const Senders::Handle& sender, bool connected, const std::string
     if (connected || stopping()) sender->connected = connected;
     m_state.senders.notify(sender, 0, connected ? 1 : 0, text.data(), text.size());
     sender->connected = connected;
-}
-
-void Link::waitUntil(Clock::time_point end) {
-    while (!stopping() && now() < end)
-        waitOnce(end);
 }
 
 void Link::waitOnce(Clock::time_point end) {

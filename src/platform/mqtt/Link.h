@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/mqtt/AccessToken.h"
 #include "platform/mqtt/Backoff.h"
 #include "platform/mqtt/Connection.h"
 #include "platform/mqtt/NameLookUp.h"
@@ -32,6 +33,7 @@ struct CenterState {
 
     SdkLog log;
     StatusBoard status;
+    AccessToken token;
     Senders senders;
     Outbox outbox;
     const std::shared_ptr<SocketWaiter> waiter;
@@ -60,7 +62,8 @@ private:
 
     bool stopping() const { return m_state.stopping; }
     Clock::time_point now() const { return m_state.waiter->now(); }
-    bool tokenExpired() const { return TokenExpired(m_settings, m_state.waiter->calendarSeconds()); }
+    bool tokenExpired() const { return m_state.token.isExpired(m_state.waiter->calendarSeconds()); }
+    bool renewedSinceRefusal() const { return m_refused && m_refusedToken != m_state.token.renewals(); }
     int stepMs(Clock::time_point end) const;
     void runGuarded();
     void endAfterShortage();
@@ -88,9 +91,8 @@ private:
     void tellRefusal(const std::string& reason);
     void tellRefusedMessage(const std::string& refusal);
     void followSenders();
-    void followPause();
+    void pause(Clock::time_point end);
     void tell(const Senders::Handle& sender, bool connected, const std::string& text);
-    void waitUntil(Clock::time_point end);
     void waitOnce(Clock::time_point end);
 
     const Settings m_settings;
@@ -105,13 +107,15 @@ private:
         Clock::time_point since;
     };
 
-    bool m_sessionKnown = false;  ///< a server has had a session of ours
-    bool m_served = false;        ///< a connection of this round has served for a while
-    bool m_refused = false;       ///< a server of this round has refused the connection
+    bool m_sessionKnown = false;       ///< a server has had a session of ours
+    bool m_served = false;             ///< a connection of this round has served for a while
+    bool m_refused = false;            ///< a server of this round has refused the connection
+    std::uint64_t m_refusedToken = 0;  ///< the renewal of the token that it was offered
     std::string m_lastFailure;
     std::string m_refusal;  ///< why senders have no connection, when a server or the token is the reason
 
     // Of the current connection.
+    std::uint64_t m_offeredToken = 0;
     std::string m_server;
     std::string m_note;  ///< what the status says while it is connected
     Connection* m_connection = nullptr;

@@ -37,6 +37,10 @@ void MsgCenterWatch::setName(const std::string& name) {
     m_center.m_impl->center.setName(name);
 }
 
+bool MsgCenterWatch::renewAccessToken(const std::string& token, std::int64_t expireTime) {
+    return m_center.m_impl->center.renewAccessToken(token, expireTime);
+}
+
 bool MsgCenterWatch::setOptions(const MsgCenterOptions& options) {
     m_center.m_impl->center.setOptions(options);
     return true;

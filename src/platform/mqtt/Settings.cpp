@@ -91,8 +91,7 @@ std::string problemOf(const MsgCenterConfig& config, const Settings& settings) {
         return "the client name may hold up to 128 letters, digits, '_' and '-' only";
     if (config.intValue2 < 0 || config.intValue2 > 2)
         return "unknown TLS mode " + std::to_string(config.intValue2);
-    if (config.accessToken.size() > kLongestToken || holdsZeroByte(config.accessToken))
-        return "the access token is longer than 65535 bytes or holds a zero byte";
+    if (const std::string problem = TokenProblem(config.accessToken); !problem.empty()) return problem;
     if (holdsZeroByte(config.textValue2)) return "the CA file name holds a zero byte";
     if (settings.addresses.empty()) return "no usable server address";
     return problemOf(settings.options);
@@ -122,8 +121,10 @@ ReadSettingsResult ReadSettings(const MsgCenterConfig& config, const MsgCenterOp
     return result;
 }
 
-bool TokenExpired(const Settings& settings, std::int64_t nowSeconds) {
-    return !settings.token.empty() && settings.tokenExpiry != 0 && nowSeconds >= settings.tokenExpiry;
+std::string TokenProblem(const std::string& token) {
+    if (token.size() > kLongestToken || holdsZeroByte(token))
+        return "the access token is longer than 65535 bytes or holds a zero byte";
+    return {};
 }
 
 }  // namespace mqtt

@@ -42,8 +42,8 @@ struct ReadSettingsResult {
 ReadSettingsResult ReadSettings(const MsgCenterConfig& config, const MsgCenterOptions& options,
                                 const std::string& randomClient);
 
-/// True when `settings` has a token that may not be offered at `nowSeconds` any more.
-bool TokenExpired(const Settings& settings, std::int64_t nowSeconds);
+/// Why `token` cannot be offered to a server; empty when it can. Does not show it.
+std::string TokenProblem(const std::string& token);
 
 }  // namespace mqtt
 }  // namespace QoPlayer

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "integration/mqtt/SimulatedTime.h"
+#include "integration/support/Broker.h"
 #include "integration/support/SteppedServer.h"
 #include "platform/MsgCenter.h"
 #include "platform/mqtt/Link.h"
@@ -113,6 +114,73 @@ TEST_F(LinkTimesTest, ANameThatIsNotFoundIsLeftAfterFiveSeconds) {
     neverMind().set_value();
     EXPECT_EQ(timesOf("no answer to the name look-up of hang.test"), Times{5000});
     EXPECT_EQ(offers, Times{5000});
+}
+
+TEST_F(LinkTimesTest, ATokenThatHasExpiredIsNotOfferedAndANewOneIsAtOnce) {
+    settings.token = "old-secret";
+    settings.tokenExpiry = SimulatedTime::kStart;
+    use({first.port()});
+    QoPlayer::MsgCenterState before{};
+    time->at(100s, [&] {
+        before = state.status.state();
+        state.token.renew("new-secret", SimulatedTime::kStart + 3600);
+    });
+    runFor(110s);
+    EXPECT_EQ(before, QoPlayer::MsgCenterState::TokenExpired);
+    EXPECT_EQ(offers, Times{100'000});
+    EXPECT_NE(first.lastConnect().find("new-secret"), std::string::npos);
+    EXPECT_EQ(timesOf("the access token has expired"), Times{0});
+}
+
+TEST_F(LinkTimesTest, ATokenThatIsReplacedByAnExpiredOneIsStillNotOffered) {
+    settings.token = "old-secret";
+    settings.tokenExpiry = SimulatedTime::kStart;
+    use({first.port()});
+    time->at(10s, [&] { state.token.renew("new-secret", SimulatedTime::kStart + 5); });
+    runFor(60s);
+    EXPECT_EQ(offers, Times{});
+}
+
+TEST_F(LinkTimesTest, WhomAServerHasRefusedComesBackAtOnceWithANewToken) {
+    settings.token = "old-secret";
+    settings.longestPauseMs = 24 * 3600 * 1000;
+    first.connectCode = 0x87;
+    use({first.port()});
+    time->at(300s, [&] {
+        offers.clear();
+        state.token.renew("new-secret", 0);
+        first.connectCode = 0;
+    });
+    runFor(301s);
+    EXPECT_EQ(offers, Times{300'000});
+    EXPECT_NE(first.lastConnect().find("new-secret"), std::string::npos);
+}
+
+TEST_F(LinkTimesTest, ANewTokenThatIsRefusedTooWaitsAsTheOldOneDid) {
+    settings.token = "old-secret";
+    settings.longestPauseMs = 24 * 3600 * 1000;
+    first.connectCode = 0x87;
+    use({first.port()});
+    time->at(300s, [&] {
+        offers.clear();
+        state.token.renew("new-secret", 0);
+    });
+    runFor(330s);
+    EXPECT_EQ(offers, Times{300'000});
+}
+
+TEST_F(LinkTimesTest, ANewTokenDoesNotHurryWhomNobodyRefused) {
+    use({support::FreePort()});
+    settings.token = "old-secret";
+    settings.longestPauseMs = 24 * 3600 * 1000;
+    std::size_t attempts = 0;
+    time->at(300s, [&] {
+        attempts = timesOf("cannot connect").size();
+        state.token.renew("new-secret", 0);
+    });
+    runFor(301s);
+    EXPECT_GT(attempts, 0U);
+    EXPECT_EQ(timesOf("cannot connect").size(), attempts);
 }
 
 // The client library keeps the connection alive only when it is called.

@@ -1,8 +1,13 @@
+#include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <ctime>
+#include <thread>
+#include <vector>
 
 #include "integration/mqtt/CenterTest.h"
 #include "integration/support/Certificates.h"
+#include "platform/MsgCenterWatch.h"
 #include "platform/mqtt/NameLookUp.h"
 
 using support::Broker;
@@ -199,6 +204,10 @@ protected:
         ASSERT_TRUE(center.start(with));
     }
 
+    bool renew(const std::string& token, std::int64_t expireTime) {
+        return QoPlayer::MsgCenterWatch(center).renewAccessToken(token, expireTime);
+    }
+
     std::size_t timesOffered() const {
         const std::string log = broker.log();
         std::size_t count = 0;
@@ -274,6 +283,88 @@ TEST_F(TokenTest, OneThatExpiresMeanwhileKeepsTheConnectionAndIsNotOfferedAgain)
     ASSERT_TRUE(recorder.waitDisconnected(2));
     EXPECT_EQ(recorder.last(0, 0), "the access token has expired");
     EXPECT_EQ(timesOffered(), offered);
+}
+
+TEST_F(TokenTest, AnExpiredOneIsRenewedWithoutARestart) {
+    Config with = config("old-secret");
+    with->expireTime = 1;
+    start(with);
+    ASSERT_TRUE(recorder.waitDisconnected());
+    EXPECT_TRUE(renew("the-secret", std::time(nullptr) + 3600));
+    EXPECT_TRUE(recorder.waitConnected()) << CenterLog::all();
+    EXPECT_EQ(QoPlayer::MsgCenterWatch(center).status().state, QoPlayer::MsgCenterState::Connected);
+    EXPECT_EQ(CenterLog::count("info: a new access token"), 1U);
+    nothingShowsTheToken();
+}
+
+TEST_F(TokenTest, ARefusedOneIsRenewedWithoutARestart) {
+    start(config("wrong-secret"));
+    ASSERT_TRUE(recorder.waitDisconnected());
+    EXPECT_TRUE(renew("the-secret", 0));
+    EXPECT_TRUE(recorder.waitConnected()) << CenterLog::all();
+    nothingShowsTheToken();
+}
+
+TEST_F(TokenTest, ANewOneIsOfferedWithTheNextConnectionAndNotBefore) {
+    start(config("the-secret"));
+    ASSERT_TRUE(recorder.waitConnected());
+    const std::size_t offered = timesOffered();
+    EXPECT_TRUE(renew("wrong-secret", 0));
+    EXPECT_EQ(recorder.count(0, 0), 0U);
+    EXPECT_EQ(timesOffered(), offered);
+    broker.restart();
+    ASSERT_TRUE(CenterLog::waitFor("refused by the server: Not authorized")) << CenterLog::all();
+    EXPECT_TRUE(renew("the-secret", 0));
+    EXPECT_TRUE(recorder.waitConnected(2)) << CenterLog::all();
+}
+
+TEST_F(TokenTest, OneThatCannotBeOfferedLeavesTheOldOne) {
+    start(config("the-secret"));
+    ASSERT_TRUE(recorder.waitConnected());
+    EXPECT_FALSE(renew(std::string("sec\0ret", 7), 0));
+    EXPECT_FALSE(renew(std::string(65536, 's'), 0));
+    EXPECT_EQ(
+        CenterLog::count("error: the access token was not renewed: the access token is longer than 65535 "
+                         "bytes or holds a zero byte"),
+        2U);
+    broker.restart();
+    EXPECT_TRUE(recorder.waitConnected(2)) << CenterLog::all();
+    EXPECT_TRUE(renew(std::string(65535, 's'), 0));
+    nothingShowsTheToken();
+}
+
+TEST_F(TokenTest, OnlyAStartedCenterTakesANewOneAndTheNextStartGoesByItsOwn) {
+    EXPECT_FALSE(renew("the-secret", 0));
+    start(config("the-secret"));
+    ASSERT_TRUE(recorder.waitConnected());
+    EXPECT_TRUE(renew("wrong-secret", 1));
+    center.stop();
+    EXPECT_FALSE(renew("wrong-secret", 1));
+    EXPECT_EQ(CenterLog::count("warning: the access token was not renewed: not started"), 2U);
+    ASSERT_TRUE(center.start(config("the-secret")));
+    EXPECT_TRUE(recorder.waitConnected(2)) << CenterLog::all();
+}
+
+TEST_F(TokenTest, IsRenewedByManyThreadsWhileTheCenterStartsAndStops) {
+    std::atomic<bool> run{true};
+    std::vector<std::thread> hosts;
+    for (int i = 0; i < 2; ++i)
+        hosts.emplace_back([&] {
+            while (run) {
+                renew("the-secret", 0);
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+        });
+    center.createSender(2, Recorder::callback, &recorder);
+    for (std::size_t round = 1; round <= 3; ++round) {
+        EXPECT_TRUE(center.start(config("the-secret")));
+        EXPECT_TRUE(recorder.waitConnected(round)) << CenterLog::all();
+        center.stop();
+    }
+    run = false;
+    for (std::thread& host : hosts)
+        host.join();
+    nothingShowsTheToken();
 }
 
 TEST_F(TokenTest, WithAFreshOneTheNextStartConnects) {

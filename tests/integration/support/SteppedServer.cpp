@@ -96,9 +96,11 @@ bool SteppedServer::receive() {
 
 void SteppedServer::obey(std::uint8_t type, const std::string& body) {
     if (type == kConnect) {
+        m_connect = body;
         if (onConnect) onConnect();
         if (answersConnect)
-            answer(0x20, std::string(2, '\0') + static_cast<char>(properties.size()) + properties);
+            answer(0x20, std::string{'\0', static_cast<char>(connectCode)} +
+                             static_cast<char>(properties.size()) + properties);
     } else if (type == kSubscribe && answersSubscribe) {
         answer(0x90, body.substr(0, 2) + std::string(2, '\0'));
     } else if (type == kPublishOnce) {

@@ -28,11 +28,13 @@ public:
     bool answersConnect = true;
     bool answersSubscribe = true;
     bool acknowledges = true;
-    std::string properties;  ///< of the answer to CONNECT
+    std::string properties;        ///< of the answer to CONNECT
+    std::uint8_t connectCode = 0;  ///< of the answer to CONNECT
 
     /// Called for each CONNECT, before the answer.
     std::function<void()> onConnect;
 
+    const std::string& lastConnect() const { return m_connect; }  ///< what the last CONNECT held
     int connectionsSeen() const { return m_seen; }
     int unacknowledged() const { return m_unacknowledged; }  ///< of the current connection
 
@@ -50,6 +52,7 @@ private:
     int m_unacknowledged = 0;
     bool m_moved = false;
     std::string m_received;
+    std::string m_connect;
 };
 
 }  // namespace support

@@ -160,6 +160,24 @@ TEST_F(CenterWatch, TheSinkMayReadAndStartsAndStopsNothing) {
     EXPECT_TRUE(FakeMsgCenter::main().starts().empty());
 }
 
+TEST_F(CenterWatch, ANewTokenGoesToBothCenters) {
+    EXPECT_TRUE(Bas::RenewAccessToken("fresh", 1'900'000'000));
+    const std::vector<std::pair<std::string, std::int64_t>> given = {{"fresh", 1'900'000'000}};
+    EXPECT_EQ(FakeMsgCenter::main().renewals(), given);
+    EXPECT_EQ(FakeMsgCenter::backup().renewals(), given);
+}
+
+TEST_F(CenterWatch, OneCenterThatTakesTheTokenIsEnough) {
+    FakeMsgCenter::main().renewFails();
+    EXPECT_TRUE(Bas::RenewAccessToken("fresh", 0));
+    EXPECT_EQ(FakeMsgCenter::backup().renewals().size(), 1U);
+    FakeMsgCenter::main().renewFails(false);
+    FakeMsgCenter::backup().renewFails();
+    EXPECT_TRUE(Bas::RenewAccessToken("fresh", 0));
+    FakeMsgCenter::main().renewFails();
+    EXPECT_FALSE(Bas::RenewAccessToken("fresh", 0));
+}
+
 TEST_F(CenterWatch, OnceTheHostsSinksAreLeftNothingComesToThem) {
     Heard heard;
     Bas::SetCenterStatusSink(Heard::receive, &heard);

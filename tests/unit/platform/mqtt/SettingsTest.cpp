@@ -11,7 +11,6 @@ using QoPlayer::mqtt::ReadSettings;
 using QoPlayer::mqtt::ReadSettingsResult;
 using QoPlayer::mqtt::Settings;
 using QoPlayer::mqtt::TlsUse;
-using QoPlayer::mqtt::TokenExpired;
 
 namespace {
 
@@ -155,24 +154,6 @@ TEST_F(SettingsTest, NumbersOutOfRangeAreTakenAsTheNearestWithANote) {
     result = read();
     EXPECT_EQ(result.settings.keepAliveSeconds, 5);
     EXPECT_EQ(result.settings.longestPauseMs, 500);
-}
-
-TEST_F(SettingsTest, ATokenExpiresAtItsSecond) {
-    Settings settings;
-    settings.token = "t";
-    settings.tokenExpiry = 1000;
-    EXPECT_FALSE(TokenExpired(settings, 999));
-    EXPECT_TRUE(TokenExpired(settings, 1000));
-    EXPECT_TRUE(TokenExpired(settings, 1001));
-}
-
-TEST_F(SettingsTest, ATokenWithoutATimeNeverExpiresNorDoesNoToken) {
-    Settings settings;
-    settings.token = "t";
-    EXPECT_FALSE(TokenExpired(settings, std::numeric_limits<std::int64_t>::max()));
-    settings.token.clear();
-    settings.tokenExpiry = 1;
-    EXPECT_FALSE(TokenExpired(settings, 2));
 }
 
 TEST_F(SettingsTest, OptionsAreTakenOver) {
