@@ -17,6 +17,7 @@
 #include "host/HostLog.h"
 #include "host/MachineFacts.h"
 #include "host/Options.h"
+#include "host/RunFigures.h"
 #include "message_center/CMsgCenterFactory.h"
 
 namespace host {
@@ -148,7 +149,9 @@ int Run(const Options& options) {
     std::vector<std::string> faults = broadcast.Stop();
     if (!course.reachedAServer) faults.push_back("no server was reached: " + lastOfConnections);
     LiveHeartReportManager::GetInstance()->stopLiveheart();
+    const RunFigures figures;
     factory.Stop();
+    if (!options.quiet) std::cout << figures.text();
     if (log.Failed()) faults.push_back("the log could not be written to " + options.logFile);
     return Tell(faults);
 }
