@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <future>
 #include <memory>
 #include <string>
@@ -10,22 +11,28 @@
 
 #include "integration/mqtt/SimulatedTime.h"
 #include "integration/support/Broker.h"
+#include "integration/support/Eventually.h"
+#include "integration/support/Recorder.h"
 #include "integration/support/SteppedServer.h"
 #include "platform/MsgCenter.h"
 #include "platform/mqtt/Link.h"
 
 using namespace std::chrono_literals;
+using QoPlayer::mqtt::Backoff;
 using QoPlayer::mqtt::CenterState;
 using QoPlayer::mqtt::Link;
 using QoPlayer::mqtt::Settings;
 using QoPlayer::mqtt::TlsUse;
 using std::chrono::milliseconds;
+using support::Recorder;
 using support::SteppedServer;
 
 // When a link does what it does, to the millisecond: it, its servers and the time are one thread.
 
 namespace {
 
+constexpr int kCommand = 4;
+constexpr int kRecord = 5;
 constexpr std::uint64_t kSeed = 7;
 
 using Times = std::vector<std::int64_t>;  // ms since the start
@@ -49,6 +56,7 @@ protected:
         QoPlayer::SetLogPtr(record);
     }
     ~LinkTimesTest() override { QoPlayer::SetLogPtr(nullptr); }
+    void TearDown() override { EXPECT_EQ(time->emptyWaits(), 0) << "the network thread spins"; }
 
     void use(std::initializer_list<int> ports) {
         for (const int port : ports)
@@ -62,7 +70,13 @@ protected:
         Link(settings, "0badcafe", kSeed, state).run();
     }
 
-    std::int64_t elapsedMs() const { return time->elapsed().count(); }
+    std::int64_t elapsedMs() const { return std::chrono::floor<milliseconds>(time->elapsed()).count(); }
+
+    /// As a host that has seen the connection does.
+    void send(int cmd, int count, const std::string& body = "x") {
+        for (int i = 0; i < count; ++i)
+            ASSERT_TRUE(state.outbox.add({cmd, body, "", time->now()}));
+    }
 
     /// When lines that hold `part` were logged.
     Times timesOf(const std::string& part) const {
@@ -73,6 +87,7 @@ protected:
     }
 
     std::shared_ptr<SimulatedTime> time = std::make_shared<SimulatedTime>();
+    Recorder recorder;
     CenterState state{time};
     SteppedServer first;
     SteppedServer second;
@@ -91,27 +106,27 @@ private:
 TEST_F(LinkTimesTest, AServerThatNeverAnswersIsLeftAfterFiveSeconds) {
     first.answersConnect = false;
     use({first.port(), second.port()});
+    time->at(2500'300us, [] {});  // ends a wait in between, and not at a whole millisecond
     runFor(60s);
     EXPECT_EQ(timesOf("no answer within 5 s"), Times{5000});
     EXPECT_EQ(offersToSecond, Times{5000});
 }
 
-std::promise<void>& neverMind() {
-    static auto* const promise = new std::promise<void>;
-    return *promise;
-}
+std::shared_future<void> answered;
 
-std::vector<std::string> resolveNever(const std::string&) {
-    neverMind().get_future().wait();
+std::vector<std::string> resolveLate(const std::string&) {
+    std::shared_future<void>(answered).wait();
     return {};
 }
 
 TEST_F(LinkTimesTest, ANameThatIsNotFoundIsLeftAfterFiveSeconds) {
-    QoPlayer::mqtt::SetNameResolver(resolveNever);
+    std::promise<void> answer;
+    answered = answer.get_future().share();
+    QoPlayer::mqtt::SetNameResolver(resolveLate);
     settings.addresses.push_back({"hang.test", 1883});
     use({first.port()});
     runFor(60s);
-    neverMind().set_value();
+    answer.set_value();
     EXPECT_EQ(timesOf("no answer to the name look-up of hang.test"), Times{5000});
     EXPECT_EQ(offers, Times{5000});
 }
@@ -187,7 +202,234 @@ TEST_F(LinkTimesTest, ANewTokenDoesNotHurryWhomNobodyRefused) {
 TEST_F(LinkTimesTest, AnIdleConnectionIsLookedAtOnceASecond) {
     use({first.port()});
     runFor(60s);
-    EXPECT_EQ(time->longestWait().count(), 1000);
+    EXPECT_EQ(time->longestWait().count(), 1'000'000);
+}
+
+TEST_F(LinkTimesTest, ASubscriptionWithoutAnAnswerEndsTheConnectionAfterTenSeconds) {
+    first.answersSubscribe = false;
+    state.senders.open(kRecord, Recorder::callback, &recorder);
+    state.senders.open(kCommand, Recorder::callback, &recorder);
+    time->at(5s, [this] { state.senders.close(kRecord); });
+    use({first.port(), second.port()});
+    runFor(60s);
+    const Times ends = timesOf("lost: no answer to a subscription within 10 s");
+    ASSERT_EQ(ends.size(), 1U);
+    EXPECT_GT(ends[0], 10'000);
+    EXPECT_LE(ends[0], 11'000);  // it is looked at once a second
+    EXPECT_EQ(second.connectionsSeen(), 1) << "and not that connection";
+}
+
+// What comes after a connection that was lost.
+
+TEST_F(LinkTimesTest, AConnectionThatHeldThirtySecondsBeginsWithTheFirstAddressAgain) {
+    use({first.port(), second.port()});
+    time->at(30'000ms, [this] { first.close(); });
+    runFor(60s);
+    EXPECT_EQ(offersToSecond, Times{});
+    EXPECT_EQ(offers, (Times{0, 30'000 + Backoff(settings.longestPauseMs, kSeed).pauseAfterServingMs()}));
+}
+
+TEST_F(LinkTimesTest, OneThatHeldForLessIsFollowedByTheNextAddressAtOnce) {
+    use({first.port(), second.port()});
+    time->at(29'999ms, [this] { first.close(); });
+    runFor(60s);
+    EXPECT_EQ(offersToSecond, Times{29'999});
+    EXPECT_EQ(offers, Times{0});
+}
+
+/// The pauses of a server that refuses `kRefused` times, then loses one connection and refuses again.
+class LinkPausesTest : public LinkTimesTest {
+protected:
+    static constexpr int kRefused = 5;
+
+    void loseAfter(milliseconds held) {
+        first.onConnect = [this, held] {
+            offers.push_back(elapsedMs());
+            if (offers.size() == kRefused + 1)
+                time->at(time->elapsed() + held, [this] { first.close(); });
+            else
+                first.close();
+            state.stopping = offers.size() == kRefused + 4U;
+        };
+        use({first.port()});
+        runFor(5min);
+    }
+
+    /// What the offers are when `afterLoss` gives the pause after the loss.
+    Times expected(milliseconds held, const std::function<std::int64_t(Backoff&)>& afterLoss) const {
+        Backoff backoff(settings.longestPauseMs, kSeed);
+        Times times{0};
+        for (int i = 0; i < kRefused; ++i)
+            times.push_back(times.back() + backoff.nextPauseMs());
+        times.push_back(times.back() + held.count() + afterLoss(backoff));
+        while (times.size() < kRefused + 4U)
+            times.push_back(times.back() + backoff.nextPauseMs());
+        return times;
+    }
+};
+
+TEST_F(LinkPausesTest, GrowOnAfterAConnectionThatServedForLessThanASecond) {
+    loseAfter(999ms);
+    EXPECT_EQ(offers, expected(999ms, [](Backoff& backoff) { return backoff.nextPauseMs(); }));
+}
+
+TEST_F(LinkPausesTest, GrowShorterAfterAConnectionThatServedForASecond) {
+    loseAfter(1000ms);
+    EXPECT_EQ(offers, expected(1000ms, [](Backoff& backoff) { return backoff.pauseAfterServingMs(); }));
+}
+
+TEST_F(LinkPausesTest, GrowOnAfterAConnectionWhoseSubscriptionHadNoAnswer) {
+    first.answersSubscribe = false;
+    state.senders.open(kRecord, Recorder::callback, &recorder);
+    loseAfter(5000ms);
+    EXPECT_EQ(offers, expected(5000ms, [](Backoff& backoff) { return backoff.nextPauseMs(); }));
+}
+
+TEST_F(LinkPausesTest, AreNotForgottenBeforeThirtySeconds) {
+    loseAfter(29'999ms);
+    EXPECT_EQ(offers, expected(29'999ms, [](Backoff& backoff) { return backoff.pauseAfterServingMs(); }));
+}
+
+TEST_F(LinkPausesTest, BeginAgainAfterAConnectionThatHeldThirtySeconds) {
+    loseAfter(30'000ms);
+    EXPECT_EQ(offers, expected(30'000ms, [](Backoff& backoff) {
+                  backoff.reset();
+                  return backoff.pauseAfterServingMs();
+              }));
+}
+
+// A token that expires while the first of two servers is tried, which takes five seconds.
+class LinkTokenTest : public LinkTimesTest {
+protected:
+    void runWithExpiryAfter(std::int64_t seconds) {
+        settings.token = "secret";
+        settings.tokenExpiry = SimulatedTime::kStart + seconds;
+        first.answersConnect = false;
+        use({first.port(), second.port()});
+        runFor(1min);
+    }
+};
+
+TEST_F(LinkTokenTest, IsNotOfferedToTheNextServerOnceItHasExpired) {
+    runWithExpiryAfter(5);
+    EXPECT_EQ(offers, Times{0});
+    EXPECT_EQ(offersToSecond, Times{});
+    EXPECT_EQ(timesOf("the access token has expired").size(), 1U);
+}
+
+TEST_F(LinkTokenTest, IsOfferedToTheNextServerASecondBefore) {
+    runWithExpiryAfter(6);
+    EXPECT_EQ(offersToSecond, Times{5000});
+}
+
+// What a stop takes.
+
+class LinkStopTest : public LinkTimesTest {
+protected:
+    void stopAfterTenSeconds() {
+        use({first.port()});
+        runFor(10s);
+    }
+};
+
+TEST_F(LinkStopTest, TakesNoTimeWithNothingToSay) {
+    stopAfterTenSeconds();
+    EXPECT_EQ(elapsedMs(), 10'000);
+}
+
+TEST_F(LinkStopTest, TakesNoTimeWhenTheLastMessagesAreAcknowledged) {
+    time->at(10s, [this] { send(kRecord, 100); });
+    stopAfterTenSeconds();
+    EXPECT_EQ(elapsedMs(), 10'000);
+    const auto allHaveCome = [this] {
+        first.step();
+        return first.published() == 100 + 2;  // and the presence, twice
+    };
+    EXPECT_TRUE(support::Eventually(allHaveCome));
+    EXPECT_EQ(timesOf("unacknowledged"), Times{});
+}
+
+TEST_F(LinkStopTest, WaitsFor400MillisecondsForTheLastMessages) {
+    first.acknowledges = false;
+    time->at(10s, [this] { send(kCommand, 1); });
+    stopAfterTenSeconds();
+    EXPECT_EQ(elapsedMs(), 10'400);
+    EXPECT_EQ(timesOf("stopped with 1 messages unacknowledged"), Times{10'400});
+}
+
+TEST_F(LinkStopTest, WaitsForAnother200MillisecondsForTheGoodbye) {
+    time->at(5s, [this] {
+        first.reads = false;
+        send(kRecord, 1, std::string(64'000'000, 'x'));
+    });
+    stopAfterTenSeconds();
+    EXPECT_EQ(elapsedMs(), 10'600);
+}
+
+// How many messages a server lets be in flight.
+
+class LinkRoomTest : public LinkTimesTest {
+protected:
+    static std::string receiveMaximum(int messages) {
+        return std::string("\x21\x00", 2) + static_cast<char>(messages);
+    }
+
+    /// How many are in flight when many records wait, and then when many commands do.
+    std::pair<int, int> inFlight() {
+        std::pair<int, int> seen;
+        time->at(1s, [this] {
+            first.acknowledges = false;
+            send(kRecord, 100);
+        });
+        time->at(2s, [&] {
+            seen.first = first.unacknowledged();
+            send(kCommand, 100);
+        });
+        time->at(3s, [&] { seen.second = first.unacknowledged(); });
+        use({first.port()});
+        runFor(4s);
+        return seen;
+    }
+};
+
+TEST_F(LinkRoomTest, IsWhatTheServerTakesAndRecordsLeaveTwo) {
+    first.properties = receiveMaximum(5);
+    EXPECT_EQ(inFlight(), std::make_pair(3, 5));
+}
+
+TEST_F(LinkRoomTest, CountsThePresence) {
+    first.properties = receiveMaximum(5);
+    first.acknowledges = false;
+    EXPECT_EQ(inFlight(), std::make_pair(3, 5));
+}
+
+TEST_F(LinkRoomTest, OfOneMessageIsEnough) {
+    first.properties = receiveMaximum(1);
+    EXPECT_EQ(inFlight(), std::make_pair(1, 1));
+}
+
+TEST_F(LinkRoomTest, IsBoundedWhereTheServerSetsNoBound) {
+    EXPECT_EQ(inFlight(), std::make_pair(62, 64));
+}
+
+TEST_F(LinkRoomTest, InBytesIsLearntAnewOnEachConnection) {
+    const std::string kibibyte(1024, 'x');
+    std::pair<int, int> inFlight;
+    time->at(1s, [&] { send(kRecord, 500, kibibyte); });
+    time->at(2s, [&] {
+        first.acknowledges = false;
+        second.acknowledges = false;
+        send(kRecord, 100, kibibyte);
+    });
+    time->at(3s, [&] {
+        inFlight.first = first.unacknowledged();
+        first.close();
+    });
+    time->at(4s, [&] { inFlight.second = second.unacknowledged(); });
+    use({first.port(), second.port()});
+    runFor(5s);
+    EXPECT_GT(inFlight.first, 16);
+    EXPECT_EQ(inFlight.second, 8 + 1);  // of 8 KiB, and the presence
 }
 
 }  // namespace

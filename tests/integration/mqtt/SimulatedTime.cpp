@@ -12,7 +12,7 @@ constexpr int kSettleMs = 20;
 SimulatedTime::Ready SimulatedTime::wait(int socket, Interest interest, int timeoutMs) {
     const bool moved = others && others();
     const Ready ready = SocketWaiter::wait(socket, interest, moved || interest.write ? kSettleMs : 0);
-    if (!moved && !ready.readable && !ready.writable) pass(Milliseconds(timeoutMs));
+    if (!moved && !ready.readable && !ready.writable) pass(std::chrono::milliseconds(timeoutMs));
     return ready;
 }
 
@@ -20,9 +20,13 @@ std::int64_t SimulatedTime::calendarSeconds() const {
     return kStart + std::chrono::duration_cast<std::chrono::seconds>(m_elapsed).count();
 }
 
-void SimulatedTime::pass(Milliseconds most) {
+void SimulatedTime::pass(Microseconds most) {
+    if (most == Microseconds(0)) {
+        ++m_emptyWaits;
+        most = Microseconds(1);  // or it would go on for ever
+    }
     m_longestWait = std::max(m_longestWait, most);
-    const Milliseconds end = m_elapsed + most;
+    const Microseconds end = m_elapsed + most;
     if (m_actions.empty() || m_actions.begin()->first > end) {
         m_elapsed = end;
         return;

@@ -11,28 +11,32 @@
 /// millisecond early or late. All that happens meanwhile happens on the thread that waits.
 class SimulatedTime final : public QoPlayer::mqtt::SocketWaiter {
 public:
-    using Milliseconds = std::chrono::milliseconds;
+    using Microseconds = std::chrono::microseconds;
 
     /// The calendar's time at the start, seconds since 1970.
     static constexpr std::int64_t kStart = 1'900'000'000;
 
     /// Does `action` when `after` has passed since the start.
-    void at(Milliseconds after, std::function<void()> action) { m_actions.emplace(after, std::move(action)); }
+    void at(Microseconds after, std::function<void()> action) { m_actions.emplace(after, std::move(action)); }
 
     /// Asked before time passes: does what others have to do, and says whether that was anything.
     std::function<bool()> others;
 
-    Milliseconds elapsed() const { return m_elapsed; }
-    Milliseconds longestWait() const { return m_longestWait; }
+    Microseconds elapsed() const { return m_elapsed; }
+    Microseconds longestWait() const { return m_longestWait; }
+
+    /// Waits for nothing that took no time.
+    int emptyWaits() const { return m_emptyWaits; }
 
     Ready wait(int socket, Interest interest, int timeoutMs) override;
     Clock::time_point now() const override { return Clock::time_point(std::chrono::hours(1)) + m_elapsed; }
     std::int64_t calendarSeconds() const override;
 
 private:
-    void pass(Milliseconds most);
+    void pass(Microseconds most);
 
-    std::multimap<Milliseconds, std::function<void()>> m_actions;
-    Milliseconds m_elapsed{0};
-    Milliseconds m_longestWait{0};
+    std::multimap<Microseconds, std::function<void()>> m_actions;
+    Microseconds m_elapsed{0};
+    Microseconds m_longestWait{0};
+    int m_emptyWaits = 0;
 };

@@ -1,6 +1,7 @@
 #include "integration/support/SteppedServer.h"
 
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -16,6 +17,7 @@ namespace {
 constexpr int kPatienceMs = 5;
 
 constexpr std::uint8_t kConnect = 0x10;
+constexpr std::uint8_t kPublish = 0x30;
 constexpr std::uint8_t kPublishOnce = 0x32;
 constexpr std::uint8_t kSubscribe = 0x82;
 constexpr std::uint8_t kPing = 0xc0;
@@ -58,20 +60,22 @@ SteppedServer::~SteppedServer() {
 }
 
 bool SteppedServer::step() {
-    m_moved = false;
     while (!m_moved) {
         pollfd watched[2] = {{m_listener, POLLIN, 0}, {reads ? m_peer : -1, POLLIN, 0}};
         if (poll(watched, 2, kPatienceMs) <= 0) break;
         if (watched[1].revents != 0 && !receive()) close();
         if (watched[0].revents != 0) accept();
     }
-    return m_moved;
+    return std::exchange(m_moved, false);
 }
 
 void SteppedServer::accept() {
     close();
     m_peer = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-    if (m_peer >= 0) ++m_seen;
+    if (m_peer < 0) return;
+    constexpr int kOn = 1;  // each answer goes at once
+    setsockopt(m_peer, IPPROTO_TCP, TCP_NODELAY, &kOn, sizeof kOn);
+    ++m_seen;
 }
 
 void SteppedServer::close() {
@@ -95,6 +99,7 @@ bool SteppedServer::receive() {
 }
 
 void SteppedServer::obey(std::uint8_t type, const std::string& body) {
+    if ((type & 0xf0) == kPublish) ++m_published;
     if (type == kConnect) {
         m_connect = body;
         if (onConnect) onConnect();
@@ -104,13 +109,13 @@ void SteppedServer::obey(std::uint8_t type, const std::string& body) {
     } else if (type == kSubscribe && answersSubscribe) {
         answer(0x90, body.substr(0, 2) + std::string(2, '\0'));
     } else if (type == kPublishOnce) {
-        obeyPublish(body);
+        obeyPublishOnce(body);
     } else if (type == kPing) {
         answer(0xd0, "");
     }
 }
 
-void SteppedServer::obeyPublish(const std::string& body) {
+void SteppedServer::obeyPublishOnce(const std::string& body) {
     const auto topicLength = static_cast<std::size_t>(static_cast<std::uint8_t>(body[0]) << 8 |
                                                       static_cast<std::uint8_t>(body[1]));
     if (acknowledges)

@@ -36,19 +36,21 @@ public:
 
     const std::string& lastConnect() const { return m_connect; }  ///< what the last CONNECT held
     int connectionsSeen() const { return m_seen; }
+    int published() const { return m_published; }
     int unacknowledged() const { return m_unacknowledged; }  ///< of the current connection
 
 private:
     void accept();
     bool receive();
     void obey(std::uint8_t type, const std::string& body);
-    void obeyPublish(const std::string& body);
+    void obeyPublishOnce(const std::string& body);
     void answer(std::uint8_t type, const std::string& body);
 
     int m_listener = -1;
     int m_port = 0;
     int m_peer = -1;
     int m_seen = 0;
+    int m_published = 0;
     int m_unacknowledged = 0;
     bool m_moved = false;
     std::string m_received;
