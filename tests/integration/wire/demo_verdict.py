@@ -1,29 +1,52 @@
 #!/usr/bin/env python3
 """Says whether a show of scripts/demo went as it should, from what the collector recorded and the encoder counted.
 
-usage: demo_verdict.py --client NAME --seconds N --figures FIGURES RECORD
+usage: demo_verdict.py --client NAME --seconds N --host-status N --figures FIGURES --log LOG RECORD
+
+What was expected is told point by point; where something is missing, so is the end of the host's log. The last line is the
+verdict.
 """
 
 import argparse
 import datetime
 import json
 import pathlib
+import shutil
 import sys
+import textwrap
 
 import check_wire
 
 COMMANDS = [1, 2, 3, 1]
+NOT_LIVE = 2
 # A stream is accepted within some seconds, then a quality record comes every 60 s.
 SECONDS_UNTIL_ACCEPTED = 8
 
 
 class Verdict:
     def __init__(self):
-        self.ok = True
+        self.points = 0
+        self.missing = 0
+
+    @property
+    def ok(self):
+        return self.missing == 0
 
     def expect(self, what, holds, detail=""):
-        self.ok &= bool(holds)
-        print(f"  {'ok    ' if holds else 'MISSING'}  {what}" + (f" ({detail})" if detail else ""))
+        self.points += 1
+        self.missing += not holds
+        say(f"  {'ok    ' if holds else 'MISSING'}  {what}" + (f" ({detail})" if detail else ""), " " * 11)
+
+    def line(self):
+        if self.ok:
+            return f"PASSED: all {self.points} points that were expected"
+        return f"FAILED: {self.missing} of {self.points} points that were expected are missing"
+
+
+def say(text, indent=""):
+    """As many lines as it takes in the width that there is."""
+    print("\n".join(textwrap.wrap(text, shutil.get_terminal_size().columns, subsequent_indent=indent,
+                                  break_on_hyphens=False)))
 
 
 def when(line):
@@ -55,6 +78,8 @@ def judge_connection(verdict, lines, connection, started, seconds):
     verdict.expect("the mix is reported", mixes == {"", "demo-mix"})
     last = [line["kind"] for line in lines if line.get("connection") == connection and "topic" in line][-2:]
     verdict.expect("it ends with a last heartbeat and a goodbye", last in (["keep-alive", "offline"], ["full", "offline"]))
+    states = [beat["body"]["liveStatus"] for beat in beats if beat["kind"] == "full"]
+    verdict.expect("the live session has ended by then", states and states[-1] == NOT_LIVE)
 
 
 class Figures:
@@ -120,6 +145,13 @@ def judge_stream(verdict, lines, stream, figures, seconds):
         judge_samples(verdict, body, figures)
 
 
+def judge_size(verdict, lines):
+    told = {(info["width"], info["height"]) for line in lines if line["kind"] == "full" for info in [line["body"].get("liveInfo")] if info}
+    encoded = {(line["body"]["width"], line["body"]["height"]) for line in lines if line["kind"] == "stream"}
+    verdict.expect("the heartbeat tells the size that is encoded", len(told) == 1 and told == encoded,
+                   ", ".join(f"{width}x{height}" for width, height in sorted(told | encoded)))
+
+
 def judge_streams(verdict, lines, figure_lines, seconds):
     for stream in sorted({line["stream"] for line in figure_lines}):
         print(f"  stream {stream}")
@@ -138,6 +170,7 @@ def judge(verdict, lines, figure_lines, client, seconds):
         judge_connection(verdict, lines, connection, started, seconds)
     judge_streams(verdict, lines, figure_lines, seconds)
     print("  the broadcaster")
+    judge_size(verdict, lines)
     commands = [line["body"]["bizType"] for line in lines if line["kind"] == "command"]
     verdict.expect("the commands, in order", commands == COMMANDS, ", ".join(map(str, commands)))
     trouble = [line["kind"] for line in lines if line["kind"] in ("silent", "back", "lost", "no-answer") or line.get("repeated")]
@@ -149,7 +182,9 @@ def main():
     parser.add_argument("record", type=pathlib.Path)
     parser.add_argument("--client", required=True)
     parser.add_argument("--seconds", type=int, required=True)
+    parser.add_argument("--host-status", type=int, required=True)
     parser.add_argument("--figures", type=pathlib.Path, required=True)
+    parser.add_argument("--log", type=pathlib.Path, required=True)
     arguments = parser.parse_args()
     text = arguments.record.read_text()
     lines = [json.loads(line) for line in text.splitlines()]
@@ -157,12 +192,17 @@ def main():
     print("What was expected")
     figure_lines = [json.loads(line) for line in arguments.figures.read_text().splitlines()]
     judge(verdict, lines, figure_lines, arguments.client, arguments.seconds)
+    verdict.expect("the host ended well", arguments.host_status == 0, f"exit status {arguments.host_status}")
     own = "\n".join(line for line, value in zip(text.splitlines(), lines) if value.get("client") == arguments.client)
     counts, faults = check_wire.check(own)
     verdict.expect("every message holds against its schema", counts and not faults,
                    ", ".join(f"{kind} {count}" for kind, count in sorted(counts.items())))
     for fault in faults[:10]:
         print("    " + fault)
+    if not verdict.ok:
+        print("The end of the library's log of the show:")
+        print(*arguments.log.read_text().splitlines()[-40:], sep="\n")
+    print(verdict.line())
     return 0 if verdict.ok else 1
 
 
