@@ -18,7 +18,7 @@ import textwrap
 import check_wire
 
 COMMANDS = [1, 2, 3, 1]
-NOT_LIVE = 2
+LIVE, NOT_LIVE = 1, 2
 # A stream is accepted within some seconds, then a quality record comes every 60 s.
 SECONDS_UNTIL_ACCEPTED = 8
 
@@ -35,7 +35,7 @@ class Verdict:
     def expect(self, what, holds, detail=""):
         self.points += 1
         self.missing += not holds
-        say(f"  {'ok    ' if holds else 'MISSING'}  {what}" + (f" ({detail})" if detail else ""), " " * 11)
+        say(f"  {'ok     ' if holds else 'MISSING'}  {what}" + (f" ({detail})" if detail else ""), " " * 11)
 
     def line(self):
         if self.ok:
@@ -79,7 +79,7 @@ def judge_connection(verdict, lines, connection, started, seconds):
     last = [line["kind"] for line in lines if line.get("connection") == connection and "topic" in line][-2:]
     verdict.expect("it ends with a last heartbeat and a goodbye", last in (["keep-alive", "offline"], ["full", "offline"]))
     states = [beat["body"]["liveStatus"] for beat in beats if beat["kind"] == "full"]
-    verdict.expect("the live session has ended by then", states and states[-1] == NOT_LIVE)
+    verdict.expect("the live session has ended by then", LIVE in states and states[-1] == NOT_LIVE)
 
 
 class Figures:
@@ -136,7 +136,7 @@ def judge_stream(verdict, lines, stream, figures, seconds):
     quality = [body for body in records["quality"] if body["sid"] == own[0]["sid"]]
     due = (seconds - SECONDS_UNTIL_ACCEPTED) // 60
     if due == 0:
-        print("  -       no quality record is due before 70 s")
+        print("  -        no quality record is due before 70 s")
     else:
         verdict.expect("a quality record every 60 s", [body["order"] for body in quality] == list(range(1, len(quality) + 1)) and len(quality) >= due,
                        f"{len(quality)}, with {', '.join(str(len(body.get('streams', []))) for body in quality)} samples")
