@@ -14,17 +14,21 @@ namespace {
 constexpr char kUsage[] =
     "usage: mutator [OPTION...] -- HOST [ARGUMENT...]\n"
     "\n"
-    "Runs HOST, to which two ports are added as its last arguments, and is a hostile MQTT server on both.\n"
+    "Runs HOST, to which two ports are added as its last arguments, and is a hostile\n"
+    "MQTT server on both.\n"
     "Exit status 0: the host came through; 1: something was found; 2: wrong use.\n"
     "\n"
     "  --packets N     ends after N packets\n"
     "  --seconds S     ends after S seconds (default 3600)\n"
     "  --seed N        the same conversations again (default: a new one, printed)\n"
     "  --replay FILE   plays what an earlier run has kept\n"
-    "  --keep FILE     where the last shots go when something is found (default mutator-SEED.packets)\n"
+    "  --keep FILE     where the last shots go when something is found\n"
+    "                  (default mutator-SEED.packets)\n"
     "  --growth M      MiB that the host may grow by once it is warm (default 32)\n"
-    "  --heartbeat S   seconds within which a heartbeat must come after the hostility (default 20)\n"
-    "  --slack S       seconds that a stop may take beyond its promise (default 1)\n";
+    "  --heartbeat S   seconds within which a heartbeat must come after the hostility\n"
+    "                  (default 20)\n"
+    "  --slack S       seconds that a stop may take beyond its promise (default 1)\n"
+    "  --version       prints the version\n";
 
 void set(chaos::Options& options, const std::string& name, const std::string& value) {
     if (name == "--packets")
@@ -63,6 +67,9 @@ chaos::Options read(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    const std::string first = argc > 1 ? argv[1] : "";
+    if (first == "--help" || first == "-h") return std::fputs(kUsage, stdout) < 0;
+    if (first == "--version") return std::puts("mutator (QoLiveReport) " QOLIVE_VERSION) < 0;
     chaos::Options options;
     try {
         options = read(argc, argv);

@@ -136,6 +136,21 @@ esac"""
         self.assertNotIn("No package source", done.stderr)
 
 
+class DebianSource(unittest.TestCase):
+    def test_after_a_try_without_a_network_the_next_one_asks_again(self):
+        asked = tempfile.NamedTemporaryFile()
+        self.addCleanup(asked.close)
+        tools = Tools(self, apt_get=f"echo \"$@\" >>{asked.name}; echo 'W: Failed to fetch' >&2", apt_cache="exit 100", dpkg_source="exit 0")
+        cache = tempfile.TemporaryDirectory()
+        self.addCleanup(cache.cleanup)
+        for times in (1, 2):
+            tried = run(ROOT / "scripts" / "debian-source", "mosquitto", f"{cache.name}/source",
+                        env={"PATH": f"{tools.folder.name}:{os.environ['PATH']}", "QOLIVE_CACHE": cache.name})
+            self.assertEqual(tried.returncode, 1)
+            self.assertIn("no source of the package mosquitto can be had", tried.stderr)
+            self.assertEqual(pathlib.Path(asked.name).read_text(), "update\n" * times)
+
+
 class Test(unittest.TestCase):
     """scripts/test with programs that only pretend to build and to test."""
 

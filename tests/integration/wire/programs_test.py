@@ -22,7 +22,7 @@ def run(command, **options):
 
 
 class Usual(unittest.TestCase):
-    PROGRAMS = {"QoLive": host_program(), "qolive-collector": COLLECTOR, "qolive-sink": SINK}
+    PROGRAMS = {"QoLive": host_program(), "qolive-collector": COLLECTOR, "qolive-sink": SINK, "mutator": [os.environ["QOLIVE_MUTATOR"]]}
 
     def test_help_is_asked_for_in_two_ways_and_fits_80_columns(self):
         for name, command in self.PROGRAMS.items():
