@@ -58,6 +58,8 @@ chaos::Options read(int argc, char** argv) {
     int at = 1;
     for (; at + 1 < argc && std::string(argv[at]) != "--"; at += 2)
         set(options, argv[at], argv[at + 1]);
+    if (at < argc && std::string(argv[at]) != "--")
+        throw std::invalid_argument(argv[at] + std::string(" is not an option with a value"));
     for (++at; at < argc; ++at)
         options.host.emplace_back(argv[at]);
     if (options.host.empty()) throw std::invalid_argument("no host");
