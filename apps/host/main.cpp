@@ -70,6 +70,7 @@ Course Follow(const std::vector<Step>& steps, double duration, bool quiet, Broad
         course.reachedAServer = course.reachedAServer || ReachedAServer();
         std::this_thread::sleep_for(turn);
     }
+    course.reachedAServer = course.reachedAServer || ReachedAServer();
     return course;
 }
 
