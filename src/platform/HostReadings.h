@@ -77,6 +77,7 @@ public:
     /// at once.
     bool PingHost(std::string host, int& rttMs);
 
+    // The library's own, whatever readings it is linked with.
     CPing(const CPing&) = default;
     QOLIVE_API CPing& operator=(const CPing&);
 

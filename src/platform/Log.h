@@ -2,6 +2,8 @@
 
 #include "platform/Export.h"
 
+// The log. All of it may be another library's (QOLIVE_LOG_LIBRARY), which promises what is said here.
+
 /// Severity of a log line; the numbers are what a sink receives.
 enum class LogLevel : int {
     Trace = 0,

@@ -97,8 +97,6 @@ CPing* CPing::GetInstance() {
     return &instance;
 }
 
-CPing& CPing::operator=(const CPing&) = default;
-
 bool CPing::PingHost(std::string host, int& rttMs) {
     const auto script = fakes::locked([&host](fakes::Readings& all) {
         all.pinged.push_back(host);

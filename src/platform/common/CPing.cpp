@@ -27,8 +27,6 @@ CPing* CPing::GetInstance() {
     return &instance;
 }
 
-CPing& CPing::operator=(const CPing&) = default;
-
 bool CPing::PingHost(std::string host, int& rttMs) {
     const auto deadline = std::chrono::steady_clock::now() + kTimeLimit;
     for (const HostAddress& address : addressesOf(host, deadline))

@@ -2,6 +2,8 @@
 
 #include "platform/HostReadings.h"
 
+CPing& CPing::operator=(const CPing&) = default;
+
 CWinTimer& CWinTimer::operator=(const CWinTimer&) = default;
 
 MgrCpuUsage::MgrCpuUsage() : m_rate(std::make_shared<CCPUUseRate>()) {
