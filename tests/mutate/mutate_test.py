@@ -97,9 +97,11 @@ class Sources(unittest.TestCase):
 
 
 class Trial(unittest.TestCase):
-    """A whole run: one fault is found, one hangs, one survives, one does not compile, and the others are listed."""
+    """A whole run: one fault is found, one as it compiles, one hangs, one survives, one is nothing that compiles, and the
+    others are listed."""
 
     FOUND = "years >= 12 &&"
+    FOUND_BY_THE_COMPILER = "kTeens = 8"
     HANGS = "last = last - 0;"
     SURVIVES = "years <= 20"
     DOES_NOT_COMPILE = "times(what, two)"
@@ -109,11 +111,11 @@ class Trial(unittest.TestCase):
         self.addCleanup(shutil.rmtree, self.folder)
         self.root = self.folder / "project"
         shutil.copytree(HERE / "project", self.root)
-        self.list_all_but([self.FOUND, self.HANGS, self.SURVIVES, self.DOES_NOT_COMPILE])
+        self.list_all_but([self.FOUND, self.FOUND_BY_THE_COMPILER, self.HANGS, self.SURVIVES, self.DOES_NOT_COMPILE])
 
     def list_all_but(self, wanted):
-        text = (self.root / "src/tally.cpp").read_text()
-        faults = faults_of("src/tally.cpp", text, ["_WIN32"])
+        faults = [fault for name in ("src/tally.cpp", "src/tally.h")
+                  for fault in faults_of(name, (self.root / name).read_text(), ["_WIN32"])]
         self.tried = {part: fault.id for part in wanted for fault in faults if part in fault.after}
         self.assertEqual(len(self.tried), len(wanted))
         listed = [{"id": fault.id, "reason": "not of interest"} for fault in faults if fault.id not in self.tried.values()]
@@ -128,12 +130,13 @@ class Trial(unittest.TestCase):
         original = (self.root / "src/tally.cpp").read_text()
         done = self.run_tool()
         results = {key: entry["result"] for key, entry in json.loads((self.folder / "work/results.json").read_text()).items()}
-        expected = {self.FOUND: "found", self.HANGS: "found", self.SURVIVES: "survived", self.DOES_NOT_COMPILE: "not compiled"}
+        expected = {self.FOUND: "found", self.FOUND_BY_THE_COMPILER: "found", self.HANGS: "found",
+                    self.SURVIVES: "survived", self.DOES_NOT_COMPILE: "not compiled"}
         self.assertEqual({part: results[key] for part, key in self.tried.items()}, expected, done.stdout + done.stderr)
         self.assertIn("Tally hung", done.stdout)
         self.assertIn("Tally failed", done.stdout)
         self.assertIn("+    return years >= 13 && years <= 20;", done.stdout)
-        self.assertRegex(done.stdout, r"src +2 +1 +\d+ +1 +66.7 %")
+        self.assertRegex(done.stdout, r"src +3 +1 +\d+ +1 +75.0 %")
         self.assertEqual(done.returncode, 1)
         self.assertEqual((self.root / "src/tally.cpp").read_text(), original)
 
@@ -141,7 +144,7 @@ class Trial(unittest.TestCase):
         test.write_text(test.read_text().replace("isTeen(13)", "isTeen(13) && !isTeen(20)"))
         again = self.run_tool("--resume", "--again")
         self.assertIn(" 1 to try", again.stdout)
-        self.assertRegex(again.stdout, r"all +3 +0 +\d+ +1 +100.0 %")
+        self.assertRegex(again.stdout, r"all +4 +0 +\d+ +1 +100.0 %")
         self.assertEqual(again.returncode, 0)
 
 

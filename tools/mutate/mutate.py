@@ -128,8 +128,8 @@ def attempt(place, project, fault):
     for stage in project.stages(fault.file):
         try:
             place.make(stage)
-        except BuildFailed:
-            return "not compiled", ""
+        except BuildFailed as failure:
+            return ("found", "a static assertion") if failure.is_found() else ("not compiled", "")
         found = place.ask(place.tests_of(stage))
         if found:
             return "found", f"{found[0]} {found[1]}"

@@ -14,7 +14,11 @@ PATIENCE = 20  # seconds
 
 
 class BuildFailed(Exception):
-    pass
+    """With what the build said."""
+
+    def is_found(self):
+        """Whether a check in the sources or in the tests refused to compile, not the compiler."""
+        return re.search(r"error: static[_ ]assert", str(self)) is not None
 
 
 def files_of(root):
@@ -67,7 +71,7 @@ class Workplace:
     def _call(self, command, environment=None):
         done = subprocess.run(command, cwd=self.tree, env=environment, capture_output=True, text=True, check=False)
         if done.returncode != 0:
-            raise BuildFailed((done.stdout + done.stderr)[-4000:])
+            raise BuildFailed(done.stdout + done.stderr)
 
     def make(self, targets):
         self._call(["cmake", "--build", str(self.build), "--parallel", str(self.settings.get("parallel", 2)),
