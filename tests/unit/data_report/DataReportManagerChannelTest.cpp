@@ -231,6 +231,20 @@ TEST_F(Channel, AMessageThatMemoryIsTooShortForIsTriedAgainUntilItIsAccepted) {
     EXPECT_EQ(DroppedPasses(), 2U);
 }
 
+TEST_F(Channel, NothingIsHandedOverWithoutALinkOrASender) {
+    EXPECT_FALSE(peer.handOver("no sender"));
+    start();
+    EXPECT_FALSE(peer.handOver("no link"));
+    EXPECT_EQ(center.sendAttempts(kStreamCommand), 0);
+    ASSERT_TRUE(center.connect(kStreamCommand));
+    EXPECT_TRUE(peer.handOver("both"));
+    center.sendFails(kStreamCommand);
+    EXPECT_FALSE(peer.handOver("refused"));
+    ASSERT_TRUE(center.disconnect(kStreamCommand));
+    EXPECT_FALSE(peer.handOver("no link any more"));
+    EXPECT_EQ(center.sendAttempts(kStreamCommand), 2);
+}
+
 TEST_F(Channel, EachSentMessageIsLogged) {
     startConnected();
     const fakes::CapturingLog log;

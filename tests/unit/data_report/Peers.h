@@ -109,6 +109,8 @@ struct DataReportManagerTestPeer {
         manager.SendBatch(std::move(batch));
     }
 
+    bool handOver(const std::string& body) { return manager.DoSendStreamReport(body, "{}"); }
+
     struct Queued {
         Json::Value record;
         Json::Value head;

@@ -135,6 +135,17 @@ TEST_F(StreamSamples, FailingMemoryInfoGivesAZeroSampleAndAllHostQueuesGrow) {
     EXPECT_EQ(peer.queueSizes(), queuesOf(1));
 }
 
+TEST_F(StreamSamples, AMachineOfOneKibibyteIsInUseWholeOrNotAtAll) {
+    fakes::HostReadingsScript script;
+    script.totalPhysical = 1;
+    script.availablePhysical = 0;
+    fakes::setHostReadings(script);
+    EXPECT_EQ(deviceSample()["mem"].asInt(), 100);
+    script.availablePhysical = 1;
+    fakes::setHostReadings(script);
+    EXPECT_EQ(deviceSample()["mem"].asInt(), 0);
+}
+
 TEST_F(StreamSamples, AMachineWithoutMemoryGivesAZeroSample) {
     fakes::HostReadingsScript script;
     script.totalPhysical = 0;
