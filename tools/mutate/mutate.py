@@ -163,29 +163,36 @@ def chunks_of(faults):
     return chunks
 
 
-def places(project, folder, options, names):
-    """The copies, ready: built, and with what the tests do without a fault."""
-    targets = project.targets(names)
-    made = [Workplace(folder / f"job{number}", project.settings, options.tests_at_once) for number in range(options.jobs)]
-    for place in made:
-        print(f"building {place.build} ...", flush=True)
-        place.prepare(project.root, targets)
-    unsteady = made[0].learn(targets)
+def prepare_first(place, project, targets):
+    """Builds, and learns what the tests do without a fault; gives those that fail even so."""
+    print(f"building {place.build} ...", flush=True)
+    place.prepare(project.root, targets)
+    unsteady = place.learn(targets)
     for name in unsteady:
         print(f"not asked, as it fails without a fault: {name}")
-    for place in made[1:]:
-        place.seconds = made[0].seconds
-        place.forget(unsteady)
-    print(f"{len(made[0].tests_of(targets))} tests can be asked", flush=True)
-    return made
+    print(f"{len(place.tests_of(targets))} tests can be asked", flush=True)
+    return unsteady
+
+
+def prepare_and_work(place, first, unsteady, project, targets, results, chunks):
+    """For every copy but the first, which works meanwhile."""
+    place.prepare(project.root, targets)
+    place.seconds = first.seconds
+    place.forget(unsteady)
+    work(place, project, results, chunks)
 
 
 def try_all(project, faults, results, folder, options):
     if not faults:
         return
-    made = places(project, folder, options, {fault.file for fault in faults})
+    targets = project.targets({fault.file for fault in faults})
     chunks = chunks_of(faults)
-    threads = [threading.Thread(target=work, args=(place, project, results, chunks)) for place in made]
+    first, *others = (Workplace(folder / f"job{number}", project.settings, options.tests_at_once)
+                      for number in range(options.jobs))
+    unsteady = prepare_first(first, project, targets)
+    threads = [threading.Thread(target=work, args=(first, project, results, chunks))]
+    threads += [threading.Thread(target=prepare_and_work, args=(place, first, unsteady, project, targets, results, chunks))
+                for place in others]
     for thread in threads:
         thread.start()
     try:
