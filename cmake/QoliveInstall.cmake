@@ -48,8 +48,9 @@ install(TARGETS qolive_report EXPORT QoLiveReportTargets
   FILE_SET c_headers DESTINATION ${header_folder} COMPONENT development
   INCLUDES DESTINATION ${header_folder}) # for a CMake that does not know file sets
 
-if(WIN32)
-  install(FILES ${PROJECT_BINARY_DIR}/QoLiveReport.def DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+if(WIN32 AND QOLIVE_DLLTOOL)
+  install(FILES ${PROJECT_BINARY_DIR}/QoLiveReport.def ${PROJECT_BINARY_DIR}/QoLiveReport.lib
+          DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
 endif()
 
 set_target_properties(qolive_report PROPERTIES EXPORT_NAME QoLiveReport)
@@ -57,7 +58,7 @@ add_library(QoLiveReport::QoLiveReport ALIAS qolive_report)
 
 install(EXPORT QoLiveReportTargets NAMESPACE QoLiveReport:: DESTINATION ${package_folder} COMPONENT development)
 configure_package_config_file(cmake/QoLiveReportConfig.cmake.in ${PROJECT_BINARY_DIR}/QoLiveReportConfig.cmake
-                              INSTALL_DESTINATION ${package_folder})
+                              INSTALL_DESTINATION ${package_folder} PATH_VARS CMAKE_INSTALL_LIBDIR)
 # The classes hand jsoncpp's values over, so library and host need the same jsoncpp; on Windows it is inside the DLL.
 set(jsoncpp_needed "jsoncpp ${JsonCpp_VERSION}")
 if(WIN32)
