@@ -38,8 +38,9 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS libjsoncpp-dev) # the C interfac
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS qolivereport-tools)
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
   "reports a live broadcast to servers (development files)
-C++ and C headers, CMake package and pkg-config files of QoLiveReport. The
-C++ classes also take libjsoncpp-dev, the C interface does not.")
+C++ and C headers, CMake package and pkg-config files of QoLiveReport, and
+bindings for Python and C#. The C++ classes also take libjsoncpp-dev, the C
+interface does not.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME qolivereport-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION net)
@@ -90,5 +91,7 @@ foreach(component runtime development tools)
   set(documents ${CMAKE_INSTALL_DATADIR}/doc/${package})
   install(FILES ${control}/changelog.Debian.gz ${control}/copyright DESTINATION ${documents} COMPONENT ${component})
 endforeach()
+install(FILES bindings/qolive_report.py bindings/QoLiveReport.cs
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/qolivereport/bindings COMPONENT development)
 install(FILES README.md ${control}/changelog.gz DESTINATION ${documents} COMPONENT tools)
 install(DIRECTORY docs DESTINATION ${documents} COMPONENT tools)

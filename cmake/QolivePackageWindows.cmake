@@ -27,4 +27,5 @@ add_notice("Runtime libraries of ${CMAKE_CXX_COMPILER_ID} ${CMAKE_CXX_COMPILER_V
 add_notice("Runtime libraries of mingw-w64 (start-up code, winpthreads)" ${licenses}/mingw-w64)
 
 install(FILES LICENSE README.md CHANGELOG.md ${notices_file} DESTINATION . COMPONENT development)
+install(FILES bindings/qolive_report.py bindings/QoLiveReport.cs DESTINATION bindings COMPONENT development)
 install(DIRECTORY docs DESTINATION . COMPONENT development)

@@ -15,6 +15,7 @@ import subprocess
 import sys
 
 HERE = os.path.dirname(os.path.abspath(__file__))
+BINDINGS = os.path.join(HERE, "..", "..", "..", "bindings")
 sys.path.insert(0, os.path.join(HERE, "..", "..", "lifetime"))
 from broker_and_run import Broker, mosquitto_path, run_once  # noqa: E402
 
@@ -98,7 +99,7 @@ class Hosts:
     def csharp(self):
         mono = need("mono")
         program = self.out("Host.exe")
-        sh([need("mcs"), "-out:" + program, os.path.join(HERE, "Host.cs")])
+        sh([need("mcs"), "-out:" + program, os.path.join(HERE, "Host.cs"), os.path.join(BINDINGS, "QoLiveReport.cs")])
         return [mono, program]
 
     def java(self):
