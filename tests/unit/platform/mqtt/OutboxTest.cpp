@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <thread>
 #include <vector>
 
@@ -304,8 +305,9 @@ TEST_F(OutboxTest, AMessageLargerThanTheBoundGoesAlone) {
 TEST_F(OutboxTest, ClosingForgetsWhatIsLeftAndSaysHowMuch) {
     add("a");
     add("b");
+    addTo(kCommand, "command");
     publishNext(1);
-    EXPECT_EQ(outbox.close(), 2U);
+    EXPECT_EQ(outbox.close(), 3U);
     EXPECT_FALSE(add("c"));
     outbox.open();
     EXPECT_EQ(next(), nullptr);
@@ -386,6 +388,50 @@ TEST_F(OutboxTest, TellsHowManyWaitAndForHowLong) {
     EXPECT_EQ(counters().oldestWaitingMs, 300);
 }
 
+TEST_F(OutboxTest, NothingOfBeforeIsLeftWhenItIsOpenedAgain) {
+    ASSERT_TRUE(add(std::string(Outbox::kMostBytes, 'x')));
+    ASSERT_TRUE(addTo(kCommand, "command"));
+    publishNext(1);
+    publishNext(2);
+    outbox.close();
+    outbox.open();
+    EXPECT_TRUE(outbox.empty());
+    ASSERT_TRUE(add("a")) << "its bytes are counted still";
+    EXPECT_EQ(publishNext(1, 1), "a") << "its messages are in flight still";
+    EXPECT_TRUE(outbox.acknowledged(1).has_value());
+    EXPECT_FALSE(outbox.acknowledged(2).has_value());
+}
+
+TEST_F(OutboxTest, MessagesInFlightEndWithTheConnection) {
+    addTo(kCommand, "command");
+    add("record");
+    publishNext(1, 2);
+    publishNext(2, 3);
+    ASSERT_EQ(next(1), nullptr);
+    outbox.connectionLost();
+    EXPECT_EQ(publishNext(1, 1), "command");
+    outbox.acknowledged(1);
+    EXPECT_EQ(publishNext(2, 1), "record");
+}
+
+TEST_F(OutboxTest, ADroppedMessageFreesItsBytes) {
+    add(std::string(Outbox::kMostBytes, 'x'));
+    ASSERT_FALSE(add("y"));
+    ASSERT_NE(next(), nullptr);
+    outbox.dropNext();
+    EXPECT_TRUE(add("y"));
+    EXPECT_EQ(publishNext(1), "y");
+    EXPECT_EQ(publishNext(2), "none");
+}
+
+TEST_F(OutboxTest, AnExpiredHeartbeatFreesItsBytes) {
+    addTo(kHeartbeat, std::string(Outbox::kMostBytes, 'x'));
+    ASSERT_FALSE(addTo(kHeartbeat, "new"));
+    now += Outbox::kHeartbeatLife + std::chrono::milliseconds(1);
+    EXPECT_EQ(next(), nullptr);
+    EXPECT_TRUE(addTo(kHeartbeat, "new"));
+}
+
 TEST_F(OutboxTest, ManyThreadsAddWhileOnePublishes) {
     std::vector<std::thread> adders;
     for (int i = 0; i < 4; ++i) {
@@ -395,13 +441,15 @@ TEST_F(OutboxTest, ManyThreadsAddWhileOnePublishes) {
         });
     }
     int published = 0;
-    while (published < 2000) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (published < 2000 && std::chrono::steady_clock::now() < end) {
         if (publishNext(1) == "none") continue;
         ASSERT_TRUE(outbox.acknowledged(1).has_value());
         ++published;
     }
     for (std::thread& adder : adders)
         adder.join();
+    EXPECT_EQ(published, 2000);
     EXPECT_TRUE(outbox.empty());
 }
 

@@ -7,10 +7,14 @@
 #include <functional>
 #include <future>
 #include <stdexcept>
+#include <thread>
+#include <utility>
 
 using QoPlayer::mqtt::Senders;
 
 namespace {
+
+constexpr auto kPatience = std::chrono::seconds(20);
 
 struct Call {
     std::function<void()> action;
@@ -60,26 +64,52 @@ TEST_F(SendersTest, ASenderClosesItselfFromItsCallback) {
     EXPECT_EQ(call.count, 1);
 }
 
+/// A callback that runs on a thread of its own until it is let go.
+class HeldCallback {
+public:
+    HeldCallback(Senders& senders, const Senders::Handle& sender, Call& call) {
+        call.action = [this] {
+            m_entered.set_value();
+            m_letGo.get_future().wait();
+            left = true;
+        };
+        m_network = std::thread([&senders, sender] { senders.notify(sender, 1, 0, "x", 1); });
+        m_entered.get_future().wait();
+    }
+    ~HeldCallback() {
+        letGo();
+        m_network.join();
+    }
+    HeldCallback(const HeldCallback&) = delete;
+    HeldCallback& operator=(const HeldCallback&) = delete;
+
+    void letGo() {
+        if (!std::exchange(m_isLetGo, true)) m_letGo.set_value();
+    }
+
+    std::atomic<bool> left{false};
+
+private:
+    std::promise<void> m_entered;
+    std::promise<void> m_letGo;
+    bool m_isLetGo = false;
+    std::thread m_network;
+};
+
 TEST_F(SendersTest, ClosingWaitsForTheCallbackThatRuns) {
     const Senders::Handle sender = open(2);
-    std::promise<void> entered;
-    std::promise<void> leave;
-    std::atomic<bool> left{false};
-    call.action = [&] {
-        entered.set_value();
-        leave.get_future().wait();
-        left = true;
-    };
-    std::thread network([&] { senders.notify(sender, 1, 0, "x", 1); });
-    entered.get_future().wait();
-    std::thread closer([&] {
+    HeldCallback callback(senders, sender, call);
+    auto closing = std::async(std::launch::async, [&] {
         senders.close(2);
-        EXPECT_TRUE(left);
+        return callback.left.load();
     });
-    EXPECT_NE(open(3), nullptr);  // no lock is held during the callback
-    leave.set_value();
-    closer.join();
-    network.join();
+    while (!sender->closed)
+        std::this_thread::yield();
+    EXPECT_NE(open(3), nullptr) << "no lock is held during the callback";
+    EXPECT_EQ(closing.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
+    callback.letGo();
+    ASSERT_EQ(closing.wait_for(kPatience), std::future_status::ready) << "nobody told it";
+    EXPECT_TRUE(closing.get());
 }
 
 TEST_F(SendersTest, ClosingWhatAnotherThreadHasClosedWaitsForTheCallbackThatRunsToo) {
@@ -119,6 +149,15 @@ TEST_F(SendersTest, ClosingDoesNotWaitForTheCallbackOfAnOpenSuccessor) {
 }
 
 TEST_F(SendersTest, ClosingAnotherSenderDoesNotWaitForTheCallbackThatRuns) {
+    const Senders::Handle sender = open(2);
+    open(3);
+    HeldCallback callback(senders, sender, call);
+    const auto closing = std::async(std::launch::async, [&] { return senders.close(3) != nullptr; });
+    EXPECT_EQ(closing.wait_for(kPatience), std::future_status::ready);
+    EXPECT_FALSE(callback.left);
+}
+
+TEST_F(SendersTest, ACallbackMayCloseAnotherSender) {
     const Senders::Handle sender = open(2);
     open(3);
     call.action = [&] { EXPECT_NE(senders.close(3), nullptr); };
