@@ -1,6 +1,6 @@
 function(qolive_sanitize target)
   if(QOLIVE_SANITIZE)
-    # The library does not export type information, which the vptr check would need in its users.
+    # The library exports the type information of few classes, and the vptr check would need that of all in its users.
     target_compile_options(${target} PRIVATE -fsanitize=${QOLIVE_SANITIZE} $<$<COMPILE_LANGUAGE:CXX>:-fno-sanitize=vptr>
                                              -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(${target} PUBLIC -fsanitize=${QOLIVE_SANITIZE})

@@ -35,10 +35,14 @@ class PauseHandshake;
 /// state wait for a report or command that is being handed over, which waits for the host's log sink but
 /// never for the network. So do start and startBackUp; stop tells how long it takes.
 ///
+/// A host may derive from it and use the protected operations. All heartbeats of a process share the command
+/// numbers of the two centers, so one of them can be started at a time: the start of another returns 0, and its
+/// stop closes the sender of the first, which then sends nothing until it is stopped and started.
+///
 /// Before the process exits the host calls stop: the destructor sends no final report and leaves the senders
 /// open. The connections end with a goodbye all the same, where the system lets threads live on to the end
 /// (not on Windows).
-class LiveHeartReport {
+class QOLIVE_TYPE LiveHeartReport {
 public:
     /// The instance that the process shares, made at the first call; never null.
     QOLIVE_API static LiveHeartReport* GetInstance();
@@ -164,30 +168,30 @@ protected:
     const std::shared_ptr<CriticalSection> m_lock;
 
 private:
-    struct OwnThread;
-    struct Prepared;
+    struct QOLIVE_LOCAL OwnThread;
+    struct QOLIVE_LOCAL Prepared;
 
     QOLIVE_API void StartThread() QOLIVE_REQUIRES(*m_lock);
     QOLIVE_API void SafeCloseThread(void*& thread);
 
-    static void EnterOwnThread(void* thread);
-    static bool RunOwnThread(const OwnThread& thread);
-    bool PassOf(std::uint64_t threadId);
-    bool Pass();
-    int ThreadAgain() QOLIVE_REQUIRES(*m_lock);
-    int OpenAndRun() QOLIVE_REQUIRES(*m_lock);
-    void EndHeartbeat();
-    void LetCentersGo();
-    void DropOldestCommand() QOLIVE_REQUIRES(*m_lock);
-    static void TellDroppedCommands(std::uint64_t count);
-    void Place(MsgSenderStatus*& slot, MsgSenderStatus* sender) QOLIVE_REQUIRES(*m_lock);
-    void Delete(MsgSenderStatus*& slot) QOLIVE_REQUIRES(*m_lock);
+    QOLIVE_LOCAL static void EnterOwnThread(void* thread);
+    QOLIVE_LOCAL static bool RunOwnThread(const OwnThread& thread);
+    QOLIVE_LOCAL bool PassOf(std::uint64_t threadId);
+    QOLIVE_LOCAL bool Pass();
+    QOLIVE_LOCAL int ThreadAgain() QOLIVE_REQUIRES(*m_lock);
+    QOLIVE_LOCAL int OpenAndRun() QOLIVE_REQUIRES(*m_lock);
+    QOLIVE_LOCAL void EndHeartbeat();
+    QOLIVE_LOCAL void LetCentersGo();
+    QOLIVE_LOCAL void DropOldestCommand() QOLIVE_REQUIRES(*m_lock);
+    QOLIVE_LOCAL static void TellDroppedCommands(std::uint64_t count);
+    QOLIVE_LOCAL void Place(MsgSenderStatus*& slot, MsgSenderStatus* sender) QOLIVE_REQUIRES(*m_lock);
+    QOLIVE_LOCAL void Delete(MsgSenderStatus*& slot) QOLIVE_REQUIRES(*m_lock);
 
-    void Mark() QOLIVE_REQUIRES(*m_lock);
-    void Change(std::int32_t LiveHeartReportData::*field, std::int32_t value);
+    QOLIVE_LOCAL void Mark() QOLIVE_REQUIRES(*m_lock);
+    QOLIVE_LOCAL void Change(std::int32_t LiveHeartReportData::*field, std::int32_t value);
 
-    bool Prepare(MsgSenderStatus& sender, std::int64_t nowMs, bool periodic, Prepared& prepared);
-    void Settle(MsgSenderStatus& sender, std::int64_t nowMs, const Prepared& prepared, bool ok);
+    QOLIVE_LOCAL bool Prepare(MsgSenderStatus& sender, std::int64_t nowMs, bool periodic, Prepared& prepared);
+    QOLIVE_LOCAL void Settle(MsgSenderStatus& sender, std::int64_t nowMs, const Prepared& prepared, bool ok);
 
     const std::unique_ptr<DropNotice> m_droppedCommands;  // used with m_lock held
     const std::unique_ptr<Mutex> m_slotLock;

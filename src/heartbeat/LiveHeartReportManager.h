@@ -15,7 +15,7 @@
 ///     Bas::CMsgCenterFactory::Inst()->Stop();
 ///
 /// It holds no data. Every operation may be called from any thread at any time.
-class LiveHeartReportManager {
+class QOLIVE_TYPE LiveHeartReportManager {
 public:
     /// The instance that the process shares, made at the first call; never null.
     QOLIVE_API static LiveHeartReportManager* GetInstance();
