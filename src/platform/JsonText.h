@@ -47,10 +47,15 @@ inline Json::Value WithOnlyUtf8(const Json::Value& value) {
 }
 
 /// The compact text of `value`, with the line break that the writer puts at its end. Raises what jsoncpp
-/// raises. What is not UTF-8 is replaced before the writer sees it: it would take the bytes behind with it.
+/// raises. What is not UTF-8 is written as U+FFFD.
 inline std::string WriteCompactJson(const Json::Value& value) {
     Json::FastWriter writer;
-    return HoldsOnlyUtf8(value) ? writer.write(value) : writer.write(WithOnlyUtf8(value));
+    std::string text = writer.write(value);
+    // The writer escapes what is not ASCII, so most texts need no closer look. Broken characters are replaced before
+    // it sees them: it takes the bytes behind for a part of them.
+    const bool isAscii = text.find("\\u") == std::string::npos;
+    if (isAscii || HoldsOnlyUtf8(value)) return text;
+    return writer.write(WithOnlyUtf8(value));
 }
 
 /// How many levels of values ParseJson reads, the outermost one included.

@@ -26,6 +26,7 @@ TEST(JsonText, ValidTextsAreWrittenAsTheyAre) {
               R"("\u0080\u07ff\u0800\ud7ff\ue000\uffff")");
     EXPECT_EQ(writtenText("\xf0\x90\x80\x80\xf4\x8f\xbf\xbf"), R"("\ud800\udc00\udbff\udfff")");
     EXPECT_EQ(writtenText(""), R"("")");
+    EXPECT_EQ(writtenText("\\u00e4"), R"("\\u00e4")");  // no character, but its escape
 }
 
 // What a Latin-1 text looks like: the byte says that two more belong to it.
