@@ -29,6 +29,24 @@ public enum Outcome {
     Already = 2
 }
 
+/// <summary>What a center is doing.</summary>
+public enum CenterState {
+    /// <summary>The message-center library does not tell.</summary>
+    Unknown = 0,
+    Stopped = 1,
+    Connecting = 2,
+    Connected = 3,
+
+    /// <summary>No address answered: the pause before the next round.</summary>
+    Waiting = 4,
+
+    /// <summary>A server refused it; it goes on trying.</summary>
+    Refused = 5,
+
+    /// <summary>The access token has expired: no connection is made any more.</summary>
+    TokenExpired = 6
+}
+
 public enum StreamType { Sampled = 0, EventsOnly = 1 }
 
 /// <summary>The numeric slots of a stream; 0 to 11 are counters that are added to.</summary>
@@ -132,6 +150,25 @@ public class HeartbeatData {
     public int LiveStatus, MicStatus, VideoAppId, Business, Sid, Width, Height, Codec, PushStatus;
     public int MicVideoAppId, MicBusiness, MicSid, MicWidth, MicHeight, MicCodec, MicPushStatus, Role;
     public int MixMode, MixWidth, MixHeight, MixStatus, MixSid, MixCodec;
+}
+
+public class CenterStatus {
+    public CenterState State;
+
+    /// <summary>For a person: the server, or the last failure.</summary>
+    public string Reason;
+
+    /// <summary>When the state began, ms since 1970; 0 = unknown.</summary>
+    public long SinceMs;
+}
+
+/// <summary>What has become of the messages of one center since the process began.</summary>
+[StructLayout(LayoutKind.Sequential)]
+public struct CenterCounters {
+    internal UIntPtr Size;
+    public ulong Accepted, Published, Acknowledged, Refused, DroppedUnusable, DroppedLate, DroppedAtReconnect, DroppedAtStop;
+    public ulong NotAcceptedFull, NotAcceptedUnconnected, Reconnects, Waiting, WaitingRecords;
+    public long OldestWaitingMs;
 }
 
 /// <summary>What has become of the heartbeat's commands since the process began.</summary>
@@ -330,6 +367,58 @@ public static class Centers {
         IntPtr center;
         Native.Do(Native.qolive_centers_get(Native.Int(main), out center), "qolive_centers_get");
         return center;
+    }
+
+    public static CenterStatus GetStatus(bool main) {
+        for (var capacity = 256;; capacity *= 2) {  // the reason may be another one by the next call
+            using (var reason = new NativeText(capacity)) {
+                var native = new Native.CenterStatus {
+                    Size = (UIntPtr)Marshal.SizeOf(typeof(Native.CenterStatus)),
+                    Reason = reason.AsBuffer()
+                };
+                var result = Native.qolive_centers_get_status(Native.Int(main), ref native);
+                if (result == Native.TooSmall) continue;
+                Native.Do(result, "qolive_centers_get_status");
+                return new CenterStatus { State = (CenterState)native.State, Reason = native.Reason.Read(),
+                                          SinceMs = native.SinceMs };
+            }
+        }
+    }
+
+    public static CenterCounters GetCounters(bool main) {
+        var counters = new CenterCounters { Size = (UIntPtr)Marshal.SizeOf(typeof(CenterCounters)) };
+        Native.Do(Native.qolive_centers_get_counters(Native.Int(main), ref counters), "qolive_centers_get_counters");
+        return counters;
+    }
+
+    static readonly object s_lock = new object();
+    static Native.StatusSink s_sink;  // the library keeps only its address
+
+    /// <summary>Hands every change of a center to the sink: whether it is the main center, its state and the reason. Null ends
+    /// that. It is called on threads of the library, and what it throws is dropped.</summary>
+    public static void SetStatusSink(Action<bool, CenterState, string> sink) {
+        lock (s_lock) {
+            Native.StatusSink native = null;
+            if (sink != null) native = (user, main, state, reason) => Call(sink, main != 0, (CenterState)state, reason);
+            Native.Do(Native.qolive_centers_set_status_sink(native, IntPtr.Zero), "qolive_centers_set_status_sink");
+            GC.KeepAlive(s_sink);  // which is no longer in use now
+            s_sink = native;
+        }
+    }
+
+    static void Call(Action<bool, CenterState, string> sink, bool main, CenterState state, IntPtr reason) {
+        try {
+            sink(main, state, Texts.FromNative(reason));
+        } catch (Exception) {
+            // Nothing may be thrown across the interface.
+        }
+    }
+
+    /// <summary>True when a center has taken the token; the time is seconds since 1970, 0 = never.</summary>
+    public static bool RenewAccessToken(string token, long expireTime = 0) {
+        var text = Texts.Utf8(token);
+        return Native.Yes(Native.qolive_centers_renew_access_token(text, Texts.Length(text), expireTime),
+                          "qolive_centers_renew_access_token");
     }
 }
 
@@ -620,6 +709,9 @@ static class Native {
     [UnmanagedFunctionPointer(C)]
     public delegate void LogSink(IntPtr user, int level, IntPtr line);
 
+    [UnmanagedFunctionPointer(C)]
+    public delegate void StatusSink(IntPtr user, int main, int state, IntPtr reason);
+
     [StructLayout(LayoutKind.Sequential)]
     public struct Text {
         public IntPtr Data;
@@ -640,6 +732,14 @@ static class Native {
         public int IntValue1, IntValue2;
         public long Int64Value1, Int64Value2;
         public Text TextValue1, TextValue2;
+    }
+
+    [StructLayout(LayoutKind.Sequential)]
+    public struct CenterStatus {
+        public UIntPtr Size;
+        public TextBuffer Reason;
+        public long SinceMs;
+        public int State;
     }
 
     [StructLayout(LayoutKind.Sequential)]
@@ -706,6 +806,15 @@ static class Native {
     [DllImport(Name, CallingConvention = C)] public static extern int qolive_centers_is_have_backup();
     [DllImport(Name, CallingConvention = C)] public static extern int qolive_centers_is_main_start_ok();
     [DllImport(Name, CallingConvention = C)] public static extern int qolive_centers_get(int main, out IntPtr center);
+
+    [DllImport(Name, CallingConvention = C)]
+    public static extern int qolive_centers_get_status(int main, ref CenterStatus status);
+    [DllImport(Name, CallingConvention = C)]
+    public static extern int qolive_centers_get_counters(int main, ref CenterCounters counters);
+    [DllImport(Name, CallingConvention = C)]
+    public static extern int qolive_centers_set_status_sink(StatusSink sink, IntPtr user);
+    [DllImport(Name, CallingConvention = C)]
+    public static extern int qolive_centers_renew_access_token(byte[] token, UIntPtr length, long expireTime);
 
     [DllImport(Name, CallingConvention = C)] public static extern int qolive_heartbeat_update_live_status(int live);
     [DllImport(Name, CallingConvention = C)] public static extern int qolive_heartbeat_update_mic_status(int on);

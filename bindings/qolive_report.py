@@ -29,6 +29,7 @@ from typing import Any, Callable, Iterator, NamedTuple, Optional, Tuple, Union
 Text = Union[str, bytes]
 Json = Union[str, bytes, dict, list, int, float, bool, None]
 LogSink = Callable[[int, str], Any]
+StatusSink = Callable[[bool, "CenterState", str], Any]
 
 
 class Outcome(enum.IntEnum):
@@ -36,6 +37,21 @@ class Outcome(enum.IntEnum):
     FAILED = 0
     DONE = 1
     ALREADY = 2  # it ran before, or the heartbeat is switched off
+
+
+class CenterState(enum.IntEnum):
+    """What a center is doing."""
+    UNKNOWN = 0
+    STOPPED = 1
+    CONNECTING = 2
+    CONNECTED = 3
+    WAITING = 4
+    REFUSED = 5
+    TOKEN_EXPIRED = 6
+
+    @classmethod
+    def _missing_(cls, value: object) -> "CenterState":
+        return cls.UNKNOWN  # of a newer library
 
 
 class StreamType(enum.IntEnum):
@@ -191,6 +207,31 @@ class _HeartbeatData(ctypes.Structure):
                 + [(name, c_int32) for name in HeartbeatData._fields[5:]])
 
 
+class CenterStatus(NamedTuple):
+    """What a center is doing, why in words, and since when (ms since 1970, 0 = unknown)."""
+    state: CenterState
+    reason: str
+    since_ms: int
+
+
+class CenterCounters(NamedTuple):
+    """What has become of the messages of one center since the process began."""
+    accepted: int
+    published: int
+    acknowledged: int
+    refused: int
+    dropped_unusable: int
+    dropped_late: int
+    dropped_at_reconnect: int
+    dropped_at_stop: int
+    not_accepted_full: int
+    not_accepted_unconnected: int
+    reconnects: int
+    waiting: int
+    waiting_records: int
+    oldest_waiting_ms: int
+
+
 class CommandCounters(NamedTuple):
     """What has become of the heartbeat's commands since the process began."""
     queued: int
@@ -210,6 +251,15 @@ class RecordCounters(NamedTuple):
     oldest_waiting_ms: int
 
 
+class _CenterStatus(ctypes.Structure):
+    _fields_ = [("size", c_size_t), ("reason", _TextBuffer), ("since_ms", c_int64), ("state", c_int32)]
+
+
+class _CenterCounters(ctypes.Structure):
+    _fields_ = ([("size", c_size_t)] + [(name, c_uint64) for name in CenterCounters._fields[:-1]]
+                + [(CenterCounters._fields[-1], c_int64)])
+
+
 class _CommandCounters(ctypes.Structure):
     _fields_ = [("size", c_size_t)] + [(name, c_uint64) for name in CommandCounters._fields]
 
@@ -219,6 +269,7 @@ class _RecordCounters(ctypes.Structure):
 
 
 _Sink = ctypes.CFUNCTYPE(None, c_void_p, c_int, c_char_p)
+_StatusSink = ctypes.CFUNCTYPE(None, c_void_p, c_int, c_int, c_char_p)
 _IN = [c_char_p, c_size_t]
 _OUT = [c_void_p, c_size_t, POINTER(c_size_t)]
 _INT, _INT64, _UINT64 = [POINTER(c_int32)], [POINTER(c_int64)], [POINTER(c_uint64)]
@@ -253,6 +304,10 @@ _PARAMETERS = {
     "centers_is_have_backup": [],
     "centers_is_main_start_ok": [],
     "centers_get": [c_int32, POINTER(c_void_p)],
+    "centers_get_status": [c_int32, POINTER(_CenterStatus)],
+    "centers_get_counters": [c_int32, POINTER(_CenterCounters)],
+    "centers_set_status_sink": [_StatusSink, c_void_p],
+    "centers_renew_access_token": [*_IN, c_int64],
     "heartbeat_update_live_status": [c_int32],
     "heartbeat_update_mic_status": [c_int32],
     "heartbeat_update_push_status": [c_int32],
@@ -347,10 +402,10 @@ class _Library:
         self.do(name, byref(value))
         return value.value
 
-    def numbers(self, name: str, structure: Any) -> Tuple[int, ...]:
+    def numbers(self, name: str, structure: Any, *arguments: Any) -> Tuple[int, ...]:
         """The members of a structure of numbers, but for its size."""
         raw = structure(size=ctypes.sizeof(structure))
-        self.do(name, byref(raw))
+        self.do(name, *arguments, byref(raw))
         return tuple(getattr(raw, field[0]) for field in structure._fields_[1:])
 
     def text(self, name: str) -> str:
@@ -461,6 +516,10 @@ class LiveInfo(_Part):
 class Centers(_Part):
     """Bas::CMsgCenterFactory: the main and the backup connection."""
 
+    def __init__(self, library: _Library) -> None:
+        super().__init__(library)
+        self._sink: Any = None
+
     def start(self, config: Json, base: HeartBaseConfig = HeartBaseConfig()) -> Outcome:
         texts = [_in(base.text_value1), _in(base.text_value2)]
         raw = _HeartBaseConfig(ctypes.sizeof(_HeartBaseConfig), _fitting(c_int32, base.int_value1),
@@ -495,6 +554,42 @@ class Centers(_Part):
         center = c_void_p()
         self._library.do("centers_get", main, byref(center))
         return center.value or 0
+
+    def get_status(self, main: bool) -> CenterStatus:
+        capacity = 256
+        while True:  # the reason may be another one by the next call
+            buffer = ctypes.create_string_buffer(capacity)
+            raw = _CenterStatus(size=ctypes.sizeof(_CenterStatus))
+            raw.reason = _TextBuffer(ctypes.cast(buffer, c_void_p), capacity, 0)
+            result = self._library.raw("centers_get_status", main, byref(raw))
+            if result != _TOO_SMALL:
+                break
+            capacity = raw.reason.length
+        if result < 0:
+            raise QoLiveError("qolive_centers_get_status", result)
+        return CenterStatus(CenterState(raw.state), _str(buffer.raw[:raw.reason.length]), raw.since_ms)
+
+    def get_counters(self, main: bool) -> CenterCounters:
+        return CenterCounters(*self._library.numbers("centers_get_counters", _CenterCounters, main))
+
+    def set_status_sink(self, sink: Optional[StatusSink]) -> None:
+        """Hands every change of a center to `sink`: whether it is the main center, its state and the reason. None ends that. It is
+        called on threads of the library and kept alive for as long as it is in use."""
+        native = _StatusSink()
+        if sink is not None:
+            call = sink
+            native = _StatusSink(lambda _, main, state, reason: call(main != 0, CenterState(state), _str(reason)))
+        self._library.do("centers_set_status_sink", native, None)
+        self._sink = None if sink is None else native  # the one before is no longer in use
+
+    def renew_access_token(self, token: Text, expire_time: int = 0) -> bool:
+        """True when a center has taken the token; `expire_time` in seconds since 1970, 0 = never."""
+        return self._library.call("centers_renew_access_token", *_in(token), expire_time) == 1
+
+    def leave(self) -> None:
+        """Ends what a set_status_sink has begun."""
+        if self._sink is not None:
+            self.set_status_sink(None)
 
 
 class Heartbeat(_Part):
@@ -666,11 +761,15 @@ class QoLiveReport:
     def set_log_sink(self, sink: Optional[LogSink]) -> None:
         """Hands every later line to `sink` as level and text, None for standard error. It is called on threads of the library,
         several at once, and must not call the library. It is kept alive for as long as it is in use."""
-        native = _Sink() if sink is None else _Sink(lambda _, level, line: sink(level, _str(line)))
+        native = _Sink()
+        if sink is not None:
+            call = sink
+            native = _Sink(lambda _, level, line: call(level, _str(line)))
         self._library.do("set_log_sink", native, None)
-        self._sink = native  # the one before is no longer in use
+        self._sink = None if sink is None else native  # the one before is no longer in use
 
     def _leave(self) -> None:
         """Threads of the library outlive the interpreter, and must not call it then."""
+        self.centers.leave()
         if self._sink is not None:
             self.set_log_sink(None)

@@ -2,6 +2,7 @@
 
 using System;
 using System.Collections.Generic;
+using System.Threading;
 using QoLiveReport;
 
 static class BindingTest {
@@ -73,6 +74,29 @@ static class BindingTest {
         Same(false, Centers.IsMainStartOk, "stopped");
     }
 
+    static void Watch() {
+        var changes = new List<string>();
+        Centers.SetStatusSink((main, state, reason) => {
+            lock (changes) changes.Add(main + " " + state + " " + reason);
+            throw new InvalidOperationException("must not get across");
+        });
+        Same(false, Centers.RenewAccessToken("early"), "no center yet");
+        using (Centers.Started(Servers)) {
+            Same(true, Centers.RenewAccessToken("later", 1L << 40), "renew");
+            for (var turn = 0; turn < 3000 && Centers.GetStatus(true).State != CenterState.Waiting; ++turn) Thread.Sleep(10);
+            var status = Centers.GetStatus(true);
+            Same(true, status.Reason.Contains("cannot connect to 127.0.0.1:1"), status.Reason);
+            Same(true, status.SinceMs > 1600000000000, "since");
+            var counters = Centers.GetCounters(false);
+            Same(0UL, counters.Accepted + counters.Reconnects + counters.WaitingRecords, "counters");
+            Same(0L, counters.OldestWaitingMs, "nothing waits");
+        }
+        Centers.SetStatusSink(null);
+        foreach (var main in new[] { "True", "False" })
+            foreach (var change in new[] { " Connecting starting", " Stopped stopped" })
+                Same(true, changes.Contains(main + change), main + change);
+    }
+
     static void State() {
         Heartbeat.UpdateLiveStatus(true);
         Heartbeat.UpdateMicStatus(true);
@@ -142,6 +166,7 @@ static class BindingTest {
         Log.SetSink(TakeLine);
         Session();
         Connections();
+        Watch();
         using (Centers.Started(Servers)) {
             State();
             Reports();

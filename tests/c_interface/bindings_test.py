@@ -33,7 +33,7 @@ def uncalled(called):
     return [f"never called through the binding: {missing}"] * bool(missing) + [f"not in the header: {unknown}"] * bool(unknown)
 
 
-ENUMERATIONS = {"STREAM": "StreamType", "DATA": "DataType", "STRING": "StringType", "EVENT": "EventType"}
+ENUMERATIONS = {"CENTER": "CenterState", "STREAM": "StreamType", "DATA": "DataType", "STRING": "StringType", "EVENT": "EventType"}
 
 
 def constants(prefix):
@@ -112,6 +112,25 @@ class Centers(unittest.TestCase):
             self.assertNotEqual(report.centers.get(True), report.centers.get(False))
         self.assertFalse(report.centers.is_main_start_ok)
         self.assertTrue(any("CMsgCenterFactory::Start" in line for _, line in lines))
+
+    def test_status_and_counters(self):
+        changes = []
+        report.centers.set_status_sink(lambda *change: changes.append(change))
+        self.assertFalse(report.centers.renew_access_token("early"))
+        with report.centers.started(SERVERS):
+            self.assertTrue(report.centers.renew_access_token("later", int(time.time()) + 3600))
+            deadline = time.monotonic() + 30
+            while report.centers.get_status(True).state != q.CenterState.WAITING and time.monotonic() < deadline:
+                time.sleep(0.01)
+            status = report.centers.get_status(True)
+            self.assertIn("cannot connect to 127.0.0.1:1", status.reason)
+            self.assertLess(abs(status.since_ms - time.time() * 1000), 60000)
+            self.assertEqual(set(report.centers.get_counters(False)), {0})
+        report.centers.set_status_sink(None)
+        for main in (False, True):
+            self.assertIn((main, q.CenterState.CONNECTING, "starting"), changes)
+            self.assertIn((main, q.CenterState.STOPPED, "stopped"), changes)
+        self.assertEqual(q.CenterState(77), q.CenterState.UNKNOWN)
 
     def test_the_sink_is_kept_alive_and_let_go(self):
         class Sink:
@@ -195,7 +214,7 @@ def wrong_enumerations():
     with open(os.path.join(BINDINGS, "QoLiveReport.cs"), encoding="utf-8") as file:
         source = file.read()
     for prefix, enumeration in ENUMERATIONS.items():
-        body = re.search(rf"enum {enumeration} \{{([^}}]*)\}}", source).group(1)
+        body = re.sub(r"//.*", "", re.search(rf"enum {enumeration} \{{([^}}]*)\}}", source).group(1))
         found = {name: int(value) for name, value in re.findall(r"(\w+) = (\d+)", body)}
         expected = {"".join(word.capitalize() for word in name.split("_")): value for name, value in constants(prefix).items()}
         if found != expected:
