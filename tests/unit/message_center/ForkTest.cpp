@@ -2,6 +2,7 @@
 
 #include "fakes/FakeMsgCenter.h"
 #include "message_center/CMsgCenterFactory.h"
+#include "message_center/CenterWatch.h"
 #include "unit/ForkedChild.h"
 
 // In the child of a fork nothing is started, nothing is stopped, and nothing runs.
@@ -31,6 +32,26 @@ TEST(FactoryFork, WhatTheParentStartedDoesNotRunInTheChildAndIsNotStoppedThere) 
         factory.Stop();
         EXPECT_TRUE(fakes::FakeMsgCenter::events().empty());
     });
+}
+
+TEST(FactoryFork, TheChildIsToldNothingOfTheCentersAndRenewsNoToken) {
+    using fakes::FakeMsgCenter;
+    CMsgCenterFactory::Inst();
+    FakeMsgCenter::main().status({QoPlayer::MsgCenterState::Connected, "connected", 1});
+    FakeMsgCenter::main().counters({1, 1, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
+    int calls = 0;
+    Bas::SetCenterStatusSink([](void* user, int, int, const char*) { ++*static_cast<int*>(user); }, &calls);
+    InForkedChild([&calls] {
+        EXPECT_EQ(Bas::GetCenterStatus(true).state, Bas::CenterState::Unknown);
+        EXPECT_EQ(Bas::GetCenterCounters(true).accepted, 0U);
+        EXPECT_FALSE(Bas::RenewAccessToken("fresh", 0));
+        FakeMsgCenter::main().tell(QoPlayer::MsgCenterState::Waiting, "x");
+        EXPECT_EQ(calls, 0);
+        Bas::SetCenterStatusSink(nullptr, nullptr);
+    });
+    FakeMsgCenter::main().tell(QoPlayer::MsgCenterState::Waiting, "x");
+    EXPECT_EQ(calls, 1);
+    Bas::SetCenterStatusSink(nullptr, nullptr);
 }
 
 }  // namespace
