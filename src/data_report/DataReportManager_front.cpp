@@ -5,6 +5,7 @@
 #include "data_report/RecordTally.h"
 #include "data_report/StreamQualityReport.h"
 #include "data_report/StreamQulityData.h"
+#include "platform/HostSink.h"
 #include "platform/JsonText.h"
 #include "platform/Kernel.h"
 #include "platform/Log.h"

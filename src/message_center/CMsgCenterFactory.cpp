@@ -11,6 +11,7 @@
 #include "message_center/ConfigProblem.h"
 #include "message_center/FactoryOptions.h"
 #include "platform/HostProcess.h"
+#include "platform/HostSink.h"
 #include "platform/JsonText.h"
 #include "platform/Kernel.h"
 #include "platform/Lasting.h"

@@ -20,8 +20,16 @@ struct SinkCall {
 /// is true for the thread that makes the call.
 void DeliverLine(const SinkCall& call, const char* text);
 
+/// To be called when the process ends: from here on nothing goes to a function of the host any more, whose runtime may be
+/// gone, and nobody waits for a line that is on its way. Does not wait.
+void LeaveHostSink();
+
 /// Whether LeaveHostSink was called.
 bool HasLeftHostSink();
+
+/// Whether the calling thread is inside a log sink, or another function that the host has set, right now. (Of the sink of a
+/// log that has taken the place of ours nothing is known.)
+bool IsInLogSink();
 
 /// Holds a function that the host may set and replace. To be a static object: it is trivially destructible, so that threads
 /// which outlive the static objects of the process can still use it.

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "platform/HostSink.h"
 #include "platform/Kernel.h"
-#include "platform/Log.h"
 
 /// A static object whose destructor is left out where the system has ended all other threads, possibly in the midst
 /// of a change to it.

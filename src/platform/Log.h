@@ -38,10 +38,3 @@ QOLIVE_API void SetLogSink(LogSink sink, void* user);
 __attribute__((format(printf, 2, 3)))
 #endif
 void Log(LogLevel level, const char* format, ...);
-
-/// To be called when the process ends: from here on nothing goes to a sink of the host any more, whose runtime may be
-/// gone, and nobody waits for a line that is on its way. Does not wait.
-void LeaveHostSink();
-
-/// Whether the calling thread is inside a log sink, or another sink of the host's, right now.
-bool IsInLogSink();

@@ -26,11 +26,3 @@ void Log(LogLevel level, const char* format, ...) {
     va_end(arguments);
     if (const LogSink sink = currentSink) sink(currentUser, static_cast<int>(level), line);
 }
-
-void LeaveHostSink() {
-    currentSink = nullptr;
-}
-
-bool IsInLogSink() {
-    return false;
-}

@@ -2,7 +2,6 @@
 
 #include <atomic>
 
-#include "platform/Log.h"
 #include "platform/common/SinkCall.h"
 #include "platform/common/SinkDepth.h"
 

@@ -9,6 +9,7 @@
 
 #include "fakes/FakeMsgCenter.h"
 #include "message_center/CMsgCenterFactory.h"
+#include "platform/HostSink.h"
 #include "platform/Kernel.h"
 #include "platform/Log.h"
 

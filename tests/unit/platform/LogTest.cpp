@@ -1,3 +1,4 @@
+#include "platform/HostSink.h"
 #include "platform/Log.h"
 
 #include <gtest/gtest.h>

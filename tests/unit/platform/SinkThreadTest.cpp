@@ -10,6 +10,7 @@
 #include <string>
 #include <thread>
 
+#include "platform/HostSink.h"
 #include "platform/Kernel.h"
 #include "platform/Log.h"
 
