@@ -252,7 +252,7 @@ TEST_F(Factory, AFailedStartSaysWhatIsMissingOrWrong) {
 }
 
 TEST_F(Factory, AFailedStartSaysWhereTheTextIsNotJson) {
-    expectNothingStarted("{\n  \"a\": [1, 2,\n  ]\n}", "trailing comma at line 2, column 14");
+    expectNothingStarted("{\n  \"a\": [1, 2,\n  ]\n}", "trailing comma at line 2, column 13");
     expectNothingStarted("{\"a\":1 , }", "trailing comma at line 1, column 8");
     expectNothingStarted("{\n\"a\":1\n\"b\":2}",
                          "not JSON: Missing ',' or '}' in object declaration at line 3, column 1");
@@ -269,7 +269,7 @@ TEST_F(Factory, AFailedStartQuotesNothingOfTheText) {
         EXPECT_EQ(log.countContaining("12"), 0) << token;
         EXPECT_EQ(log.countContaining(kFailedLine), 1) << token;
     }
-    expectNothingStarted(R"({"accessToken":-})", "not JSON: malformed number at line 1, column 16");
+    expectNothingStarted(R"({"accessToken":12e})", "not JSON: malformed number at line 1, column 16");
 }
 
 TEST_F(Factory, AFailureAfterTheMainStartSaysThatItRuns) {
