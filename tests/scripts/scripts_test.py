@@ -120,6 +120,12 @@ esac"""
         self.assertIn("(2 packages, 2 MB to download)", text)
         self.assertIn("downloading: 45 % installing: 70 % (mosquitto)", text)
 
+    def test_what_is_in_the_cache_is_not_asked_for(self):
+        done = Tools(self, dpkg_query=self.NOTHING_INSTALLED, apt_get='case "$*" in *update*) exit 100 ;; esac').setup("--demo")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertIn("(nothing to download)", " ".join(done.stdout.split()))
+        self.assertNotIn("package lists", done.stdout)
+
     def test_without_a_network_it_says_what_is_needed(self):
         done = Tools(self, dpkg_query=self.NOTHING_INSTALLED, apt_get=self.NO_NETWORK).setup("--demo")
         self.assertEqual(done.returncode, 1)
