@@ -4,6 +4,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -86,8 +87,8 @@ Json::Value inObjects(int levels) {
     for (int level = 0; level < levels; ++level) {
         Json::Value outer;
         outer["first"] = 0;
-        outer["next"] = value;
-        value = outer;
+        outer["next"].swap(value);  // a copy each time would be of all levels so far
+        value.swap(outer);
     }
     return value;
 }
@@ -98,7 +99,7 @@ TEST(JsonText, OneThousandLevelsCanBeReadAndOneMoreCannot) {
     EXPECT_NO_THROW(RequireReadableDepth(value));
     EXPECT_EQ(WriteCompactJson(value), nested(1000) + "\n");
     Json::Value deeper;
-    deeper.append(value);
+    deeper.append(std::move(value));
     EXPECT_THROW(RequireReadableDepth(deeper), std::length_error);
     EXPECT_ANY_THROW(ParseJson(nested(1001), value));
 }
