@@ -166,7 +166,7 @@ typedef struct qolive_heart_base_config {
 /// CMsgCenterFactory::Start: configures and starts the main and the backup center; they connect in the
 /// background. `config` is {"gatewayDns":{"main":["host:port"...],"backup":[...]},"accessToken":"...",
 /// "expireTime":0}. 1 started, 2 already started, 0 not started (`config` is empty, not JSON or not of this
-/// form, or the center refused). Waits for another thread's call of this function or of qolive_centers_stop.
+/// form, or the center refused; a log line says why). Waits for another thread's call of this function or of qolive_centers_stop.
 QOLIVE_API int32_t qolive_centers_start(const char* config, size_t config_length,
                                         const qolive_heart_base_config* base) QOLIVE_NOTHROW;
 
