@@ -84,7 +84,7 @@ public:
     bool renewAccessToken(const std::string& token, std::int64_t expireTime);
 
 private:
-    MsgCenter& m_center;
+    [[maybe_unused]] MsgCenter& m_center;  // by a library without any of this
 };
 
 }  // namespace QoPlayer
