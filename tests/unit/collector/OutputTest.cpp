@@ -169,7 +169,7 @@ protected:
 };
 
 TEST_F(WidthTest, EverythingFitsTheWidthThatThereIs) {
-    for (const std::size_t columns : {80, 100, 109, 110, 132, 200}) {
+    for (const std::size_t columns : {80U, 100U, 109U, 110U, 132U, 200U}) {
         width = columns;
         text.str({});
         SendOfEveryKind("demo-12345");

@@ -73,7 +73,7 @@ TEST(Log, TheLevelsAreTheNumbersThatASinkKnows) {
 
 TEST(Log, LinesOfEveryLengthComeWhole) {
     const fakes::CapturingLog log;
-    for (const std::size_t length : {0, 1, 1022, 1023, 1024, 1025, 65534, 65535}) {
+    for (const std::size_t length : {0U, 1U, 1022U, 1023U, 1024U, 1025U, 65534U, 65535U}) {
         const std::string text(length, 'x');
         Log(LogLevel::Info, "%s", text.c_str());
         EXPECT_TRUE(log.texts().back() == text) << length;
