@@ -75,7 +75,7 @@ int ParseTlsMode(const std::string& text) {
 std::vector<apps::Option> ConnectionOptions(Options& options) {
     return {
         {"main", "HOST:PORT,...",
-         "main servers, tried in order (127.0.0.1:1883); an IPv6\n"
+         "main servers, tried in order (127.0.0.1:1883); an IPv6 "
          "address as [2001:db8::1]:8883",
          [&](const std::string& text) { options.main = ParseAddresses("--main", text); }},
         {"backup", "HOST:PORT,...", "backup servers (the main ones)",
