@@ -91,7 +91,7 @@ protected:
         const std::string file = testing::TempDir() + "qolive_tls_context_" + test + ".pem";
         authority.writeTo(file);
         std::string problem;
-        context = TlsContext::make(file, problem);
+        context = TlsContext::make({file, {}, {}}, problem);
         std::remove(file.c_str());
         ASSERT_NE(context, nullptr) << problem;
     }
