@@ -1,0 +1,156 @@
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <ctime>
+#include <future>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "integration/mqtt/CenterTest.h"
+#include "integration/support/ScriptedServer.h"
+#include "platform/mqtt/Center.h"
+#include "platform/mqtt/NameLookUp.h"
+#include "platform/mqtt/SocketWaiter.h"
+
+using QoPlayer::mqtt::Center;
+using QoPlayer::mqtt::SocketWaiter;
+using support::Eventually;
+using support::Recorder;
+using support::ScriptedConnection;
+using support::ScriptedServer;
+
+// What a host asks for happens at once, not when the network thread looks around the next time.
+
+namespace {
+
+/// Waits without a limit while it is patient: what nobody wakes the network thread for never happens then.
+class PatientWaiter final : public SocketWaiter {
+public:
+    Ready wait(int socket, Interest interest, int timeoutMs) override {
+        ++m_begun;
+        const Ready ready = SocketWaiter::wait(socket, interest, patient && timeoutMs > 0 ? -1 : timeoutMs);
+        ++m_ended;
+        return ready;
+    }
+
+    std::atomic<bool> patient{true};
+
+    /// Returns once a wait has gone on for a while.
+    void awaitIdleness() const {
+        unsigned seen = 0;
+        do {
+            seen = m_begun;
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        } while (seen == 0 || m_begun != seen || m_ended + 1 != seen);
+    }
+
+private:
+    std::atomic<unsigned> m_begun{0};
+    std::atomic<unsigned> m_ended{0};
+};
+
+/// Writes down what comes, and answers what has to be answered.
+class NotingServer {
+public:
+    int port() const { return m_server.port(); }
+    bool waitFor(std::uint8_t type, int count = 1) {
+        return Eventually([&] { return m_seen[type >> 4] >= count; });
+    }
+
+private:
+    void serve(ScriptedConnection& connection) {
+        if (!connection.accept()) return;
+        std::uint8_t type = 0;
+        std::string body;
+        while (connection.read(type, body)) {
+            if (type == 0x80) connection.sendPacket(0x90, body.substr(0, 2) + std::string(2, '\0'));
+            ++m_seen[type >> 4];
+        }
+    }
+
+    std::array<std::atomic<int>, 16> m_seen{};
+    ScriptedServer m_server{[this](ScriptedConnection& connection) { serve(connection); }};
+};
+
+constexpr std::uint8_t kPublish = 0x30;
+constexpr std::uint8_t kUnsubscribe = 0xa0;
+
+class WakeUpTest : public testing::Test {
+protected:
+    void SetUp() override { CenterLog::install(); }
+    void TearDown() override {
+        waiter->patient = false;
+        center.stop();
+    }
+
+    void connect() {
+        sender = center.createSender(5, Recorder::callback, &recorder);
+        ASSERT_TRUE(center.start(Config(server.port())));
+        ASSERT_TRUE(recorder.waitConnected()) << CenterLog::all();
+        waiter->awaitIdleness();
+    }
+
+    NotingServer server;
+    Recorder recorder;
+    Recorder other;
+    std::shared_ptr<PatientWaiter> waiter = std::make_shared<PatientWaiter>();
+    Center center{waiter};
+    QoPlayer::MsgSender* sender = nullptr;
+};
+
+TEST_F(WakeUpTest, AMessageLeavesAtOnce) {
+    connect();
+    ASSERT_TRUE(Send(sender, "x"));
+    EXPECT_TRUE(server.waitFor(kPublish, 2)) << "one is the presence";
+}
+
+TEST_F(WakeUpTest, ANewSenderIsSubscribedAtOnce) {
+    connect();
+    ASSERT_NE(center.createSender(6, Recorder::callback, &other), nullptr);
+    EXPECT_TRUE(other.waitConnected());
+}
+
+TEST_F(WakeUpTest, AClosedSenderIsUnsubscribedAtOnce) {
+    connect();
+    center.closeSender(5);
+    EXPECT_TRUE(server.waitFor(kUnsubscribe));
+}
+
+TEST_F(WakeUpTest, AStopIsNoticedAtOnce) {
+    connect();
+    EXPECT_LT(support::TimeOf([&] { center.stop(); }).count(), 1000);
+}
+
+TEST_F(WakeUpTest, ASenderThatComesAfterTheTokenExpiredIsToldAtOnce) {
+    Config config(server.port());
+    config->accessToken = "secret";
+    config->expireTime = std::time(nullptr) - 1;
+    ASSERT_TRUE(center.start(config));
+    waiter->awaitIdleness();
+    center.createSender(5, Recorder::callback, &recorder);
+    EXPECT_TRUE(recorder.waitDisconnected());
+}
+
+std::shared_future<void> known;
+
+std::vector<std::string> resolveOnceKnown(const std::string&) {
+    std::shared_future<void>(known).wait();
+    return {"127.0.0.1"};
+}
+
+TEST_F(WakeUpTest, AnAnswerToANameLookUpIsUsedAtOnce) {
+    std::promise<void> answer;
+    known = answer.get_future().share();
+    QoPlayer::mqtt::SetNameResolver(resolveOnceKnown);
+    center.createSender(5, Recorder::callback, &recorder);
+    ASSERT_TRUE(center.start(Config({{"broker.test", server.port()}})));
+    waiter->awaitIdleness();
+    answer.set_value();
+    EXPECT_TRUE(recorder.waitConnected()) << CenterLog::all();
+    QoPlayer::mqtt::SetNameResolver(nullptr);
+}
+
+}  // namespace
