@@ -21,7 +21,7 @@ from pathlib import Path
 
 import running
 from faults import faults_of, select
-from workplace import BuildFailed, Workplace, files_of
+from workplace import NEVER, BuildFailed, Workplace, files_of
 
 HERE = Path(__file__).resolve().parent
 RESULTS = ["found", "survived", "equivalent", "not compiled"]
@@ -152,33 +152,33 @@ def work(place, project, results, chunks):
 
 
 def chunks_of(faults):
-    """Faults of one file together, so that little is built again."""
+    """Faults of one file together, so that little is built again; headers, which much is built for, at the end."""
     by_file = collections.defaultdict(list)
     for fault in faults:
         by_file[fault.file].append(fault)
     chunks = queue.SimpleQueue()
-    for same in by_file.values():
+    for _, same in sorted(by_file.items(), key=lambda item: (item[0].endswith(".h"), item[0])):
         for start in range(0, len(same), CHUNK):
             chunks.put(same[start:start + CHUNK])
     return chunks
 
 
-def prepare_first(place, project, targets):
-    """Builds, and learns what the tests do without a fault; gives those that fail even so."""
+def prepare_first(place, project, targets, learned_file):
+    """Builds, and learns what the tests do without a fault."""
     print(f"building {place.build} ...", flush=True)
     place.prepare(project.root, targets)
-    unsteady = place.learn(targets)
-    for name in unsteady:
+    learned = place.learn(targets, json.loads(learned_file.read_text()) if learned_file.exists() else {})
+    learned_file.write_text(json.dumps(learned, indent=1))
+    for name in sorted(name for name, seconds in learned.items() if seconds == NEVER):
         print(f"not asked, as it fails without a fault: {name}")
     print(f"{len(place.tests_of(targets))} tests can be asked", flush=True)
-    return unsteady
+    return learned
 
 
-def prepare_and_work(place, first, unsteady, project, targets, results, chunks):
+def prepare_and_work(place, learned, project, targets, results, chunks):
     """For every copy but the first, which works meanwhile."""
     place.prepare(project.root, targets)
-    place.seconds = first.seconds
-    place.forget(unsteady)
+    place.recall(learned)
     work(place, project, results, chunks)
 
 
@@ -189,9 +189,12 @@ def try_all(project, faults, results, folder, options):
     chunks = chunks_of(faults)
     first, *others = (Workplace(folder / f"job{number}", project.settings, options.tests_at_once)
                       for number in range(options.jobs))
-    unsteady = prepare_first(first, project, targets)
+    learned_file = folder / "learned.json"
+    if not options.resume:
+        learned_file.unlink(missing_ok=True)
+    learned = prepare_first(first, project, targets, learned_file)
     threads = [threading.Thread(target=work, args=(first, project, results, chunks))]
-    threads += [threading.Thread(target=prepare_and_work, args=(place, first, unsteady, project, targets, results, chunks))
+    threads += [threading.Thread(target=prepare_and_work, args=(place, learned, project, targets, results, chunks))
                 for place in others]
     for thread in threads:
         thread.start()

@@ -10,6 +10,7 @@ from pathlib import Path
 import running
 
 UNSTEADY_RUNS = 2  # a test that fails here without any fault is not asked
+NEVER = -1.0
 PATIENCE = 20  # seconds
 
 
@@ -86,24 +87,25 @@ class Workplace:
                   and not any(fnmatch.fnmatch(test.name, pattern) for pattern in left_out)]
         return sorted(chosen, key=lambda test: self.seconds.get(test.name, 0))
 
-    def learn(self, targets):
-        """How long the tests take without a fault; gives the names of those that fail even then, and are not asked."""
-        unsteady = set()
+    def learn(self, targets, known):
+        """How long the tests take without a fault, as far as it is not known; those that fail even then, and are not asked,
+        take forever. Gives what is known now."""
+        learned = dict(known)
 
         def note(test, result, seconds):
-            if result != "passed":
-                unsteady.add(test.name)
-            self.seconds[test.name] = max(seconds, self.seconds.get(test.name, 0))
+            before = learned.get(test.name, 0)
+            learned[test.name] = NEVER if result != "passed" or before == NEVER else max(seconds, before)
             return True
 
+        new = [test for test in self.tests_of(targets) if test.name not in known]
         for _ in range(UNSTEADY_RUNS):
-            running.run(self.tests_of(targets), self.at_once, lambda test: test.timeout, note)
-        self.forget(unsteady)
-        return sorted(unsteady)
+            running.run(new, self.at_once, lambda test: test.timeout, note)
+        self.recall(learned)
+        return learned
 
-    def forget(self, names):
-        for name in names:
-            self.tests.pop(name, None)
+    def recall(self, learned):
+        self.seconds = learned
+        self.tests = {name: test for name, test in self.tests.items() if learned.get(name, 0) != NEVER}
 
     def put(self, fault):
         """Puts the fault in, and takes another one out."""
