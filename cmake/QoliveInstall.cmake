@@ -60,10 +60,13 @@ install(EXPORT QoLiveReportTargets NAMESPACE QoLiveReport:: DESTINATION ${packag
 configure_package_config_file(cmake/QoLiveReportConfig.cmake.in ${PROJECT_BINARY_DIR}/QoLiveReportConfig.cmake
                               INSTALL_DESTINATION ${package_folder} PATH_VARS CMAKE_INSTALL_LIBDIR)
 # The classes hand jsoncpp's values over, so library and host need the same jsoncpp; on Windows it is inside the DLL.
+# Of the compiler's version the first number is enough: MinGW's, as Debian has it, tells no more.
+string(REGEX MATCH "^[0-9]+" compiler_name ${CMAKE_CXX_COMPILER_VERSION})
+string(PREPEND compiler_name "${CMAKE_CXX_COMPILER_ID} ")
 set(jsoncpp_needed "jsoncpp ${JsonCpp_VERSION}")
 if(WIN32)
-  string(APPEND jsoncpp_needed ", static, with exceptions, built by ${CMAKE_CXX_COMPILER_ID} ${CMAKE_CXX_COMPILER_VERSION} \
-of MinGW-w64 (posix threads, msvcrt), as scripts/windows-deps builds it")
+  string(APPEND jsoncpp_needed ", static, with exceptions, built by ${compiler_name} of MinGW-w64 (posix threads, msvcrt), as \
+scripts/windows-deps builds it")
 endif()
 configure_file(cmake/QoLiveReportClasses.cmake.in ${PROJECT_BINARY_DIR}/QoLiveReportClasses.cmake @ONLY)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/QoLiveReportConfigVersion.cmake COMPATIBILITY SameMinorVersion)

@@ -23,7 +23,7 @@ if(QOLIVE_MOSQUITTO_LICENSE)
   add_notice("The MQTT client library of mosquitto, with changes (Roger Light and others)" ${QOLIVE_MOSQUITTO_LICENSE})
 endif()
 add_notice("jsoncpp ${JsonCpp_VERSION}" ${licenses}/libjsoncpp)
-add_notice("Runtime libraries of ${CMAKE_CXX_COMPILER_ID} ${CMAKE_CXX_COMPILER_VERSION} (libgcc, libstdc++, libssp)" ${licenses}/gcc)
+add_notice("Runtime libraries of the compiler, ${compiler_name} (libgcc, libstdc++, libssp)" ${licenses}/gcc)
 add_notice("Runtime libraries of mingw-w64 (start-up code, winpthreads)" ${licenses}/mingw-w64)
 
 install(FILES LICENSE README.md CHANGELOG.md ${notices_file} DESTINATION . COMPONENT development)
