@@ -78,14 +78,10 @@ Course Follow(const std::vector<Step>& steps, double duration, bool quiet, Broad
 void EndShow(double seconds, bool quiet) {
     LiveHeartReport& heartbeat = *LiveHeartReport::GetInstance();
     const LiveHeartReportData state = heartbeat.GetLiveHeartReportData();
-    if (state.micStatus == 1) {
-        Announce(seconds, "co-host-link off", quiet);
-        heartbeat.updatemicStatus(false);
-    }
-    if (state.liveStatus == 1) {
-        Announce(seconds, "live off", quiet);
-        heartbeat.updateliveStatus(false);
-    }
+    heartbeat.updatemicStatus(false);
+    heartbeat.updateliveStatus(false);
+    if (state.micStatus == 1) Announce(seconds, "co-host-link off", quiet);
+    if (state.liveStatus == 1) Announce(seconds, "live off", quiet);
 }
 
 double DurationOf(const Options& options, const std::vector<Step>& steps) {
