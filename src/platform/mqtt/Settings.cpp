@@ -91,7 +91,7 @@ std::string problemOf(const MsgCenterConfig& config, const Settings& settings) {
         return "the client name may hold up to 128 letters, digits, '_' and '-' only";
     if (config.intValue2 < 0 || config.intValue2 > 2)
         return "unknown TLS mode " + std::to_string(config.intValue2);
-    if (const std::string problem = TokenProblem(config.accessToken); !problem.empty()) return problem;
+    if (std::string problem = TokenProblem(config.accessToken); !problem.empty()) return problem;
     if (holdsZeroByte(config.textValue2)) return "the CA file name holds a zero byte";
     if (settings.addresses.empty()) return "no usable server address";
     return problemOf(settings.options);
