@@ -1,11 +1,15 @@
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/socket.h>
 
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <future>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "integration/mqtt/CenterTest.h"
 #include "integration/support/Relay.h"
@@ -60,6 +64,24 @@ TEST_F(ConnectionTest, EveryLineBeginsWithItsSeverityAndTheNameOfItsCenter) {
     EXPECT_EQ(CenterLog::count("info: main: connected to " + server), 1U);
     named.stop();
     EXPECT_EQ(CenterLog::count(": main: "), CenterLog::lines().size()) << CenterLog::all();
+}
+
+// A child that a host starts would keep the connection alive beyond the host's own end.
+TEST_F(ConnectionTest, ProgramsThatTheHostStartsInheritNoSocket) {
+    Broker broker;
+    connect(Config(broker.port()));
+    std::vector<std::string> inherited;
+    int sockets = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;
+        const std::string target = std::filesystem::read_symlink(entry, gone).string();
+        if (target.rfind("socket:", 0) != 0) continue;
+        ++sockets;
+        const int flags = fcntl(std::stoi(entry.path().filename()), F_GETFD);
+        if ((flags & FD_CLOEXEC) == 0) inherited.push_back(target);
+    }
+    EXPECT_GT(sockets, 0);
+    EXPECT_EQ(inherited, std::vector<std::string>{});
 }
 
 TEST_F(ConnectionTest, StartWithABadClientNameFailsWithOneLine) {
