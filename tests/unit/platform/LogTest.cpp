@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <future>
 #include <string>
 #include <thread>
 #include <vector>
@@ -139,6 +141,41 @@ TEST(Log, NoThreadIsInsideASinkThatHasBeenReplaced) {
     run = false;
     for (auto& logger : loggers)
         logger.join();
+}
+
+/// Holds the first line that comes until it is let go.
+struct HoldingSink {
+    std::promise<void> entered;
+    std::promise<void> letGo;
+    std::atomic<bool> holds{true};
+    std::atomic<bool> left{false};
+
+    static void receive(void* user, int, const char*) {
+        auto& self = *static_cast<HoldingSink*>(user);
+        if (!self.holds.exchange(false)) return;
+        self.entered.set_value();
+        self.letGo.get_future().wait();
+        self.left = true;
+    }
+};
+
+TEST(Log, ReplacingTheSinkWaitsForTheLineThatItIsWriting) {
+    HoldingSink old;
+    SetLogSink(&HoldingSink::receive, &old);
+    std::thread logger([] { Log(LogLevel::Info, "held"); });
+    old.entered.get_future().wait();
+    std::atomic<int> lines{0};
+    auto replacing = std::async(std::launch::async, [&] {
+        SetLogSink([](void* user, int, const char*) { ++*static_cast<std::atomic<int>*>(user); }, &lines);
+        return old.left.load();
+    });
+    while (lines == 0)  // it has been replaced then
+        Log(LogLevel::Info, "line");
+    EXPECT_EQ(replacing.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
+    old.letGo.set_value();
+    EXPECT_TRUE(replacing.get());
+    logger.join();
+    SetLogSink(nullptr, nullptr);
 }
 
 TEST(Log, WhereMemoryIsShortTheDefaultLineIsTheTextOnOneLine) {
