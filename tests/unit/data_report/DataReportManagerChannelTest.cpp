@@ -448,9 +448,17 @@ TEST(ProcessExit, AManagerThatWasNeverStartedEndsAtOnce) {
         ::testing::ExitedWithCode(0), "");
 }
 
+std::atomic<int> valuesFed{0};
+std::atomic<int> roundsFed{0};
+
+[[noreturn]] void feedValues() {
+    for (;; ++valuesFed)
+        DataReportManager::Instance().AddReportData("a", DataTypeEnum::VideoFramesSent, 1);
+}
+
 [[noreturn]] void feedEveryWay() {
     auto& manager = DataReportManager::Instance();
-    for (;;) {
+    for (;; ++roundsFed) {
         Json::Value head;
         manager.ReportStart("b", StreamTypeEnum::EventsOnly);
         manager.AddReportStringData("b", StringDataTypeEnum::SessionId, "x");
@@ -461,15 +469,25 @@ TEST(ProcessExit, AManagerThatWasNeverStartedEndsAtOnce) {
     }
 }
 
+/// After the manager's end, while the host's threads go on.
+void checkThatFeedingGoesOnInVain() {
+    const int values = valuesFed;
+    const int rounds = roundsFed;
+    if (!eventually([&] { return valuesFed > values + 1000 && roundsFed > rounds + 50; })) std::_Exit(4);
+    auto& manager = DataReportManager::Instance();
+    Json::Value head;
+    if (manager.SendStreamReport(Json::Value(), head)) std::_Exit(5);
+    if (!DataReportManagerTestPeer{manager}.livesWithoutStreams()) std::_Exit(6);
+}
+
 TEST(ProcessExit, AHostThreadThatStillFeedsDisturbsNothing) {
     EXPECT_EXIT(
         {
+            std::atexit(checkThatFeedingGoesOnInVain);
             leaveEverythingRunning();
-            std::thread([] {
-                for (;;)
-                    DataReportManager::Instance().AddReportData("a", DataTypeEnum::VideoFramesSent, 1);
-            }).detach();
+            std::thread(feedValues).detach();
             std::thread(feedEveryWay).detach();
+            if (!eventually([] { return valuesFed > 0 && roundsFed > 0; })) std::_Exit(7);
             endProcess();
         },
         ::testing::ExitedWithCode(0), "");

@@ -75,6 +75,12 @@ struct DataReportManagerTestPeer {
         return result;
     }
 
+    /// Without streams; false as well once it has been destroyed, when nothing shares its registries any more.
+    bool livesWithoutStreams() const {
+        const auto snapshot = manager.TakeSnapshot();
+        return snapshot == manager.m_noStreams && snapshot.use_count() == 3;
+    }
+
     std::string mid() { return manager.GetMid(); }
     void fillMillisecond(std::int64_t sequence = 4095) {
         const MutexLock lock(manager.m_midMutex);

@@ -160,6 +160,11 @@ TEST_F(Acceptance, IsNeverTakenBack) {
 }
 
 TEST_F(Acceptance, IsReadUpToTheFirstZeroByte) {
+    const std::string zeroWithin("{\"type\":1,\"code\":0,\"text\":\"\0\"}", 30);
+    Json::Value root;
+    ASSERT_TRUE(ParseJson(zeroWithin, root)) << "all of it would be an acceptance";
+    receive(zeroWithin);
+    EXPECT_FALSE(report.IsEnabled());
     receive(std::string("{\"type\":1,\"code\":0}\0garbage", 27));
     EXPECT_TRUE(report.IsEnabled());
 }
