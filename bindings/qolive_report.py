@@ -573,8 +573,8 @@ class Centers(_Part):
         return CenterCounters(*self._library.numbers("centers_get_counters", _CenterCounters, main))
 
     def set_status_sink(self, sink: Optional[StatusSink]) -> None:
-        """Hands every change of a center to `sink`: whether it is the main center, its state and the reason. None ends that. It is
-        called on threads of the library and kept alive for as long as it is in use."""
+        """Hands every change of a center to `sink`: whether it is the main center, its state and the reason. None ends that.
+        It is called on threads of the library and kept alive for as long as it is in use."""
         native = _StatusSink()
         if sink is not None:
             call = sink
