@@ -245,14 +245,12 @@ TEST_F(LiveHeartReportThread, PeriodicAndFinalReportsCarryTheWallClock) {
     }
 }
 
-TEST_F(LiveHeartReportThread, WaitingCommandsDrainInOrderWithoutAPauseBetweenThem) {
+TEST_F(LiveHeartReportThread, WaitingCommandsDrainInOrder) {
     heartbeat.start();
     for (int i = 0; i < 21; ++i)
         ASSERT_TRUE(heartbeat.sendComand(i, "x"));
     main.connect(kCommonCmd);
-    const auto start = std::chrono::steady_clock::now();
     ASSERT_TRUE(eventually([this] { return main.sent(kCommonCmd).size() == 21; }));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(21 * 200));
     for (int i = 0; i < 21; ++i)
         EXPECT_EQ(parsed(main.sent(kCommonCmd)[static_cast<std::size_t>(i)].body)["bizType"].asInt(), i);
 }
