@@ -75,7 +75,7 @@ private:
         X509_NAME_add_entry_by_txt(to, "CN", MBSTRING_ASC, bytes, -1, -1, 0);
     }
 
-    const Key m_key{EVP_EC_gen("P-256")};
+    const Key m_key{EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256")};
     const Certificate m_certificate;
 };
 
@@ -137,7 +137,7 @@ private:
     }
 
     const Authority m_authority;
-    const Key m_key{EVP_EC_gen("P-256")};
+    const Key m_key{EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256")};
 };
 
 TEST_F(TlsContextTest, TheCertificateIsForTheNameThatWasAskedFor) {
