@@ -54,6 +54,7 @@ int Link::stepMs(Clock::time_point end) const {
 
 void Link::run() {
     m_state.status.set(MsgCenterState::Connecting, kStarting);
+    m_state.senders.forgetWhatWasTold();
     while (!stopping())
         runGuarded();
     const std::size_t lost = m_state.outbox.close();

@@ -50,6 +50,12 @@ std::vector<Senders::Handle> Senders::all() {
     return senders;
 }
 
+void Senders::forgetWhatWasTold() {
+    const MutexLock lock(m_mutex);
+    for (const auto& [cmd, sender] : m_senders)
+        sender->told.clear();
+}
+
 std::set<int> Senders::takeClosed() {
     const MutexLock lock(m_mutex);
     std::set<int> commands;

@@ -48,6 +48,9 @@ public:
     Handle find(int cmd);
     std::vector<Handle> all();
 
+    /// To be called by a network thread before its first notice: what an earlier one told is told again.
+    void forgetWhatWasTold();
+
     /// Commands whose senders have been closed since the last call.
     std::set<int> takeClosed();
 

@@ -249,6 +249,14 @@ TEST_F(TokenTest, AWrongOneIsToldWithTheServersReasonOnceAndTriedAgain) {
     nothingShowsTheToken();
 }
 
+TEST_F(TokenTest, EachStartTellsOfARefusal) {
+    start(config("wrong-secret"));
+    ASSERT_TRUE(recorder.waitDisconnected());
+    center.stop();
+    ASSERT_TRUE(center.start(config("wrong-secret")));
+    EXPECT_TRUE(recorder.waitDisconnected(2)) << CenterLog::all();
+}
+
 TEST_F(TokenTest, ASenderOpenedAfterARefusalIsToldToo) {
     start(config("wrong-secret"));
     ASSERT_TRUE(recorder.waitDisconnected());
