@@ -9,10 +9,12 @@
 #include <system_error>
 
 #include "fakes/CapturingLog.h"
+#include "fakes/NoRoomForThreads.h"
 #include "platform/Kernel.h"
 #include "platform/Lasting.h"
 #include "platform/Log.h"
 #include "unit/ForkedChild.h"
+#include "unit/platform/ThreadEnd.h"
 
 // What the kernel's names do where they stand on POSIX, and in the child of a fork.
 
@@ -64,18 +66,11 @@ DWORD expectSleepsOfAThread(void* /*parameter*/) {
     return 0;
 }
 
-DWORD exitCodeOnceEnded(HANDLE thread) {
-    DWORD code = STILL_ACTIVE;
-    while (GetExitCodeThread(thread, &code) && code == STILL_ACTIVE)
-        Sleep(1);
-    return code;
-}
-
 TEST(KernelPosix, ASleepTakesItsSecondsAndMilliseconds) {
     const HANDLE thread = CreateThread(nullptr, 0, expectSleepsOfAThread, nullptr, 0, nullptr);
     expectSleeps(0);
     expectSleeps(1050);
-    exitCodeOnceEnded(thread);
+    ExitCodeOnceEnded(thread);
     CloseHandle(thread);
 }
 
@@ -91,35 +86,13 @@ TEST(KernelPosix, OnceTerminatedNoSleepHoldsAThreadAndItsResultIsTheForcedOne) {
     std::atomic<bool> wentOn{false};
     const HANDLE thread = CreateThread(nullptr, 0, sleepTwice, &wentOn, 0, nullptr);
     ASSERT_EQ(TerminateThread(thread, 77), 1);
-    EXPECT_EQ(exitCodeOnceEnded(thread), 77u);
+    EXPECT_EQ(ExitCodeOnceEnded(thread), 77u);
     EXPECT_TRUE(wentOn);
     EXPECT_EQ(CloseHandle(thread), 1);
 }
 
-/// Asks for more stack for each new thread than an address can reach.
-class NoRoomForThreads {
-public:
-    NoRoomForThreads() {
-        pthread_getattr_default_np(&m_before);
-        pthread_attr_t huge;
-        pthread_attr_init(&huge);
-        EXPECT_EQ(pthread_attr_setstacksize(&huge, std::size_t{1} << 50), 0);
-        EXPECT_EQ(pthread_setattr_default_np(&huge), 0);
-        pthread_attr_destroy(&huge);
-    }
-    ~NoRoomForThreads() {
-        pthread_setattr_default_np(&m_before);
-        pthread_attr_destroy(&m_before);
-    }
-    NoRoomForThreads(const NoRoomForThreads&) = delete;
-    NoRoomForThreads& operator=(const NoRoomForThreads&) = delete;
-
-private:
-    pthread_attr_t m_before{};
-};
-
 TEST(KernelPosix, AThreadThatTheSystemRefusesLeavesTheSystemsReason) {
-    const NoRoomForThreads tight;
+    const fakes::NoRoomForThreads tight;
     DWORD id = 5;
     EXPECT_EQ(CreateThread(nullptr, 0, returnOne, nullptr, 0, &id), nullptr);
     EXPECT_TRUE(GetLastError() == EAGAIN || GetLastError() == ENOMEM) << GetLastError();
@@ -138,7 +111,7 @@ TEST(KernelPosix, StartingAThreadLeavesTheCallersSignalsAsTheyWere) {
     JoinUnlessEnding(joined);
     EXPECT_EQ(joined, nullptr);
     const HANDLE thread = CreateThread(nullptr, 0, returnOne, nullptr, 0, nullptr);
-    exitCodeOnceEnded(thread);
+    ExitCodeOnceEnded(thread);
     CloseHandle(thread);
     for (const int signal : {SIGINT, SIGTERM, SIGCHLD, SIGPIPE, SIGUSR1})
         EXPECT_FALSE(isBlocked(signal)) << signal;

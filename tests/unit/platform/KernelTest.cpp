@@ -7,6 +7,7 @@
 #include <ctime>
 
 #include "fakes/FailingKernel.h"
+#include "unit/platform/ThreadEnd.h"
 
 namespace {
 
@@ -27,17 +28,10 @@ DWORD WINAPI awaitTermination(void* /*parameter*/) {
     return 0;
 }
 
-DWORD exitCodeOnceEnded(HANDLE thread) {
-    DWORD code = STILL_ACTIVE;
-    while (GetExitCodeThread(thread, &code) && code == STILL_ACTIVE)
-        Sleep(1);
-    return code;
-}
-
 TEST(Kernel, AThreadThatReturnedHasItsResultAsExitCode) {
     const HANDLE thread = CreateThread(nullptr, 0, returnSeven, nullptr, 0, nullptr);
     ASSERT_NE(thread, nullptr);
-    EXPECT_EQ(exitCodeOnceEnded(thread), 7u);
+    EXPECT_EQ(ExitCodeOnceEnded(thread), 7u);
     EXPECT_TRUE(CloseHandle(thread));
 }
 
@@ -49,7 +43,7 @@ TEST(Kernel, ASleepingThreadIsTerminatedAtOnce) {
         Sleep(1);
     const auto before = steady_clock::now();
     EXPECT_TRUE(TerminateThread(thread, 1));
-    EXPECT_EQ(exitCodeOnceEnded(thread), 1u);
+    EXPECT_EQ(ExitCodeOnceEnded(thread), 1u);
     EXPECT_LT(steady_clock::now() - before, std::chrono::seconds(10));
     CloseHandle(thread);
 }
@@ -62,7 +56,7 @@ TEST(Kernel, AThreadAwaitsItsTermination) {
     EXPECT_TRUE(GetExitCodeThread(thread, &code));
     EXPECT_EQ(code, STILL_ACTIVE);
     EXPECT_TRUE(TerminateThread(thread, 5));
-    EXPECT_EQ(exitCodeOnceEnded(thread), 5u);
+    EXPECT_EQ(ExitCodeOnceEnded(thread), 5u);
     CloseHandle(thread);
 }
 
@@ -73,8 +67,8 @@ TEST(Kernel, EachThreadHasAnIdentifierOfItsOwn) {
     const HANDLE two = CreateThread(nullptr, 0, returnSeven, nullptr, 0, &second);
     EXPECT_NE(first, 0u);
     EXPECT_NE(first, second);
-    exitCodeOnceEnded(one);
-    exitCodeOnceEnded(two);
+    ExitCodeOnceEnded(one);
+    ExitCodeOnceEnded(two);
     CloseHandle(one);
     CloseHandle(two);
 }
@@ -88,7 +82,7 @@ TEST(Kernel, AThreadKnowsTheIdentifierThatItsMakerWasGiven) {
     std::atomic<DWORD> inside{0};
     DWORD outside = 0;
     const HANDLE thread = CreateThread(nullptr, 0, ownIdentifier, &inside, 0, &outside);
-    exitCodeOnceEnded(thread);
+    ExitCodeOnceEnded(thread);
     EXPECT_EQ(inside, outside);
     CloseHandle(thread);
 }
