@@ -61,12 +61,24 @@ public:
     }
 
 private:
+    /// Nothing but the goodbye asks for no acknowledgement.
+    static bool isGoodbye(const std::string& publish) {
+        return publish.find("{\"online\":false}") != std::string::npos;
+    }
+
+    static std::string identifierOf(const std::string& publish) {
+        const auto topic = static_cast<std::size_t>(static_cast<std::uint8_t>(publish[0]) << 8 |
+                                                    static_cast<std::uint8_t>(publish[1]));
+        return publish.substr(2 + topic, 2);
+    }
+
     void serve(ScriptedConnection& connection) {
         if (!connection.accept()) return;
         std::uint8_t type = 0;
         std::string body;
         while (connection.read(type, body)) {
             if (type == 0x80) connection.sendPacket(0x90, body.substr(0, 2) + std::string(2, '\0'));
+            if (type == 0x30 && !isGoodbye(body)) connection.sendPacket(0x40, identifierOf(body));
             ++m_seen[type >> 4];
         }
     }
