@@ -71,6 +71,9 @@ public:
     bool isAlive() const { return m_problem.empty(); }
     bool isConnected() const { return m_connected && isAlive(); }
 
+    /// Whether the server may have been asked for the connection already.
+    bool hasAsked() const { return m_tcpConnected && isAlive() && !inHandshake(); }
+
     /// Why the connection is not alive, and whether it was the server's word.
     const std::string& problem() const { return m_problem; }
     bool wasRefused() const { return m_refused; }

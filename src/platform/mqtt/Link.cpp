@@ -213,7 +213,10 @@ bool Link::establish(Connection& connection) {
         tellNewSenders();
     }
     if (connection.isConnected()) return true;
-    if (!connection.isAlive()) reportFailure(connection);
+    if (!connection.isAlive())
+        reportFailure(connection);
+    else if (connection.hasAsked())
+        sayGoodbye(connection);
     return false;
 }
 
@@ -271,6 +274,10 @@ void Link::finish(Connection& connection) {
         connection.step(stepMs(m_drainEnd));
     }
     connection.publishPresence(PresenceTopic(m_prefix), false);
+    sayGoodbye(connection);
+}
+
+void Link::sayGoodbye(Connection& connection) {
     if (connection.isAlive()) connection.disconnect();
     const auto end = now() + kGoodbyeLimit;
     while (connection.isAlive() && now() < end)

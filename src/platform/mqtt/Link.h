@@ -80,6 +80,7 @@ private:
     void noteFailure(LogLevel level, const std::string& line);
     void serve(Connection& connection);
     void finish(Connection& connection);
+    void sayGoodbye(Connection& connection);
     bool isAnswered();
     void serviceSenders(Connection& connection);
     void tellNewSenders();

@@ -66,6 +66,22 @@ TEST_F(ConnectionTest, EveryLineBeginsWithItsSeverityAndTheNameOfItsCenter) {
     EXPECT_EQ(CenterLog::count(": main: "), CenterLog::lines().size()) << CenterLog::all();
 }
 
+// Otherwise a server that had just accepted it would publish its last will.
+TEST_F(ConnectionTest, AStopBeforeTheAnswerSaysGoodbyeToo) {
+    std::promise<void> asked;
+    std::promise<bool> goodbye;
+    ScriptedServer server([&](ScriptedConnection& connection) {
+        std::string body;
+        if (!connection.readUntil(0x10, body)) return;
+        asked.set_value();
+        goodbye.set_value(connection.readUntil(0xe0, body));
+    });
+    ASSERT_TRUE(center.start(Config(server.port())));
+    asked.get_future().wait();
+    StopWithinASecond(center);
+    EXPECT_TRUE(goodbye.get_future().get());
+}
+
 // A child that a host starts would keep the connection alive beyond the host's own end.
 TEST_F(ConnectionTest, ProgramsThatTheHostStartsInheritNoSocket) {
     Broker broker;
