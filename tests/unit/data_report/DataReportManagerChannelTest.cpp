@@ -384,6 +384,20 @@ TEST(ProcessExit, ClosesTheSenderBeforeTheCenterGoes) {
         ::testing::ExitedWithCode(0), "");
 }
 
+void checkThatNothingCanBeStarted() {
+    if (DataReportManager::Instance().Init()) std::_Exit(4);
+}
+
+TEST(ProcessExit, NothingCanBeStartedOnceTheCentersAreGone) {
+    EXPECT_EXIT(
+        {
+            std::atexit(checkThatNothingCanBeStarted);
+            Bas::CMsgCenterFactory::Inst();
+            endProcess();
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
 void checkThatOneMessageWasSent() {
     if (fakes::FakeMsgCenter::main().sent(kStreamCommand).size() != 1) std::_Exit(4);
 }

@@ -57,6 +57,18 @@ TEST(PingWait, EndsAtOnceWhenTheStreamGoesAsItBegins) {
     EXPECT_LT(std::chrono::steady_clock::now() - asked, std::chrono::milliseconds(2700));
 }
 
+// The wait begins so late that its time is over by then.
+TEST(PingWait, ThatRunsOutAsTheStreamGoesIsFollowedByNoPing) {
+    const auto data = std::make_shared<StreamQulityData>("id", StreamTypeEnum::Sampled);
+    data->SetString(StringDataTypeEnum::ServerIp, "server");
+    const fakes::LateWaits late(3300);
+    {
+        const StreamQualityReport report("id", StreamTypeEnum::Sampled, data);
+        ASSERT_TRUE(late.waitForWaiter());
+    }
+    EXPECT_TRUE(fakes::pingedHosts().empty());
+}
+
 TEST(SendThread, IsWokenByAProcessEndThatComesAsItsWaitBegins) {
     EXPECT_EXIT(
         {
