@@ -258,6 +258,11 @@ bool Connection::inHandshake() const {
     return ssl && !SSL_is_init_finished(ssl);
 }
 
+// The first packet leaves with the connection, before anybody has looked whether there is one.
+bool Connection::hasAsked() const {
+    return isAlive() && !inHandshake() && IsSocketConnected(mosquitto_socket(m_client.get()));
+}
+
 // What TLS has decrypted already does not make the socket readable.
 bool Connection::hasBufferedInput() const {
     const auto* const ssl = static_cast<const SSL*>(mosquitto_ssl_get(m_client.get()));

@@ -72,7 +72,7 @@ public:
     bool isConnected() const { return m_connected && isAlive(); }
 
     /// Whether the server may have been asked for the connection already.
-    bool hasAsked() const { return m_tcpConnected && isAlive() && !inHandshake(); }
+    bool hasAsked() const;
 
     /// Why the connection is not alive, and whether it was the server's word.
     const std::string& problem() const { return m_problem; }

@@ -113,6 +113,12 @@ TEST_F(MessagesTest, WhatWasSentJustBeforeStopStillArrives) {
     EXPECT_TRUE(watcher.waitFor("/up/5", 100));
 }
 
+/// Ends the callbacks before what they use goes.
+struct Stopped {
+    QoPlayer::MsgCenter& center;
+    ~Stopped() { center.stop(); }
+};
+
 // Its user learns of the loss from the callback: what it sends until then, on whatever thread, must not be lost.
 TEST_F(MessagesTest, WhatIsSentBeforeTheSenderHasHeardOfTheLossIsKept) {
     support::Relay relay(broker.port());
@@ -122,6 +128,7 @@ TEST_F(MessagesTest, WhatIsSentBeforeTheSenderHasHeardOfTheLossIsKept) {
         if (event.msgType == 0 && event.code == 0 && !accepted)
             std::thread([&] { accepted = Send(sender, "while the link goes down"); }).join();
     };
+    const Stopped stopped{center};
     sender = center.createSender(5, Recorder::callback, &recorder);
     ASSERT_TRUE(center.start(Config(relay.port())));
     ASSERT_TRUE(recorder.waitConnected());
