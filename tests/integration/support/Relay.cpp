@@ -13,6 +13,8 @@
 #include <cstdint>
 #include <stdexcept>
 
+#include "integration/support/Loopback.h"
+
 namespace support {
 namespace {
 
@@ -20,26 +22,6 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kTakenAhead(250);  // by a thin link
 constexpr std::size_t kMostPieces = 256;  // on their way over a wide one
-
-sockaddr_in loopback(int port) {
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    return address;
-}
-
-int listenOnLoopback(int& port, int backlog = 64) {
-    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = loopback(0);
-    socklen_t length = sizeof address;
-    auto* const name = reinterpret_cast<sockaddr*>(&address);
-    if (bind(listener, name, length) != 0 || getsockname(listener, name, &length) != 0 ||
-        listen(listener, backlog) != 0)
-        throw std::runtime_error("cannot listen on the loopback interface");
-    port = ntohs(address.sin_port);
-    return listener;
-}
 
 // Small packets and little room for them, so that what a thin link has not taken stays with the sender.
 void keepBuffersSmall(int socket) {
@@ -52,16 +34,6 @@ void keepBuffersSmall(int socket) {
 void sendAtOnce(int socket) {
     constexpr int kOn = 1;
     setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &kOn, sizeof kOn);
-}
-
-int connectToLoopback(int port, bool thin) {
-    const int connected = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (thin) keepBuffersSmall(connected);
-    const sockaddr_in address = loopback(port);
-    if (connect(connected, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
-        return connected;
-    close(connected);
-    return -1;
 }
 
 // The close that follows sends RST.
@@ -81,7 +53,7 @@ bool discard(int socket) {
 }  // namespace
 
 Relay::Relay(int targetPort) : m_targetPort(targetPort) {
-    m_listener = listenOnLoopback(m_port);
+    m_listener = ListenOnLoopback(m_port);
     if (pipe2(m_wake, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
     m_thread = std::thread([this] { run(); });
 }
@@ -220,7 +192,8 @@ void Relay::accept() {
     const int client = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
     if (client < 0) return;
     ++m_seen;
-    const int server = m_refuse ? -1 : connectToLoopback(m_targetPort, m_rate > 0);
+    const int server =
+        m_refuse ? -1 : ConnectToLoopback(m_targetPort, m_rate > 0 ? keepBuffersSmall : nullptr);
     if (server < 0) {
         close(client);
         return;
@@ -291,7 +264,7 @@ void Relay::closePair(std::size_t index) {
 SilentListener::SilentListener() : SilentListener(64) {}
 
 SilentListener::SilentListener(int backlog) {
-    m_listener = listenOnLoopback(m_port, backlog);
+    m_listener = ListenOnLoopback(m_port, backlog);
 }
 
 SilentListener::~SilentListener() {
@@ -303,7 +276,7 @@ Blackhole::Blackhole() : SilentListener(0) {
     constexpr int kFillers = 8;
     for (int i = 0; i < kFillers; ++i) {
         const int filler = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-        const sockaddr_in address = loopback(port());
+        const sockaddr_in address = LoopbackAddress(port());
         connect(filler, reinterpret_cast<const sockaddr*>(&address), sizeof address);
         m_fillers.push_back(filler);
     }

@@ -1,13 +1,13 @@
 #include "integration/support/ScriptedServer.h"
 
-#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <stdexcept>
 #include <utility>
+
+#include "integration/support/Loopback.h"
 
 namespace support {
 
@@ -97,16 +97,7 @@ void ScriptedConnection::resetOnClose() {
 }
 
 ScriptedServer::ScriptedServer(Script script) : m_script(std::move(script)) {
-    m_listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    auto* const name = reinterpret_cast<sockaddr*>(&address);
-    if (bind(m_listener, name, length) != 0 || getsockname(m_listener, name, &length) != 0 ||
-        listen(m_listener, 16) != 0)
-        throw std::runtime_error("cannot listen on the loopback interface");
-    m_port = ntohs(address.sin_port);
+    m_listener = ListenOnLoopback(m_port, 16);
     m_thread = std::thread([this] { run(); });
 }
 

@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <utility>
 
+#include "integration/support/Loopback.h"
+
 namespace support {
 namespace {
 
@@ -46,18 +48,6 @@ bool readHost(ScriptedConnection& connection, std::uint8_t kind, std::string& ho
     char text[INET6_ADDRSTRLEN] = "";
     host = inet_ntop(kind == 4 ? AF_INET6 : AF_INET, address.data(), text, sizeof text);
     return true;
-}
-
-int connectToLoopback(int port) {
-    const int connected = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    if (connect(connected, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
-        return connected;
-    close(connected);
-    return -1;
 }
 
 bool move(int from, int to) {
@@ -117,7 +107,7 @@ bool SocksProxy::takeRequest(ScriptedConnection& connection) {
 
 void SocksProxy::serve(ScriptedConnection& connection) {
     if (!greet(connection) || !takeRequest(connection)) return;
-    const int server = connectToLoopback(m_options.serverPort);
+    const int server = ConnectToLoopback(m_options.serverPort);
     const std::string own =
         m_options.answersWithName ? "\x03" + counted("proxy.test") : std::string("\x01\0\0\0\0", 5);
     const char result = server < 0 ? '\x05' : '\0';

@@ -7,8 +7,9 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <stdexcept>
 #include <utility>
+
+#include "integration/support/Loopback.h"
 
 namespace support {
 namespace {
@@ -42,16 +43,7 @@ bool takePacket(std::string& bytes, std::uint8_t& type, std::string& body) {
 }  // namespace
 
 SteppedServer::SteppedServer() {
-    m_listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    auto* const name = reinterpret_cast<sockaddr*>(&address);
-    if (bind(m_listener, name, length) != 0 || getsockname(m_listener, name, &length) != 0 ||
-        listen(m_listener, 16) != 0)
-        throw std::runtime_error("cannot listen on the loopback interface");
-    m_port = ntohs(address.sin_port);
+    m_listener = ListenOnLoopback(m_port, 16, SOCK_NONBLOCK);
 }
 
 SteppedServer::~SteppedServer() {
