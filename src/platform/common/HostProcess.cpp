@@ -3,6 +3,7 @@
 #include <cstddef>
 
 #include "platform/Sync.h"
+#include "platform/Utf8.h"
 
 namespace {
 
@@ -11,25 +12,14 @@ constexpr char32_t kReplacement = 0xfffd;
 
 Mutex g_mutex;
 
-/// How many bytes follow the first one of a character; -1 when none begins with it.
-int followers(unsigned char lead) {
-    if (lead < 0x80) return 0;
-    if (lead < 0xc2 || lead > 0xf4) return -1;
-    return lead < 0xe0 ? 1 : lead < 0xf0 ? 2 : 3;
-}
-
-/// The character at `at`, which it moves behind it.
-char32_t nextCharacter(const std::string& text, std::size_t& at) {
-    const auto lead = static_cast<unsigned char>(text[at++]);
-    const int more = followers(lead);
-    if (more <= 0) return more == 0 ? lead : kReplacement;
-    char32_t character = lead & (0x3fU >> more);
-    for (int i = 0; i < more; ++i, ++at) {
-        const unsigned byte = at < text.size() ? static_cast<unsigned char>(text[at]) : 0U;
-        if ((byte & 0xc0U) != 0x80U) return kReplacement;
-        character = character << 6U | (byte & 0x3fU);
-    }
-    return character > 0x10ffff ? kReplacement : character;
+/// The character of `length` bytes at `at`.
+char32_t valueOf(const char* at, std::size_t length) {
+    const unsigned lead = utf8::byteAt(at);
+    if (length == 1) return lead;
+    char32_t value = lead & (0x7fU >> length);
+    for (std::size_t i = 1; i < length; ++i)
+        value = value << 6U | (utf8::byteAt(at + i) & 0x3fU);
+    return value;
 }
 
 void append(std::wstring& text, char32_t character) {
@@ -43,8 +33,13 @@ void append(std::wstring& text, char32_t character) {
 
 std::wstring wide(const std::string& text) {
     std::wstring result;
-    for (std::size_t at = 0; at < text.size();)
-        append(result, nextCharacter(text, at));
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    while (at < end) {
+        const utf8::Piece piece = utf8::pieceAt(at, end);
+        append(result, piece.isCharacter ? valueOf(at, piece.length) : kReplacement);
+        at += piece.length;
+    }
     return result;
 }
 

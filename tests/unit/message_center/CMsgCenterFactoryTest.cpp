@@ -606,6 +606,8 @@ TEST(HostProcessTest, TakesUtf8AndReplacesWhatIsNot) {
     EXPECT_EQ(HostProcess(), L"\U0001f3a5");
     SetHostProcess("a\xff\xc3");
     EXPECT_EQ(HostProcess(), L"a\ufffd\ufffd");
+    SetHostProcess("\xc3\xc3\xa9");
+    EXPECT_EQ(HostProcess(), L"\ufffd\u00e9");
     SetHostProcess("");
     EXPECT_EQ(HostProcess(), L"QoLive.exe");
 }
