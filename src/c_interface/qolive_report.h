@@ -229,7 +229,8 @@ QOLIVE_API int32_t qolive_centers_get_counters(int32_t main_center,
 /// Bas::CenterStatusSink: the state of the main center (`main_center` 1) or the backup center (0), or its reason, has
 /// changed. `reason` ends with a zero byte and is valid during the call only. Called on threads of the library, one call at a
 /// time for each center. It must return soon, because its center waits for it, and must not throw. The status and the
-/// counters may be read in it and the access token renewed; qolive_centers_start and _stop do nothing there, and no sink may be set.
+/// counters may be read in it and the access token renewed; qolive_centers_start and _stop do nothing there, and no sink
+/// may be set.
 typedef void (*qolive_center_status_sink)(void* user, int main_center, int state, const char* reason);
 
 /// Bas::SetCenterStatusSink: hands every later change to `sink`, null for none. When it returns, no thread is inside the

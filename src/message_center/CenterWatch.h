@@ -75,8 +75,8 @@ QOLIVE_API CenterCounters GetCenterCounters(bool main);
 ///
 /// Called from threads that end as soon as there is nothing to tell for a moment (Windows: from the center's own), one call at
 /// a time for each center, with no lock held. It must return soon, because its center waits for it, and must not throw. It may
-/// read status and counters and renew the access token; Start and Stop do nothing in it, and SetCenterStatusSink and SetLogSink must not be called. Why
-/// a center could not be started is not told this way, as no thread of it runs: its status has it.
+/// read status and counters and renew the access token; Start and Stop do nothing in it, and SetCenterStatusSink and SetLogSink
+/// must not be called. Why a center could not be started is not told this way, as no thread of it runs: its status has it.
 using CenterStatusSink = void (*)(void* user, int main, int state, const char* reason);
 
 /// Hands every later change to `sink`; null for none. When it returns, no thread is inside the previous sink and none enters
