@@ -11,10 +11,10 @@
 #include <string>
 #include <vector>
 
+#include "base/JsonText.h"
 #include "data_report/DataReportManager.h"
 #include "data_report/StreamQualityReport.h"
 #include "data_report/StreamQulityData.h"
-#include "platform/JsonText.h"
 
 // What the host's pipeline pays for feeding a stream, what a message id costs, and what it costs to hand over a
 // quality record; each beside the least that could do the same.

@@ -27,13 +27,13 @@ target_sources(qolive_report PUBLIC
     src/message_center/CMsgCenterFactory.h
     src/message_center/CenterWatch.h
     src/message_center/HeartBaseConfig.h
-    src/platform/Export.h
+    src/base/Export.h
     src/platform/HostReadings.h
     src/platform/Kernel.h
     src/platform/Log.h
     src/platform/SharedClasses.h
-    src/platform/Sync.h
-    src/platform/ThreadAnnotations.h
+    src/base/Sync.h
+    src/base/ThreadAnnotations.h
     src/session/CLiveCommonInfo.h
     src/session/QoUser.h
   FILE_SET c_headers TYPE HEADERS BASE_DIRS src/c_interface ${PROJECT_BINARY_DIR}/include FILES

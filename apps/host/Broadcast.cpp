@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "base/JsonText.h"
 #include "common/CommandLine.h"
 #include "common/Printable.h"
 #include "common/TextWidth.h"
@@ -15,7 +16,6 @@
 #include "host/pipeline/PipelineError.h"
 #include "host/pipeline/PipelineThread.h"
 #include "host/pipeline/PublishUrl.h"
-#include "platform/JsonText.h"
 
 namespace host {
 namespace {

@@ -1,9 +1,9 @@
 #include "host/Catalogue.h"
 
+#include "base/JsonText.h"
 #include "data_report/DataReportManager.h"
 #include "heartbeat/LiveHeartReport.h"
 #include "heartbeat/LiveHeartReportManager.h"
-#include "platform/JsonText.h"
 #include "session/CLiveCommonInfo.h"
 #include "session/QoUser.h"
 

@@ -7,9 +7,9 @@
 #include <limits>
 #include <sstream>
 
+#include "base/JsonText.h"
 #include "common/CommandLine.h"
 #include "host/Catalogue.h"
-#include "platform/JsonText.h"
 
 namespace host {
 namespace {

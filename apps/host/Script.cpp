@@ -6,9 +6,9 @@
 #include <sstream>
 #include <utility>
 
+#include "base/JsonText.h"
 #include "common/CommandLine.h"
 #include "common/Printable.h"
-#include "platform/JsonText.h"
 
 namespace host {
 namespace {

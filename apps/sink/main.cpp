@@ -8,10 +8,10 @@
 #include <utility>
 #include <vector>
 
+#include "base/Sync.h"
 #include "common/CommandLine.h"
 #include "common/Printable.h"
 #include "common/StopSignal.h"
-#include "platform/Sync.h"
 #include "sink/TsReader.h"
 #include "sink/UdpSink.h"
 

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <new>
 
-#include "platform/JsonText.h"
+#include "base/JsonText.h"
 
 namespace c_interface {
 namespace {

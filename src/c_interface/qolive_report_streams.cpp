@@ -1,11 +1,11 @@
 #include <json/json.h>
 
+#include "base/JsonText.h"
 #include "c_interface/CallGuard.h"
 #include "c_interface/qolive_report.h"
 #include "data_report/DataReportManager.h"
 #include "data_report/RecordQueueWatch.h"
 #include "data_report/ReportTypes.h"
-#include "platform/JsonText.h"
 
 using namespace c_interface;
 using data_report::DataReportManager;

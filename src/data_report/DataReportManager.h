@@ -11,9 +11,9 @@
 #include <string>
 #include <thread>
 
+#include "base/Export.h"
+#include "base/Sync.h"
 #include "data_report/ReportTypes.h"
-#include "platform/Export.h"
-#include "platform/Sync.h"
 
 namespace QoPlayer {
 class MsgCenter;

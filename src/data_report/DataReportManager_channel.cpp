@@ -2,6 +2,7 @@
 #include <exception>
 #include <utility>
 
+#include "base/JsonText.h"
 #include "data_report/DataReportManager.h"
 #include "data_report/RecordTally.h"
 #include "data_report/ServerPacket.h"
@@ -9,7 +10,6 @@
 #include "message_center/CMsgCenterFactory.h"
 #include "message_center/SenderCallback.h"
 #include "platform/GuardedPass.h"
-#include "platform/JsonText.h"
 #include "platform/Kernel.h"
 #include "platform/Log.h"
 #include "platform/MsgCenter.h"

@@ -1,12 +1,12 @@
 #include <exception>
 #include <utility>
 
+#include "base/JsonText.h"
 #include "data_report/DataReportManager.h"
 #include "data_report/RecordTally.h"
 #include "data_report/StreamQualityReport.h"
 #include "data_report/StreamQulityData.h"
 #include "platform/HostSink.h"
-#include "platform/JsonText.h"
 #include "platform/Kernel.h"
 #include "platform/Log.h"
 

@@ -3,7 +3,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "platform/DropNotice.h"
+#include "base/DropNotice.h"
 
 namespace data_report {
 

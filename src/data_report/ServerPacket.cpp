@@ -1,6 +1,6 @@
 #include "data_report/ServerPacket.h"
 
-#include "platform/JsonText.h"
+#include "base/JsonText.h"
 
 namespace data_report {
 namespace {

@@ -8,9 +8,9 @@
 #include <string>
 #include <thread>
 
+#include "base/Sync.h"
 #include "data_report/ReportTypes.h"
 #include "platform/HostReadings.h"
-#include "platform/Sync.h"
 
 namespace Json {
 class Value;

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <string>
 
+#include "base/Sync.h"
 #include "data_report/ReportTypes.h"
-#include "platform/Sync.h"
 
 namespace data_report {
 

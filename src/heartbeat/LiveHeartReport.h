@@ -6,9 +6,9 @@
 #include <memory>
 #include <string>
 
+#include "base/Export.h"
+#include "base/ThreadAnnotations.h"
 #include "heartbeat/LiveHeartReportData.h"
-#include "platform/Export.h"
-#include "platform/ThreadAnnotations.h"
 
 class CriticalSection;
 class DropNotice;

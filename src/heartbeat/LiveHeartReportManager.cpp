@@ -3,9 +3,9 @@
 #include <exception>
 #include <optional>
 
+#include "base/JsonText.h"
 #include "heartbeat/LiveHeartReport.h"
 #include "message_center/CMsgCenterFactory.h"
-#include "platform/JsonText.h"
 
 namespace {
 

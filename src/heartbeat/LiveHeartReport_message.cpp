@@ -1,16 +1,16 @@
 #include <exception>
 #include <utility>
 
+#include "base/DropNotice.h"
+#include "base/JsonText.h"
+#include "base/Sync.h"
 #include "heartbeat/CommandTally.h"
 #include "heartbeat/LiveHeartReport.h"
 #include "heartbeat/MsgSenderStatus.h"
-#include "platform/DropNotice.h"
 #include "platform/GuardedPass.h"
-#include "platform/JsonText.h"
 #include "platform/Kernel.h"
 #include "platform/Log.h"
 #include "platform/MsgCenter.h"
-#include "platform/Sync.h"
 
 using live_heartbeat::CommandTally;
 

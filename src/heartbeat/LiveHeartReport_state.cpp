@@ -1,13 +1,13 @@
 #include <utility>
 
+#include "base/DropNotice.h"
+#include "base/Sync.h"
 #include "heartbeat/CommandTally.h"
 #include "heartbeat/LiveHeartReport.h"
 #include "heartbeat/MsgSenderStatus.h"
 #include "heartbeat/PauseHandshake.h"
-#include "platform/DropNotice.h"
 #include "platform/Kernel.h"
 #include "platform/Lasting.h"
-#include "platform/Sync.h"
 
 using live_heartbeat::CommandTally;
 

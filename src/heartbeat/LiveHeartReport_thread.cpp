@@ -1,14 +1,14 @@
 #include <memory>
 
+#include "base/DropNotice.h"
+#include "base/Sync.h"
 #include "heartbeat/CommandTally.h"
 #include "heartbeat/LiveHeartReport.h"
 #include "heartbeat/MsgSenderStatus.h"
 #include "heartbeat/PauseHandshake.h"
-#include "platform/DropNotice.h"
 #include "platform/GuardedPass.h"
 #include "platform/Kernel.h"
 #include "platform/Log.h"
-#include "platform/Sync.h"
 
 namespace {
 

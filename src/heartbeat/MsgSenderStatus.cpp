@@ -2,9 +2,9 @@
 
 #include <exception>
 
+#include "base/JsonText.h"
 #include "message_center/CMsgCenterFactory.h"
 #include "message_center/SenderCallback.h"
-#include "platform/JsonText.h"
 #include "platform/Log.h"
 #include "platform/MsgCenter.h"
 

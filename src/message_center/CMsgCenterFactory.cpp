@@ -7,18 +7,18 @@
 #include <utility>
 #include <vector>
 
+#include "base/JsonText.h"
+#include "base/Sync.h"
 #include "message_center/CenterListener.h"
 #include "message_center/ConfigProblem.h"
 #include "message_center/FactoryOptions.h"
 #include "platform/HostProcess.h"
 #include "platform/HostSink.h"
-#include "platform/JsonText.h"
 #include "platform/Kernel.h"
 #include "platform/Lasting.h"
 #include "platform/Log.h"
 #include "platform/MsgCenter.h"
 #include "platform/MsgCenterWatch.h"
-#include "platform/Sync.h"
 
 namespace Bas {
 namespace {

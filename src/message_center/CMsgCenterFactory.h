@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
+#include "base/Export.h"
 #include "message_center/HeartBaseConfig.h"
-#include "platform/Export.h"
 
 template <class T>
 union Lasting;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "platform/JsonText.h"
+#include "base/JsonText.h"
 
 namespace Bas {
 namespace {

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/Export.h"
+#include "base/Export.h"
 
 // Readings of the machine and of the host process. Every object may be used from any thread: each locks
 // itself around a reading.

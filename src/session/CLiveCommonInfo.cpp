@@ -2,9 +2,9 @@
 
 #include <utility>
 
+#include "base/Sync.h"
 #include "platform/Kernel.h"
 #include "platform/Lasting.h"
-#include "platform/Sync.h"
 
 namespace {
 

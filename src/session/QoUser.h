@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "platform/Export.h"
+#include "base/Export.h"
 
 /// Who is logged in. A plain holder that nothing in the library reacts to.
 ///

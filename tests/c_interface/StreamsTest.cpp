@@ -6,10 +6,10 @@
 #include <string>
 #include <thread>
 
+#include "base/JsonText.h"
 #include "c_interface/qolive_report.h"
 #include "data_report/DataReportManager.h"
 #include "fakes/FakeMsgCenter.h"
-#include "platform/JsonText.h"
 
 namespace {
 

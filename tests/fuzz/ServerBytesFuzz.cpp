@@ -5,8 +5,8 @@
 
 #include "fuzz/FuzzTarget.h"
 #include "fuzz/LoopbackServer.h"
-#include "platform/mqtt/Connection.h"
-#include "platform/mqtt/Outbox.h"
+#include "mqtt/Connection.h"
+#include "mqtt/Outbox.h"
 
 // Any bytes from a server, through a real socket into the connection of the message center, without TLS.
 //

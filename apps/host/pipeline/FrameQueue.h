@@ -6,8 +6,8 @@
 #include <optional>
 #include <utility>
 
+#include "base/Sync.h"
 #include "host/pipeline/StreamFeed.h"
-#include "platform/Sync.h"
 
 namespace host {
 

@@ -5,8 +5,8 @@
 #include <functional>
 #include <thread>
 
+#include "base/Sync.h"
 #include "host/pipeline/StreamFeed.h"
-#include "platform/Sync.h"
 
 namespace host {
 

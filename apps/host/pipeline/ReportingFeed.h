@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <string>
 
+#include "base/Sync.h"
 #include "data_report/ReportTypes.h"
 #include "host/pipeline/StreamFeed.h"
-#include "platform/Sync.h"
 
 namespace host {
 

@@ -7,13 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "base/JsonText.h"
 #include "heartbeat/LiveHeartReport.h"
 #include "heartbeat/LiveHeartReportManager.h"
 #include "integration/support/Broker.h"
 #include "integration/support/Eventually.h"
 #include "integration/support/Wire.h"
 #include "message_center/CMsgCenterFactory.h"
-#include "platform/JsonText.h"
 
 /// Used as a host uses it: only the exported classes, on real brokers, watched by a client that is not ours.
 namespace heartbeat_integration {

@@ -14,8 +14,8 @@
 #include "integration/mqtt/CenterTest.h"
 #include "integration/support/Relay.h"
 #include "integration/support/ScriptedServer.h"
+#include "mqtt/NameLookUp.h"
 #include "platform/MsgCenterWatch.h"
-#include "platform/mqtt/NameLookUp.h"
 
 using support::Blackhole;
 using support::Broker;

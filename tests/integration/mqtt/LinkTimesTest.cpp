@@ -14,8 +14,8 @@
 #include "integration/support/Eventually.h"
 #include "integration/support/Recorder.h"
 #include "integration/support/SteppedServer.h"
+#include "mqtt/Link.h"
 #include "platform/MsgCenter.h"
-#include "platform/mqtt/Link.h"
 
 using namespace std::chrono_literals;
 using QoPlayer::mqtt::Backoff;

@@ -15,7 +15,7 @@
 #include "integration/support/Relay.h"
 #include "integration/support/Resident.h"
 #include "integration/support/ScriptedServer.h"
-#include "platform/mqtt/NameLookUp.h"
+#include "mqtt/NameLookUp.h"
 
 using support::Broker;
 using support::Eventually;

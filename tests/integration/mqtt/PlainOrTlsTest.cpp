@@ -1,7 +1,7 @@
 #include "integration/mqtt/CenterTest.h"
 #include "integration/support/Certificates.h"
 #include "integration/support/OwnNetwork.h"
-#include "platform/mqtt/NameLookUp.h"
+#include "mqtt/NameLookUp.h"
 
 using support::Broker;
 using support::Certificates;

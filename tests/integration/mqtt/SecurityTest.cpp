@@ -7,8 +7,8 @@
 
 #include "integration/mqtt/CenterTest.h"
 #include "integration/support/Certificates.h"
+#include "mqtt/NameLookUp.h"
 #include "platform/MsgCenterWatch.h"
-#include "platform/mqtt/NameLookUp.h"
 
 using support::Broker;
 using support::Certificates;

@@ -5,7 +5,7 @@
 #include <functional>
 #include <map>
 
-#include "platform/mqtt/SocketWaiter.h"
+#include "mqtt/SocketWaiter.h"
 
 /// Lets the time in which a network thread waits pass at once: half a minute takes a moment, and nothing comes a
 /// millisecond early or late. All that happens meanwhile happens on the thread that waits.

@@ -11,9 +11,9 @@
 
 #include "integration/mqtt/CenterTest.h"
 #include "integration/support/ScriptedServer.h"
-#include "platform/mqtt/Center.h"
-#include "platform/mqtt/NameLookUp.h"
-#include "platform/mqtt/SocketWaiter.h"
+#include "mqtt/Center.h"
+#include "mqtt/NameLookUp.h"
+#include "mqtt/SocketWaiter.h"
 
 using QoPlayer::mqtt::Center;
 using QoPlayer::mqtt::SocketWaiter;

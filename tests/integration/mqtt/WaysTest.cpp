@@ -6,8 +6,8 @@
 #include "integration/mqtt/CenterTest.h"
 #include "integration/support/Certificates.h"
 #include "integration/support/SocksProxy.h"
+#include "mqtt/NameLookUp.h"
 #include "platform/MsgCenterWatch.h"
-#include "platform/mqtt/NameLookUp.h"
 
 using QoPlayer::MsgCenterOptions;
 using support::Broker;

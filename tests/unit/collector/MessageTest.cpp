@@ -4,7 +4,7 @@
 
 #include <functional>
 
-#include "platform/JsonText.h"
+#include "base/JsonText.h"
 #include "unit/collector/Samples.h"
 
 namespace collector {

@@ -8,10 +8,10 @@
 #include <utility>
 #include <vector>
 
+#include "base/JsonText.h"
 #include "data_report/DataReportManager.h"
 #include "data_report/StreamQualityReport.h"
 #include "data_report/StreamQulityData.h"
-#include "platform/JsonText.h"
 
 // What the tests reach beyond the public interface.
 

@@ -9,13 +9,13 @@
 #include <thread>
 #include <vector>
 
+#include "base/JsonText.h"
+#include "base/Sync.h"
 #include "fakes/FailingKernel.h"
 #include "fakes/FakeMsgCenter.h"
 #include "heartbeat/LiveHeartReport.h"
 #include "heartbeat/MsgSenderStatus.h"
-#include "platform/JsonText.h"
 #include "platform/Log.h"
-#include "platform/Sync.h"
 
 namespace heartbeat_test {
 

@@ -2,12 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include "base/JsonText.h"
 #include "data_report/DataReportManager.h"
 #include "fakes/CapturingLog.h"
 #include "fakes/FakeMsgCenter.h"
 #include "heartbeat/LiveHeartReport.h"
 #include "heartbeat/LiveHeartReportManager.h"
-#include "platform/JsonText.h"
 #include "platform/Kernel.h"
 #include "session/CLiveCommonInfo.h"
 #include "session/QoUser.h"

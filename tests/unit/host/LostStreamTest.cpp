@@ -11,10 +11,10 @@
 #include <optional>
 #include <thread>
 
+#include "base/JsonText.h"
 #include "fakes/FakeMsgCenter.h"
 #include "heartbeat/LiveHeartReport.h"
 #include "host/Broadcast.h"
-#include "platform/JsonText.h"
 #include "unit/host/pipeline/Decoded.h"
 
 namespace host {

@@ -5,9 +5,9 @@
 
 #include <fstream>
 
+#include "base/JsonText.h"
 #include "common/CommandLine.h"
 #include "host/Catalogue.h"
-#include "platform/JsonText.h"
 
 namespace host {
 namespace {

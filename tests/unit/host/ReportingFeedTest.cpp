@@ -9,9 +9,9 @@
 #include <thread>
 #include <vector>
 
+#include "base/JsonText.h"
 #include "data_report/DataReportManager.h"
 #include "fakes/FakeMsgCenter.h"
-#include "platform/JsonText.h"
 #include "unit/data_report/Peers.h"
 
 namespace host {

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/Sync.h"
+#include "base/Sync.h"
 #include "sink/TsReader.h"
 #include "sink/UdpSink.h"
 

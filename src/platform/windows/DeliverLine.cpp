@@ -1,5 +1,0 @@
-#include "platform/common/SinkCall.h"
-
-void DeliverLine(const SinkCall& call, const char* line) {
-    MakeSinkCall(call, line);
-}
