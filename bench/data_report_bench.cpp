@@ -73,7 +73,7 @@ struct DataReportManagerTestPeer {
     static void forgetQueue() {
         auto& manager = DataReportManager::Instance();
         DataReportManager::SendQueue queue;
-        const MutexLock lock(manager.m_sendMutex);
+        const qolive::MutexLock lock(manager.m_sendMutex);
         queue.swap(manager.m_sendQueue);
     }
 };

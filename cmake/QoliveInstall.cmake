@@ -11,12 +11,15 @@ endif()
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-set(header_folder ${CMAKE_INSTALL_INCLUDEDIR}/qolive_report)
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/QoLiveReport)
 
-# The public headers, and what they include. Include paths start at src/ and at the installed folder alike.
-target_sources(qolive_report PUBLIC
-  FILE_SET HEADERS BASE_DIRS src FILES
+# The public headers, and what they include: the C interface by its own name, the classes under qolive_report/, so that
+# they meet no header of the host's. They include each other by paths relative to themselves.
+set(c_headers src/c_interface/qolive_report.h)
+set(class_headers
+    src/base/Export.h
+    src/base/Sync.h
+    src/base/ThreadAnnotations.h
     src/data_report/DataReportManager.h
     src/data_report/RecordQueueWatch.h
     src/data_report/ReportTypes.h
@@ -27,26 +30,35 @@ target_sources(qolive_report PUBLIC
     src/message_center/CMsgCenterFactory.h
     src/message_center/CenterWatch.h
     src/message_center/HeartBaseConfig.h
-    src/base/Export.h
-    src/platform/HostReadings.h
-    src/platform/Kernel.h
+    src/platform/CPing.h
     src/platform/Log.h
     src/platform/SharedClasses.h
-    src/base/Sync.h
-    src/base/ThreadAnnotations.h
     src/session/CLiveCommonInfo.h
-    src/session/QoUser.h
-  FILE_SET c_headers TYPE HEADERS BASE_DIRS src/c_interface ${PROJECT_BINARY_DIR}/include FILES
-    src/c_interface/qolive_report.h
-    ${PROJECT_BINARY_DIR}/include/qolive_report_version.h)
+    src/session/QoUser.h)
+
+# The same view of them for users in this build: a header there includes the one here.
+set(headers_of_build ${PROJECT_BINARY_DIR}/include)
+function(qolive_public_header header installed)
+  file(CONFIGURE OUTPUT ${headers_of_build}/${installed} CONTENT "#pragma once\n#include \"${PROJECT_SOURCE_DIR}/${header}\"\n")
+  get_filename_component(folder ${installed} DIRECTORY)
+  install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${folder} COMPONENT development)
+endfunction()
+foreach(header ${c_headers})
+  get_filename_component(installed ${header} NAME)
+  qolive_public_header(${header} ${installed})
+endforeach()
+foreach(header ${class_headers})
+  string(REGEX REPLACE "^src/" "qolive_report/" installed ${header})
+  qolive_public_header(${header} ${installed})
+endforeach()
+install(FILES ${headers_of_build}/qolive_report_version.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+target_include_directories(qolive_report INTERFACE $<BUILD_INTERFACE:${headers_of_build}>)
 
 install(TARGETS qolive_report EXPORT QoLiveReportTargets
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
-  FILE_SET HEADERS DESTINATION ${header_folder} COMPONENT development
-  FILE_SET c_headers DESTINATION ${header_folder} COMPONENT development
-  INCLUDES DESTINATION ${header_folder}) # for a CMake that does not know file sets
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
 if(WIN32 AND QOLIVE_DLLTOOL)
   install(FILES ${PROJECT_BINARY_DIR}/QoLiveReport.def ${PROJECT_BINARY_DIR}/QoLiveReport.lib

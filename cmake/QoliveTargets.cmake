@@ -12,7 +12,7 @@ endfunction()
 function(qolive_settings target)
   qolive_harden(${target})
   set_target_properties(${target} PROPERTIES UNITY_BUILD OFF)
-  target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src>)
+  target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR}/src)
   if(QOLIVE_DEVELOPER)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor
                                              -Wold-style-cast -Wcast-qual -Wformat=2 -Werror)

@@ -64,7 +64,7 @@ class Listener {
 public:
     Listener(const std::string& host, int port)
         : m_sink(host, port, [this](const std::uint8_t* data, std::size_t size) {
-              const MutexLock lock(m_mutex);
+              const qolive::MutexLock lock(m_mutex);
               m_reader.Read(data, size);
           }) {
         std::printf("listening on udp://%s:%d\n", host.c_str(), m_sink.Port());
@@ -93,7 +93,7 @@ public:
 
 private:
     TsTotals Totals() {
-        const MutexLock lock(m_mutex);
+        const qolive::MutexLock lock(m_mutex);
         return m_reader.Totals();
     }
 
@@ -114,7 +114,7 @@ private:
                std::to_string(tally.bytes) + " bytes";
     }
 
-    Mutex m_mutex;
+    qolive::Mutex m_mutex;
     TsReader m_reader QOLIVE_GUARDED_BY(m_mutex);
     TsTotals m_shown;
     Clock::time_point m_shownAt = Clock::now();

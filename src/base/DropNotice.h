@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <utility>
 
+namespace qolive {
+
 /// What has been dropped and not been told of. A flood of drops becomes one line a second. Used under a lock of its
 /// owner's.
 class DropNotice {
@@ -25,3 +27,5 @@ private:
     std::uint64_t m_untold = 0;
     std::uint64_t m_notBefore = 0;
 };
+
+}  // namespace qolive

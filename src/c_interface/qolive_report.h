@@ -47,7 +47,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#include "base/Export.h"
+#include "qolive_report/base/Export.h"
 #include "qolive_report_version.h"
 
 #ifdef __cplusplus

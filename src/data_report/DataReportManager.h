@@ -11,9 +11,9 @@
 #include <string>
 #include <thread>
 
-#include "base/Export.h"
-#include "base/Sync.h"
-#include "data_report/ReportTypes.h"
+#include "../base/Export.h"
+#include "../base/Sync.h"
+#include "ReportTypes.h"
 
 namespace QoPlayer {
 class MsgCenter;
@@ -196,17 +196,17 @@ private:
     std::int64_t m_workerId QOLIVE_GUARDED_BY(m_midMutex) = 1;
     std::int64_t m_datacenterId QOLIVE_GUARDED_BY(m_midMutex) = 1;
     std::int64_t m_sequence QOLIVE_GUARDED_BY(m_midMutex) = 0;
-    Mutex m_midMutex;
+    qolive::Mutex m_midMutex;
 
     std::shared_ptr<std::thread> m_collectThread;
     std::atomic<bool> m_bStopThread{false};
     const std::int32_t m_intervalSec = 1;
 
-    Mutex m_reportMutex;
+    qolive::Mutex m_reportMutex;
     Registry m_reports QOLIVE_GUARDED_BY(m_reportMutex);
 
-    Mutex m_sendMutex;
-    ConditionVariable m_sendCond;
+    qolive::Mutex m_sendMutex;
+    qolive::ConditionVariable m_sendCond;
     SendQueue m_sendQueue QOLIVE_GUARDED_BY(m_sendMutex);
 
     QoPlayer::MsgCenter* m_msgCenter = nullptr;
@@ -219,7 +219,7 @@ private:
     std::shared_ptr<std::thread> m_sendThread;
     std::atomic<bool> m_bStopSend{false};
 
-    Mutex m_initMutex;
+    qolive::Mutex m_initMutex;
     std::shared_ptr<QoPlayer::MsgCenter> m_heldCenter;
     const std::shared_ptr<const Registry> m_noStreams;
     std::shared_ptr<const Registry> m_snapshot QOLIVE_GUARDED_BY(m_reportMutex);

@@ -46,7 +46,7 @@ DataReportManager::DataReportManager()
 
 bool DataReportManager::start() {
     if (IsProcessEnding()) return false;
-    const MutexLock lock(m_initMutex);
+    const qolive::MutexLock lock(m_initMutex);
     if (!m_bInit && !m_bStopSend) m_bInit = OpenSender() && StartThreads();
     return m_bInit;
 }
@@ -136,7 +136,7 @@ std::int64_t DataReportManager::NextSequence(std::int64_t& now) {
 }
 
 std::string DataReportManager::GetMid() {
-    const MutexLock lock(m_midMutex);
+    const qolive::MutexLock lock(m_midMutex);
     std::int64_t now = IdClockMs();
     m_sequence = NextSequence(now);
     m_lastMs = now;
@@ -172,7 +172,7 @@ void DataReportManager::StartSendThread() {
 // either sees the flag or already waits.
 void DataReportManager::StopSendThread() {
     m_bStopSend = true;
-    { const MutexLock passing(m_sendMutex); }
+    { const qolive::MutexLock passing(m_sendMutex); }
     m_sendCond.notify_all();
     JoinUnlessEnding(m_sendThread);
 }

@@ -61,7 +61,7 @@ bool DataReportManager::isEnabled() const {
 
 // Enabled until the threads have ended: what the last tick reports still goes out.
 void DataReportManager::Close() {
-    const MutexLock lock(m_initMutex);
+    const qolive::MutexLock lock(m_initMutex);
     StopCollectThread();
     StopSendThread();
     CloseSender();
@@ -70,7 +70,7 @@ void DataReportManager::Close() {
 }
 
 std::shared_ptr<const DataReportManager::Registry> DataReportManager::TakeSnapshot() {
-    const MutexLock lock(m_reportMutex);
+    const qolive::MutexLock lock(m_reportMutex);
     return m_snapshot;
 }
 
@@ -85,7 +85,7 @@ std::shared_ptr<const DataReportManager::Registry> DataReportManager::ReplaceReg
 void DataReportManager::ForgetStreams() {
     Registry streams;
     std::shared_ptr<const Registry> previous;
-    const MutexLock lock(m_reportMutex);
+    const qolive::MutexLock lock(m_reportMutex);
     streams.swap(m_reports);
     previous = std::exchange(m_snapshot, m_noStreams);
 }
@@ -93,7 +93,7 @@ void DataReportManager::ForgetStreams() {
 void DataReportManager::ReportStart(const std::string& streamId, const StreamTypeEnum& type) {
     if (!isEnabled()) return;
     std::shared_ptr<const Registry> previous;
-    const MutexLock lock(m_reportMutex);
+    const qolive::MutexLock lock(m_reportMutex);
     if (!m_bInit || m_reports.count(streamId) != 0) return;
     const auto data = std::make_shared<StreamQulityData>(streamId, type);
     const auto report = std::make_shared<StreamQualityReport>(streamId, type, data);
@@ -105,7 +105,7 @@ void DataReportManager::ReportStart(const std::string& streamId, const StreamTyp
 void DataReportManager::ReportStop(const std::string& streamId) {
     if (!isEnabled()) return;
     std::shared_ptr<const Registry> previous;
-    const MutexLock lock(m_reportMutex);
+    const qolive::MutexLock lock(m_reportMutex);
     if (m_reports.count(streamId) == 0) return;
     Registry changed(m_reports);
     changed.erase(streamId);

@@ -34,7 +34,7 @@ void DataReportManager::Enqueue(std::shared_ptr<SendData> message) {
     const std::uint64_t bytes = message->bytes();
     std::uint64_t untold = 0;
     {
-        const MutexLock lock(m_sendMutex);
+        const qolive::MutexLock lock(m_sendMutex);
         m_sendQueue.push_back(std::move(message));
         m_tally->queueBytes += bytes;
         m_tally->came(bytes);
@@ -60,7 +60,7 @@ std::uint64_t DataReportManager::KeepBound() {
 void DataReportManager::BoundQueue(std::uint64_t mostRecords, std::uint64_t mostBytes) {
     std::uint64_t untold = 0;
     {
-        const MutexLock lock(m_sendMutex);
+        const qolive::MutexLock lock(m_sendMutex);
         m_tally->mostRecords = mostRecords;
         m_tally->mostBytes = mostBytes;
         untold = KeepBound();
@@ -70,7 +70,7 @@ void DataReportManager::BoundQueue(std::uint64_t mostRecords, std::uint64_t most
 
 DataReportManager::SendQueue DataReportManager::TakeQueue() {
     SendQueue batch;
-    const MutexLock lock(m_sendMutex);
+    const qolive::MutexLock lock(m_sendMutex);
     while ((m_sendQueue.empty() || !m_bConnected) && !m_bStopSend)
         m_sendCond.wait(m_sendMutex);
     batch.swap(m_sendQueue);
@@ -91,7 +91,7 @@ void DataReportManager::LoseBatch(const SendQueue& batch) {
 RecordCounters DataReportManager::CountRecords() {
     const RecordTally& tally = *m_tally;
     RecordCounters counters;
-    const MutexLock lock(m_sendMutex);
+    const qolive::MutexLock lock(m_sendMutex);
     counters.queued = RecordTally::read(tally.queued);
     counters.handedOver = RecordTally::read(tally.handedOver);
     counters.lostAtDisconnect = RecordTally::read(tally.lostAtDisconnect);

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "base/Export.h"
+#include "../base/Export.h"
 
 // What DataReportManager's queue of records holds, has lost and may hold at most.
 

@@ -40,7 +40,7 @@ struct RecordTally {
     std::uint64_t mostRecords = 0;  ///< 0: no bound
     std::uint64_t mostBytes = 0;
     std::uint64_t queueBytes = 0;  ///< of the records in the queue
-    DropNotice dropped;
+    qolive::DropNotice dropped;
 };
 
 }  // namespace data_report

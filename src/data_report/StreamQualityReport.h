@@ -104,8 +104,8 @@ private:
     std::deque<std::uint16_t> m_netSamples;
 
     std::shared_ptr<std::thread> m_thread;
-    Mutex m_threadMutex;
-    ConditionVariable m_threadCond;
+    qolive::Mutex m_threadMutex;
+    qolive::ConditionVariable m_threadCond;
     std::atomic<bool> m_bStop{false};
     std::atomic<std::uint64_t> m_rttMs;
     const std::shared_ptr<CCPUUseRate> m_cpuRate;

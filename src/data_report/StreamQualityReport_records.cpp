@@ -85,7 +85,7 @@ void StreamQualityReport::BuildStreamStartRecord(Json::Value& record, Json::Valu
     writeHead(head, kStreamRecord);
     {
         const StreamQulityData& data = *m_data;
-        const SharedLock lock(data.m_lock);
+        const qolive::SharedLock lock(data.m_lock);
         for (const auto& [key, type] : kStreamNumbers)
             record[key] = Json::Int64{data.Value(type)};
         for (const auto& [key, type] : kStreamTexts)
@@ -99,7 +99,7 @@ void StreamQualityReport::BuildStreamStartRecord(Json::Value& record, Json::Valu
 void StreamQualityReport::BuildFirstFrameRecord(Json::Value& record, Json::Value& head) {
     writeHead(head, kFirstFrameRecord);
     const StreamQulityData& data = *m_data;
-    const SharedLock lock(data.m_lock);
+    const qolive::SharedLock lock(data.m_lock);
     const std::int64_t requested = data.Value(DataTypeEnum::RequestTime);
     const std::int64_t arrived = data.Value(DataTypeEnum::FirstFrameArrivalTime);
     record["state"] = Json::Int64{data.Value(DataTypeEnum::State)};
@@ -116,7 +116,7 @@ void StreamQualityReport::BuildQualityRecord(Json::Value& record) {
     record["aBitrateAvg"] = averageOf(m_asBitrateSamples);
     {
         StreamQulityData& data = *m_data;
-        const ExclusiveLock lock(data.m_lock);
+        const qolive::ExclusiveLock lock(data.m_lock);
         record["sid"] = data.Text(StringDataTypeEnum::SessionId);
         record["lostFrames"] = Json::Int64{data.TakeValue(DataTypeEnum::FramesLost)};
     }

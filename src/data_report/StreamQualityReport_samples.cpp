@@ -63,7 +63,7 @@ void StreamQualityReport::CollectStreamData() {
     if (m_collectPeriod == 0 || !m_data) return;
     const std::int64_t now = _time64(nullptr);
     StreamQulityData& data = *m_data;
-    const ExclusiveLock lock(data.m_lock);
+    const qolive::ExclusiveLock lock(data.m_lock);
     m_streamTimes.push_back(now);
     m_acFpsSamples.push_back(takeFps(data, DataTypeEnum::AudioFramesCaptured, m_collectPeriod));
     m_aeFpsSamples.push_back(takeFps(data, DataTypeEnum::AudioFramesEncoded, m_collectPeriod));

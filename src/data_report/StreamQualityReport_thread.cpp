@@ -38,7 +38,7 @@ StreamQualityReport::StreamQualityReport(const std::string& streamId, const Stre
 StreamQualityReport::~StreamQualityReport() {
     if (m_streamType != StreamTypeEnum::Sampled) return;
     m_bStop = true;
-    { const MutexLock passing(m_threadMutex); }
+    { const qolive::MutexLock passing(m_threadMutex); }
     m_threadCond.notify_all();
     JoinUnlessEnding(m_thread);
 }
@@ -88,7 +88,7 @@ void StreamQualityReport::StartReportThread() {
 }
 
 void StreamQualityReport::ReportThreadProc() {
-    const MutexLock lock(m_threadMutex);
+    const qolive::MutexLock lock(m_threadMutex);
     while (!m_bStop) {
         const auto deadline = std::chrono::steady_clock::now() + kPingWait;
         const bool timedOut = m_threadCond.wait_until(m_threadMutex, deadline) == std::cv_status::timeout;
@@ -106,7 +106,7 @@ void StreamQualityReport::PingServer() {
 
 std::string StreamQualityReport::ServerAddress() const {
     const StreamQulityData& data = *m_data;
-    const SharedLock lock(data.m_lock);
+    const qolive::SharedLock lock(data.m_lock);
     return data.Text(StringDataTypeEnum::ServerIp);
 }
 

@@ -37,14 +37,14 @@ StreamQulityData::StreamQulityData(const std::string& streamId, const StreamType
 
 void StreamQulityData::AddData(const DataTypeEnum& type, const std::int64_t& value) {
     if (!isDataType(type)) return;
-    const ExclusiveLock lock(m_lock);
+    const qolive::ExclusiveLock lock(m_lock);
     std::int64_t& slot = m_values[slotOf(type)];
     slot = isCounter(type) ? sumModulo64Bits(slot, value) : value;
 }
 
 void StreamQulityData::SetString(const StringDataTypeEnum& type, const std::string& value) {
     if (!isStringDataType(type)) return;
-    const ExclusiveLock lock(m_lock);
+    const qolive::ExclusiveLock lock(m_lock);
     m_strings[slotOf(type)] = value;
 }
 

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <string>
 
-#include "base/Sync.h"
 #include "data_report/ReportTypes.h"
+#include "platform/KernelLocks.h"
 
 namespace data_report {
 
@@ -30,7 +30,7 @@ public:
 
     const std::string m_streamId;
     const StreamTypeEnum m_streamType;
-    mutable SharedMutex m_lock;  ///< guards everything below
+    mutable qolive::SharedMutex m_lock;  ///< guards everything below
 
 private:
     std::array<std::int64_t, kDataTypes> m_values QOLIVE_GUARDED_BY(m_lock){};

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "base/Export.h"
+#include "../base/Export.h"
 
 namespace live_heartbeat {
 

@@ -6,15 +6,21 @@
 #include <memory>
 #include <string>
 
-#include "base/Export.h"
-#include "base/ThreadAnnotations.h"
-#include "heartbeat/LiveHeartReportData.h"
+#include "../base/Export.h"
+#include "../base/ThreadAnnotations.h"
+#include "LiveHeartReportData.h"
 
+class MsgSenderStatus;
+
+namespace live_heartbeat {
+class PauseHandshake;
+}
+
+namespace qolive {
 class CriticalSection;
 class DropNotice;
-class MsgSenderStatus;
 class Mutex;
-class PauseHandshake;
+}  // namespace qolive
 
 /// Tells the servers, every 3 seconds on the main and, where there is one, the backup connection, what the
 /// broadcaster is doing, and passes the host's commands on.
@@ -165,7 +171,7 @@ protected:
     MsgSenderStatus* m_commonSender = nullptr;
 
     std::deque<std::string> m_cmdQueue QOLIVE_GUARDED_BY(*m_lock);
-    const std::shared_ptr<CriticalSection> m_lock;
+    const std::shared_ptr<qolive::CriticalSection> m_lock;
 
 private:
     struct QOLIVE_LOCAL OwnThread;
@@ -193,8 +199,8 @@ private:
     QOLIVE_LOCAL bool Prepare(MsgSenderStatus& sender, std::int64_t nowMs, bool periodic, Prepared& prepared);
     QOLIVE_LOCAL void Settle(MsgSenderStatus& sender, std::int64_t nowMs, const Prepared& prepared, bool ok);
 
-    const std::unique_ptr<DropNotice> m_droppedCommands;  // used with m_lock held
-    const std::unique_ptr<Mutex> m_slotLock;
-    const std::unique_ptr<CriticalSection> m_stopLock;  // taken before m_lock
-    const std::shared_ptr<PauseHandshake> m_pause;
+    const std::unique_ptr<qolive::DropNotice> m_droppedCommands;  // used with m_lock held
+    const std::unique_ptr<qolive::Mutex> m_slotLock;
+    const std::unique_ptr<qolive::CriticalSection> m_stopLock;  // taken before m_lock
+    const std::shared_ptr<live_heartbeat::PauseHandshake> m_pause;
 };

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "base/Export.h"
+#include "../base/Export.h"
 
 /// Switches the heartbeat on and off.
 ///

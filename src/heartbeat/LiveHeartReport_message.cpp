@@ -3,12 +3,12 @@
 
 #include "base/DropNotice.h"
 #include "base/JsonText.h"
-#include "base/Sync.h"
 #include "heartbeat/CommandTally.h"
 #include "heartbeat/LiveHeartReport.h"
 #include "heartbeat/MsgSenderStatus.h"
 #include "platform/GuardedPass.h"
 #include "platform/Kernel.h"
+#include "platform/KernelLocks.h"
 #include "platform/Log.h"
 #include "platform/MsgCenter.h"
 
@@ -132,7 +132,7 @@ bool LiveHeartReport::report(MsgSenderStatus* sender, std::int64_t nowMs, bool p
 
 bool LiveHeartReport::Prepare(MsgSenderStatus& sender, std::int64_t nowMs, bool periodic,
                               Prepared& prepared) {
-    const CriticalSectionLock lock(*m_lock);
+    const qolive::CriticalSectionLock lock(*m_lock);
     if (periodic && !IsDue(sender, nowMs)) return false;
     prepared.number = ++g_reportCount;
     if (!sender.m_senderPtr) return false;
@@ -150,7 +150,7 @@ bool LiveHeartReport::Prepare(MsgSenderStatus& sender, std::int64_t nowMs, bool 
 
 void LiveHeartReport::Settle(MsgSenderStatus& sender, std::int64_t nowMs, const Prepared& prepared, bool ok) {
     if (prepared.isFull && !ok) sender.m_bDataChanged = true;
-    const CriticalSectionLock lock(*m_lock);
+    const qolive::CriticalSectionLock lock(*m_lock);
     sender.m_lastReportTm = nowMs;
 }
 
@@ -158,7 +158,7 @@ bool LiveHeartReport::sendComand(int bizType, std::string data) {
     if (IsProcessEnding()) return false;
     try {
         std::string text = CommandText(bizType, data);
-        const CriticalSectionLock lock(*m_lock);
+        const qolive::CriticalSectionLock lock(*m_lock);
         if (!m_commonSender) return false;
         if (m_cmdQueue.size() > kQueuedBeforeDropping) DropOldestCommand();
         m_cmdQueue.push_back(std::move(text));
@@ -183,7 +183,7 @@ void LiveHeartReport::TellDroppedCommands(std::uint64_t count) {
 
 bool LiveHeartReport::sendComand() {
     if (IsProcessEnding()) return false;
-    const CriticalSectionLock lock(*m_lock);
+    const qolive::CriticalSectionLock lock(*m_lock);
     if (!m_commonSender || !m_commonSender->m_bConnected || m_cmdQueue.empty()) return false;
     const std::string& oldest = m_cmdQueue.front();
     if (oldest.empty() || !m_commonSender->m_senderPtr) return false;

@@ -7,6 +7,7 @@
 #include "heartbeat/MsgSenderStatus.h"
 #include "heartbeat/PauseHandshake.h"
 #include "platform/Kernel.h"
+#include "platform/KernelLocks.h"
 #include "platform/Lasting.h"
 
 using live_heartbeat::CommandTally;
@@ -20,16 +21,16 @@ constexpr std::int32_t kPushing = 2;
 }  // namespace
 
 LiveHeartReport* LiveHeartReport::GetInstance() {
-    static Lasting<LiveHeartReport> instance;
+    static qolive::Lasting<LiveHeartReport> instance;
     return &instance.object;
 }
 
 LiveHeartReport::LiveHeartReport()
-    : m_lock(std::make_shared<CriticalSection>()),
-      m_droppedCommands(std::make_unique<DropNotice>()),
-      m_slotLock(std::make_unique<Mutex>()),
-      m_stopLock(std::make_unique<CriticalSection>()),
-      m_pause(std::make_shared<PauseHandshake>()) {}
+    : m_lock(std::make_shared<qolive::CriticalSection>()),
+      m_droppedCommands(std::make_unique<qolive::DropNotice>()),
+      m_slotLock(std::make_unique<qolive::Mutex>()),
+      m_stopLock(std::make_unique<qolive::CriticalSection>()),
+      m_pause(std::make_shared<live_heartbeat::PauseHandshake>()) {}
 
 LiveHeartReport::LiveHeartReport(const LiveHeartReport& other) : LiveHeartReport() {
     *this = other;
@@ -42,13 +43,13 @@ LiveHeartReport& LiveHeartReport::operator=(const LiveHeartReport& other) {
     int heartCmd = 0;
     int commonCmd = 0;
     {
-        const CriticalSectionLock lock(*other.m_lock);
+        const qolive::CriticalSectionLock lock(*other.m_lock);
         data = other.m_data;
         commands = other.m_cmdQueue;
         heartCmd = other.m_heartCmd;
         commonCmd = other.m_commonCmd;
     }
-    const CriticalSectionLock lock(*m_lock);
+    const qolive::CriticalSectionLock lock(*m_lock);
     m_data = std::move(data);
     CommandTally::instance().queueGrows(commands.size());
     CommandTally::instance().queueShrinks(m_cmdQueue.size());
@@ -80,13 +81,13 @@ void LiveHeartReport::updateMixStreamStatus(int status) {
 
 void LiveHeartReport::updateLiveID(std::string id) {
     if (IsProcessEnding()) return;
-    const CriticalSectionLock lock(*m_lock);
+    const qolive::CriticalSectionLock lock(*m_lock);
     m_data.sessionId = std::move(id);
 }
 
 void LiveHeartReport::updateLiveBusinessInfo(int appId, int business) {
     if (IsProcessEnding()) return;
-    const CriticalSectionLock lock(*m_lock);
+    const qolive::CriticalSectionLock lock(*m_lock);
     m_data.videoAppId = appId;
     m_data.business = business;
     Mark();
@@ -95,7 +96,7 @@ void LiveHeartReport::updateLiveBusinessInfo(int appId, int business) {
 void LiveHeartReport::updateLiveStreamInfo(std::string streamName, int sid, int width, int height,
                                            int codec) {
     if (IsProcessEnding()) return;
-    const CriticalSectionLock lock(*m_lock);
+    const qolive::CriticalSectionLock lock(*m_lock);
     m_data.streamName = std::move(streamName);
     m_data.sid = sid;
     m_data.width = width;
@@ -108,7 +109,7 @@ void LiveHeartReport::updateLiveStreamInfo(std::string streamName, int sid, int 
 void LiveHeartReport::updateMicInfo(int appId, int business, std::string streamName, int sid, int width,
                                     int height, int codec, int role, std::string channelId, int mixMode) {
     if (IsProcessEnding()) return;
-    const CriticalSectionLock lock(*m_lock);
+    const qolive::CriticalSectionLock lock(*m_lock);
     m_data.micVideoAppId = appId;
     m_data.micBusiness = business;
     m_data.micStreamName = std::move(streamName);
@@ -125,7 +126,7 @@ void LiveHeartReport::updateMicInfo(int appId, int business, std::string streamN
 void LiveHeartReport::updateMixStreamInfo(std::string mixStreamName, int width, int height, int sid,
                                           int codec) {
     if (IsProcessEnding()) return;
-    const CriticalSectionLock lock(*m_lock);
+    const qolive::CriticalSectionLock lock(*m_lock);
     m_data.mixStreamName = std::move(mixStreamName);
     m_data.mixWidth = width;
     m_data.mixHeight = height;
@@ -136,47 +137,47 @@ void LiveHeartReport::updateMixStreamInfo(std::string mixStreamName, int width, 
 
 void LiveHeartReport::updateMixMode(int mode) {
     if (IsProcessEnding()) return;
-    const CriticalSectionLock lock(*m_lock);
+    const qolive::CriticalSectionLock lock(*m_lock);
     m_data.mixMode = mode;
     Mark();
 }
 
 void LiveHeartReport::updateDataState(bool changed) {
     if (IsProcessEnding()) return;
-    const MutexLock lock(*m_slotLock);
+    const qolive::MutexLock lock(*m_slotLock);
     if (m_mainSender) m_mainSender->m_bDataChanged = changed;
     if (m_backSender) m_backSender->m_bDataChanged = changed;
 }
 
 std::string LiveHeartReport::getSessionId() {
     if (IsProcessEnding()) return {};
-    const CriticalSectionLock lock(*m_lock);
+    const qolive::CriticalSectionLock lock(*m_lock);
     return m_data.sessionId;
 }
 
 LiveHeartReportData LiveHeartReport::GetLiveHeartReportData() {
     if (IsProcessEnding()) return {};
-    const CriticalSectionLock lock(*m_lock);
+    const qolive::CriticalSectionLock lock(*m_lock);
     return m_data;
 }
 
 void LiveHeartReport::GetLastReportTm(std::int64_t& mainTm, std::int64_t& backTm) {
     if (IsProcessEnding()) return;
-    const CriticalSectionLock lock(*m_lock);
+    const qolive::CriticalSectionLock lock(*m_lock);
     if (m_mainSender) mainTm = m_mainSender->m_lastReportTm;
     if (m_backSender) backTm = m_backSender->m_lastReportTm;
 }
 
 bool LiveHeartReport::isConnecting() {
     if (IsProcessEnding()) return false;
-    const CriticalSectionLock lock(*m_lock);
+    const qolive::CriticalSectionLock lock(*m_lock);
     if (m_mainSender && m_mainSender->m_bConnected) return true;
     return m_backSender && m_backSender->m_bConnected;
 }
 
 void LiveHeartReport::Change(std::int32_t LiveHeartReportData::*field, std::int32_t value) {
     if (IsProcessEnding()) return;
-    const CriticalSectionLock lock(*m_lock);
+    const qolive::CriticalSectionLock lock(*m_lock);
     if (m_data.*field == value) return;
     m_data.*field = value;
     Mark();

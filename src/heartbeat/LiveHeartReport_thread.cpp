@@ -8,6 +8,7 @@
 #include "heartbeat/PauseHandshake.h"
 #include "platform/GuardedPass.h"
 #include "platform/Kernel.h"
+#include "platform/KernelLocks.h"
 #include "platform/Log.h"
 
 namespace {
@@ -37,8 +38,8 @@ void RunThread(Loop loop) {
 /// not come so far.
 struct LiveHeartReport::OwnThread {
     LiveHeartReport* report;
-    std::shared_ptr<CriticalSection> lock;
-    std::shared_ptr<PauseHandshake> pause;
+    std::shared_ptr<qolive::CriticalSection> lock;
+    std::shared_ptr<live_heartbeat::PauseHandshake> pause;
 };
 
 LiveHeartReport::~LiveHeartReport() {
@@ -59,7 +60,7 @@ void LiveHeartReport::LetCentersGo() {
 
 int LiveHeartReport::start() {
     if (IsProcessEnding()) return kNotStarted;
-    const CriticalSectionLock lock(*m_lock);
+    const qolive::CriticalSectionLock lock(*m_lock);
     if (m_mainSender) return ThreadAgain();
     try {
         return OpenAndRun();
@@ -89,7 +90,7 @@ int LiveHeartReport::ThreadAgain() {
 
 bool LiveHeartReport::startBackUp() {
     if (IsProcessEnding()) return false;
-    const CriticalSectionLock lock(*m_lock);
+    const qolive::CriticalSectionLock lock(*m_lock);
     if (m_backSender) return false;
     try {
         Place(m_backSender, new MsgSenderStatus);
@@ -104,12 +105,12 @@ bool LiveHeartReport::startBackUp() {
 bool LiveHeartReport::stop() {
     if (IsProcessEnding()) return false;
     // The final reports use the senders without m_lock: another stop must not delete them meanwhile.
-    const CriticalSectionLock oneAtATime(*m_stopLock);
+    const qolive::CriticalSectionLock oneAtATime(*m_stopLock);
     MsgSenderStatus* mainSender = nullptr;
     MsgSenderStatus* backSender = nullptr;
     std::uint64_t dropped = 0;
     {
-        const CriticalSectionLock lock(*m_lock);
+        const qolive::CriticalSectionLock lock(*m_lock);
         m_bRun = false;
         mainSender = m_mainSender;
         backSender = m_backSender;
@@ -125,7 +126,7 @@ bool LiveHeartReport::stop() {
 
 /// In one piece, so that a start on another thread comes before all of it or after.
 void LiveHeartReport::EndHeartbeat() {
-    const CriticalSectionLock lock(*m_lock);
+    const qolive::CriticalSectionLock lock(*m_lock);
     Delete(m_commonSender);
     Delete(m_mainSender);
     Delete(m_backSender);
@@ -134,7 +135,7 @@ void LiveHeartReport::EndHeartbeat() {
 }
 
 void LiveHeartReport::Place(MsgSenderStatus*& slot, MsgSenderStatus* sender) {
-    const MutexLock lock(*m_slotLock);
+    const qolive::MutexLock lock(*m_slotLock);
     slot = sender;
 }
 
@@ -195,11 +196,11 @@ void LiveHeartReport::run() {
 
 /// False when the thread was terminated in its pause.
 bool LiveHeartReport::RunOwnThread(const OwnThread& thread) {
-    PauseHandshake& pause = *thread.pause;
+    live_heartbeat::PauseHandshake& pause = *thread.pause;
     const std::uint64_t id = GetCurrentThreadId();
     {
         // StartThread makes this the current thread while it holds the lock.
-        const CriticalSectionLock started(*thread.lock);
+        const qolive::CriticalSectionLock started(*thread.lock);
     }
     while (pause.isCurrent(id) && thread.report->m_bRun) {
         if (thread.report->PassOf(id)) continue;
@@ -216,12 +217,12 @@ bool LiveHeartReport::RunOwnThread(const OwnThread& thread) {
 
 /// Not on the senders of a later start, should this thread have been let go while it waited for the lock.
 bool LiveHeartReport::PassOf(std::uint64_t threadId) {
-    const CriticalSectionLock lock(*m_lock);
+    const qolive::CriticalSectionLock lock(*m_lock);
     return m_pause->isCurrent(threadId) && Pass();
 }
 
 bool LiveHeartReport::Pass() {
-    const CriticalSectionLock lock(*m_lock);
+    const qolive::CriticalSectionLock lock(*m_lock);
     const std::int64_t nowMs = WallClockMs();
     bool sent = false;
     RunPass("[LiveState] out of memory: a pass of the heartbeat was dropped", [&] {

@@ -2,6 +2,7 @@
 
 #include "platform/Kernel.h"
 
+namespace live_heartbeat {
 namespace {
 
 std::uint64_t working(std::uint64_t id) {
@@ -55,3 +56,5 @@ bool PauseHandshake::endPause(std::uint64_t id) {
 void PauseHandshake::threadLeft() {
     --m_threads;
 }
+
+}  // namespace live_heartbeat

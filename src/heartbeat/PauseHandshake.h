@@ -3,6 +3,8 @@
 #include <atomic>
 #include <cstdint>
 
+namespace live_heartbeat {
+
 /// Settles between a thread and the one who ends it by force that the end only ever hits the thread in its
 /// pause. Ended anywhere else, it could hold a lock of ours, of the host's log or of the heap, which would
 /// then stay locked for ever.
@@ -43,3 +45,5 @@ private:
     std::atomic<std::uint64_t> m_current{kNone};  // else twice the id, plus 1 in the pause
     std::atomic<int> m_threads{0};
 };
+
+}  // namespace live_heartbeat

@@ -10,7 +10,7 @@ namespace {
 constexpr char kUsual[] = "QoLive.exe";
 constexpr char32_t kReplacement = 0xfffd;
 
-Mutex g_mutex;
+qolive::Mutex g_mutex;
 
 /// The character of `length` bytes at `at`.
 char32_t valueOf(const char* at, std::size_t length) {
@@ -53,11 +53,11 @@ std::wstring& nameUnderLock() QOLIVE_REQUIRES(g_mutex) {
 
 void SetHostProcess(const std::string& name) {
     std::wstring used = wide(name.empty() ? kUsual : name);
-    const MutexLock lock(g_mutex);
+    const qolive::MutexLock lock(g_mutex);
     nameUnderLock().swap(used);
 }
 
 std::wstring HostProcess() {
-    const MutexLock lock(g_mutex);
+    const qolive::MutexLock lock(g_mutex);
     return nameUnderLock();
 }

@@ -33,7 +33,7 @@ struct AddrLists {
 };
 
 /// Held by each Start and Stop: copies of the factory share the centers, so there is one for all.
-Mutex g_oneAtATime;
+qolive::Mutex g_oneAtATime;
 
 // The text says how severe it is.
 void OnSdkLog(int /*level*/, const char* /*text1*/, const char* text2) {
@@ -132,7 +132,7 @@ void SetBase(QoPlayer::MsgCenterConfig& config, const HeartBaseConfig& base) {
 }  // namespace
 
 CMsgCenterFactory* CMsgCenterFactory::Inst() {
-    static Lasting<CMsgCenterFactory> instance;
+    static qolive::Lasting<CMsgCenterFactory> instance;
     return &instance.object;
 }
 
@@ -172,7 +172,7 @@ int CMsgCenterFactory::Start(const std::string& config, const HeartBaseConfig& b
     if (m_bMainStarted) return kAlreadyStarted;
     if (IsInLogSink()) return kNotStarted;
     try {
-        const MutexLock lock(g_oneAtATime);
+        const qolive::MutexLock lock(g_oneAtATime);
         if (m_bMainStarted) return kAlreadyStarted;
         StartCenters(config, base);
         return kStarted;
@@ -235,7 +235,7 @@ void CMsgCenterFactory::Stop() {
 }
 
 void CMsgCenterFactory::StopCenters() {
-    const MutexLock lock(g_oneAtATime);
+    const qolive::MutexLock lock(g_oneAtATime);
     if (m_mainCenter) {
         m_mainCenter->stop();
         m_bMainStarted.exchange(false);

@@ -4,12 +4,15 @@
 #include <memory>
 #include <string>
 
-#include "base/Export.h"
-#include "message_center/HeartBaseConfig.h"
+#include "../base/Export.h"
+#include "HeartBaseConfig.h"
 
+class MsgSenderStatus;
+
+namespace qolive {
 template <class T>
 union Lasting;
-class MsgSenderStatus;
+}
 
 namespace data_report {
 class DataReportManager;
@@ -129,7 +132,7 @@ protected:
 private:
     // They keep the center that their sender lives on alive beyond the factory at process exit.
     friend class ::MsgSenderStatus;
-    friend union ::Lasting<CMsgCenterFactory>;
+    friend union qolive::Lasting<CMsgCenterFactory>;
     friend class data_report::DataReportManager;
 
     void StartCenters(const std::string& config, const HeartBaseConfig& base);

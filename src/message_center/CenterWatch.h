@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "base/Export.h"
+#include "../base/Export.h"
 
 // What the two message centers are doing and what has become of the messages, for the engineer of the host and for support.
 // `main` picks the center: true for the main one, false for the backup.

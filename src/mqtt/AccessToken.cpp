@@ -6,20 +6,20 @@ namespace QoPlayer {
 namespace mqtt {
 
 void AccessToken::begin(std::string token, std::int64_t expirySeconds) {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     m_offer.text = std::move(token);
     m_expirySeconds = expirySeconds;
     m_begun = true;
 }
 
 void AccessToken::end() {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     m_offer.text = std::string();
     m_begun = false;
 }
 
 bool AccessToken::renew(std::string token, std::int64_t expirySeconds) {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     if (!m_begun) return false;
     m_offer.text = std::move(token);
     m_expirySeconds = expirySeconds;
@@ -28,17 +28,17 @@ bool AccessToken::renew(std::string token, std::int64_t expirySeconds) {
 }
 
 AccessToken::Offer AccessToken::offer() const {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     return m_offer;
 }
 
 std::uint64_t AccessToken::renewals() const {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     return m_offer.renewal;
 }
 
 bool AccessToken::isExpired(std::int64_t nowSeconds) const {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     return !m_offer.text.empty() && m_expirySeconds != 0 && nowSeconds >= m_expirySeconds;
 }
 

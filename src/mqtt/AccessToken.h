@@ -33,7 +33,7 @@ public:
     bool isExpired(std::int64_t nowSeconds) const;
 
 private:
-    mutable Mutex m_mutex;
+    mutable qolive::Mutex m_mutex;
     Offer m_offer QOLIVE_GUARDED_BY(m_mutex);
     std::int64_t m_expirySeconds QOLIVE_GUARDED_BY(m_mutex) = 0;
     bool m_begun QOLIVE_GUARDED_BY(m_mutex) = false;

@@ -120,7 +120,7 @@ void Center::stop() {
 
 MsgSender* Center::createSender(int cmd, MsgSenderCallback callback, void* user) {
     if (!callback) return nullptr;
-    const MutexLock lock(m_ownedMutex);
+    const qolive::MutexLock lock(m_ownedMutex);
     auto& owned = m_owned[cmd];
     if (!owned)
         owned = std::make_unique<MsgSender>(std::make_unique<MsgSender::Impl>(MsgSender::Impl{*this, cmd}));

@@ -62,7 +62,7 @@ private:
     std::atomic<std::thread::id> m_threadId{};
 
     // What hosts hold, of every command that has ever been opened: it outlives the closing of its sender.
-    Mutex m_ownedMutex;
+    qolive::Mutex m_ownedMutex;
     std::map<int, std::unique_ptr<MsgSender>> m_owned QOLIVE_GUARDED_BY(m_ownedMutex);
 };
 

@@ -21,12 +21,12 @@ Outbox::LaneName Outbox::laneOf(int cmd) {
 }
 
 void Outbox::open() {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     m_open = true;
 }
 
 std::size_t Outbox::close() {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     std::size_t left = 0;
     for (Lane& lane : m_lanes) {
         left += lane.entries.size();
@@ -42,7 +42,7 @@ std::size_t Outbox::close() {
 }
 
 bool Outbox::add(Message&& message) {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     Lane& lane = m_lanes[laneOf(message.cmd)];
     if (!m_open || lane.isFull()) {
         ++(m_open ? m_counters.notAcceptedFull : m_counters.notAcceptedUnconnected);
@@ -58,13 +58,13 @@ bool Outbox::add(Message&& message) {
 }
 
 void Outbox::countUnusable() {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     ++m_counters.accepted;
     ++m_counters.droppedUnusable;
 }
 
 MsgCenterCounters Outbox::counters(Clock::time_point now) {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     MsgCenterCounters counters = m_counters;
     Clock::time_point oldest = now;
     for (const Lane& lane : m_lanes) {
@@ -78,7 +78,7 @@ MsgCenterCounters Outbox::counters(Clock::time_point now) {
 
 // Other threads only append, and appending to a deque moves no element.
 const Message* Outbox::nextToPublish(const Room& room, Clock::time_point now) {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     dropExpired(now);
     for (const LaneName name : {kHeartbeats, kCommands, kRecords}) {
         if (!m_lanes[name].hasWaiting() || !hasRoom(name, room, now)) continue;
@@ -115,7 +115,7 @@ void Outbox::dropExpired(Clock::time_point now) {
 }
 
 void Outbox::published(int mid, std::size_t bytes, Clock::time_point now) {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     Lane& lane = m_lanes[m_offered];
     Entry& entry = lane.firstWaiting();
     entry.mid = mid;
@@ -128,13 +128,13 @@ void Outbox::published(int mid, std::size_t bytes, Clock::time_point now) {
 }
 
 void Outbox::dropNext() {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     m_lanes[m_offered].erase(m_lanes[m_offered].inFlight);
     ++m_counters.droppedUnusable;
 }
 
 std::optional<Outbox::Delivery> Outbox::acknowledged(int mid, bool refused) {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     for (Lane& lane : m_lanes) {
         for (std::size_t i = 0; i < lane.inFlight; ++i) {
             const Entry& entry = lane.entries[i];
@@ -151,7 +151,7 @@ std::optional<Outbox::Delivery> Outbox::acknowledged(int mid, bool refused) {
 }
 
 void Outbox::connectionLost() {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     for (Lane& lane : m_lanes)
         lane.inFlight = 0;
     m_messagesInFlight = 0;
@@ -159,19 +159,19 @@ void Outbox::connectionLost() {
 }
 
 void Outbox::forgetHeartbeats() {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     Lane& lane = m_lanes[kHeartbeats];
     for (; lane.hasWaiting(); ++m_counters.droppedAtReconnect)
         lane.erase(lane.inFlight);
 }
 
 std::size_t Outbox::takeExpired() {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     return std::exchange(m_expired, 0);
 }
 
 bool Outbox::empty() {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     return std::all_of(m_lanes.begin(), m_lanes.end(), [](const Lane& lane) { return lane.entries.empty(); });
 }
 

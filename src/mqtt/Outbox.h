@@ -123,7 +123,7 @@ private:
     std::size_t heartbeatsUnderWay(Clock::time_point now) const QOLIVE_REQUIRES(m_mutex);
     void dropExpired(Clock::time_point now) QOLIVE_REQUIRES(m_mutex);
 
-    Mutex m_mutex;
+    qolive::Mutex m_mutex;
     std::array<Lane, kLanes> m_lanes QOLIVE_GUARDED_BY(m_mutex);
     LaneName m_offered QOLIVE_GUARDED_BY(m_mutex) = kRecords;
     std::size_t m_messagesInFlight QOLIVE_GUARDED_BY(m_mutex) = 0;

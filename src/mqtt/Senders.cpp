@@ -8,7 +8,7 @@ namespace QoPlayer {
 namespace mqtt {
 
 Senders::Handle Senders::open(int cmd, MsgSenderCallback callback, void* user) {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     if (m_senders.count(cmd) != 0) return nullptr;
     auto sender = std::make_shared<Sender>(cmd, callback, user);
     m_senders.emplace(cmd, sender);
@@ -17,7 +17,7 @@ Senders::Handle Senders::open(int cmd, MsgSenderCallback callback, void* user) {
 }
 
 Senders::Handle Senders::close(int cmd) {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     Handle sender;
     const auto found = m_senders.find(cmd);
     if (found != m_senders.end()) {
@@ -37,13 +37,13 @@ void Senders::awaitCallbackOfClosed(int cmd) {
 }
 
 Senders::Handle Senders::find(int cmd) {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     const auto found = m_senders.find(cmd);
     return found == m_senders.end() ? nullptr : found->second;
 }
 
 std::vector<Senders::Handle> Senders::all() {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     std::vector<Handle> senders;
     for (const auto& [cmd, sender] : m_senders)
         senders.push_back(sender);
@@ -51,13 +51,13 @@ std::vector<Senders::Handle> Senders::all() {
 }
 
 void Senders::forgetWhatWasTold() {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     for (const auto& [cmd, sender] : m_senders)
         sender->told.clear();
 }
 
 std::set<int> Senders::takeClosed() {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     std::set<int> commands;
     for (const auto& [cmd, sender] : m_closed)
         commands.insert(cmd);
@@ -67,7 +67,7 @@ std::set<int> Senders::takeClosed() {
 
 void Senders::notify(const Handle& sender, int msgType, int code, const void* data, std::size_t len) {
     {
-        const MutexLock lock(m_mutex);
+        const qolive::MutexLock lock(m_mutex);
         if (sender->closed) return;
         m_running = sender.get();
         m_runningOn = std::this_thread::get_id();
@@ -75,7 +75,7 @@ void Senders::notify(const Handle& sender, int msgType, int code, const void* da
     RunSdkPass("error: a callback threw, or memory is short", [&] {
         sender->callback(sender->user, msgType, code, static_cast<const unsigned char*>(data), len);
     });
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     m_running = nullptr;
     m_callbackEnded.notify_all();
 }

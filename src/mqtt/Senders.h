@@ -63,8 +63,8 @@ public:
 private:
     void awaitCallbackOfClosed(int cmd) QOLIVE_REQUIRES(m_mutex);
 
-    Mutex m_mutex;
-    ConditionVariable m_callbackEnded;
+    qolive::Mutex m_mutex;
+    qolive::ConditionVariable m_callbackEnded;
     std::map<int, Handle> m_senders QOLIVE_GUARDED_BY(m_mutex);
     std::map<int, Handle> m_closed QOLIVE_GUARDED_BY(m_mutex);
     const Sender* m_running QOLIVE_GUARDED_BY(m_mutex) = nullptr;

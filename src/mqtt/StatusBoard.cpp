@@ -29,14 +29,14 @@ void StatusBoard::setListener(MsgCenterWatch::Listener listener, void* user) {
 void StatusBoard::set(MsgCenterState state, const std::string& reason) noexcept {
     note(state, reason);
     {
-        const MutexLock lock(m_mutex);
+        const qolive::MutexLock lock(m_mutex);
         if (!std::exchange(m_untold, false)) return;
     }
     if (m_listener) m_listener(m_user, state, reason.c_str());
 }
 
 void StatusBoard::note(MsgCenterState state, const std::string& reason) noexcept {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     if (m_status.state == state && m_status.reason == reason) return;
     if (m_status.state != state) m_status.sinceMs = nowMs();
     m_status.state = state;
@@ -49,12 +49,12 @@ void StatusBoard::note(MsgCenterState state, const std::string& reason) noexcept
 }
 
 MsgCenterStatus StatusBoard::get() const {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     return m_status;
 }
 
 MsgCenterState StatusBoard::state() const {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     return m_status.state;
 }
 

@@ -34,7 +34,7 @@ private:
     MsgCenterWatch::Listener m_listener = nullptr;
     void* m_user = nullptr;
 
-    mutable Mutex m_mutex;
+    mutable qolive::Mutex m_mutex;
     MsgCenterStatus m_status QOLIVE_GUARDED_BY(m_mutex);
     bool m_untold QOLIVE_GUARDED_BY(m_mutex) = false;
 };

@@ -6,20 +6,20 @@
 #include "platform/GuardedPass.h"
 
 struct LookUps::LookUp {
-    Mutex mutex;
-    ConditionVariable done;
+    qolive::Mutex mutex;
+    qolive::ConditionVariable done;
     bool isDone QOLIVE_GUARDED_BY(mutex) = false;
     std::vector<HostAddress> addresses QOLIVE_GUARDED_BY(mutex);
 
     void finish(std::vector<HostAddress> found) {
-        const MutexLock lock(mutex);
+        const qolive::MutexLock lock(mutex);
         addresses = std::move(found);
         isDone = true;
         done.notify_all();
     }
 
     std::vector<HostAddress> result(Deadline deadline) {
-        const MutexLock lock(mutex);
+        const qolive::MutexLock lock(mutex);
         while (!isDone)
             if (done.wait_until(mutex, deadline) == std::cv_status::timeout) break;
         return addresses;
@@ -34,7 +34,7 @@ std::vector<HostAddress> LookUps::addressesOf(const std::string& host, Deadline 
 }
 
 std::shared_ptr<LookUps::LookUp> LookUps::joinOrStart(const std::string& host) {
-    const MutexLock lock(m_mutex);
+    const qolive::MutexLock lock(m_mutex);
     const auto running = m_running.find(host);
     if (running != m_running.end()) return running->second;
     return m_running.size() < kMostAtOnce ? start(host) : nullptr;
@@ -54,7 +54,7 @@ void LookUps::run(const std::string& host, LookUp& lookUp) {
     std::vector<HostAddress> addresses;
     RunPass("[LookUps] out of memory: a look-up was dropped", [&] { addresses = m_resolver(host); });
     {
-        const MutexLock lock(m_mutex);
+        const qolive::MutexLock lock(m_mutex);
         m_running.erase(host);
     }
     lookUp.finish(std::move(addresses));

@@ -35,6 +35,6 @@ private:
     void run(const std::string& host, LookUp& lookUp);
 
     const Resolver m_resolver;
-    Mutex m_mutex;
+    qolive::Mutex m_mutex;
     std::map<std::string, std::shared_ptr<LookUp>> m_running QOLIVE_GUARDED_BY(m_mutex);
 };

@@ -3,6 +3,8 @@
 #include "platform/HostSink.h"
 #include "platform/Kernel.h"
 
+namespace qolive {
+
 /// A static object whose destructor is left out where the system has ended all other threads, possibly in the midst
 /// of a change to it.
 template <class T>
@@ -17,3 +19,5 @@ union Lasting {
 
     T object;
 };
+
+}  // namespace qolive

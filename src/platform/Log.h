@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/Export.h"
+#include "../base/Export.h"
 
 // The log. All of it may be another library's (QOLIVE_LOG_LIBRARY), which promises what is said here.
 

@@ -3,7 +3,7 @@
 #include <memory>
 #include <thread>
 
-#include "base/Export.h"
+#include "../base/Export.h"
 
 // Classes of the host-readings library that this library does not use itself. It exports their copy members,
 // which copy member by member, so that a host which shares these declarations can link them from here. They are

@@ -31,7 +31,7 @@ int percentUsed(const ProcessList& before, const ProcessList& after) {
 }
 
 struct Newest {
-    Mutex mutex;
+    qolive::Mutex mutex;
     std::wstring name QOLIVE_GUARDED_BY(mutex);
     std::shared_ptr<const ProcessList> list QOLIVE_GUARDED_BY(mutex);
 };
@@ -83,7 +83,7 @@ int ProcessUseRate::next(std::shared_ptr<const ProcessList> list) {
 
 std::shared_ptr<const ProcessList> RecentProcesses(const std::wstring& name) {
     Newest& kept = newest();
-    const MutexLock lock(kept.mutex);
+    const qolive::MutexLock lock(kept.mutex);
     const auto now = std::chrono::steady_clock::now();
     if (!kept.list || kept.name != name || now - kept.list->when >= kShortestWindow) {
         kept.list = listNow(name);
@@ -93,7 +93,7 @@ std::shared_ptr<const ProcessList> RecentProcesses(const std::wstring& name) {
 }
 
 struct CCPUUseRate::Impl {
-    Mutex mutex;
+    qolive::Mutex mutex;
     SystemUseRate rate QOLIVE_GUARDED_BY(mutex);
 };
 
@@ -102,7 +102,7 @@ CCPUUseRate::CCPUUseRate() : m_impl(std::make_unique<Impl>()) {}
 CCPUUseRate::~CCPUUseRate() = default;
 
 int CCPUUseRate::Initialize() {
-    const MutexLock lock(m_impl->mutex);
+    const qolive::MutexLock lock(m_impl->mutex);
     ProcessorTimes times;
     if (!ReadProcessorTimes(times)) return -1;
     m_impl->rate.start(times, std::chrono::steady_clock::now());
@@ -110,14 +110,14 @@ int CCPUUseRate::Initialize() {
 }
 
 int CCPUUseRate::GetCPUUseRate() {
-    const MutexLock lock(m_impl->mutex);
+    const qolive::MutexLock lock(m_impl->mutex);
     ProcessorTimes times;
     if (!ReadProcessorTimes(times)) return 0;
     return m_impl->rate.next(times, std::chrono::steady_clock::now());
 }
 
 struct CProcessCPUUseRate::Impl {
-    Mutex mutex;
+    qolive::Mutex mutex;
     ProcessUseRate rate QOLIVE_GUARDED_BY(mutex);
 };
 
@@ -126,6 +126,6 @@ CProcessCPUUseRate::CProcessCPUUseRate() : m_impl(std::make_unique<Impl>()) {}
 CProcessCPUUseRate::~CProcessCPUUseRate() = default;
 
 int CProcessCPUUseRate::GetProcessCpuUsage(const std::wstring& processName, bool /*unused*/) {
-    const MutexLock lock(m_impl->mutex);
+    const qolive::MutexLock lock(m_impl->mutex);
     return m_impl->rate.next(RecentProcesses(processName));
 }

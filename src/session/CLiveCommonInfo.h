@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "base/Export.h"
+#include "../base/Export.h"
 
 /// Facts about the current live session that the host sets and reads. A plain holder that nothing in the
 /// library reacts to.

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "base/Export.h"
+#include "../base/Export.h"
 
 /// Who is logged in. A plain holder that nothing in the library reacts to.
 ///

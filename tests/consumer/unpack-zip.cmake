@@ -13,7 +13,7 @@ endfunction()
 file(GLOB_RECURSE documents RELATIVE ${DOCUMENTS} ${DOCUMENTS}/*)
 list(TRANSFORM documents PREPEND docs/)
 foreach(path ${documents} LICENSE README.md CHANGELOG.md bin/QoLiveReport.dll lib/libQoLiveReport.dll.a lib/QoLiveReport.lib
-             lib/QoLiveReport.def bindings/qolive_report.py bindings/QoLiveReport.cs include/qolive_report/qolive_report.h)
+             lib/QoLiveReport.def bindings/qolive_report.py bindings/QoLiveReport.cs include/qolive_report.h)
   need_file(${path})
 endforeach()
 

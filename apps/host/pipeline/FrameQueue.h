@@ -22,7 +22,7 @@ public:
 
     Pushed Push(MediaKind kind, Frame frame) {
         {
-            MutexLock lock(m_mutex);
+            qolive::MutexLock lock(m_mutex);
             if (m_closed) return Pushed::Closed;
             if (m_counts[Index(kind)] == m_limits[Index(kind)]) return Pushed::Full;
             ++m_counts[Index(kind)];
@@ -34,7 +34,7 @@ public:
 
     /// Waits for a frame. Empty once the queue is closed, whatever it still holds.
     std::optional<std::pair<MediaKind, Frame>> Pop() {
-        MutexLock lock(m_mutex);
+        qolive::MutexLock lock(m_mutex);
         while (!m_closed && m_frames.empty()) {
             m_condition.wait(m_mutex);
         }
@@ -47,7 +47,7 @@ public:
 
     void Close() {
         {
-            MutexLock lock(m_mutex);
+            qolive::MutexLock lock(m_mutex);
             m_closed = true;
         }
         m_condition.notify_all();
@@ -56,8 +56,8 @@ public:
 private:
     static std::size_t Index(MediaKind kind) { return kind == MediaKind::Video ? 0 : 1; }
 
-    Mutex m_mutex;
-    ConditionVariable m_condition;
+    qolive::Mutex m_mutex;
+    qolive::ConditionVariable m_condition;
     const std::array<std::size_t, 2> m_limits;
     std::array<std::size_t, 2> m_counts QOLIVE_GUARDED_BY(m_mutex){};
     std::deque<std::pair<MediaKind, Frame>> m_frames QOLIVE_GUARDED_BY(m_mutex);

@@ -8,14 +8,14 @@ namespace host {
 
 void StopSignal::Request() {
     {
-        MutexLock lock(m_mutex);
+        qolive::MutexLock lock(m_mutex);
         m_requested.store(true);
     }
     m_condition.notify_all();
 }
 
 bool StopSignal::WaitUntil(Clock::time_point when) {
-    MutexLock lock(m_mutex);
+    qolive::MutexLock lock(m_mutex);
     while (!m_requested.load() && Clock::now() < when) {
         m_condition.wait_until(m_mutex, when);
     }

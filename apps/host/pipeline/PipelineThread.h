@@ -21,8 +21,8 @@ public:
     bool WaitUntil(Clock::time_point when);
 
 private:
-    Mutex m_mutex;
-    ConditionVariable m_condition;
+    qolive::Mutex m_mutex;
+    qolive::ConditionVariable m_condition;
     std::atomic<bool> m_requested{false};
 };
 

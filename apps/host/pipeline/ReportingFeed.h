@@ -97,7 +97,7 @@ private:
     std::atomic<std::int64_t> m_framesLost{0};
     std::int64_t m_startReportedMs = 0;
 
-    mutable Mutex m_mutex;
+    mutable qolive::Mutex m_mutex;
     StreamFacts m_facts QOLIVE_GUARDED_BY(m_mutex);
     StreamEnd m_end QOLIVE_GUARDED_BY(m_mutex);
 };

@@ -7,11 +7,11 @@
 #include <string>
 #include <thread>
 
-#include "data_report/DataReportManager.h"
-#include "heartbeat/LiveHeartReport.h"
-#include "heartbeat/LiveHeartReportManager.h"
-#include "message_center/CMsgCenterFactory.h"
-#include "platform/Log.h"
+#include <qolive_report/data_report/DataReportManager.h>
+#include <qolive_report/heartbeat/LiveHeartReport.h>
+#include <qolive_report/heartbeat/LiveHeartReportManager.h>
+#include <qolive_report/message_center/CMsgCenterFactory.h>
+#include <qolive_report/platform/Log.h>
 
 namespace {
 

@@ -53,7 +53,7 @@ class Hosts:
         self.prefix = os.path.join(self.work, "prefix")
         shutil.rmtree(self.prefix, ignore_errors=True)
         sh(["cmake", "--install", build, "--prefix", self.prefix])
-        self.include = os.path.join(self.prefix, "include", "qolive_report")
+        self.include = os.path.join(self.prefix, "include")
         self.library_folder = next(folder for folder, _, files in os.walk(self.prefix) if "libQoLiveReport.so" in files)
         self.library = os.path.join(self.library_folder, "libQoLiveReport.so.0")
 

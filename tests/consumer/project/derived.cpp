@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <typeinfo>
 
-#include "heartbeat/LiveHeartReport.h"
-#include "heartbeat/LiveHeartReportManager.h"
-#include "message_center/CMsgCenterFactory.h"
+#include <qolive_report/heartbeat/LiveHeartReport.h>
+#include <qolive_report/heartbeat/LiveHeartReportManager.h>
+#include <qolive_report/message_center/CMsgCenterFactory.h>
 
 namespace {
 

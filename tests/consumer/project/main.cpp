@@ -1,6 +1,6 @@
-#include "data_report/DataReportManager.h"
-#include "heartbeat/LiveHeartReportManager.h"
-#include "message_center/CMsgCenterFactory.h"
+#include <qolive_report/data_report/DataReportManager.h>
+#include <qolive_report/heartbeat/LiveHeartReportManager.h>
+#include <qolive_report/message_center/CMsgCenterFactory.h>
 
 int main() {
     int mode = 0;

@@ -5,13 +5,13 @@
 namespace {
 
 TEST(DropNotice, NothingDroppedIsNothingToTell) {
-    DropNotice notice;
+    qolive::DropNotice notice;
     EXPECT_EQ(notice.take(5000), 0U);
     EXPECT_EQ(notice.takeAll(), 0U);
 }
 
 TEST(DropNotice, TheFirstDropIsToldAtOnceAndTheNextOnesAfterASecond) {
-    DropNotice notice;
+    qolive::DropNotice notice;
     notice.add();
     EXPECT_EQ(notice.take(5000), 1U);
     for (int i = 0; i < 39; ++i)
@@ -25,14 +25,14 @@ TEST(DropNotice, TheFirstDropIsToldAtOnceAndTheNextOnesAfterASecond) {
 }
 
 TEST(DropNotice, ATurnWithoutDropsDelaysNothing) {
-    DropNotice notice;
+    qolive::DropNotice notice;
     EXPECT_EQ(notice.take(5000), 0U);
     notice.add();
     EXPECT_EQ(notice.take(5001), 1U);
 }
 
 TEST(DropNotice, WhatIsLeftCanBeToldAtOnce) {
-    DropNotice notice;
+    qolive::DropNotice notice;
     notice.add();
     EXPECT_EQ(notice.take(5000), 1U);
     notice.add();

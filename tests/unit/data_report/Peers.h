@@ -83,17 +83,17 @@ struct DataReportManagerTestPeer {
 
     std::string mid() { return manager.GetMid(); }
     void fillMillisecond(std::int64_t sequence = 4095) {
-        const MutexLock lock(manager.m_midMutex);
+        const qolive::MutexLock lock(manager.m_midMutex);
         manager.m_lastMs = manager.IdClockMs();
         manager.m_sequence = sequence;
     }
     /// As if the manager had been made that much earlier by the steady clock.
     void age(std::chrono::nanoseconds time) {
-        const MutexLock lock(manager.m_midMutex);
+        const qolive::MutexLock lock(manager.m_midMutex);
         manager.m_startSteadyNs -= time.count();
     }
     void setClock(std::int64_t systemMs) {
-        const MutexLock lock(manager.m_midMutex);
+        const qolive::MutexLock lock(manager.m_midMutex);
         manager.m_startSystemMs = systemMs;
     }
 
@@ -122,7 +122,7 @@ struct DataReportManagerTestPeer {
         Json::Value head;
     };
     std::vector<Queued> takeQueued() {
-        const MutexLock lock(manager.m_sendMutex);
+        const qolive::MutexLock lock(manager.m_sendMutex);
         std::vector<Queued> result;
         for (const auto& message : manager.m_sendQueue) {
             result.emplace_back();
@@ -176,12 +176,12 @@ inline EventTypeEnum eventType(std::int32_t type) {
 }
 
 inline std::int64_t valueOf(const StreamQulityData& data, std::int32_t type) {
-    const SharedLock lock(data.m_lock);
+    const qolive::SharedLock lock(data.m_lock);
     return data.Value(dataType(type));
 }
 
 inline std::string textOf(const StreamQulityData& data, std::int32_t type) {
-    const SharedLock lock(data.m_lock);
+    const qolive::SharedLock lock(data.m_lock);
     return data.Text(stringType(type));
 }
 

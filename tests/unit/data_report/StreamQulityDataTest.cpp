@@ -80,7 +80,7 @@ TEST_F(StreamQulityDataTest, TextsAreKeptByteForByte) {
 
 TEST_F(StreamQulityDataTest, TakingAValueLeavesZero) {
     data.AddData(DataTypeEnum::VideoFramesSent, 7);
-    const ExclusiveLock lock(data.m_lock);
+    const qolive::ExclusiveLock lock(data.m_lock);
     EXPECT_EQ(data.TakeValue(DataTypeEnum::VideoFramesSent), 7);
     EXPECT_EQ(data.Value(DataTypeEnum::VideoFramesSent), 0);
 }

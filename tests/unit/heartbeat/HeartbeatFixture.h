@@ -10,11 +10,11 @@
 #include <vector>
 
 #include "base/JsonText.h"
-#include "base/Sync.h"
 #include "fakes/FailingKernel.h"
 #include "fakes/FakeMsgCenter.h"
 #include "heartbeat/LiveHeartReport.h"
 #include "heartbeat/MsgSenderStatus.h"
+#include "platform/KernelLocks.h"
 #include "platform/Log.h"
 
 namespace heartbeat_test {
@@ -61,15 +61,15 @@ public:
     }
 
     bool hasThread() {
-        const CriticalSectionLock lock(*m_lock);
+        const qolive::CriticalSectionLock lock(*m_lock);
         return m_hThread != nullptr;
     }
     std::deque<std::string> queued() {
-        const CriticalSectionLock lock(*m_lock);
+        const qolive::CriticalSectionLock lock(*m_lock);
         return m_cmdQueue;
     }
     void queue(const std::string& text) {
-        const CriticalSectionLock lock(*m_lock);
+        const qolive::CriticalSectionLock lock(*m_lock);
         m_cmdQueue.push_back(text);
     }
     bool marked(MsgSenderStatus* sender) { return sender->m_bDataChanged; }

@@ -185,7 +185,7 @@ TEST_F(LiveHeartReportState, UpdateDataStateMarksAndUnmarksBoth) {
 }
 
 TEST_F(LiveHeartReportState, UpdateDataStateDoesNotWaitForTheLock) {
-    const CriticalSectionLock held(*heartbeat.m_lock);
+    const qolive::CriticalSectionLock held(*heartbeat.m_lock);
     auto update = std::async(std::launch::async, [this] { heartbeat.updateDataState(true); });
     EXPECT_EQ(update.wait_for(std::chrono::seconds(20)), std::future_status::ready);
     EXPECT_TRUE(heartbeat.marked(heartbeat.m_mainSender));

@@ -7,6 +7,8 @@
 
 namespace {
 
+using live_heartbeat::PauseHandshake;
+
 TEST(PauseHandshake, ThereIsNoCurrentThreadAtFirst) {
     PauseHandshake pause;
     for (const std::uint64_t id : {0U, 1U, 7U}) {

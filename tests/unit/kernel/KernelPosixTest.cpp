@@ -168,7 +168,7 @@ struct LogsItsEnd {
 };
 
 LogsItsEnd& lasting() {
-    static Lasting<LogsItsEnd> instance;
+    static qolive::Lasting<LogsItsEnd> instance;
     return instance.object;
 }
 

@@ -38,7 +38,7 @@ struct FeedRecord {
 class RecordingFeed : public StreamFeed {
 public:
     FeedRecord Read() const {
-        MutexLock lock(m_mutex);
+        qolive::MutexLock lock(m_mutex);
         return m_record;
     }
 
@@ -60,42 +60,42 @@ public:
     }
 
     void OnPublishRequested(std::int64_t nowMs, const StreamFacts& facts) override {
-        MutexLock lock(m_mutex);
+        qolive::MutexLock lock(m_mutex);
         m_record.steps.emplace_back("requested");
         m_record.requestedMs = nowMs;
         m_record.requestedUrl = facts.url;
     }
     void OnPublishAnswered(std::int64_t nowMs, const StreamFacts& facts) override {
-        MutexLock lock(m_mutex);
+        qolive::MutexLock lock(m_mutex);
         m_record.steps.emplace_back("answered");
         m_record.answeredMs = nowMs;
         m_record.facts = facts;
     }
     void OnFirstPacketSent(std::int64_t nowMs) override {
-        MutexLock lock(m_mutex);
+        qolive::MutexLock lock(m_mutex);
         m_record.steps.emplace_back("first packet");
         m_record.firstSentMs = nowMs;
     }
     void OnCaptured(MediaKind kind) override {
-        MutexLock lock(m_mutex);
+        qolive::MutexLock lock(m_mutex);
         ++Tally(kind).captured;
     }
     void OnLost(MediaKind kind) override {
-        MutexLock lock(m_mutex);
+        qolive::MutexLock lock(m_mutex);
         ++Tally(kind).lost;
     }
     void OnEncoded(MediaKind kind, std::size_t bytes) override {
-        MutexLock lock(m_mutex);
+        qolive::MutexLock lock(m_mutex);
         ++Tally(kind).encoded;
         Tally(kind).bytesEncoded += static_cast<std::int64_t>(bytes);
     }
     void OnSent(MediaKind kind, std::size_t bytes) override {
-        MutexLock lock(m_mutex);
+        qolive::MutexLock lock(m_mutex);
         ++Tally(kind).sent;
         Tally(kind).bytesSent += static_cast<std::int64_t>(bytes);
     }
     void OnEnded(std::int64_t nowMs, EndCode code, const std::string& reason) override {
-        MutexLock lock(m_mutex);
+        qolive::MutexLock lock(m_mutex);
         m_record.steps.emplace_back("ended");
         m_record.endedMs = nowMs;
         m_record.code = code;
@@ -107,7 +107,7 @@ private:
         return kind == MediaKind::Video ? m_record.video : m_record.audio;
     }
 
-    mutable Mutex m_mutex;
+    mutable qolive::Mutex m_mutex;
     FeedRecord m_record QOLIVE_GUARDED_BY(m_mutex);
 };
 

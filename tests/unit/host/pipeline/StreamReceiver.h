@@ -16,7 +16,7 @@ public:
     StreamReceiver()
         : m_sink(std::make_unique<sink::UdpSink>("127.0.0.1", 0,
                                                  [this](const std::uint8_t* data, std::size_t size) {
-                                                     MutexLock lock(m_mutex);
+                                                     qolive::MutexLock lock(m_mutex);
                                                      m_reader.Read(data, size);
                                                      m_bytes.insert(m_bytes.end(), data, data + size);
                                                  })),
@@ -27,17 +27,17 @@ public:
     /// Ends the reception.
     sink::TsTotals Finish() {
         m_sink.reset();
-        MutexLock lock(m_mutex);
+        qolive::MutexLock lock(m_mutex);
         m_reader.Finish();
         return m_reader.Totals();
     }
     std::vector<std::uint8_t> Bytes() {
-        MutexLock lock(m_mutex);
+        qolive::MutexLock lock(m_mutex);
         return m_bytes;
     }
 
 private:
-    Mutex m_mutex;
+    qolive::Mutex m_mutex;
     sink::TsReader m_reader QOLIVE_GUARDED_BY(m_mutex);
     std::vector<std::uint8_t> m_bytes QOLIVE_GUARDED_BY(m_mutex);
     std::unique_ptr<sink::UdpSink> m_sink;
