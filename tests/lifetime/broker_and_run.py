@@ -1,5 +1,6 @@
 """What runs host programs one after the other: an MQTT server, and a process with a limit to its end."""
 import os
+import pathlib
 import re
 import select
 import shutil
@@ -11,6 +12,9 @@ import time
 
 from stacks import stacks_of
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "tools"))
+from processes import eventually, free_port  # noqa: E402
+
 WORK_SECONDS = 60
 LATE_SECONDS = 60
 LOG_SECONDS = 10
@@ -20,12 +24,6 @@ def mosquitto_path():
     return shutil.which("mosquitto", path=os.environ.get("PATH", "") + ":/usr/sbin:/usr/local/sbin")
 
 
-def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
-
-
 def answers(port):
     with socket.socket() as probe:
         probe.settimeout(1)
@@ -33,8 +31,11 @@ def answers(port):
 
 
 class Broker:
-    def __init__(self, program):
+    """mosquitto, open to everybody, on a free port of this machine; `log` is what it logs."""
+
+    def __init__(self, program, log="all"):
         self.folder = tempfile.TemporaryDirectory()
+        self.log_type = log
         self.log = os.path.join(self.folder.name, "mosquitto.log")
         self.log_read = 0
         for _ in range(5):
@@ -46,14 +47,12 @@ class Broker:
     def _start(self, program):
         configuration = os.path.join(self.folder.name, "mosquitto.conf")
         with open(configuration, "w", encoding="utf-8") as file:
-            file.write(f"listener {self.port} 127.0.0.1\nallow_anonymous true\nlog_type all\nlog_dest stderr\n")
+            file.write(f"listener {self.port} 127.0.0.1\nallow_anonymous true\nlog_type {self.log_type}\nlog_dest stderr\n")
         with open(self.log, "wb") as log:
             self.process = subprocess.Popen([program, "-c", configuration], stdout=subprocess.DEVNULL, stderr=log)
-        deadline = time.monotonic() + 10
-        while time.monotonic() < deadline and self.process.poll() is None:
-            if answers(self.port):
-                return True
-            time.sleep(0.02)
+        eventually(lambda: self.process.poll() is not None or answers(self.port))
+        if self.process.poll() is None and answers(self.port):
+            return True
         self.stop()
         return False
 

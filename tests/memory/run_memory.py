@@ -12,14 +12,14 @@ import concurrent.futures
 import os
 import pathlib
 import random
-import shutil
-import socket
+import signal
 import subprocess
 import sys
 import tempfile
-import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "lifetime"))
+from broker_and_run import Broker, mosquitto_path  # noqa: E402
+from processes import Process, eventually  # noqa: E402
 from stacks import stacks_of  # noqa: E402
 
 AT_ONCE = 6
@@ -27,49 +27,19 @@ NOT_MET = 10
 RECORDINGS = 3  # threads meet differently each time
 
 
-def program_path(name):
-    return shutil.which(name, path=os.environ.get("PATH", "") + ":/usr/sbin:/usr/local/sbin")
-
-
-def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
-
-
 class Server:
     """The broker, and the collector that answers."""
 
     def __init__(self, folder, mosquitto, collector):
-        self.port = free_port()
-        configuration = folder / "mosquitto.conf"
-        configuration.write_text(f"listener {self.port} 127.0.0.1\nallow_anonymous true\n")
-        self.processes = [subprocess.Popen([mosquitto, "-c", configuration], stdout=subprocess.DEVNULL,
-                                           stderr=subprocess.DEVNULL)]
-        self.output = folder / "collector.txt"
-        self._await(self._answers)
-        with open(self.output, "wb") as output:
-            self.processes.append(subprocess.Popen([collector, "--broker", f"127.0.0.1:{self.port}"], stdout=output,
-                                                   stderr=subprocess.STDOUT))
-        self._await(lambda: b"listening" in self.output.read_bytes())
-
-    @staticmethod
-    def _await(condition):
-        deadline = time.monotonic() + 20
-        while not condition():
-            if time.monotonic() > deadline:
-                sys.exit("broker or collector do not start")
-            time.sleep(0.02)
-
-    def _answers(self):
-        with socket.socket() as probe:
-            probe.settimeout(1)
-            return probe.connect_ex(("127.0.0.1", self.port)) == 0
+        self.broker = Broker(mosquitto, log="none")
+        self.port = self.broker.port
+        self.collector = Process([collector, "--broker", f"127.0.0.1:{self.port}"], folder / "collector.txt")
+        if not eventually(lambda: "listening" in self.collector.text(), 20):
+            sys.exit(f"the collector does not start: {self.collector.text()}")
 
     def stop(self):
-        for process in reversed(self.processes):
-            process.kill()
-            process.wait()
+        self.collector.end(signal.SIGKILL)
+        self.broker.stop()
 
 
 class Sweep:
@@ -147,7 +117,7 @@ def main():
     parser.add_argument("host")
     parser.add_argument("collector")
     arguments = parser.parse_args()
-    mosquitto = program_path("mosquitto")
+    mosquitto = mosquitto_path()
     if not mosquitto:
         print("mosquitto is not installed")
         sys.exit(77)

@@ -6,12 +6,13 @@ import pathlib
 import re
 import signal
 import subprocess
-import sys
 import tempfile
 import time
 import unittest
 
-from processes import Process, Stage, eventually, free_port, host_program, parsed
+from staged import ROOT, StageTest
+
+from processes import Process, eventually, free_port, host_program, parsed
 
 COLLECTOR = [os.environ["QOLIVE_COLLECTOR"]]
 SINK = [os.environ["QOLIVE_SINK"]]
@@ -34,7 +35,7 @@ class Usual(unittest.TestCase):
             self.assertEqual([line for line in long.stdout.splitlines() if len(line) > 80], [], name)
 
     def test_the_version_is_that_of_the_project(self):
-        project = (pathlib.Path(__file__).parents[3] / "CMakeLists.txt").read_text()
+        project = (ROOT / "CMakeLists.txt").read_text()
         version = re.search(r"project\(QoLiveReport VERSION (\S+)", project).group(1)
         for name, command in self.PROGRAMS.items():
             shown = run([*command, "--version"])
@@ -47,19 +48,16 @@ class Usual(unittest.TestCase):
             self.assertIn("--bogus", shown.stderr)
 
 
-class StageTest(unittest.TestCase):
+class AddressTest(StageTest):
     @classmethod
     def setUpClass(cls):
-        folder = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(folder.cleanup)
-        cls.stage = Stage(folder.name)
-        cls.addClassCleanup(cls.stage.close)
+        super().setUpClass()
         cls.wrong = cls.stage.folder / "wrong"
         cls.wrong.write_text("wrong\n")
         cls.address = f"127.0.0.1:{cls.stage.port}"
 
 
-class Collector(StageTest):
+class Collector(AddressTest):
     def collect(self, *arguments, **options):
         return run([*COLLECTOR, "--broker", self.address, "--user", "collector", "--token-file", self.stage.folder / "token",
                     *arguments], **options)
@@ -106,7 +104,7 @@ def run_host(folder, *arguments, until=(), token=""):
     return host.end(signal.SIGINT), host.text()
 
 
-class Host(StageTest):
+class Host(AddressTest):
     """The host's exit status tells whether what it was asked to do worked."""
 
     def host(self, *arguments, until=(), token=None):

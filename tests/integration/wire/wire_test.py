@@ -6,11 +6,12 @@ import json
 import os
 import signal
 import sys
-import tempfile
 import unittest
 
+from staged import StageTest
+
 import check_wire
-from processes import Stage, eventually, host_program, parsed
+from processes import eventually, host_program, parsed
 
 SHOW = """\
 0   user u-1 1
@@ -47,15 +48,6 @@ QUALITY = """\
 30 report-data show 2 125
 30 report-data show 9 1562500
 """ + "".join(f"{second} report-event show 1\n{second + 4} report-event show 4\n" for second in (1, 6, 12, 20, 40, 80, 160))
-
-
-class StageTest(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        folder = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(folder.cleanup)
-        cls.stage = Stage(folder.name)
-        cls.addClassCleanup(cls.stage.close)
 
 
 def heartbeats(lines):

@@ -16,7 +16,7 @@ import sys
 
 import jsonschema
 
-SCHEMAS = pathlib.Path(__file__).resolve().parents[3] / "docs" / "schema"
+SCHEMAS = pathlib.Path(__file__).resolve().parents[1] / "docs" / "schema"
 TOPIC = re.compile(r"qolive/[A-Za-z0-9_-]+/[0-9a-f]{8}/(presence|(up|down)/([0-9]+))")
 STREAM_RECORDS = {1: "stream-record", 2: "stream-quality", 4: "stream-first-frame"}
 # What the collector remarks itself; everything else in its lines is a message.
