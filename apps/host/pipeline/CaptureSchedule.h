@@ -8,7 +8,7 @@
 namespace host {
 
 /// When the next frame of a stream is due: pictures at a fixed rate from the start, and sound in frames of
-/// 1024 samples at 48 hz, each due when its last sample has been heard.
+/// 1024 samples at 48 kHz, each due when its last sample has been heard.
 class CaptureSchedule {
 public:
     static constexpr int sampleRate = 48000;

@@ -4,7 +4,7 @@
 
 namespace host {
 
-/// Turns decoded sound into stereo floats at 48 hz, whatever it changes to on the way, and keeps them until
+/// Turns decoded sound into stereo floats at 48 kHz, whatever it changes to on the way, and keeps them until
 /// they are taken. For one thread.
 class SoundConverter {
 public:
