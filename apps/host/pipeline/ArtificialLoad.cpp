@@ -2,10 +2,10 @@
 
 namespace host {
 
-void BurnLoad(const StreamSettings& settings, const StopSignal& stop) {
+void BurnLoad(const StreamSettings& settings, const StopFlag& stop) {
     const std::chrono::microseconds busy(10000LL * settings.loadPercent / settings.fps);
-    const auto end = StopSignal::Clock::now() + busy;
-    while (StopSignal::Clock::now() < end && !stop.IsRequested()) {
+    const auto end = StopFlag::Clock::now() + busy;
+    while (StopFlag::Clock::now() < end && !stop.IsRaised()) {
     }
 }
 

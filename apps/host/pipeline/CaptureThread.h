@@ -8,7 +8,7 @@
 
 #include "host/pipeline/CaptureSchedule.h"
 #include "host/pipeline/FrameQueue.h"
-#include "host/pipeline/PipelineThread.h"
+#include "host/pipeline/StopFlag.h"
 
 namespace host {
 
@@ -20,7 +20,7 @@ public:
     using Produce = std::function<Frame(const CaptureSchedule::Slot&)>;
 
     /// `produce` runs on the capture thread; what it throws comes out of Pop.
-    CaptureThread(int fps, StreamFeed& feed, StopSignal& stop, Produce produce)
+    CaptureThread(int fps, StreamFeed& feed, StopFlag& stop, Produce produce)
         : m_feed(feed),
           m_stop(stop),
           m_produce(std::move(produce)),
@@ -59,7 +59,7 @@ private:
     }
 
     void Capture() {
-        const auto start = StopSignal::Clock::now();
+        const auto start = StopFlag::Clock::now();
         for (Pushed pushed = Pushed::Taken; pushed != Pushed::Closed;) {
             const CaptureSchedule::Slot slot = m_schedule.Next();
             Frame frame = m_produce(slot);
@@ -71,7 +71,7 @@ private:
     }
 
     StreamFeed& m_feed;
-    StopSignal& m_stop;
+    StopFlag& m_stop;
     const Produce m_produce;
     CaptureSchedule m_schedule;
     FrameQueue<Frame> m_queue;

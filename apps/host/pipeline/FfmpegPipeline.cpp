@@ -28,7 +28,7 @@ TimedFrame Produce(MediaSource& source, const CaptureSchedule::Slot& slot) {
 class Transmission {
 public:
     Transmission(const StreamSettings& settings, const std::vector<const char*>& videoEncoders,
-                 StreamFeed& feed, EncoderCounters& counters, StopSignal& stop)
+                 StreamFeed& feed, EncoderCounters& counters, StopFlag& stop)
         : m_settings(settings),
           m_feed(feed),
           m_stop(stop),
@@ -82,7 +82,7 @@ private:
 
     const StreamSettings& m_settings;
     StreamFeed& m_feed;
-    StopSignal& m_stop;
+    StopFlag& m_stop;
     const PublishUrl m_address;
     std::unique_ptr<MediaSource> m_source;
     Publisher m_publisher;
@@ -115,7 +115,7 @@ void FfmpegPipeline::Start() {
 void FfmpegPipeline::Stream() {
     const std::string fault = WhyUnusable(m_settings);
     if (!fault.empty()) throw PipelineError(EndCode::BadSettings, fault);
-    Transmission transmission(m_settings, m_videoEncoders, m_feed, m_counters, m_thread.Signal());
+    Transmission transmission(m_settings, m_videoEncoders, m_feed, m_counters, m_thread.Flag());
     transmission.Open();
     transmission.Run();
 }

@@ -6,28 +6,12 @@
 
 namespace host {
 
-void StopSignal::Request() {
-    {
-        qolive::MutexLock lock(m_mutex);
-        m_requested.store(true);
-    }
-    m_condition.notify_all();
-}
-
-bool StopSignal::WaitUntil(Clock::time_point when) {
-    qolive::MutexLock lock(m_mutex);
-    while (!m_requested.load() && Clock::now() < when) {
-        m_condition.wait_until(m_mutex, when);
-    }
-    return m_requested.load();
-}
-
 void PipelineThread::Start(std::function<void()> work) {
     m_thread = std::thread([this, work = std::move(work)] { Run(work); });
 }
 
 void PipelineThread::Stop() {
-    m_signal.Request();
+    m_stopFlag.Raise();
     if (m_thread.joinable()) m_thread.join();
 }
 
@@ -44,7 +28,7 @@ void PipelineThread::Run(const std::function<void()>& work) {
         reason = error.what();
     }
     // What a stop interrupts fails, and is not a fault.
-    if (m_signal.IsRequested()) {
+    if (m_stopFlag.IsRaised()) {
         code = EndCode::Stopped;
         reason.clear();
     }

@@ -35,10 +35,10 @@ void SyntheticPipeline::Stream() {
     if (!fault.empty()) throw PipelineError(EndCode::BadSettings, fault);
     Publish();
     CaptureThread<std::size_t> capture(
-        m_settings.fps, m_feed, m_thread.Signal(),
+        m_settings.fps, m_feed, m_thread.Flag(),
         [this](const CaptureSchedule::Slot& slot) { return FrameBytes(slot, m_settings); });
     while (const auto frame = capture.Pop()) {
-        if (frame->first == MediaKind::Video) BurnLoad(m_settings, m_thread.Signal());
+        if (frame->first == MediaKind::Video) BurnLoad(m_settings, m_thread.Flag());
         Deliver(frame->first, frame->second);
     }
 }

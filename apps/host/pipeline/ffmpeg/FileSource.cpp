@@ -10,7 +10,7 @@ using std::chrono::nanoseconds;
 
 namespace {
 
-FileStream OpenPictures(const std::string& path, const StopSignal& stop) {
+FileStream OpenPictures(const std::string& path, const StopFlag& stop) {
     FileStream pictures(path, AVMEDIA_TYPE_VIDEO, stop);
     if (!pictures.Exists())
         throw PipelineError(EndCode::BadInput, "input file \"" + path + "\": holds no pictures");
@@ -24,7 +24,7 @@ std::int64_t SamplesIn(nanoseconds period) {
 
 }  // namespace
 
-FileSource::FileSource(const StreamSettings& settings, const StopSignal& stop)
+FileSource::FileSource(const StreamSettings& settings, const StopFlag& stop)
     : m_path(settings.inputFile),
       m_fps(settings.fps),
       m_pictures(OpenPictures(settings.inputFile, stop)),

@@ -11,7 +11,7 @@ namespace host {
 /// the file's differs) and scaled to its size; a file without sound is silent.
 class FileSource : public MediaSource {
 public:
-    FileSource(const StreamSettings& settings, const StopSignal& stop);
+    FileSource(const StreamSettings& settings, const StopFlag& stop);
 
     libav::FramePtr Picture(std::int64_t index) override;
     libav::FramePtr Sound(std::int64_t index) override;

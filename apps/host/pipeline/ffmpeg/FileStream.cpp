@@ -28,7 +28,7 @@ void RequireRegularFile(const std::string& path) {
 
 }  // namespace
 
-FileStream::FileStream(const std::string& path, AVMediaType type, const StopSignal& stop)
+FileStream::FileStream(const std::string& path, AVMediaType type, const StopFlag& stop)
     : m_path(path), m_type(type), m_stop(stop), m_packet(libav::NotNull(av_packet_alloc())) {
     RequireRegularFile(path);
     Open();
@@ -79,7 +79,7 @@ nanoseconds FileStream::Period() {
 
 nanoseconds FileStream::Measure() {
     std::int64_t end = 0;
-    while (!m_stop.IsRequested() && av_read_frame(m_format.get(), m_packet.get()) >= 0) {
+    while (!m_stop.IsRaised() && av_read_frame(m_format.get(), m_packet.get()) >= 0) {
         if (m_packet->pts != AV_NOPTS_VALUE) end = std::max(end, m_packet->pts + m_packet->duration);
         av_packet_unref(m_packet.get());
     }
@@ -92,7 +92,7 @@ nanoseconds FileStream::InNanoseconds(std::int64_t time) const {
 
 libav::FramePtr FileStream::Next() {
     libav::FramePtr frame(libav::NotNull(av_frame_alloc()));
-    while (!m_stop.IsRequested()) {
+    while (!m_stop.IsRaised()) {
         const int result = avcodec_receive_frame(m_codec.get(), frame.get());
         if (result >= 0) return frame;
         if (result == AVERROR_EOF) return nullptr;

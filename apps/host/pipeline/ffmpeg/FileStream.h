@@ -3,7 +3,7 @@
 #include <chrono>
 #include <string>
 
-#include "host/pipeline/PipelineThread.h"
+#include "host/pipeline/StopFlag.h"
 #include "host/pipeline/ffmpeg/Libav.h"
 
 namespace host {
@@ -13,7 +13,7 @@ namespace host {
 class FileStream {
 public:
     /// Raises a PipelineError (BadInput) when the file cannot be read as media.
-    FileStream(const std::string& path, AVMediaType type, const StopSignal& stop);
+    FileStream(const std::string& path, AVMediaType type, const StopFlag& stop);
 
     /// Whether the file holds anything of that type that can be decoded.
     bool Exists() const { return m_codec != nullptr; }
@@ -36,7 +36,7 @@ private:
 
     const std::string m_path;
     const AVMediaType m_type;
-    const StopSignal& m_stop;
+    const StopFlag& m_stop;
     libav::InputPtr m_format;
     libav::CodecPtr m_codec;
     libav::PacketPtr m_packet;

@@ -5,7 +5,7 @@
 
 namespace host {
 
-std::unique_ptr<MediaSource> OpenMediaSource(const StreamSettings& settings, const StopSignal& stop) {
+std::unique_ptr<MediaSource> OpenMediaSource(const StreamSettings& settings, const StopFlag& stop) {
     if (settings.inputFile.empty()) return std::make_unique<TestSource>(settings.width, settings.height);
     return std::make_unique<FileSource>(settings, stop);
 }

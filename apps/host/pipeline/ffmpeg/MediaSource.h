@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "host/pipeline/PipelineThread.h"
+#include "host/pipeline/StopFlag.h"
 #include "host/pipeline/StreamSettings.h"
 #include "host/pipeline/ffmpeg/Libav.h"
 
@@ -20,6 +20,6 @@ public:
 
 /// The input file of `settings`, or the test picture and tone. Raises a PipelineError (BadInput) when the
 /// file cannot be played.
-std::unique_ptr<MediaSource> OpenMediaSource(const StreamSettings& settings, const StopSignal& stop);
+std::unique_ptr<MediaSource> OpenMediaSource(const StreamSettings& settings, const StopFlag& stop);
 
 }  // namespace host

@@ -22,7 +22,7 @@ AVFormatContext* NewFormat(Transport transport, const std::string& url) {
 
 }  // namespace
 
-Publisher::Publisher(const StreamSettings& settings, Transport transport, const StopSignal& stop)
+Publisher::Publisher(const StreamSettings& settings, Transport transport, const StopFlag& stop)
     : m_url(settings.publishUrl),
       m_answerTimeout(settings.answerTimeout),
       m_sendBuffer(secondsBuffered * (settings.videoKbps + settings.audioKbps) * 125),
@@ -42,7 +42,7 @@ Publisher::~Publisher() {
 
 int Publisher::IsInterrupted(void* self) {
     auto& publisher = *static_cast<Publisher*>(self);
-    if (publisher.m_stop.IsRequested()) publisher.HeedStop();
+    if (publisher.m_stop.IsRaised()) publisher.HeedStop();
     return std::chrono::steady_clock::now() >= publisher.m_deadline ? 1 : 0;
 }
 

@@ -3,8 +3,8 @@
 #include <chrono>
 #include <functional>
 
-#include "host/pipeline/PipelineThread.h"
 #include "host/pipeline/PublishUrl.h"
+#include "host/pipeline/StopFlag.h"
 #include "host/pipeline/StreamSettings.h"
 #include "host/pipeline/ffmpeg/Libav.h"
 
@@ -15,7 +15,7 @@ namespace host {
 class Publisher {
 public:
     /// Connects to nothing yet.
-    Publisher(const StreamSettings& settings, Transport transport, const StopSignal& stop);
+    Publisher(const StreamSettings& settings, Transport transport, const StopFlag& stop);
     /// Says goodbye where the protocol has one. From a stop on, this and what was being written take half a
     /// second at most.
     ~Publisher();
@@ -47,7 +47,7 @@ private:
     const std::string m_url;
     const std::chrono::milliseconds m_answerTimeout;
     const int m_sendBuffer;
-    const StopSignal& m_stop;
+    const StopFlag& m_stop;
     std::unique_ptr<AVFormatContext, FreeFormat> m_format;
     AVRational m_timeBases[2] = {};
     std::chrono::steady_clock::time_point m_deadline;

@@ -505,7 +505,7 @@ class StuckServer {
 public:
     StuckServer() : m_thread([this] { Serve(); }) {}
     ~StuckServer() {
-        m_signal.Request();
+        m_stopFlag.Raise();
         m_thread.join();
     }
     StuckServer(const StuckServer&) = delete;
@@ -516,11 +516,11 @@ private:
     void Serve() {
         RtmpServer server(m_url);
         server.Decode(2);
-        m_signal.WaitUntil(StopSignal::Clock::now() + std::chrono::seconds(60));
+        m_stopFlag.WaitUntil(StopFlag::Clock::now() + std::chrono::seconds(60));
     }
 
     const std::string m_url = FreeRtmpUrl();
-    StopSignal m_signal;
+    StopFlag m_stopFlag;
     std::thread m_thread;
 };
 
