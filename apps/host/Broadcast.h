@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "host/pipeline/ReportingFeed.h"
+#include "host/ReportingFeed.h"
 #include "host/pipeline/StreamPipeline.h"
 
 namespace host {

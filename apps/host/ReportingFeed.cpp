@@ -1,4 +1,4 @@
-#include "host/pipeline/ReportingFeed.h"
+#include "host/ReportingFeed.h"
 
 #include "data_report/DataReportManager.h"
 
