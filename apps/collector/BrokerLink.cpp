@@ -5,7 +5,6 @@
 
 #include <array>
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <random>
@@ -13,7 +12,7 @@
 #include <system_error>
 #include <utility>
 
-#include "collector/Clock.h"
+#include "common/Clock.h"
 
 namespace collector {
 namespace {
@@ -70,7 +69,7 @@ std::optional<std::string> ReadHead(const mosquitto_property* properties) {
 
 Received ToReceived(const mosquitto_message& message, const mosquitto_property* properties) {
     Received received;
-    received.wallMs = WallMs();
+    received.wallMs = apps::WallMs();
     received.topic = message.topic;
     received.parsedTopic = ParseTopic(received.topic);
     if (message.payloadlen > 0)
@@ -181,12 +180,12 @@ std::optional<Trouble> BrokerLink::Connect() {
 }
 
 std::optional<Trouble> BrokerLink::AwaitSubscription() {
-    const Millis deadline = SteadyMs() + subscriptionWait;
+    const Millis deadline = apps::SteadyMs() + subscriptionWait;
     while (!m_subscribed && !m_refused) {
         const int result = mosquitto_loop(m_client.get(), 100, 1);
         if (m_refused) break;
         if (result != MOSQ_ERR_SUCCESS) return TroubleOf(result);
-        if (SteadyMs() > deadline) return Trouble{Trouble::Kind::Other, "no answer within 5 s"};
+        if (apps::SteadyMs() > deadline) return Trouble{Trouble::Kind::Other, "no answer within 5 s"};
     }
     if (m_refused) return Trouble{Trouble::Kind::Refused, m_refusal};
     return std::nullopt;

@@ -6,14 +6,13 @@
 #include <iostream>
 #include <thread>
 
-#include "collector/Clock.h"
 #include "collector/JsonLines.h"
 #include "collector/Options.h"
 #include "collector/Outputs.h"
 #include "collector/Terminal.h"
-#include "common/CommandLine.h"
+#include "common/Clock.h"
 #include "common/Printable.h"
-#include "common/StopSignal.h"
+#include "common/Program.h"
 #include "common/TextWidth.h"
 
 namespace collector {
@@ -63,11 +62,12 @@ public:
     int Run() {
         if (const auto trouble = m_link.Connect()) return Explain(*trouble);
         Remark("listening at " + Describe(m_options.broker));
-        const Millis end = SteadyMs() + static_cast<Millis>(m_options.seconds * 1000);
-        while (!apps::StopRequested() && m_outputs.AnyLeft() && (m_options.seconds <= 0 || SteadyMs() < end))
+        const Millis end = apps::SteadyMs() + static_cast<Millis>(m_options.seconds * 1000);
+        while (!apps::StopRequested() && m_outputs.AnyLeft() &&
+               (m_options.seconds <= 0 || apps::SteadyMs() < end))
             Step();
         m_link.Close();
-        if (m_options.summary) m_outputs.Summarise(WallMs(), m_fleet);
+        if (m_options.summary) m_outputs.Summarise(apps::WallMs(), m_fleet);
         return m_outputs.AnyFailed() ? EXIT_FAILURE : EXIT_SUCCESS;
     }
 
@@ -93,7 +93,7 @@ private:
             Remark("lost the broker at " + Describe(m_options.broker));
         }
         if (m_connected)
-            for (const Notice& notice : m_fleet.Tick(SteadyMs()))
+            for (const Notice& notice : m_fleet.Tick(apps::SteadyMs()))
                 Tell(notice);
     }
 
@@ -101,7 +101,7 @@ private:
         std::this_thread::sleep_for(pauseBetweenConnects);
         if (m_link.Connect()) return;
         m_connected = true;
-        m_fleet.ListenAgain(SteadyMs());
+        m_fleet.ListenAgain(apps::SteadyMs());
         Remark("the broker is back at " + Describe(m_options.broker));
     }
 
@@ -112,8 +112,8 @@ private:
             const Topic& topic = *received.parsedTopic;
             message = topic.command ? ReadUplink(*topic.command, received.payload, received.head)
                                     : ReadPresence(received.payload);
-            outcome =
-                m_fleet.Receive({topic.source, topic.command, received.responseTopic}, message, SteadyMs());
+            outcome = m_fleet.Receive({topic.source, topic.command, received.responseTopic}, message,
+                                      apps::SteadyMs());
         } else {
             message.reason = "the topic is not one of a broadcaster";
             m_fleet.CountMalformed();
@@ -127,9 +127,9 @@ private:
             Tell(notice);
     }
 
-    void Tell(const Notice& notice) { m_outputs.Show(WallMs(), notice); }
+    void Tell(const Notice& notice) { m_outputs.Show(apps::WallMs(), notice); }
 
-    void Remark(const std::string& text) { m_outputs.Remark(WallMs(), text); }
+    void Remark(const std::string& text) { m_outputs.Remark(apps::WallMs(), text); }
 
     Options m_options;
     std::ofstream m_record;
@@ -139,31 +139,11 @@ private:
     bool m_connected = true;
 };
 
-int Main(const std::vector<std::string>& arguments) {
-    const Options options = ParseOptions(arguments);
-    if (options.help) {
-        std::cout << HelpText();
-        return EXIT_SUCCESS;
-    }
-    if (options.version) {
-        std::cout << apps::VersionText("qolive-collector");
-        return EXIT_SUCCESS;
-    }
-    apps::CatchStopSignals();
-    return Collector(options).Run();
-}
-
 }  // namespace
 }  // namespace collector
 
 int main(int argc, char** argv) {
-    try {
-        return collector::Main({argv + 1, argv + argc});
-    } catch (const apps::UsageError& error) {
-        std::cerr << "qolive-collector: " << apps::Printable(error.what(), 1000) << "\n";
-        return 2;
-    } catch (const std::exception& error) {
-        std::cerr << "qolive-collector: " << apps::Printable(error.what(), 1000) << "\n";
-        return EXIT_FAILURE;
-    }
+    using namespace collector;
+    const auto run = [](const Options& options) { return Collector(options).Run(); };
+    return apps::Main<Options>({"qolive-collector", ParseOptions, HelpText, run}, argc, argv);
 }

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "base/JsonText.h"
+#include "common/Clock.h"
 #include "common/CommandLine.h"
 #include "common/Printable.h"
 #include "common/TextWidth.h"
@@ -14,7 +15,6 @@
 #include "host/PushStatus.h"
 #include "host/RetryPause.h"
 #include "host/pipeline/PipelineError.h"
-#include "host/pipeline/PipelineThread.h"
 #include "host/pipeline/PublishUrl.h"
 
 namespace host {
@@ -239,7 +239,7 @@ void Broadcast::Start() {
 
 void Broadcast::Turn() {
     for (const auto& stream : m_streams)
-        stream->Turn(WallClockMs());
+        stream->Turn(apps::WallMs());
     if (Clock::now() >= m_nextWritten) WriteFigures();
     if (Clock::now() >= m_nextShown) ShowFigures();
 }
@@ -253,7 +253,7 @@ void Broadcast::ShowFigures() {
 void Broadcast::WriteFigures() {
     m_nextWritten += writeInterval;
     for (const auto& stream : m_streams) {
-        if (m_figures.is_open()) m_figures << WriteCompactJson(stream->Figures(WallClockMs())) << std::flush;
+        if (m_figures.is_open()) m_figures << WriteCompactJson(stream->Figures(apps::WallMs())) << std::flush;
     }
 }
 

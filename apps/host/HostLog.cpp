@@ -1,10 +1,10 @@
 #include "host/HostLog.h"
 
-#include <chrono>
 #include <cstdio>
 #include <iostream>
 #include <string_view>
 
+#include "common/Clock.h"
 #include "common/CommandLine.h"
 #include "common/Printable.h"
 #include "platform/Log.h"
@@ -16,9 +16,7 @@ constexpr std::size_t mostLineBytes = 65536;
 constexpr std::string_view ofConnections = "[msgcenter] sdklog: ";
 
 std::string TimeOfDay() {
-    using namespace std::chrono;
-    const auto now = duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count() % 86400000;
-    const int ms = static_cast<int>(now);
+    const int ms = static_cast<int>(apps::WallMs() % 86400000);
     char text[32];
     std::snprintf(text, sizeof text, "%02d:%02d:%02d.%03dZ", ms / 3600000, ms / 60000 % 60, ms / 1000 % 60,
                   ms % 1000);

@@ -3,8 +3,8 @@
 #include <initializer_list>
 #include <utility>
 
+#include "common/Clock.h"
 #include "common/Printable.h"
-#include "data_report/DataReportManager.h"
 
 namespace host {
 namespace {
@@ -81,9 +81,7 @@ std::string QueuesText(const data_report::RecordCounters& records,
 }
 
 RunFigures::RunFigures()
-    : m_nowMs(static_cast<std::int64_t>(data_report::DataReportManager::GetTickCountMs())),
-      m_main(Bas::GetCenterStatus(true)),
-      m_backup(Bas::GetCenterStatus(false)) {}
+    : m_nowMs(apps::WallMs()), m_main(Bas::GetCenterStatus(true)), m_backup(Bas::GetCenterStatus(false)) {}
 
 std::string RunFigures::text() const {
     return CenterText("main", m_main, Bas::GetCenterCounters(true), m_nowMs) +

@@ -5,9 +5,8 @@
 #include <random>
 #include <thread>
 
-#include "common/CommandLine.h"
 #include "common/Printable.h"
-#include "common/StopSignal.h"
+#include "common/Program.h"
 #include "common/TextWidth.h"
 #include "data_report/DataReportManager.h"
 #include "heartbeat/LiveHeartReport.h"
@@ -153,31 +152,10 @@ int Run(const Options& options) {
     return Tell(faults);
 }
 
-int Main(const std::vector<std::string>& arguments) {
-    const Options options = ParseOptions(arguments);
-    if (options.help) {
-        std::cout << HelpText(Catalogue({}));
-        return EXIT_SUCCESS;
-    }
-    if (options.version) {
-        std::cout << apps::VersionText("QoLive");
-        return EXIT_SUCCESS;
-    }
-    apps::CatchStopSignals();
-    return Run(options);
-}
-
 }  // namespace
 }  // namespace host
 
 int main(int argc, char** argv) {
-    try {
-        return host::Main({argv + 1, argv + argc});
-    } catch (const apps::UsageError& error) {
-        std::cerr << "QoLive: " << apps::Printable(error.what(), 1000) << "\n";
-        return 2;
-    } catch (const std::exception& error) {
-        std::cerr << "QoLive: " << apps::Printable(error.what(), 1000) << "\n";
-        return EXIT_FAILURE;
-    }
+    const auto help = [] { return host::HelpText(host::Catalogue({})); };
+    return apps::Main<host::Options>({"QoLive", host::ParseOptions, help, host::Run}, argc, argv);
 }

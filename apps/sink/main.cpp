@@ -2,16 +2,13 @@
 
 #include <chrono>
 #include <cstdio>
-#include <iostream>
 #include <memory>
 #include <thread>
 #include <utility>
 #include <vector>
 
 #include "base/Sync.h"
-#include "common/CommandLine.h"
-#include "common/Printable.h"
-#include "common/StopSignal.h"
+#include "common/Program.h"
 #include "sink/TsReader.h"
 #include "sink/UdpSink.h"
 
@@ -147,18 +144,18 @@ void Show(const Options& options, const Listeners& listeners) {
         listener->ShowSums();
 }
 
-int Main(const std::vector<std::string>& arguments) {
+Options ParseOptions(const std::vector<std::string>& arguments) {
     Options options;
     CommandLineOf(options).Parse(arguments);
-    if (options.help) {
-        std::cout << CommandLineOf(options).Help();
-        return EXIT_SUCCESS;
-    }
-    if (options.version) {
-        std::cout << apps::VersionText("qolive-sink");
-        return EXIT_SUCCESS;
-    }
-    apps::CatchStopSignals();
+    return options;
+}
+
+std::string HelpText() {
+    Options unused;
+    return CommandLineOf(unused).Help();
+}
+
+int Run(const Options& options) {
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     Show(options, Listen(options));
     return EXIT_SUCCESS;
@@ -168,13 +165,6 @@ int Main(const std::vector<std::string>& arguments) {
 }  // namespace sink
 
 int main(int argc, char** argv) {
-    try {
-        return sink::Main({argv + 1, argv + argc});
-    } catch (const apps::UsageError& error) {
-        std::cerr << "qolive-sink: " << apps::Printable(error.what(), 1000) << "\n";
-        return 2;
-    } catch (const std::exception& error) {
-        std::cerr << "qolive-sink: " << apps::Printable(error.what(), 1000) << "\n";
-        return EXIT_FAILURE;
-    }
+    using namespace sink;
+    return apps::Main<Options>({"qolive-sink", ParseOptions, HelpText, Run}, argc, argv);
 }

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "common/Clock.h"
 #include "host/pipeline/ArtificialLoad.h"
 #include "host/pipeline/CaptureThread.h"
 #include "host/pipeline/ffmpeg/Encoder.h"
@@ -40,10 +41,10 @@ public:
 
     void Open() {
         StreamFacts facts = Facts();
-        m_feed.OnPublishRequested(WallClockMs(), facts);
+        m_feed.OnPublishRequested(apps::WallMs(), facts);
         facts.serverAddress = NumericAddress(m_address.host);
         m_publisher.Open(m_video.Context(), m_audio.Context());
-        m_feed.OnPublishAnswered(WallClockMs(), facts);
+        m_feed.OnPublishAnswered(apps::WallMs(), facts);
     }
 
     void Run() {
@@ -75,7 +76,7 @@ private:
         const auto bytes = static_cast<std::size_t>(packet.size);
         m_feed.OnEncoded(kind, bytes);
         m_publisher.Write(kind, packet);
-        if (!m_firstSent) m_feed.OnFirstPacketSent(WallClockMs());
+        if (!m_firstSent) m_feed.OnFirstPacketSent(apps::WallMs());
         m_firstSent = true;
         m_feed.OnSent(kind, bytes);
     }

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "common/Clock.h"
 #include "host/pipeline/PipelineError.h"
 
 namespace host {
@@ -32,13 +33,7 @@ void PipelineThread::Run(const std::function<void()>& work) {
         code = EndCode::Stopped;
         reason.clear();
     }
-    m_feed.OnEnded(WallClockMs(), code, reason);
-}
-
-std::int64_t WallClockMs() {
-    using std::chrono::duration_cast;
-    return duration_cast<std::chrono::milliseconds>(std::chrono::system_clock::now().time_since_epoch())
-        .count();
+    m_feed.OnEnded(apps::WallMs(), code, reason);
 }
 
 }  // namespace host

@@ -30,7 +30,4 @@ private:
     std::thread m_thread;
 };
 
-/// Milliseconds since 1970.
-std::int64_t WallClockMs();
-
 }  // namespace host

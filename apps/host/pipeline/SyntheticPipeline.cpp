@@ -1,5 +1,6 @@
 #include "host/pipeline/SyntheticPipeline.h"
 
+#include "common/Clock.h"
 #include "host/pipeline/ArtificialLoad.h"
 #include "host/pipeline/CaptureThread.h"
 #include "host/pipeline/PipelineError.h"
@@ -48,15 +49,15 @@ void SyntheticPipeline::Publish() {
     StreamFacts facts = FactsOf(m_settings);
     facts.videoEncoder = "none";
     facts.audioEncoder = "none";
-    m_feed.OnPublishRequested(WallClockMs(), facts);
+    m_feed.OnPublishRequested(apps::WallMs(), facts);
     facts.serverAddress = address.host;
-    m_feed.OnPublishAnswered(WallClockMs(), facts);
+    m_feed.OnPublishAnswered(apps::WallMs(), facts);
 }
 
 void SyntheticPipeline::Deliver(MediaKind kind, std::size_t bytes) {
     m_counters.Add(kind, static_cast<std::int64_t>(bytes));
     m_feed.OnEncoded(kind, bytes);
-    if (!m_firstSent) m_feed.OnFirstPacketSent(WallClockMs());
+    if (!m_firstSent) m_feed.OnFirstPacketSent(apps::WallMs());
     m_firstSent = true;
     m_feed.OnSent(kind, bytes);
 }

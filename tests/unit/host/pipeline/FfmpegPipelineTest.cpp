@@ -15,6 +15,7 @@
 #include "Decoded.h"
 #include "RecordingFeed.h"
 #include "StreamReceiver.h"
+#include "common/Clock.h"
 #include "host/pipeline/ffmpeg/Encoder.h"
 
 namespace host {
@@ -219,7 +220,7 @@ TEST(FfmpegPipeline, TellsItsStepsAndFacts) {
     EXPECT_LE(record.requestedMs, record.answeredMs);
     EXPECT_LE(record.answeredMs, record.firstSentMs);
     EXPECT_LE(record.firstSentMs, record.endedMs);
-    EXPECT_NEAR(static_cast<double>(record.endedMs), static_cast<double>(WallClockMs()), 60000);
+    EXPECT_NEAR(static_cast<double>(record.endedMs), static_cast<double>(apps::WallMs()), 60000);
     EXPECT_EQ(record.facts.transport, Transport::MpegTsOverUdp);
     EXPECT_EQ(record.facts.encoderClass, EncoderClass::Software);
     EXPECT_EQ(record.facts.audioEncoder, "aac");
