@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <ctime>
 
+#include "common/Json.h"
 #include "common/Printable.h"
 
 namespace collector {
@@ -150,12 +151,7 @@ void JsonLines::Summarise(std::int64_t wallMs, const Fleet& fleet) {
 }
 
 void JsonLines::Write(const Json::Value& line) {
-    static const Json::StreamWriterBuilder builder = [] {
-        Json::StreamWriterBuilder compact;
-        compact["indentation"] = "";
-        return compact;
-    }();
-    m_stream << Json::writeString(builder, line) << std::endl;
+    m_stream << apps::CompactJson(line) << std::endl;
 }
 
 }  // namespace collector

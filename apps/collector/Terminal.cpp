@@ -4,6 +4,7 @@
 #include <ctime>
 
 #include "collector/Sparkline.h"
+#include "common/Json.h"
 #include "common/Printable.h"
 #include "common/TextWidth.h"
 
@@ -84,10 +85,7 @@ std::string DescribeFirstFrame(const Json::Value& body, const std::string& strea
 }
 
 std::string Compact(const Json::Value& value) {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    builder["emitUTF8"] = true;
-    return apps::Printable(Json::writeString(builder, value), mostTextBytes);
+    return apps::Printable(apps::CompactJson(value, apps::Letters::Plain), mostTextBytes);
 }
 
 std::string DescribeMalformed(const Received& received, const std::string& reason) {

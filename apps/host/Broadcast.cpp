@@ -6,9 +6,9 @@
 #include <optional>
 #include <utility>
 
-#include "base/JsonText.h"
 #include "common/Clock.h"
 #include "common/CommandLine.h"
+#include "common/Json.h"
 #include "common/Printable.h"
 #include "common/TextWidth.h"
 #include "data_report/DataReportManager.h"
@@ -253,7 +253,7 @@ void Broadcast::ShowFigures() {
 void Broadcast::WriteFigures() {
     m_nextWritten += writeInterval;
     for (const auto& stream : m_streams) {
-        if (m_figures.is_open()) m_figures << WriteCompactJson(stream->Figures(apps::WallMs())) << std::flush;
+        if (m_figures.is_open()) m_figures << apps::CompactJson(stream->Figures(apps::WallMs())) << std::endl;
     }
 }
 

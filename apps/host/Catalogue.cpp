@@ -1,6 +1,6 @@
 #include "host/Catalogue.h"
 
-#include "base/JsonText.h"
+#include "common/Json.h"
 #include "data_report/DataReportManager.h"
 #include "heartbeat/LiveHeartReport.h"
 #include "heartbeat/LiveHeartReportManager.h"
@@ -149,9 +149,7 @@ Actions CoHostActions() {
 }
 
 Json::Value ToJson(const std::string& text) {
-    Json::Value value;
-    if (!text.empty()) ParseJson(text, value);
-    return value;
+    return apps::ReadJson(text).value_or(Json::Value());
 }
 
 Actions StreamActions() {

@@ -5,10 +5,11 @@
 #include <fstream>
 #include <iterator>
 #include <limits>
+#include <optional>
 #include <sstream>
 
-#include "base/JsonText.h"
 #include "common/CommandLine.h"
+#include "common/Json.h"
 #include "host/Catalogue.h"
 
 namespace host {
@@ -206,15 +207,12 @@ Json::Value ReadConfigFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     if (!file) throw UsageError("cannot read the configuration " + path);
     const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    Json::Value config;
-    bool parsed = false;
     try {
-        parsed = ParseJson(text, config) && config.isObject();
-    } catch (const Json::Exception&) {
-        parsed = false;
+        const std::optional<Json::Value> config = apps::ReadJson(text);
+        if (config && config->isObject()) return *config;
+    } catch (const Json::Exception&) {  // it nests too deep
     }
-    if (!parsed) throw UsageError("the configuration is not a JSON object: " + path);
-    return config;
+    throw UsageError("the configuration is not a JSON object: " + path);
 }
 
 Json::Value ServerLists(const Options& options) {
@@ -247,7 +245,7 @@ std::string FactoryConfig(const Options& options) {
         options.configFile.empty() ? ServerLists(options) : ReadConfigFile(options.configFile);
     if (!options.token.empty()) config["accessToken"] = options.token;
     if (options.tokenExpires != 0) config["expireTime"] = static_cast<Json::Int64>(options.tokenExpires);
-    return WriteCompactJson(config);
+    return apps::CompactJson(config);
 }
 
 }  // namespace host

@@ -6,8 +6,8 @@
 #include <sstream>
 #include <utility>
 
-#include "base/JsonText.h"
 #include "common/CommandLine.h"
+#include "common/Json.h"
 #include "common/Printable.h"
 
 namespace host {
@@ -79,9 +79,8 @@ std::int64_t ParseInteger(const std::string& name, const std::string& word) {
 }
 
 std::string CheckedJson(const std::string& name, const std::string& text) {
-    Json::Value unused;
     try {
-        if (text.empty() || ParseJson(text, unused)) return text;
+        if (text.empty() || apps::ReadJson(text)) return text;
     } catch (const Json::Exception&) {
         throw UsageError(name + " nests too deep");
     }
