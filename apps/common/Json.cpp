@@ -8,6 +8,7 @@ namespace {
 Json::StreamWriterBuilder WriterOf(Letters letters) {
     Json::StreamWriterBuilder builder;
     builder["indentation"] = "";
+    builder["commentStyle"] = "None";
     builder["emitUTF8"] = letters == Letters::Plain;
     return builder;
 }
