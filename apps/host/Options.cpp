@@ -76,18 +76,15 @@ int ParseTlsMode(const std::string& text) {
 std::vector<apps::Option> ConnectionOptions(Options& options) {
     return {
         {"main", "HOST:PORT,...",
-         "main servers, tried in order (127.0.0.1:1883); an IPv6 "
-         "address as [2001:db8::1]:8883",
+         "main servers, tried in order (127.0.0.1:1883); an IPv6 address as [2001:db8::1]:8883",
          [&](const std::string& text) { options.main = ParseAddresses("--main", text); }},
         {"backup", "HOST:PORT,...", "backup servers (the main ones)",
          [&](const std::string& text) { options.backup = ParseAddresses("--backup", text); }},
         {"config", "FILE",
-         "read the servers from this JSON file instead: "
-         "{\"gatewayDns\":{\"main\":[\"HOST:PORT\"],\"backup\":[]}}",
+         "read the servers from this JSON file instead: {\"gatewayDns\":{\"main\":[\"HOST:PORT\"],\"backup\":[]}}",
          [&](const std::string& path) { options.configFile = path; }},
         {"token-file", "FILE",
-         "file whose first line is the access token; without it the "
-         "environment variable QOLIVE_TOKEN",
+         "file whose first line is the access token; without it the environment variable QOLIVE_TOKEN",
          [&](const std::string& path) { options.token = apps::ReadSecretFile(path); }},
         {"token-expires", "TIME", "when the token expires, seconds since 1970 (0: never)",
          [&](const std::string& text) {
@@ -132,14 +129,12 @@ std::vector<apps::Option> StreamOptions(BroadcastOptions& options) {
     StreamSettings& settings = options.settings;
     return {
         {"publish", "URL",
-         "encode and send video, and report how well it goes: "
-         "udp://HOST:PORT (MPEG-TS) or rtmp://HOST/APP/KEY; tried again when lost",
+         "encode and send video, and report how well it goes: udp://HOST:PORT (MPEG-TS) or rtmp://HOST/APP/KEY; tried again when lost",
          [&](const std::string& url) { settings.publishUrl = url; }},
         {"input", "FILE", "media file to play in a loop (a moving picture and a tone)",
          [&](const std::string& path) { settings.inputFile = path; }},
         {"streams", "N",
-         "streams at once: anchor, co-host, mix, ... (1); over UDP they "
-         "go to PORT, PORT+2, PORT+4, ...",
+         "streams at once: anchor, co-host, mix, ... (1); over UDP they go to PORT, PORT+2, PORT+4, ...",
          [&](const std::string& text) { options.streams = ParseInt("--streams", text, 1, 16); }},
         {"size", "WIDTHxHEIGHT", "of the picture (640x360)",
          [&](const std::string& text) { ParseSize(text, settings); }},
@@ -150,8 +145,7 @@ std::vector<apps::Option> StreamOptions(BroadcastOptions& options) {
         {"audio-kbps", "N", "bitrate of the sound (64)",
          [&](const std::string& text) { settings.audioKbps = ParseInt("--audio-kbps", text, 16, 320); }},
         {"load", "PERCENT",
-         "burn so much of each picture's time before encoding it; above "
-         "100 pictures are lost (0)",
+         "burn so much of each picture's time before encoding it; above 100 pictures are lost (0)",
          [&](const std::string& text) { settings.loadPercent = ParseInt("--load", text, 0, 10000); }},
         {"figures", "FILE", "write the encoders' own figures, one JSON line a second",
          [&](const std::string& path) { options.figuresFile = path; }},
