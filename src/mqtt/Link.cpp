@@ -6,6 +6,7 @@
 
 #include "mqtt/SdkLog.h"
 #include "mqtt/Wire.h"
+#include "network/Host.h"
 #include "platform/Kernel.h"
 
 namespace QoPlayer {
@@ -130,7 +131,7 @@ bool Link::tryAddress(const ServerAddress& address) {
 }
 
 std::vector<std::string> Link::resolve(const std::string& host) {
-    const std::string literal = AsLiteralAddress(host);
+    const std::string literal = qolive::AsLiteralAddress(host);
     if (!literal.empty()) return {literal};
     const auto lookUp = m_state.lookUps.begin(host);
     const auto end = now() + kLookUpLimit;
@@ -176,7 +177,7 @@ bool Link::tryLiteral(const ServerAddress& address, const std::string& literal) 
 bool Link::isPlain(const std::string& literal) const {
     return m_settings.tls == TlsUse::Never ||
            (m_settings.tls == TlsUse::ExceptLoopback && m_settings.options.proxyHost.empty() &&
-            IsLoopbackAddress(literal));
+            qolive::IsLoopbackAddress(literal));
 }
 
 bool Link::prepareTls(const ServerAddress& address, TlsContext*& tls) {
@@ -198,7 +199,7 @@ bool Link::prepareTls(const ServerAddress& address, TlsContext*& tls) {
 void Link::useProxy(const ServerAddress& address, const std::string& literal, Connection::Options& options) {
     const MsgCenterOptions& ways = m_settings.options;
     if (ways.proxyHost.empty()) return;
-    const std::string server = AsLiteralAddress(address.host);
+    const std::string server = qolive::AsLiteralAddress(address.host);
     options.server = server.empty() ? address.host : server;
     options.proxy = {literal, ways.proxyPort, ways.proxyUser, ways.proxyPassword};
     m_server = nameOf(address, options.server) + " through the proxy " +

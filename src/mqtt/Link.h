@@ -13,7 +13,6 @@
 #include "mqtt/AccessToken.h"
 #include "mqtt/Backoff.h"
 #include "mqtt/Connection.h"
-#include "mqtt/NameLookUp.h"
 #include "mqtt/Outbox.h"
 #include "mqtt/SdkLog.h"
 #include "mqtt/SendWindow.h"
@@ -21,9 +20,12 @@
 #include "mqtt/Settings.h"
 #include "mqtt/StatusBoard.h"
 #include "mqtt/TlsContext.h"
+#include "network/LookUps.h"
 
 namespace QoPlayer {
 namespace mqtt {
+
+inline constexpr std::size_t kMostLookUps = 8;
 
 /// What a center shares with its network thread.
 struct CenterState {
@@ -37,7 +39,7 @@ struct CenterState {
     Senders senders;
     Outbox outbox;
     const std::shared_ptr<SocketWaiter> waiter;
-    NameLookUps lookUps{waiter};
+    qolive::LookUps lookUps{kMostLookUps, [waiter = waiter] { waiter->wake(); }};
     std::atomic<bool> stopping{false};
     std::atomic<std::uint64_t> reconnects{0};
 };

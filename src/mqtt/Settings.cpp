@@ -4,13 +4,13 @@
 #include <cstddef>
 
 #include "mqtt/SdkLog.h"
+#include "network/Host.h"
 
 namespace QoPlayer {
 namespace mqtt {
 namespace {
 
 constexpr std::size_t kLongestClient = 128;
-constexpr std::size_t kLongestHost = 255;
 constexpr std::size_t kLongestToken = 65535;
 constexpr std::size_t kLongestAlpn = 255;         // RFC 7301, 3.1
 constexpr std::size_t kLongestProxySecret = 255;  // RFC 1929, 2
@@ -34,8 +34,8 @@ bool isHostByte(char c) {
 }
 
 bool isUsable(const std::string& host, int port) {
-    return port >= 1 && port <= 65535 && !host.empty() && host.size() <= kLongestHost && host != "0.0.0.0" &&
-           host != "::" && std::all_of(host.begin(), host.end(), isHostByte);
+    return port >= 1 && port <= 65535 && qolive::IsPossibleHost(host) && host != "0.0.0.0" && host != "::" &&
+           std::all_of(host.begin(), host.end(), isHostByte);
 }
 
 void readAddresses(const MsgCenterConfig& config, ReadSettingsResult& result) {

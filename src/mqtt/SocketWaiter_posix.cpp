@@ -2,10 +2,11 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cerrno>
+
+#include "network/Sockets.h"
 
 namespace QoPlayer {
 namespace mqtt {

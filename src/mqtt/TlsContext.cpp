@@ -4,8 +4,8 @@
 #include <openssl/x509_vfy.h>
 #include <openssl/x509v3.h>
 
-#include "mqtt/NameLookUp.h"
 #include "mqtt/SdkLog.h"
+#include "network/Host.h"
 
 namespace QoPlayer {
 namespace mqtt {
@@ -71,7 +71,7 @@ TlsContext::TlsContext(SSL_CTX* context) : m_context(context) {
 
 bool TlsContext::expect(const std::string& host) {
     X509_VERIFY_PARAM* const wanted = SSL_CTX_get0_param(native());
-    const std::string literal = AsLiteralAddress(host);
+    const std::string literal = qolive::AsLiteralAddress(host);
     m_host = host;
     m_hostIsLiteral = !literal.empty();
     m_agreed = false;

@@ -1,61 +1,76 @@
 #include "network/LookUps.h"
 
+#include <atomic>
+#include <iterator>
 #include <utility>
 
+#include "network/Host.h"
 #include "platform/DetachedThread.h"
 #include "platform/GuardedPass.h"
 
-struct LookUps::LookUp {
-    qolive::Mutex mutex;
-    qolive::ConditionVariable done;
-    bool isDone QOLIVE_GUARDED_BY(mutex) = false;
-    std::vector<HostAddress> addresses QOLIVE_GUARDED_BY(mutex);
+namespace qolive {
+namespace {
 
-    void finish(std::vector<HostAddress> found) {
-        const qolive::MutexLock lock(mutex);
-        addresses = std::move(found);
-        isDone = true;
-        done.notify_all();
-    }
+std::atomic<NameResolver> currentResolver{ResolveHost};
 
-    std::vector<HostAddress> result(Deadline deadline) {
-        const qolive::MutexLock lock(mutex);
-        while (!isDone)
-            if (done.wait_until(mutex, deadline) == std::cv_status::timeout) break;
-        return addresses;
-    }
-};
+}  // namespace
 
-LookUps::LookUps(Resolver resolver) : m_resolver(std::move(resolver)) {}
-
-std::vector<HostAddress> LookUps::addressesOf(const std::string& host, Deadline deadline) {
-    const auto lookUp = joinOrStart(host);
-    return lookUp ? lookUp->result(deadline) : std::vector<HostAddress>();
+void SetNameResolver(NameResolver resolver) {
+    currentResolver = resolver ? resolver : ResolveHost;
 }
 
-std::shared_ptr<LookUps::LookUp> LookUps::joinOrStart(const std::string& host) {
+bool LookUp::waitUntil(Deadline deadline) const {
     const qolive::MutexLock lock(m_mutex);
-    const auto running = m_running.find(host);
-    if (running != m_running.end()) return running->second;
-    return m_running.size() < kMostAtOnce ? start(host) : nullptr;
+    while (!m_ended && std::chrono::steady_clock::now() < deadline)
+        m_end.wait_until(m_mutex, deadline);
+    return m_ended;
 }
 
-std::shared_ptr<LookUps::LookUp> LookUps::start(const std::string& host) {
-    auto lookUp = std::make_shared<LookUp>();
-    std::function<void()> work = [this, host, lookUp] { run(host, *lookUp); };
-    const auto entry = m_running.emplace(host, lookUp).first;
+std::vector<std::string> LookUp::literals() const {
+    const qolive::MutexLock lock(m_mutex);
+    return m_literals;
+}
+
+void LookUp::end(std::vector<std::string> literals) {
+    const qolive::MutexLock lock(m_mutex);
+    m_literals = std::move(literals);
+    m_ended = true;
+    m_end.notify_all();
+}
+
+LookUps::LookUps(std::size_t most, std::function<void()> onEnd) : m_most(most), m_onEnd(std::move(onEnd)) {}
+
+std::shared_ptr<const LookUp> LookUps::begin(const std::string& name) {
+    const qolive::MutexLock lock(m_mutex);
+    forgetEnded();
+    const auto running = m_running.find(name);
+    if (running != m_running.end()) return running->second;
+    return m_running.size() < m_most ? start(name) : nullptr;
+}
+
+void LookUps::forgetEnded() {
+    for (auto entry = m_running.begin(); entry != m_running.end();)
+        entry = entry->second->hasEnded() ? m_running.erase(entry) : std::next(entry);
+}
+
+std::shared_ptr<const LookUp> LookUps::start(const std::string& name) {
+    const auto lookUp = std::make_shared<LookUp>();
+    std::function<void()> work = [name, lookUp, onEnd = m_onEnd] {
+        run(name, *lookUp);
+        onEnd();
+    };
+    const auto entry = m_running.emplace(name, lookUp).first;
     KeepLibraryLoaded();
     if (StartDetachedThread(std::move(work))) return lookUp;
     m_running.erase(entry);
     return nullptr;
 }
 
-void LookUps::run(const std::string& host, LookUp& lookUp) {
-    std::vector<HostAddress> addresses;
-    RunPass("[LookUps] out of memory: a look-up was dropped", [&] { addresses = m_resolver(host); });
-    {
-        const qolive::MutexLock lock(m_mutex);
-        m_running.erase(host);
-    }
-    lookUp.finish(std::move(addresses));
+void LookUps::run(const std::string& name, LookUp& lookUp) {
+    std::vector<std::string> literals;
+    RunPass("[LookUps] out of memory: a look-up was dropped",
+            [&] { literals = currentResolver.load()(name); });
+    lookUp.end(std::move(literals));
 }
+
+}  // namespace qolive

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <memory>
@@ -8,33 +9,61 @@
 #include <vector>
 
 #include "base/Sync.h"
-#include "network/HostAddress.h"
 
-/// Looks names up with a time limit. A system's resolver can take minutes and cannot be stopped, so each
-/// look-up has a thread of its own, which is left behind when the limit passes. To bound their number,
-/// whoever asks for a name that is being looked up waits for that same look-up, and no more than kMostAtOnce
-/// run at a time.
-///
-/// An object must live as long as the process. Any thread may use it.
-class LookUps {
+namespace qolive {
+
+/// Finds the literal addresses of a host name, best first; empty when there are none. Blocks.
+using NameResolver = std::vector<std::string> (*)(const std::string& name);
+
+/// Replaces the system's resolver, ResolveHost, in the whole process; null restores it.
+void SetNameResolver(NameResolver resolver);
+
+/// One look-up, shared by the thread that waits for the resolver and those that want the result. Any thread.
+class LookUp {
 public:
-    using Resolver = std::function<std::vector<HostAddress>(const std::string& host)>;
     using Deadline = std::chrono::steady_clock::time_point;
-    static constexpr std::size_t kMostAtOnce = 16;
 
-    explicit LookUps(Resolver resolver);
+    /// Waits for the end, until `deadline` at the latest; says whether it has come.
+    bool waitUntil(Deadline deadline) const;
 
-    /// The addresses of `host`; none when there are none by the deadline or too much is being looked up.
-    std::vector<HostAddress> addressesOf(const std::string& host, Deadline deadline);
+    /// As waitUntil, without waiting.
+    bool hasEnded() const { return waitUntil(Deadline::min()); }
+
+    /// What was found; nothing before the end.
+    std::vector<std::string> literals() const;
 
 private:
-    struct LookUp;
+    friend class LookUps;
+    void end(std::vector<std::string> literals);
 
-    std::shared_ptr<LookUp> joinOrStart(const std::string& host);
-    std::shared_ptr<LookUp> start(const std::string& host) QOLIVE_REQUIRES(m_mutex);
-    void run(const std::string& host, LookUp& lookUp);
+    mutable qolive::Mutex m_mutex;
+    mutable qolive::ConditionVariable m_end;
+    bool m_ended QOLIVE_GUARDED_BY(m_mutex) = false;
+    std::vector<std::string> m_literals QOLIVE_GUARDED_BY(m_mutex);
+};
 
-    const Resolver m_resolver;
+/// The name look-ups of one owner. A system's resolver can take minutes and cannot be stopped, so each look-up has
+/// a thread of its own that nobody waits for: one that hangs is left behind, joined by whoever asks for its name
+/// meanwhile, and their number is bounded. They may outlive this object. Any thread may use it.
+class LookUps {
+public:
+    /// No more than `most` run at a time. The thread of one that has just ended calls `onEnd`.
+    explicit LookUps(
+        std::size_t most, std::function<void()> onEnd = [] {});
+
+    /// Looks `name` up, or joins the look-up of it that runs. Null when too many run or the system gives no thread.
+    /// Does not block.
+    std::shared_ptr<const LookUp> begin(const std::string& name);
+
+private:
+    std::shared_ptr<const LookUp> start(const std::string& name) QOLIVE_REQUIRES(m_mutex);
+    void forgetEnded() QOLIVE_REQUIRES(m_mutex);
+    static void run(const std::string& name, LookUp& lookUp);
+
+    const std::size_t m_most;
+    const std::function<void()> m_onEnd;
     qolive::Mutex m_mutex;
     std::map<std::string, std::shared_ptr<LookUp>> m_running QOLIVE_GUARDED_BY(m_mutex);
 };
+
+}  // namespace qolive

@@ -1,23 +1,27 @@
 #include <chrono>
+#include <string>
+#include <vector>
 
-#include "network/HostAddress.h"
+#include "network/Host.h"
 #include "network/LookUps.h"
 #include "platform/HostReadings.h"
 #include "readings/Echo.h"
 
 namespace {
 
+using std::chrono::steady_clock;
+
 constexpr std::chrono::seconds kTimeLimit{3};
+constexpr std::size_t kMostLookUps = 16;
 
-std::vector<HostAddress> resolveName(const std::string& host) {
-    return ResolveHost(host, HostText::Name);
-}
-
-std::vector<HostAddress> addressesOf(const std::string& host, LookUps::Deadline deadline) {
-    static LookUps* const lookUps = new LookUps(resolveName);  // never destroyed, as a look-up needs it
-    if (!IsPossibleHost(host)) return {};
-    const auto literal = ResolveHost(host, HostText::Literal);
-    return literal.empty() ? lookUps->addressesOf(host, deadline) : literal;
+std::vector<std::string> literalsOf(const std::string& host, steady_clock::time_point deadline) {
+    static auto* const lookUps = new qolive::LookUps(kMostLookUps);  // never destroyed: pings go on at exit
+    if (!qolive::IsPossibleHost(host)) return {};
+    const std::string literal = qolive::AsLiteralAddress(host);
+    if (!literal.empty()) return {literal};
+    const auto lookUp = lookUps->begin(host);
+    if (!lookUp || !lookUp->waitUntil(deadline)) return {};
+    return lookUp->literals();
 }
 
 }  // namespace
@@ -28,8 +32,8 @@ CPing* CPing::GetInstance() {
 }
 
 bool CPing::PingHost(std::string host, int& rttMs) {
-    const auto deadline = std::chrono::steady_clock::now() + kTimeLimit;
-    for (const HostAddress& address : addressesOf(host, deadline))
-        if (SendEcho(address, deadline, rttMs)) return true;
+    const auto deadline = steady_clock::now() + kTimeLimit;
+    for (const std::string& literal : literalsOf(host, deadline))
+        if (SendEcho(literal, deadline, rttMs)) return true;
     return false;
 }

@@ -1,8 +1,6 @@
 #include "readings/Echo.h"
 
-#include <netinet/in.h>
 #include <poll.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "network/Sockets.h"
 #include "readings/EchoPacket_posix.h"
 
 namespace {
@@ -36,24 +35,6 @@ public:
 private:
     int m_number = -1;
 };
-
-bool connectTo(int socket, const HostAddress& address) {
-    sockaddr_storage target{};
-    socklen_t length = 0;
-    if (address.isIpv6) {
-        auto& to = reinterpret_cast<sockaddr_in6&>(target);
-        to.sin6_family = AF_INET6;
-        to.sin6_scope_id = address.scope;
-        std::memcpy(&to.sin6_addr, address.bytes.data(), sizeof to.sin6_addr);
-        length = sizeof to;
-    } else {
-        auto& to = reinterpret_cast<sockaddr_in&>(target);
-        to.sin_family = AF_INET;
-        std::memcpy(&to.sin_addr, address.bytes.data(), sizeof to.sin_addr);
-        length = sizeof to;
-    }
-    return connect(socket, reinterpret_cast<const sockaddr*>(&target), length) == 0;
-}
 
 EchoCookie newCookie() {
     static std::atomic<std::uint64_t> count{0};
@@ -90,22 +71,27 @@ bool receive(int socket, EchoBytes& message) {
     return length >= 0 || errno == EAGAIN || errno == EINTR;
 }
 
+bool awaitReply(int socket, bool isIpv6, const EchoCookie& cookie, steady_clock::time_point deadline) {
+    EchoBytes message;
+    while (waitForMessage(socket, deadline) && receive(socket, message))
+        if (IsEchoReply(message, isIpv6, cookie)) return true;
+    return false;
+}
+
 }  // namespace
 
-bool SendEcho(const HostAddress& address, steady_clock::time_point deadline, int& rttMs) {
-    const int protocol = address.isIpv6 ? static_cast<int>(IPPROTO_ICMPV6) : static_cast<int>(IPPROTO_ICMP);
-    const Socket socket(address.isIpv6 ? AF_INET6 : AF_INET, protocol);
-    if (socket.number() < 0 || !connectTo(socket.number(), address)) return false;
+bool SendEcho(const std::string& literal, steady_clock::time_point deadline, int& rttMs) {
+    const qolive::AddressList list(literal, AI_NUMERICHOST);
+    const addrinfo* const address = list.first();
+    if (!address) return false;
+    const bool isIpv6 = address->ai_family == AF_INET6;
+    const Socket socket(address->ai_family, isIpv6 ? int{IPPROTO_ICMPV6} : int{IPPROTO_ICMP});
+    if (connect(socket.number(), address->ai_addr, address->ai_addrlen) != 0) return false;
     const EchoCookie cookie = newCookie();
     const auto sent = steady_clock::now();
-    if (!sendAll(socket.number(), MakeEchoRequest(address.isIpv6, cookie))) return false;
-    EchoBytes message;
-    while (waitForMessage(socket.number(), deadline)) {
-        if (!receive(socket.number(), message)) return false;
-        if (!IsEchoReply(message, address.isIpv6, cookie)) continue;
-        const auto passed = steady_clock::now() - sent;
-        rttMs = static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(passed).count());
-        return true;
-    }
-    return false;
+    if (!sendAll(socket.number(), MakeEchoRequest(isIpv6, cookie))) return false;
+    if (!awaitReply(socket.number(), isIpv6, cookie, deadline)) return false;
+    const auto passed = steady_clock::now() - sent;
+    rttMs = static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(passed).count());
+    return true;
 }

@@ -58,22 +58,22 @@ bool takeReply(const std::vector<char>& buffer, int& rttMs) {
     return true;
 }
 
-bool sendIpv4(HANDLE icmp, const HostAddress& address, DWORD timeoutMs, int& rttMs) {
-    IPAddr target = 0;
-    std::memcpy(&target, address.bytes.data(), sizeof target);
+bool sendIpv4(HANDLE icmp, const sockaddr* address, DWORD timeoutMs, int& rttMs) {
+    sockaddr_in target{};
+    std::memcpy(&target, address, sizeof target);
     auto buffer = replyBuffer<ICMP_ECHO_REPLY>();
     auto data = kData;
-    const DWORD replies = IcmpSendEcho(icmp, target, data.data(), static_cast<WORD>(data.size()), nullptr,
-                                       buffer.data(), static_cast<DWORD>(buffer.size()), timeoutMs);
+    const DWORD replies =
+        IcmpSendEcho(icmp, target.sin_addr.s_addr, data.data(), static_cast<WORD>(data.size()), nullptr,
+                     buffer.data(), static_cast<DWORD>(buffer.size()), timeoutMs);
     return replies > 0 && takeReply<ICMP_ECHO_REPLY>(buffer, rttMs);
 }
 
-bool sendIpv6(HANDLE icmp, const HostAddress& address, DWORD timeoutMs, int& rttMs) {
+bool sendIpv6(HANDLE icmp, const sockaddr* address, DWORD timeoutMs, int& rttMs) {
     sockaddr_in6 source{};
     source.sin6_family = AF_INET6;
-    sockaddr_in6 target = source;
-    target.sin6_scope_id = address.scope;
-    std::memcpy(&target.sin6_addr, address.bytes.data(), sizeof target.sin6_addr);
+    sockaddr_in6 target{};
+    std::memcpy(&target, address, sizeof target);
     auto buffer = replyBuffer<Ipv6EchoReply>();
     auto data = kData;
     const DWORD replies = Icmp6SendEcho2(icmp, nullptr, nullptr, nullptr, &source, &target, data.data(),
@@ -84,10 +84,14 @@ bool sendIpv6(HANDLE icmp, const HostAddress& address, DWORD timeoutMs, int& rtt
 
 }  // namespace
 
-bool SendEcho(const HostAddress& address, steady_clock::time_point deadline, int& rttMs) {
+bool SendEcho(const std::string& literal, steady_clock::time_point deadline, int& rttMs) {
+    const qolive::AddressList list(literal, AI_NUMERICHOST);
+    const addrinfo* const address = list.first();
+    if (!address) return false;
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - steady_clock::now()).count();
-    const IcmpHandle icmp(address.isIpv6);
+    const bool isIpv6 = address->ai_family == AF_INET6;
+    const IcmpHandle icmp(isIpv6);
     if (left <= 0 || !icmp.isOpen()) return false;
-    const auto send = address.isIpv6 ? sendIpv6 : sendIpv4;
-    return send(icmp.get(), address, static_cast<DWORD>(left), rttMs);
+    const auto send = isIpv6 ? sendIpv6 : sendIpv4;
+    return send(icmp.get(), address->ai_addr, static_cast<DWORD>(left), rttMs);
 }

@@ -14,7 +14,7 @@
 #include "integration/mqtt/CenterTest.h"
 #include "integration/support/Relay.h"
 #include "integration/support/ScriptedServer.h"
-#include "mqtt/NameLookUp.h"
+#include "network/LookUps.h"
 #include "platform/MsgCenterWatch.h"
 
 using support::Blackhole;
@@ -440,11 +440,11 @@ TEST_F(StopTest, AHundredStartsAndStopsLeaveTheCenterUsable) {
 
 class NamesTest : public ConnectionTest {
 protected:
-    void TearDown() override { QoPlayer::mqtt::SetNameResolver(nullptr); }
+    void TearDown() override { qolive::SetNameResolver(nullptr); }
 };
 
 TEST_F(NamesTest, EveryAddressOfANameIsTried) {
-    QoPlayer::mqtt::SetNameResolver([](const std::string&) {
+    qolive::SetNameResolver([](const std::string&) {
         return std::vector<std::string>{"127.0.0.2", "127.0.0.3", "127.0.0.1"};
     });
     Broker broker;
@@ -472,7 +472,7 @@ TEST_F(NamesTest, LocalhostIsFoundOnWhicheverOfItsAddressesTheBrokerListens) {
 }
 
 TEST_F(NamesTest, AnUnknownNameIsSkipped) {
-    QoPlayer::mqtt::SetNameResolver([](const std::string&) { return std::vector<std::string>{}; });
+    qolive::SetNameResolver([](const std::string&) { return std::vector<std::string>{}; });
     Broker broker;
     connect(Config({{"nowhere.test", 1883}, {"127.0.0.1", broker.port()}}));
     EXPECT_EQ(CenterLog::count("no address found for nowhere.test"), 1U);
@@ -497,7 +497,7 @@ std::vector<std::string> resolveOrHang(const std::string& host) {
 
 TEST_F(NamesTest, AHangingLookUpOfTheBackupDelaysNothingOnTheMain) {
     released();
-    QoPlayer::mqtt::SetNameResolver(resolveOrHang);
+    qolive::SetNameResolver(resolveOrHang);
     Broker broker;
     WireWatcher watcher(broker);
     QoPlayer::MsgCenter backup;
@@ -519,7 +519,7 @@ TEST_F(NamesTest, AHangingLookUpOfTheBackupDelaysNothingOnTheMain) {
 
 TEST_F(NamesTest, AHangingLookUpIsLeftForTheNextAddress) {
     released();
-    QoPlayer::mqtt::SetNameResolver(resolveOrHang);
+    qolive::SetNameResolver(resolveOrHang);
     Broker broker;
     connect(Config({{"hang.test", broker.port()}, {"broker.test", broker.port()}}));
     EXPECT_EQ(CenterLog::count("no answer to the name look-up of hang.test"), 1U);

@@ -51,7 +51,7 @@ protected:
         };
         first.onConnect = [this] { offers.push_back(elapsedMs()); };
         second.onConnect = [this] { offersToSecond.push_back(elapsedMs()); };
-        QoPlayer::mqtt::SetNameResolver(nullptr);
+        qolive::SetNameResolver(nullptr);
         current = this;
         QoPlayer::SetLogPtr(record);
     }
@@ -122,7 +122,7 @@ std::vector<std::string> resolveLate(const std::string&) {
 TEST_F(LinkTimesTest, ANameThatIsNotFoundIsLeftAfterFiveSeconds) {
     std::promise<void> answer;
     answered = answer.get_future().share();
-    QoPlayer::mqtt::SetNameResolver(resolveLate);
+    qolive::SetNameResolver(resolveLate);
     settings.addresses.push_back({"hang.test", 1883});
     use({first.port()});
     runFor(60s);

@@ -15,7 +15,7 @@
 #include "integration/support/Relay.h"
 #include "integration/support/Resident.h"
 #include "integration/support/ScriptedServer.h"
-#include "mqtt/NameLookUp.h"
+#include "network/LookUps.h"
 
 using support::Broker;
 using support::Eventually;
@@ -41,7 +41,7 @@ std::size_t openFiles() {
 
 class LinksTest : public CenterTest {
 protected:
-    void TearDown() override { QoPlayer::mqtt::SetNameResolver(nullptr); }
+    void TearDown() override { qolive::SetNameResolver(nullptr); }
 
     static Config configFor(int port) {
         Config config(port);
@@ -174,7 +174,7 @@ TEST_F(LinksTest, AServerThatRefusesForAWhileLosesNothing) {
 std::atomic<bool> nameKnown{true};
 
 TEST_F(LinksTest, ANameThatFailsAndComesBackLosesNothing) {
-    QoPlayer::mqtt::SetNameResolver([](const std::string&) {
+    qolive::SetNameResolver([](const std::string&) {
         return nameKnown ? std::vector<std::string>{"127.0.0.1"} : std::vector<std::string>{};
     });
     sender = center.createSender(5, Recorder::callback, &recorder);

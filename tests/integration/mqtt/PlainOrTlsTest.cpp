@@ -1,7 +1,7 @@
 #include "integration/mqtt/CenterTest.h"
 #include "integration/support/Certificates.h"
 #include "integration/support/OwnNetwork.h"
-#include "mqtt/NameLookUp.h"
+#include "network/LookUps.h"
 
 using support::Broker;
 using support::Certificates;
@@ -20,7 +20,7 @@ class PlainOrTlsTest : public CenterTest {
 protected:
     void TearDown() override {
         center.stop();  // in the network that it was started in
-        QoPlayer::mqtt::SetNameResolver(nullptr);
+        qolive::SetNameResolver(nullptr);
     }
 
     static Broker::Options at(const std::string& address) {
@@ -75,7 +75,7 @@ TEST_F(PlainOrTlsTest, OnATrustedNetworkAnotherMachineIsSpokenToPlainly) {
 
 // Reaches this machine, but is no loopback address: stands in for another machine wherever the test runs.
 TEST_F(PlainOrTlsTest, ByDefaultTheAddressBehindANameDecides) {
-    QoPlayer::mqtt::SetNameResolver([](const std::string&) { return std::vector<std::string>{"0.0.0.0"}; });
+    qolive::SetNameResolver([](const std::string&) { return std::vector<std::string>{"0.0.0.0"}; });
     const Broker plain;
     EXPECT_FALSE(connects("localhost.test", plain, kPlainToLoopbackOnly));
     EXPECT_GT(CenterLog::count("TLS handshake"), 0U) << CenterLog::all();

@@ -7,7 +7,7 @@
 
 #include "integration/mqtt/CenterTest.h"
 #include "integration/support/Certificates.h"
-#include "mqtt/NameLookUp.h"
+#include "network/LookUps.h"
 #include "platform/MsgCenterWatch.h"
 
 using support::Broker;
@@ -30,9 +30,9 @@ class TlsTest : public CenterTest {
 protected:
     void SetUp() override {
         CenterTest::SetUp();
-        QoPlayer::mqtt::SetNameResolver(resolveToLoopback);
+        qolive::SetNameResolver(resolveToLoopback);
     }
-    void TearDown() override { QoPlayer::mqtt::SetNameResolver(nullptr); }
+    void TearDown() override { qolive::SetNameResolver(nullptr); }
 
     static Broker::Options speaking(const Certificates::Server& server) {
         Broker::Options options;

@@ -12,8 +12,8 @@
 #include "integration/mqtt/CenterTest.h"
 #include "integration/support/ScriptedServer.h"
 #include "mqtt/Center.h"
-#include "mqtt/NameLookUp.h"
 #include "mqtt/SocketWaiter.h"
+#include "network/LookUps.h"
 
 using QoPlayer::mqtt::Center;
 using QoPlayer::mqtt::SocketWaiter;
@@ -156,13 +156,13 @@ std::vector<std::string> resolveOnceKnown(const std::string&) {
 TEST_F(WakeUpTest, AnAnswerToANameLookUpIsUsedAtOnce) {
     std::promise<void> answer;
     known = answer.get_future().share();
-    QoPlayer::mqtt::SetNameResolver(resolveOnceKnown);
+    qolive::SetNameResolver(resolveOnceKnown);
     center.createSender(5, Recorder::callback, &recorder);
     ASSERT_TRUE(center.start(Config({{"broker.test", server.port()}})));
     waiter->awaitIdleness();
     answer.set_value();
     EXPECT_TRUE(recorder.waitConnected()) << CenterLog::all();
-    QoPlayer::mqtt::SetNameResolver(nullptr);
+    qolive::SetNameResolver(nullptr);
 }
 
 }  // namespace

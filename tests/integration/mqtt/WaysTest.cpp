@@ -6,7 +6,7 @@
 #include "integration/mqtt/CenterTest.h"
 #include "integration/support/Certificates.h"
 #include "integration/support/SocksProxy.h"
-#include "mqtt/NameLookUp.h"
+#include "network/LookUps.h"
 #include "platform/MsgCenterWatch.h"
 
 using QoPlayer::MsgCenterOptions;
@@ -33,10 +33,10 @@ class WaysTest : public CenterTest {
 protected:
     void SetUp() override {
         CenterTest::SetUp();
-        QoPlayer::mqtt::SetNameResolver(resolveToLoopback);
+        qolive::SetNameResolver(resolveToLoopback);
         center.createSender(2, Recorder::callback, &recorder);
     }
-    void TearDown() override { QoPlayer::mqtt::SetNameResolver(nullptr); }
+    void TearDown() override { qolive::SetNameResolver(nullptr); }
 
     void start(const Config& config) {
         ASSERT_TRUE(QoPlayer::MsgCenterWatch(center).setOptions(options));

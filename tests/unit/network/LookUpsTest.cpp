@@ -5,126 +5,140 @@
 #include <atomic>
 #include <future>
 #include <memory>
+#include <new>
 #include <thread>
-#include <utility>
+
+using namespace std::chrono_literals;
+using qolive::LookUp;
+using qolive::LookUps;
+using std::chrono::steady_clock;
 
 namespace {
 
-using std::chrono::milliseconds;
-using std::chrono::seconds;
-using std::chrono::steady_clock;
+using Literals = std::vector<std::string>;
 
-HostAddress loopback() {
-    HostAddress address;
-    address.bytes = {127, 0, 0, 1};
-    return address;
+/// Holds back the look-ups of names that begin with "hang"; each test has its own.
+struct Gate {
+    std::promise<void> open;
+    std::shared_future<void> opened{open.get_future()};
+};
+std::unique_ptr<Gate> gate;
+std::atomic<int> asked{0};
+
+Literals resolve(const std::string& host) {
+    ++asked;
+    if (host.rfind("hang", 0) == 0) std::shared_future<void>(gate->opened).wait();
+    if (host == "nowhere.test") return {};
+    if (host == "short.test") throw std::bad_alloc();
+    return {"192.0.2.1", "2001:db8::1"};
 }
 
-/// A resolver that answers nothing until it is released.
-class HeldResolver {
-public:
-    std::vector<HostAddress> operator()(const std::string& /*host*/) {
-        ++m_calls;
-        m_released.wait();
-        return {loopback()};
-    }
-    void release() { m_release.set_value(); }
-    int calls() const { return m_calls; }
+class LookUpsTest : public testing::Test {
+protected:
+    static constexpr int kMost = 8;
 
-private:
-    std::promise<void> m_release;
-    std::shared_future<void> m_released = m_release.get_future().share();
-    std::atomic<int> m_calls{0};
+    void SetUp() override {
+        gate = std::make_unique<Gate>();
+        asked = 0;
+        qolive::SetNameResolver(resolve);
+    }
+
+    static auto soon() { return steady_clock::now() + 60s; }
+
+    Literals found(const std::string& host) {
+        const auto lookUp = lookUps.begin(host);
+        return lookUp && lookUp->waitUntil(soon()) ? lookUp->literals() : Literals();
+    }
+
+    LookUps lookUps{kMost};
 };
 
-/// Look-ups outlive the test, as their threads may.
-template <class Object, class... Arguments>
-Object& kept(Arguments&&... arguments) {
-    static auto* const all = new std::vector<std::unique_ptr<Object>>;
-    all->push_back(std::make_unique<Object>(std::forward<Arguments>(arguments)...));
-    return *all->back();
+TEST_F(LookUpsTest, GiveWhatTheResolverFindsInItsOrder) {
+    EXPECT_EQ(found("good.test"), (Literals{"192.0.2.1", "2001:db8::1"}));
+    const auto nowhere = lookUps.begin("nowhere.test");
+    EXPECT_TRUE(nowhere->waitUntil(soon()));
+    EXPECT_TRUE(nowhere->literals().empty());
 }
 
-LookUps& lookUpsWith(HeldResolver& resolver) {
-    return kept<LookUps>([&resolver](const std::string& host) { return resolver(host); });
+TEST_F(LookUpsTest, OneThatMemoryIsTooShortForEndsWithoutAResultAndTheNextOneHasOne) {
+    const auto cut = lookUps.begin("short.test");
+    EXPECT_TRUE(cut->waitUntil(soon()));
+    EXPECT_TRUE(cut->literals().empty());
+    EXPECT_FALSE(found("good.test").empty());
 }
 
-auto in(milliseconds time) {
-    return steady_clock::now() + time;
+TEST_F(LookUpsTest, EachBeginAfterTheEndAsksAgain) {
+    found("good.test");
+    found("good.test");
+    EXPECT_EQ(asked, 2);
 }
 
-TEST(LookUps, GiveTheAddressesOfAName) {
-    auto& lookUps = kept<LookUps>([](const std::string&) { return std::vector<HostAddress>{loopback()}; });
-    const auto addresses = lookUps.addressesOf("host", in(seconds(30)));
-    ASSERT_EQ(addresses.size(), 1u);
-    EXPECT_EQ(addresses[0].bytes[0], 127);
-}
-
-TEST(LookUps, EndAtTheDeadlineHoweverLongTheResolverTakes) {
-    auto& resolver = kept<HeldResolver>();
-    auto& lookUps = lookUpsWith(resolver);
-    const auto before = steady_clock::now();
-    EXPECT_TRUE(lookUps.addressesOf("host", in(milliseconds(50))).empty());
-    const auto passed = steady_clock::now() - before;
-    EXPECT_GE(passed, milliseconds(50));
-    EXPECT_LT(passed, seconds(20));
-}
-
-TEST(LookUps, WhoAsksForANameThatIsBeingLookedUpWaitsForThatLookUp) {
-    auto& resolver = kept<HeldResolver>();
-    auto& lookUps = lookUpsWith(resolver);
-    lookUps.addressesOf("host", in(milliseconds(1)));
-    auto second = std::async(std::launch::async,
-                             [&lookUps] { return lookUps.addressesOf("host", in(seconds(30))).size(); });
-    resolver.release();
-    EXPECT_EQ(second.get(), 1u);
-    // The one that asked last may have found the first look-up already finished.
-    EXPECT_LE(resolver.calls(), 2);
-}
-
-TEST(LookUps, RepeatedQuestionsForANameThatHangsStartOneLookUp) {
-    auto& resolver = kept<HeldResolver>();
-    auto& lookUps = lookUpsWith(resolver);
+TEST_F(LookUpsTest, OneThatHangsDelaysNoOtherAndIsJoined) {
+    const auto hanging = lookUps.begin("hang.test");
     for (int i = 0; i < 100; ++i)
-        EXPECT_TRUE(lookUps.addressesOf("host", in(milliseconds(0))).empty());
-    while (resolver.calls() == 0)
-        std::this_thread::yield();
-    EXPECT_EQ(resolver.calls(), 1);
+        EXPECT_EQ(lookUps.begin("hang.test"), hanging);
+    EXPECT_FALSE(found("good.test").empty());
+    EXPECT_FALSE(hanging->hasEnded());
+    gate->open.set_value();
+    EXPECT_TRUE(hanging->waitUntil(soon()));
+    EXPECT_EQ(asked, 2);
 }
 
-TEST(LookUps, NoMoreThanTheLimitRunAtATime) {
-    auto& resolver = kept<HeldResolver>();
-    auto& lookUps = lookUpsWith(resolver);
-    constexpr int kLimit = static_cast<int>(LookUps::kMostAtOnce);
-    for (int i = 0; i < 3 * kLimit; ++i)
-        EXPECT_TRUE(lookUps.addressesOf("host" + std::to_string(i), in(milliseconds(0))).empty());
-    while (resolver.calls() < kLimit)
-        std::this_thread::yield();
-    EXPECT_EQ(resolver.calls(), kLimit);
-    EXPECT_EQ(kLimit, 16);
+TEST_F(LookUpsTest, AllWhoWaitForOneHearOfItsEnd) {
+    const auto wait = [lookUp = lookUps.begin("hang.test")] {
+        return lookUp->waitUntil(soon()) ? lookUp->literals().size() : 0;
+    };
+    auto first = std::async(std::launch::async, wait);
+    auto second = std::async(std::launch::async, wait);
+    gate->open.set_value();
+    EXPECT_EQ(first.get(), 2U);
+    EXPECT_EQ(second.get(), 2U);
 }
 
-TEST(LookUps, OneThatHasEndedMakesRoomForAnother) {
-    auto& resolver = kept<HeldResolver>();
-    auto& lookUps = lookUpsWith(resolver);
-    for (std::size_t i = 0; i < LookUps::kMostAtOnce; ++i)
-        lookUps.addressesOf("host" + std::to_string(i), in(milliseconds(0)));
-    EXPECT_TRUE(lookUps.addressesOf("another", in(seconds(30))).empty());
-    resolver.release();
-    while (lookUps.addressesOf("another", in(seconds(30))).empty())
+TEST_F(LookUpsTest, AWaitEndsAtItsDeadlineHoweverLongTheResolverTakes) {
+    const auto hanging = lookUps.begin("hang.test");
+    const auto before = steady_clock::now();
+    EXPECT_FALSE(hanging->waitUntil(before + 50ms));
+    EXPECT_GE(steady_clock::now() - before, 50ms);
+    EXPECT_TRUE(hanging->literals().empty());
+    gate->open.set_value();
+    EXPECT_TRUE(hanging->waitUntil(soon()));
+}
+
+TEST_F(LookUpsTest, NoMoreThanTheirBoundRunAtATime) {
+    for (int i = 0; i < kMost; ++i)
+        EXPECT_NE(lookUps.begin("hang" + std::to_string(i)), nullptr);
+    EXPECT_EQ(lookUps.begin("good.test"), nullptr);
+    EXPECT_NE(lookUps.begin("hang0"), nullptr) << "which runs";
+    gate->open.set_value();
+    while (asked < kMost || found("good.test").empty())
         std::this_thread::yield();
 }
 
-TEST(LookUps, OneThatMemoryIsTooShortForHasNoResultAndTheNextOneHas) {
-    static std::atomic<bool> isShort{true};
-    auto& lookUps = kept<LookUps>([](const std::string&) -> std::vector<HostAddress> {
-        if (isShort) throw std::bad_alloc();
-        return {loopback()};
+TEST_F(LookUpsTest, TellOfEachEndOnceItCanBeSeen) {
+    std::promise<void> told;
+    std::shared_ptr<const LookUp> hanging;
+    bool hadEnded = false;
+    LookUps telling(kMost, [&] {
+        hadEnded = hanging->hasEnded();
+        told.set_value();
     });
-    const auto deadline = [] { return steady_clock::now() + seconds(60); };
-    EXPECT_TRUE(lookUps.addressesOf("a", deadline()).empty());
-    isShort = false;
-    EXPECT_EQ(lookUps.addressesOf("a", deadline()).size(), 1U);
+    hanging = telling.begin("hang.test");
+    gate->open.set_value();
+    told.get_future().wait();
+    EXPECT_TRUE(hadEnded);
+}
+
+TEST_F(LookUpsTest, MayOutliveWhoAsked) {
+    auto told = std::make_shared<std::promise<void>>();
+    auto end = told->get_future();
+    auto asker = std::make_unique<LookUps>(kMost, [told] { told->set_value(); });
+    const auto hanging = asker->begin("hang.test");
+    asker.reset();
+    told.reset();
+    gate->open.set_value();
+    end.wait();
+    EXPECT_FALSE(hanging->literals().empty());
 }
 
 }  // namespace
