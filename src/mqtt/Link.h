@@ -1,48 +1,22 @@
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include "mqtt/AccessToken.h"
 #include "mqtt/Backoff.h"
+#include "mqtt/CenterState.h"
 #include "mqtt/Connection.h"
-#include "mqtt/Outbox.h"
-#include "mqtt/SdkLog.h"
 #include "mqtt/SendWindow.h"
-#include "mqtt/Senders.h"
 #include "mqtt/Settings.h"
-#include "mqtt/StatusBoard.h"
 #include "mqtt/TlsContext.h"
-#include "network/LookUps.h"
 
 namespace QoPlayer {
 namespace mqtt {
-
-inline constexpr std::size_t kMostLookUps = 8;
-
-/// What a center shares with its network thread.
-struct CenterState {
-    /// A waiter of its own without `given`.
-    explicit CenterState(std::shared_ptr<SocketWaiter> given = nullptr)
-        : waiter(given ? std::move(given) : std::make_shared<SocketWaiter>()) {}
-
-    SdkLog log;
-    StatusBoard status;
-    AccessToken token;
-    Senders senders;
-    Outbox outbox;
-    const std::shared_ptr<SocketWaiter> waiter;
-    qolive::LookUps lookUps{kMostLookUps, [waiter = waiter] { waiter->wake(); }};
-    std::atomic<bool> stopping{false};
-    std::atomic<std::uint64_t> reconnects{0};
-};
 
 /// The network side of a center from one `start` to the next `stop`: goes through the addresses, keeps the
 /// connection, moves messages. All of it runs on the network thread.

@@ -1,61 +1,137 @@
-#include "platform/MsgCenter.h"
+#include <mosquitto.h>
+#include <openssl/crypto.h>
 
-#include "mqtt/Center.h"
+#include <cstdint>
+#include <cstdio>
+#include <exception>
+#include <mutex>
+#include <random>
+#include <utility>
+
+#include "mqtt/Link.h"
+#include "mqtt/MsgCenterImpl.h"
+#include "mqtt/MsgSenderImpl.h"
+#include "mqtt/NetworkThread.h"
 #include "platform/Kernel.h"
 #include "platform/MsgCenterWatch.h"
 
 namespace QoPlayer {
+namespace {
 
-struct MsgCenter::Impl {
-    mqtt::Center center;
-};
+// Not the TLS library's: where memory is short at its first use, that one crashes or gives nothing, and connections
+// of one name would throw each other out.
+std::uint64_t randomNumber() {
+    std::random_device device;
+    return (std::uint64_t{device()} << 32U) | device();
+}
 
-MsgCenter::MsgCenter() : m_impl(new Impl) {}
+std::string randomName() {
+    char name[9];
+    std::snprintf(name, sizeof name, "%08x", static_cast<unsigned>(randomNumber() & 0xffffffffU));
+    return name;
+}
+
+// The same for all centers of the process, so that a server can tell that they belong together.
+const std::string& processClientName() {
+    static const auto* const name = new std::string(randomName());
+    return *name;
+}
+
+}  // namespace
+
+// OpenSSL's own clean-up at exit would run beside a network thread that still uses it.
+MsgCenter::Impl::Libraries::Libraries() {
+    static std::once_flag once;
+    std::call_once(once, [] {
+        OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
+        mosquitto_lib_init();
+    });
+}
+
+bool MsgCenter::Impl::startThread(mqtt::Settings settings) {
+    KeepLibraryLoaded();
+    state.stopping = false;
+    state.outbox.open();
+    try {
+        state.status.note(MsgCenterState::Connecting, mqtt::kStarting);
+        const auto link =
+            std::make_shared<mqtt::Link>(std::move(settings), randomName(), randomNumber(), state);
+        thread = StartLibraryThread([this, link] {
+            threadId = std::this_thread::get_id();
+            const mqtt::NetworkThread networkThread;
+            link->run();
+        });
+        return true;
+    } catch (const std::exception&) {
+        state.outbox.close();
+        state.token.end();
+        return cannotStart("the system gives no thread");
+    }
+}
+
+bool MsgCenter::Impl::cannotStart(const std::string& why) {
+    state.log.write(LogLevel::Error, "start: " + why);
+    state.status.note(MsgCenterState::Stopped, "cannot start: " + why);
+    return false;
+}
+
+MsgCenter::MsgCenter() : MsgCenter(std::make_unique<Impl>()) {}
+
+MsgCenter::MsgCenter(std::unique_ptr<Impl> impl) : m_impl(std::move(impl)) {}
 
 MsgCenter::~MsgCenter() {
     // The network thread is gone then, with whatever it held.
-    if (IsProcessEnding()) static_cast<void>(m_impl.release());
+    if (IsProcessEnding())
+        static_cast<void>(m_impl.release());
+    else
+        stop();
 }
 
 bool MsgCenter::start(const MsgCenterConfig& config) {
-    return m_impl->center.start(config);
+    const mqtt::SdkLog& log = m_impl->state.log;
+    if (m_impl->thread) {
+        log.write(LogLevel::Warning, "start: already started");
+        return false;
+    }
+    mqtt::ReadSettingsResult read = mqtt::ReadSettings(config, m_impl->options, processClientName());
+    if (read.problem.empty() && !m_impl->state.waiter->isUsable())
+        read.problem = "the system gives no socket";
+    if (!read.problem.empty()) return m_impl->cannotStart(read.problem);
+    for (const std::string& note : read.notes)
+        log.write(LogLevel::Warning, "start: " + note);
+    return m_impl->startThread(std::move(read.settings));
 }
 
 void MsgCenter::stop() {
-    m_impl->center.stop();
+    mqtt::CenterState& state = m_impl->state;
+    // First, because a callback can come before the start that made its thread has kept it.
+    if (m_impl->threadId.load() == std::this_thread::get_id()) {
+        state.log.write(LogLevel::Error, "stop: called from a callback, ignored");
+        return;
+    }
+    if (!m_impl->thread) return;
+    state.stopping = true;
+    state.waiter->wake();
+    JoinUnlessEnding(m_impl->thread);
+    state.token.end();
+    m_impl->threadId = std::thread::id();
 }
 
 MsgSender* MsgCenter::createSender(int cmd, MsgSenderCallback cb, void* user) {
-    return m_impl->center.createSender(cmd, cb, user);
+    if (!cb) return nullptr;
+    mqtt::CenterState& state = m_impl->state;
+    const qolive::MutexLock lock(m_impl->ownedMutex);
+    auto& owned = m_impl->owned[cmd];
+    if (!owned)
+        owned = std::make_unique<MsgSender>(std::make_unique<MsgSender::Impl>(MsgSender::Impl{state, cmd}));
+    if (!state.senders.open(cmd, cb, user)) return nullptr;
+    state.waiter->wake();
+    return owned.get();
 }
 
 void MsgCenter::closeSender(int cmd) {
-    m_impl->center.closeSender(cmd);
-}
-
-void MsgCenterWatch::setName(const std::string& name) {
-    m_center.m_impl->center.setName(name);
-}
-
-bool MsgCenterWatch::renewAccessToken(const std::string& token, std::int64_t expireTime) {
-    return m_center.m_impl->center.renewAccessToken(token, expireTime);
-}
-
-bool MsgCenterWatch::setOptions(const MsgCenterOptions& options) {
-    m_center.m_impl->center.setOptions(options);
-    return true;
-}
-
-void MsgCenterWatch::setListener(Listener listener, void* user) {
-    m_center.m_impl->center.setListener(listener, user);
-}
-
-MsgCenterStatus MsgCenterWatch::status() const {
-    return m_center.m_impl->center.status();
-}
-
-MsgCenterCounters MsgCenterWatch::counters() const {
-    return m_center.m_impl->center.counters();
+    mqtt::CenterState& state = m_impl->state;
+    if (state.senders.close(cmd)) state.waiter->wake();
 }
 
 }  // namespace QoPlayer

@@ -102,7 +102,9 @@ private:
 /// thread at any time.
 class MsgCenter {
 public:
+    struct Impl;
     MsgCenter();
+    explicit MsgCenter(std::unique_ptr<Impl> impl);  ///< for the implementation itself: its tests
     ~MsgCenter();  ///< stops the center as `stop` does and releases its senders
     MsgCenter(const MsgCenter&) = delete;
     MsgCenter& operator=(const MsgCenter&) = delete;
@@ -128,7 +130,6 @@ public:
 private:
     friend class MsgCenterWatch;
 
-    struct Impl;
     std::unique_ptr<Impl> m_impl;
 };
 

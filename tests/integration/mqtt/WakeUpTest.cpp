@@ -11,11 +11,11 @@
 
 #include "integration/mqtt/CenterTest.h"
 #include "integration/support/ScriptedServer.h"
-#include "mqtt/Center.h"
+#include "mqtt/MsgCenterImpl.h"
 #include "mqtt/SocketWaiter.h"
 #include "network/LookUps.h"
 
-using QoPlayer::mqtt::Center;
+using QoPlayer::MsgCenter;
 using QoPlayer::mqtt::SocketWaiter;
 using support::Eventually;
 using support::Recorder;
@@ -109,7 +109,7 @@ protected:
     Recorder recorder;
     Recorder other;
     std::shared_ptr<PatientWaiter> waiter = std::make_shared<PatientWaiter>();
-    Center center{waiter};
+    MsgCenter center{std::make_unique<MsgCenter::Impl>(waiter)};
     QoPlayer::MsgSender* sender = nullptr;
 };
 
