@@ -17,9 +17,6 @@ public:
     /// The pause after a connection that served for a while and was lost, ms: half as long as the last one could be.
     std::int64_t pauseAfterServingMs();
 
-    /// The ceiling of the next pause, ms.
-    std::int64_t ceilingMs() const { return m_ceilingMs; }
-
     /// Starts again at 0.5 s.
     void reset();
 

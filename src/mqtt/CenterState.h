@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <utility>
 
 #include "mqtt/AccessToken.h"
@@ -19,11 +20,24 @@ namespace mqtt {
 
 inline constexpr std::size_t kMostLookUps = 8;
 
+/// The client library counts its keep-alive in seconds, and has to be called to notice.
+inline constexpr int kLongestStepMs = 1000;
+
 /// What a center shares with its network thread.
 struct CenterState {
+    using Clock = SocketWaiter::Clock;
+
     /// A waiter of its own without `given`.
     explicit CenterState(std::shared_ptr<SocketWaiter> given = nullptr)
         : waiter(given ? std::move(given) : std::make_shared<SocketWaiter>()) {}
+
+    // The network thread's side.
+
+    /// How long it may wait at a time for what ends at `end`.
+    int stepMs(Clock::time_point end) const;
+
+    /// Tells `sender` whether it is connected, and to whom or why not.
+    void tell(const Senders::Handle& sender, bool connected, const std::string& text);
 
     SdkLog log;
     StatusBoard status;

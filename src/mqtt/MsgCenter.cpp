@@ -8,7 +8,7 @@
 #include <random>
 #include <utility>
 
-#include "mqtt/Link.h"
+#include "mqtt/AddressRounds.h"
 #include "mqtt/MsgCenterImpl.h"
 #include "mqtt/MsgSenderImpl.h"
 #include "mqtt/NetworkThread.h"
@@ -54,12 +54,12 @@ bool MsgCenter::Impl::startThread(mqtt::Settings settings) {
     state.outbox.open();
     try {
         state.status.note(MsgCenterState::Connecting, mqtt::kStarting);
-        const auto link =
-            std::make_shared<mqtt::Link>(std::move(settings), randomName(), randomNumber(), state);
-        thread = StartLibraryThread([this, link] {
+        const auto rounds =
+            std::make_shared<mqtt::AddressRounds>(std::move(settings), randomName(), randomNumber(), state);
+        thread = StartLibraryThread([this, rounds] {
             threadId = std::this_thread::get_id();
             const mqtt::NetworkThread networkThread;
-            link->run();
+            rounds->run();
         });
         return true;
     } catch (const std::exception&) {

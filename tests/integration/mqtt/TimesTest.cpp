@@ -14,20 +14,20 @@
 #include "integration/support/Eventually.h"
 #include "integration/support/Recorder.h"
 #include "integration/support/SteppedServer.h"
-#include "mqtt/Link.h"
+#include "mqtt/AddressRounds.h"
 #include "platform/MsgCenter.h"
 
 using namespace std::chrono_literals;
+using QoPlayer::mqtt::AddressRounds;
 using QoPlayer::mqtt::Backoff;
 using QoPlayer::mqtt::CenterState;
-using QoPlayer::mqtt::Link;
 using QoPlayer::mqtt::Settings;
 using QoPlayer::mqtt::TlsUse;
 using std::chrono::milliseconds;
 using support::Recorder;
 using support::SteppedServer;
 
-// When a link does what it does, to the millisecond: it, its servers and the time are one thread.
+// When a center does what it does, to the millisecond: its network side, the servers and the time are one thread.
 
 namespace {
 
@@ -37,9 +37,9 @@ constexpr std::uint64_t kSeed = 7;
 
 using Times = std::vector<std::int64_t>;  // ms since the start
 
-class LinkTimesTest : public testing::Test {
+class RoundTimesTest : public testing::Test {
 protected:
-    LinkTimesTest() {
+    RoundTimesTest() {
         settings.client = "studio-7";
         settings.userName = "studio-7";
         settings.tls = TlsUse::Never;
@@ -55,7 +55,7 @@ protected:
         current = this;
         QoPlayer::SetLogPtr(record);
     }
-    ~LinkTimesTest() override { QoPlayer::SetLogPtr(nullptr); }
+    ~RoundTimesTest() override { QoPlayer::SetLogPtr(nullptr); }
     void TearDown() override { EXPECT_EQ(time->emptyWaits(), 0) << "the network thread spins"; }
 
     void use(std::initializer_list<int> ports) {
@@ -63,11 +63,11 @@ protected:
             settings.addresses.push_back({"127.0.0.1", port});
     }
 
-    /// Runs a link that is told to stop after `length`.
+    /// Runs rounds that are told to stop after `length`.
     void runFor(milliseconds length) {
         time->at(length, [this] { state.stopping = true; });
         state.outbox.open();
-        Link(settings, "0badcafe", kSeed, state).run();
+        AddressRounds(settings, "0badcafe", kSeed, state).run();
     }
 
     std::int64_t elapsedMs() const { return std::chrono::floor<milliseconds>(time->elapsed()).count(); }
@@ -100,10 +100,10 @@ private:
     static void record(int, const char*, const char* line) {
         current->lines.emplace_back(current->elapsedMs(), line);
     }
-    static inline LinkTimesTest* current = nullptr;
+    static inline RoundTimesTest* current = nullptr;
 };
 
-TEST_F(LinkTimesTest, AServerThatNeverAnswersIsLeftAfterFiveSeconds) {
+TEST_F(RoundTimesTest, AServerThatNeverAnswersIsLeftAfterFiveSeconds) {
     first.answersConnect = false;
     use({first.port(), second.port()});
     time->at(2500'300us, [] {});  // ends a wait in between, and not at a whole millisecond
@@ -119,7 +119,7 @@ std::vector<std::string> resolveLate(const std::string&) {
     return {};
 }
 
-TEST_F(LinkTimesTest, ANameThatIsNotFoundIsLeftAfterFiveSeconds) {
+TEST_F(RoundTimesTest, ANameThatIsNotFoundIsLeftAfterFiveSeconds) {
     std::promise<void> answer;
     answered = answer.get_future().share();
     qolive::SetNameResolver(resolveLate);
@@ -131,7 +131,7 @@ TEST_F(LinkTimesTest, ANameThatIsNotFoundIsLeftAfterFiveSeconds) {
     EXPECT_EQ(offers, Times{5000});
 }
 
-TEST_F(LinkTimesTest, ATokenThatHasExpiredIsNotOfferedAndANewOneIsAtOnce) {
+TEST_F(RoundTimesTest, ATokenThatHasExpiredIsNotOfferedAndANewOneIsAtOnce) {
     settings.token = "old-secret";
     settings.tokenExpiry = SimulatedTime::kStart;
     use({first.port()});
@@ -147,7 +147,7 @@ TEST_F(LinkTimesTest, ATokenThatHasExpiredIsNotOfferedAndANewOneIsAtOnce) {
     EXPECT_EQ(timesOf("the access token has expired"), Times{0});
 }
 
-TEST_F(LinkTimesTest, ATokenThatIsReplacedByAnExpiredOneIsStillNotOffered) {
+TEST_F(RoundTimesTest, ATokenThatIsReplacedByAnExpiredOneIsStillNotOffered) {
     settings.token = "old-secret";
     settings.tokenExpiry = SimulatedTime::kStart;
     use({first.port()});
@@ -156,7 +156,7 @@ TEST_F(LinkTimesTest, ATokenThatIsReplacedByAnExpiredOneIsStillNotOffered) {
     EXPECT_EQ(offers, Times{});
 }
 
-TEST_F(LinkTimesTest, WhomAServerHasRefusedComesBackAtOnceWithANewToken) {
+TEST_F(RoundTimesTest, WhomAServerHasRefusedComesBackAtOnceWithANewToken) {
     settings.token = "old-secret";
     settings.longestPauseMs = 24 * 3600 * 1000;
     first.connectCode = 0x87;
@@ -171,7 +171,7 @@ TEST_F(LinkTimesTest, WhomAServerHasRefusedComesBackAtOnceWithANewToken) {
     EXPECT_NE(first.lastConnect().find("new-secret"), std::string::npos);
 }
 
-TEST_F(LinkTimesTest, ANewTokenThatIsRefusedTooWaitsAsTheOldOneDid) {
+TEST_F(RoundTimesTest, ANewTokenThatIsRefusedTooWaitsAsTheOldOneDid) {
     settings.token = "old-secret";
     settings.longestPauseMs = 24 * 3600 * 1000;
     first.connectCode = 0x87;
@@ -184,7 +184,7 @@ TEST_F(LinkTimesTest, ANewTokenThatIsRefusedTooWaitsAsTheOldOneDid) {
     EXPECT_EQ(offers, Times{300'000});
 }
 
-TEST_F(LinkTimesTest, ANewTokenDoesNotHurryWhomNobodyRefused) {
+TEST_F(RoundTimesTest, ANewTokenDoesNotHurryWhomNobodyRefused) {
     use({support::FreePort()});
     settings.token = "old-secret";
     settings.longestPauseMs = 24 * 3600 * 1000;
@@ -199,13 +199,13 @@ TEST_F(LinkTimesTest, ANewTokenDoesNotHurryWhomNobodyRefused) {
 }
 
 // The client library keeps the connection alive only when it is called.
-TEST_F(LinkTimesTest, AnIdleConnectionIsLookedAtOnceASecond) {
+TEST_F(RoundTimesTest, AnIdleConnectionIsLookedAtOnceASecond) {
     use({first.port()});
     runFor(60s);
     EXPECT_EQ(time->longestWait().count(), 1'000'000);
 }
 
-TEST_F(LinkTimesTest, ASubscriptionWithoutAnAnswerEndsTheConnectionAfterTenSeconds) {
+TEST_F(RoundTimesTest, ASubscriptionWithoutAnAnswerEndsTheConnectionAfterTenSeconds) {
     first.answersSubscribe = false;
     state.senders.open(kRecord, Recorder::callback, &recorder);
     state.senders.open(kCommand, Recorder::callback, &recorder);
@@ -221,7 +221,7 @@ TEST_F(LinkTimesTest, ASubscriptionWithoutAnAnswerEndsTheConnectionAfterTenSecon
 
 // What comes after a connection that was lost.
 
-TEST_F(LinkTimesTest, AConnectionThatHeldThirtySecondsBeginsWithTheFirstAddressAgain) {
+TEST_F(RoundTimesTest, AConnectionThatHeldThirtySecondsBeginsWithTheFirstAddressAgain) {
     use({first.port(), second.port()});
     time->at(30'000ms, [this] { first.close(); });
     runFor(60s);
@@ -229,7 +229,7 @@ TEST_F(LinkTimesTest, AConnectionThatHeldThirtySecondsBeginsWithTheFirstAddressA
     EXPECT_EQ(offers, (Times{0, 30'000 + Backoff(settings.longestPauseMs, kSeed).pauseAfterServingMs()}));
 }
 
-TEST_F(LinkTimesTest, OneThatHeldForLessIsFollowedByTheNextAddressAtOnce) {
+TEST_F(RoundTimesTest, OneThatHeldForLessIsFollowedByTheNextAddressAtOnce) {
     use({first.port(), second.port()});
     time->at(29'999ms, [this] { first.close(); });
     runFor(60s);
@@ -238,7 +238,7 @@ TEST_F(LinkTimesTest, OneThatHeldForLessIsFollowedByTheNextAddressAtOnce) {
 }
 
 /// The pauses of a server that refuses `kRefused` times, then loses one connection and refuses again.
-class LinkPausesTest : public LinkTimesTest {
+class RoundPausesTest : public RoundTimesTest {
 protected:
     static constexpr int kRefused = 5;
 
@@ -268,29 +268,29 @@ protected:
     }
 };
 
-TEST_F(LinkPausesTest, GrowOnAfterAConnectionThatServedForLessThanASecond) {
+TEST_F(RoundPausesTest, GrowOnAfterAConnectionThatServedForLessThanASecond) {
     loseAfter(999ms);
     EXPECT_EQ(offers, expected(999ms, [](Backoff& backoff) { return backoff.nextPauseMs(); }));
 }
 
-TEST_F(LinkPausesTest, GrowShorterAfterAConnectionThatServedForASecond) {
+TEST_F(RoundPausesTest, GrowShorterAfterAConnectionThatServedForASecond) {
     loseAfter(1000ms);
     EXPECT_EQ(offers, expected(1000ms, [](Backoff& backoff) { return backoff.pauseAfterServingMs(); }));
 }
 
-TEST_F(LinkPausesTest, GrowOnAfterAConnectionWhoseSubscriptionHadNoAnswer) {
+TEST_F(RoundPausesTest, GrowOnAfterAConnectionWhoseSubscriptionHadNoAnswer) {
     first.answersSubscribe = false;
     state.senders.open(kRecord, Recorder::callback, &recorder);
     loseAfter(5000ms);
     EXPECT_EQ(offers, expected(5000ms, [](Backoff& backoff) { return backoff.nextPauseMs(); }));
 }
 
-TEST_F(LinkPausesTest, AreNotForgottenBeforeThirtySeconds) {
+TEST_F(RoundPausesTest, AreNotForgottenBeforeThirtySeconds) {
     loseAfter(29'999ms);
     EXPECT_EQ(offers, expected(29'999ms, [](Backoff& backoff) { return backoff.pauseAfterServingMs(); }));
 }
 
-TEST_F(LinkPausesTest, BeginAgainAfterAConnectionThatHeldThirtySeconds) {
+TEST_F(RoundPausesTest, BeginAgainAfterAConnectionThatHeldThirtySeconds) {
     loseAfter(30'000ms);
     EXPECT_EQ(offers, expected(30'000ms, [](Backoff& backoff) {
                   backoff.reset();
@@ -299,7 +299,7 @@ TEST_F(LinkPausesTest, BeginAgainAfterAConnectionThatHeldThirtySeconds) {
 }
 
 // A token that expires while the first of two servers is tried, which takes five seconds.
-class LinkTokenTest : public LinkTimesTest {
+class RoundTokenTest : public RoundTimesTest {
 protected:
     void runWithExpiryAfter(std::int64_t seconds) {
         settings.token = "secret";
@@ -310,21 +310,21 @@ protected:
     }
 };
 
-TEST_F(LinkTokenTest, IsNotOfferedToTheNextServerOnceItHasExpired) {
+TEST_F(RoundTokenTest, IsNotOfferedToTheNextServerOnceItHasExpired) {
     runWithExpiryAfter(5);
     EXPECT_EQ(offers, Times{0});
     EXPECT_EQ(offersToSecond, Times{});
     EXPECT_EQ(timesOf("the access token has expired").size(), 1U);
 }
 
-TEST_F(LinkTokenTest, IsOfferedToTheNextServerASecondBefore) {
+TEST_F(RoundTokenTest, IsOfferedToTheNextServerASecondBefore) {
     runWithExpiryAfter(6);
     EXPECT_EQ(offersToSecond, Times{5000});
 }
 
 // What a stop takes.
 
-class LinkStopTest : public LinkTimesTest {
+class StopTimesTest : public RoundTimesTest {
 protected:
     void stopAfterTenSeconds() {
         use({first.port()});
@@ -332,12 +332,12 @@ protected:
     }
 };
 
-TEST_F(LinkStopTest, TakesNoTimeWithNothingToSay) {
+TEST_F(StopTimesTest, TakesNoTimeWithNothingToSay) {
     stopAfterTenSeconds();
     EXPECT_EQ(elapsedMs(), 10'000);
 }
 
-TEST_F(LinkStopTest, TakesNoTimeWhenTheLastMessagesAreAcknowledged) {
+TEST_F(StopTimesTest, TakesNoTimeWhenTheLastMessagesAreAcknowledged) {
     time->at(10s, [this] { send(kRecord, 100); });
     stopAfterTenSeconds();
     EXPECT_EQ(elapsedMs(), 10'000);
@@ -349,7 +349,7 @@ TEST_F(LinkStopTest, TakesNoTimeWhenTheLastMessagesAreAcknowledged) {
     EXPECT_EQ(timesOf("unacknowledged"), Times{});
 }
 
-TEST_F(LinkStopTest, WaitsFor400MillisecondsForTheLastMessages) {
+TEST_F(StopTimesTest, WaitsFor400MillisecondsForTheLastMessages) {
     first.acknowledges = false;
     time->at(10s, [this] { send(kCommand, 1); });
     stopAfterTenSeconds();
@@ -357,7 +357,7 @@ TEST_F(LinkStopTest, WaitsFor400MillisecondsForTheLastMessages) {
     EXPECT_EQ(timesOf("stopped with 1 messages unacknowledged"), Times{10'400});
 }
 
-TEST_F(LinkStopTest, WaitsForAnother200MillisecondsForTheGoodbye) {
+TEST_F(StopTimesTest, WaitsForAnother200MillisecondsForTheGoodbye) {
     time->at(5s, [this] {
         first.reads = false;
         send(kRecord, 1, std::string(64'000'000, 'x'));
@@ -368,7 +368,7 @@ TEST_F(LinkStopTest, WaitsForAnother200MillisecondsForTheGoodbye) {
 
 // How many messages a server lets be in flight.
 
-class LinkRoomTest : public LinkTimesTest {
+class RoomInFlightTest : public RoundTimesTest {
 protected:
     static std::string receiveMaximum(int messages) {
         return std::string("\x21\x00", 2) + static_cast<char>(messages);
@@ -392,27 +392,27 @@ protected:
     }
 };
 
-TEST_F(LinkRoomTest, IsWhatTheServerTakesAndRecordsLeaveTwo) {
+TEST_F(RoomInFlightTest, IsWhatTheServerTakesAndRecordsLeaveTwo) {
     first.properties = receiveMaximum(5);
     EXPECT_EQ(inFlight(), std::make_pair(3, 5));
 }
 
-TEST_F(LinkRoomTest, CountsThePresence) {
+TEST_F(RoomInFlightTest, CountsThePresence) {
     first.properties = receiveMaximum(5);
     first.acknowledges = false;
     EXPECT_EQ(inFlight(), std::make_pair(3, 5));
 }
 
-TEST_F(LinkRoomTest, OfOneMessageIsEnough) {
+TEST_F(RoomInFlightTest, OfOneMessageIsEnough) {
     first.properties = receiveMaximum(1);
     EXPECT_EQ(inFlight(), std::make_pair(1, 1));
 }
 
-TEST_F(LinkRoomTest, IsBoundedWhereTheServerSetsNoBound) {
+TEST_F(RoomInFlightTest, IsBoundedWhereTheServerSetsNoBound) {
     EXPECT_EQ(inFlight(), std::make_pair(62, 64));
 }
 
-TEST_F(LinkRoomTest, InBytesIsLearntAnewOnEachConnection) {
+TEST_F(RoomInFlightTest, InBytesIsLearntAnewOnEachConnection) {
     const std::string kibibyte(1024, 'x');
     std::pair<int, int> inFlight;
     time->at(1s, [&] { send(kRecord, 500, kibibyte); });
