@@ -52,15 +52,18 @@ struct MsgCenterConfig {
     MsgCenterConfig(const MsgCenterConfig&) = delete;
     MsgCenterConfig& operator=(const MsgCenterConfig&) = delete;
 
-    MsgCenterAddr* addrs =
-        nullptr;  ///< array made by array-new, owned from the moment it is stored here; may be null
+    /// The servers: an array made by array-new, owned from the moment it is stored here; may be null.
+    MsgCenterAddr* addrs = nullptr;
     std::uint32_t addrCount = 0;  ///< entries in `addrs`
-    std::int32_t intValue1 = 0;   ///< the six pass-through values: Bas::HeartBaseConfig tells what they mean
+
+    // The six pass-through values: Bas::HeartBaseConfig tells what they mean.
+    std::int32_t intValue1 = 0;
     std::int32_t intValue2 = 0;
     std::int64_t int64Value1 = 0;
     std::int64_t int64Value2 = 0;
     std::string textValue1;
     std::string textValue2;
+
     std::string accessToken;      ///< secret: never logged
     std::int64_t expireTime = 0;  ///< of `accessToken`, seconds since 1970-01-01 UTC; 0 = never
 };

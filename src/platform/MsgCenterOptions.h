@@ -8,10 +8,11 @@ namespace QoPlayer {
 
 /// How a center gets to its servers, beyond its MsgCenterConfig. Empty texts: not used.
 struct MsgCenterOptions {
-    std::string
-        clientCertificate;  ///< file with the certificate (PEM, its chain after it) that is shown to a server
-    std::string
-        clientKey;  ///< file with its key (PEM, not encrypted); empty: the certificate's file holds it
+    /// The file with the certificate (PEM, its chain after it) that is shown to a server.
+    std::string clientCertificate;
+
+    /// The file with its key (PEM, not encrypted); empty: the certificate's file holds it.
+    std::string clientKey;
 
     /// The protocol offered in the TLS handshake (ALPN), up to 255 bytes; empty: "mqtt" to port 443, none to others.
     std::string alpn;
