@@ -7,7 +7,7 @@
 #include "data_report/RecordTally.h"
 #include "data_report/ServerPacket.h"
 #include "data_report/StreamQualityReport.h"
-#include "message_center/CMsgCenterFactory.h"
+#include "message_center/CenterShare.h"
 #include "message_center/SenderCallback.h"
 #include "platform/GuardedPass.h"
 #include "platform/Kernel.h"
@@ -52,7 +52,7 @@ bool DataReportManager::start() {
 }
 
 bool DataReportManager::OpenSender() {
-    m_heldCenter = Bas::CMsgCenterFactory::Inst()->m_mainCenter;
+    m_heldCenter = Bas::ShareCenter(true);
     m_msgCenter = m_heldCenter.get();
     if (!m_msgCenter) {
         Log(LogLevel::Info, "[DataReportManager] m_msgCenter is null");

@@ -3,7 +3,7 @@
 #include <exception>
 
 #include "base/JsonText.h"
-#include "message_center/CMsgCenterFactory.h"
+#include "message_center/CenterShare.h"
 #include "message_center/SenderCallback.h"
 #include "platform/Log.h"
 #include "platform/MsgCenter.h"
@@ -32,8 +32,7 @@ MsgSenderStatus::~MsgSenderStatus() {
 }
 
 bool MsgSenderStatus::initSender(int cmd, const std::string& name) {
-    Bas::CMsgCenterFactory& factory = *Bas::CMsgCenterFactory::Inst();
-    m_centerKeptAlive = name == "backSender" ? factory.m_backupCenter : factory.m_mainCenter;
+    m_centerKeptAlive = Bas::ShareCenter(name != "backSender");
     m_msgCenter = m_centerKeptAlive.get();
     m_cmd = cmd;
     m_name = name;

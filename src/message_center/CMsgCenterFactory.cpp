@@ -10,6 +10,7 @@
 #include "base/JsonText.h"
 #include "base/Sync.h"
 #include "message_center/CenterListener.h"
+#include "message_center/CenterShare.h"
 #include "message_center/ConfigProblem.h"
 #include "message_center/FactoryOptions.h"
 #include "platform/HostProcess.h"
@@ -21,6 +22,13 @@
 #include "platform/MsgCenterWatch.h"
 
 namespace Bas {
+
+struct FactoryAccess {
+    static const std::shared_ptr<QoPlayer::MsgCenter>& center(const CMsgCenterFactory& factory, bool main) {
+        return main ? factory.m_mainCenter : factory.m_backupCenter;
+    }
+};
+
 namespace {
 
 constexpr int kNotStarted = 0;
@@ -132,7 +140,8 @@ void SetBase(QoPlayer::MsgCenterConfig& config, const HeartBaseConfig& base) {
 }  // namespace
 
 CMsgCenterFactory* CMsgCenterFactory::Inst() {
-    static qolive::Lasting<CMsgCenterFactory> instance;
+    struct Instance final : CMsgCenterFactory {};
+    static qolive::Lasting<Instance> instance;
     return &instance.object;
 }
 
@@ -247,7 +256,7 @@ void CMsgCenterFactory::StopCenters() {
 }
 
 QoPlayer::MsgCenter* CMsgCenterFactory::GetFactoryObj(bool main) {
-    return main ? m_mainCenter.get() : m_backupCenter.get();
+    return FactoryAccess::center(*this, main).get();
 }
 
 bool CMsgCenterFactory::IsHaveBKCenter() {
@@ -256,6 +265,10 @@ bool CMsgCenterFactory::IsHaveBKCenter() {
 
 bool CMsgCenterFactory::IsMainCenterStartOK() {
     return m_bMainStarted && !IsProcessEnding();
+}
+
+std::shared_ptr<QoPlayer::MsgCenter> ShareCenter(bool main) {
+    return FactoryAccess::center(*CMsgCenterFactory::Inst(), main);
 }
 
 }  // namespace Bas

@@ -7,17 +7,6 @@
 #include "../base/Export.h"
 #include "HeartBaseConfig.h"
 
-class MsgSenderStatus;
-
-namespace qolive {
-template <class T>
-union Lasting;
-}
-
-namespace data_report {
-class DataReportManager;
-}
-
 namespace QoPlayer {
 class MsgCenter;
 struct MsgCenterConfig;
@@ -130,10 +119,7 @@ protected:
     QOLIVE_API CMsgCenterFactory();
 
 private:
-    // They keep the center that their sender lives on alive beyond the factory at process exit.
-    friend class ::MsgSenderStatus;
-    friend union qolive::Lasting<CMsgCenterFactory>;
-    friend class data_report::DataReportManager;
+    friend struct FactoryAccess;  // gives shares of the centers
 
     void StartCenters(const std::string& config, const HeartBaseConfig& base);
     void UseOptions(const FactoryOptions& options);
