@@ -54,6 +54,10 @@ endforeach()
 install(FILES ${headers_of_build}/qolive_report_version.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 target_include_directories(qolive_report INTERFACE $<BUILD_INTERFACE:${headers_of_build}>)
 
+# qolive_report_headers: what any host sees of the library, for what is linked with it later.
+add_library(qolive_report_headers INTERFACE)
+target_include_directories(qolive_report_headers INTERFACE ${headers_of_build})
+
 install(TARGETS qolive_report EXPORT QoLiveReportTargets
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development

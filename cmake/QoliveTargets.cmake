@@ -7,12 +7,11 @@ function(qolive_sanitize target)
   endif()
 endfunction()
 
-# qolive_object(name sources...): an object library of ours: include root, warnings, protections and, where asked for,
-# sanitizers. What a source has in its unnamed namespace is its own, so none is compiled together with another one.
-function(qolive_settings target)
+# qolive_build_settings(target): warnings, protections and, where asked for, sanitizers. What a source has in its unnamed
+# namespace is its own, so none is compiled together with another one.
+function(qolive_build_settings target)
   qolive_harden(${target})
   set_target_properties(${target} PROPERTIES UNITY_BUILD OFF)
-  target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR}/src)
   if(QOLIVE_DEVELOPER)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor
                                              -Wold-style-cast -Wcast-qual -Wformat=2 -Werror)
@@ -23,6 +22,13 @@ function(qolive_settings target)
   qolive_sanitize(${target})
 endfunction()
 
+# qolive_settings(target): the same, and the include root.
+function(qolive_settings target)
+  qolive_build_settings(${target})
+  target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR}/src)
+endfunction()
+
+# qolive_object(name sources...): an object library of ours.
 function(qolive_object name)
   add_library(${name} OBJECT ${ARGN})
   qolive_settings(${name})

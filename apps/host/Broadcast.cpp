@@ -6,12 +6,12 @@
 #include <optional>
 #include <utility>
 
+#include <qolive_report/data_report/DataReportManager.h>
 #include "common/Clock.h"
 #include "common/CommandLine.h"
 #include "common/Json.h"
 #include "common/Printable.h"
 #include "common/TextWidth.h"
-#include "data_report/DataReportManager.h"
 #include "host/PushStatus.h"
 #include "host/RetryPause.h"
 #include "host/pipeline/PipelineError.h"

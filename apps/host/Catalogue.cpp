@@ -1,11 +1,11 @@
 #include "host/Catalogue.h"
 
+#include <qolive_report/data_report/DataReportManager.h>
+#include <qolive_report/heartbeat/LiveHeartReport.h>
+#include <qolive_report/heartbeat/LiveHeartReportManager.h>
+#include <qolive_report/session/CLiveCommonInfo.h>
+#include <qolive_report/session/QoUser.h>
 #include "common/Json.h"
-#include "data_report/DataReportManager.h"
-#include "heartbeat/LiveHeartReport.h"
-#include "heartbeat/LiveHeartReportManager.h"
-#include "session/CLiveCommonInfo.h"
-#include "session/QoUser.h"
 
 namespace host {
 namespace {

@@ -4,10 +4,10 @@
 #include <iostream>
 #include <string_view>
 
+#include <qolive_report/platform/Log.h>
 #include "common/Clock.h"
 #include "common/CommandLine.h"
 #include "common/Printable.h"
-#include "platform/Log.h"
 
 namespace host {
 namespace {

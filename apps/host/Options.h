@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
+#include <qolive_report/message_center/HeartBaseConfig.h>
 #include "host/Broadcast.h"
 #include "host/Script.h"
-#include "message_center/HeartBaseConfig.h"
 
 namespace host {
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "heartbeat/LiveHeartReport.h"
+#include <qolive_report/heartbeat/LiveHeartReport.h>
 
 namespace host {
 namespace {

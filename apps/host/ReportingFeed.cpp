@@ -1,6 +1,6 @@
 #include "host/ReportingFeed.h"
 
-#include "data_report/DataReportManager.h"
+#include <qolive_report/data_report/DataReportManager.h>
 
 namespace host {
 
@@ -48,7 +48,7 @@ ReportingFeed::~ReportingFeed() {
 
 void ReportingFeed::Prepare() {
     FeedState(StreamState::Connecting, EndCode::Stopped);
-    const qolive::MutexLock lock(m_mutex);
+    const std::lock_guard<std::mutex> lock(m_mutex);
     m_end = {};
 }
 
@@ -64,12 +64,12 @@ void ReportingFeed::Turn(std::int64_t nowMs) {
 }
 
 StreamEnd ReportingFeed::End() const {
-    const qolive::MutexLock lock(m_mutex);
+    const std::lock_guard<std::mutex> lock(m_mutex);
     return m_end;
 }
 
 StreamFacts ReportingFeed::Facts() const {
-    const qolive::MutexLock lock(m_mutex);
+    const std::lock_guard<std::mutex> lock(m_mutex);
     return m_facts;
 }
 
@@ -92,7 +92,7 @@ void ReportingFeed::OnPublishAnswered(std::int64_t nowMs, const StreamFacts& fac
     Feed(StringDataTypeEnum::ServerIp, facts.serverAddress);
     FeedState(StreamState::Live, EndCode::Stopped);
     {
-        const qolive::MutexLock lock(m_mutex);
+        const std::lock_guard<std::mutex> lock(m_mutex);
         m_facts = facts;
     }
     m_startKnown = true;
@@ -134,7 +134,7 @@ void ReportingFeed::OnEnded(std::int64_t nowMs, EndCode code, const std::string&
     Feed(DataTypeEnum::StreamEndTime, nowMs);
     FeedState(StreamState::Ended, code);
     {
-        const qolive::MutexLock lock(m_mutex);
+        const std::lock_guard<std::mutex> lock(m_mutex);
         m_end = {true, code, reason};
     }
     // A stream that never began is reported with the reason.

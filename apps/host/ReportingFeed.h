@@ -2,10 +2,10 @@
 
 #include <atomic>
 #include <cstdint>
+#include <mutex>
 #include <string>
 
-#include "base/Sync.h"
-#include "data_report/ReportTypes.h"
+#include <qolive_report/data_report/ReportTypes.h>
 #include "host/pipeline/StreamFeed.h"
 
 namespace host {
@@ -97,9 +97,9 @@ private:
     std::atomic<std::int64_t> m_framesLost{0};
     std::int64_t m_startReportedMs = 0;
 
-    mutable qolive::Mutex m_mutex;
-    StreamFacts m_facts QOLIVE_GUARDED_BY(m_mutex);
-    StreamEnd m_end QOLIVE_GUARDED_BY(m_mutex);
+    mutable std::mutex m_mutex;  // for the two below
+    StreamFacts m_facts;
+    StreamEnd m_end;
 };
 
 }  // namespace host

@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <string>
 
-#include "data_report/RecordQueueWatch.h"
-#include "heartbeat/CommandCounters.h"
-#include "message_center/CenterWatch.h"
+#include <qolive_report/data_report/RecordQueueWatch.h>
+#include <qolive_report/heartbeat/CommandCounters.h>
+#include <qolive_report/message_center/CenterWatch.h>
 
 namespace host {
 

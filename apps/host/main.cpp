@@ -5,19 +5,19 @@
 #include <random>
 #include <thread>
 
+#include <qolive_report/data_report/DataReportManager.h>
+#include <qolive_report/heartbeat/LiveHeartReport.h>
+#include <qolive_report/heartbeat/LiveHeartReportManager.h>
+#include <qolive_report/message_center/CMsgCenterFactory.h>
 #include "common/Printable.h"
 #include "common/Program.h"
 #include "common/TextWidth.h"
-#include "data_report/DataReportManager.h"
-#include "heartbeat/LiveHeartReport.h"
-#include "heartbeat/LiveHeartReportManager.h"
 #include "host/Broadcast.h"
 #include "host/Catalogue.h"
 #include "host/HostLog.h"
 #include "host/MachineFacts.h"
 #include "host/Options.h"
 #include "host/RunFigures.h"
-#include "message_center/CMsgCenterFactory.h"
 
 namespace host {
 namespace {

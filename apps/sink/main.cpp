@@ -3,11 +3,11 @@
 #include <chrono>
 #include <cstdio>
 #include <memory>
+#include <mutex>
 #include <thread>
 #include <utility>
 #include <vector>
 
-#include "base/Sync.h"
 #include "common/Program.h"
 #include "sink/TsReader.h"
 #include "sink/UdpSink.h"
@@ -61,7 +61,7 @@ class Listener {
 public:
     Listener(const std::string& host, int port)
         : m_sink(host, port, [this](const std::uint8_t* data, std::size_t size) {
-              const qolive::MutexLock lock(m_mutex);
+              const std::lock_guard<std::mutex> lock(m_mutex);
               m_reader.Read(data, size);
           }) {
         std::printf("listening on udp://%s:%d\n", host.c_str(), m_sink.Port());
@@ -90,7 +90,7 @@ public:
 
 private:
     TsTotals Totals() {
-        const qolive::MutexLock lock(m_mutex);
+        const std::lock_guard<std::mutex> lock(m_mutex);
         return m_reader.Totals();
     }
 
@@ -111,8 +111,8 @@ private:
                std::to_string(tally.bytes) + " bytes";
     }
 
-    qolive::Mutex m_mutex;
-    TsReader m_reader QOLIVE_GUARDED_BY(m_mutex);
+    std::mutex m_mutex;
+    TsReader m_reader;  // under the mutex
     TsTotals m_shown;
     Clock::time_point m_shownAt = Clock::now();
     UdpSink m_sink;

@@ -1,12 +1,13 @@
 #pragma once
 
 #include <array>
+#include <condition_variable>
 #include <cstddef>
 #include <deque>
+#include <mutex>
 #include <optional>
 #include <utility>
 
-#include "base/Sync.h"
 #include "host/pipeline/StreamFeed.h"
 
 namespace host {
@@ -22,7 +23,7 @@ public:
 
     Pushed Push(MediaKind kind, Frame frame) {
         {
-            qolive::MutexLock lock(m_mutex);
+            const std::lock_guard<std::mutex> lock(m_mutex);
             if (m_closed) return Pushed::Closed;
             if (m_counts[Index(kind)] == m_limits[Index(kind)]) return Pushed::Full;
             ++m_counts[Index(kind)];
@@ -34,10 +35,8 @@ public:
 
     /// Waits for a frame. Empty once the queue is closed, whatever it still holds.
     std::optional<std::pair<MediaKind, Frame>> Pop() {
-        qolive::MutexLock lock(m_mutex);
-        while (!m_closed && m_frames.empty()) {
-            m_condition.wait(m_mutex);
-        }
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_condition.wait(lock, [this] { return m_closed || !m_frames.empty(); });
         if (m_closed) return std::nullopt;
         auto front = std::move(m_frames.front());
         m_frames.pop_front();
@@ -47,7 +46,7 @@ public:
 
     void Close() {
         {
-            qolive::MutexLock lock(m_mutex);
+            const std::lock_guard<std::mutex> lock(m_mutex);
             m_closed = true;
         }
         m_condition.notify_all();
@@ -56,12 +55,12 @@ public:
 private:
     static std::size_t Index(MediaKind kind) { return kind == MediaKind::Video ? 0 : 1; }
 
-    qolive::Mutex m_mutex;
-    qolive::ConditionVariable m_condition;
+    std::mutex m_mutex;
+    std::condition_variable m_condition;
     const std::array<std::size_t, 2> m_limits;
-    std::array<std::size_t, 2> m_counts QOLIVE_GUARDED_BY(m_mutex){};
-    std::deque<std::pair<MediaKind, Frame>> m_frames QOLIVE_GUARDED_BY(m_mutex);
-    bool m_closed QOLIVE_GUARDED_BY(m_mutex) = false;
+    std::array<std::size_t, 2> m_counts{};
+    std::deque<std::pair<MediaKind, Frame>> m_frames;
+    bool m_closed = false;
 };
 
 }  // namespace host

@@ -4,18 +4,15 @@ namespace host {
 
 void StopFlag::Raise() {
     {
-        qolive::MutexLock lock(m_mutex);
+        const std::lock_guard<std::mutex> lock(m_mutex);
         m_raised.store(true);
     }
     m_condition.notify_all();
 }
 
 bool StopFlag::WaitUntil(Clock::time_point when) {
-    qolive::MutexLock lock(m_mutex);
-    while (!m_raised.load() && Clock::now() < when) {
-        m_condition.wait_until(m_mutex, when);
-    }
-    return m_raised.load();
+    std::unique_lock<std::mutex> lock(m_mutex);
+    return m_condition.wait_until(lock, when, [this] { return m_raised.load(); });
 }
 
 }  // namespace host

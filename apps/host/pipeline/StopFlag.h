@@ -2,8 +2,8 @@
 
 #include <atomic>
 #include <chrono>
-
-#include "base/Sync.h"
+#include <condition_variable>
+#include <mutex>
 
 namespace host {
 
@@ -18,8 +18,8 @@ public:
     bool WaitUntil(Clock::time_point when);
 
 private:
-    qolive::Mutex m_mutex;
-    qolive::ConditionVariable m_condition;
+    std::mutex m_mutex;
+    std::condition_variable m_condition;
     std::atomic<bool> m_raised{false};
 };
 
