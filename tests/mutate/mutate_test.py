@@ -81,6 +81,16 @@ class Sources(unittest.TestCase):
         before = {fault.id for fault in faults_of("a.cpp", text, [])}
         self.assertEqual(before, {fault.id for fault in faults_of("a.cpp", "int g();\n\n" + text, [])})
 
+    def test_an_id_outlives_a_move_of_its_file_and_is_not_that_of_another(self):
+        def ids(name):
+            return {fault.id for fault in faults_of(name, "int f() {\n    return 3;\n}\n", [])}
+
+        here = ids("src/kernel/Kernel.cpp")
+        self.assertEqual(here, ids("src/platform/posix/Kernel.cpp"))
+        self.assertEqual(here, ids("src/kernel/Kernel_posix.cpp"))
+        self.assertTrue(here.isdisjoint(ids("src/kernel/Kernel.h")))
+        self.assertTrue(here.isdisjoint(ids("src/kernel/Log.cpp")))
+
     def test_the_same_line_twice_has_two_ids(self):
         ids = [fault.id for fault in faults_of("a.cpp", "void f() {\n    ++x;\n    ++x;\n}\n", [])]
         self.assertEqual(len(ids), len(set(ids)))

@@ -3,6 +3,7 @@
 import hashlib
 import re
 from dataclasses import dataclass
+from pathlib import PurePosixPath
 
 from source import active_lines, code_of, scopes
 
@@ -173,8 +174,13 @@ def _identity(*parts):
     return hashlib.sha256("\0".join(map(str, parts)).encode()).hexdigest()[:10]
 
 
+def _called(name):
+    """The file's name in whatever folder it is kept, and whichever systems it is for."""
+    return re.sub(r"_(posix|windows)(?=\.)", "", PurePosixPath(name).name)
+
+
 def faults_of(name, text, undefined):
-    """All faults of one file, in the order of its lines. Their ids outlive changes elsewhere in the file."""
+    """All faults of one file, in the order of its lines. Their ids outlive changes elsewhere in the file, and its move."""
     lines, codes = text.split("\n"), code_of(text).split("\n")
     where, compiled = scopes(codes), active_lines(codes, undefined)
     seen, found = {}, []
@@ -182,7 +188,7 @@ def faults_of(name, text, undefined):
         if not compiled[index] or not code.strip():
             continue
         for after, kind in _changes(line, code).items():
-            key = (name, where[index], line.strip(), kind, after.strip())
+            key = (_called(name), where[index], line.strip(), kind, after.strip())
             seen[key] = seen.get(key, 0) + 1
             found.append(Fault(_identity(*key, seen[key]), name, index + 1, kind, line, after))
     return found
