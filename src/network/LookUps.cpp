@@ -20,19 +20,19 @@ void SetNameResolver(NameResolver resolver) {
 }
 
 bool LookUp::waitUntil(Deadline deadline) const {
-    const qolive::MutexLock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     while (!m_ended && std::chrono::steady_clock::now() < deadline)
         m_end.wait_until(m_mutex, deadline);
     return m_ended;
 }
 
 std::vector<std::string> LookUp::literals() const {
-    const qolive::MutexLock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     return m_literals;
 }
 
 void LookUp::end(std::vector<std::string> literals) {
-    const qolive::MutexLock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     m_literals = std::move(literals);
     m_ended = true;
     m_end.notify_all();
@@ -41,7 +41,7 @@ void LookUp::end(std::vector<std::string> literals) {
 LookUps::LookUps(std::size_t most, std::function<void()> onEnd) : m_most(most), m_onEnd(std::move(onEnd)) {}
 
 std::shared_ptr<const LookUp> LookUps::begin(const std::string& name) {
-    const qolive::MutexLock lock(m_mutex);
+    const MutexLock lock(m_mutex);
     forgetEnded();
     const auto running = m_running.find(name);
     if (running != m_running.end()) return running->second;

@@ -36,8 +36,8 @@ private:
     friend class LookUps;
     void end(std::vector<std::string> literals);
 
-    mutable qolive::Mutex m_mutex;
-    mutable qolive::ConditionVariable m_end;
+    mutable Mutex m_mutex;
+    mutable ConditionVariable m_end;
     bool m_ended QOLIVE_GUARDED_BY(m_mutex) = false;
     std::vector<std::string> m_literals QOLIVE_GUARDED_BY(m_mutex);
 };
@@ -62,7 +62,7 @@ private:
 
     const std::size_t m_most;
     const std::function<void()> m_onEnd;
-    qolive::Mutex m_mutex;
+    Mutex m_mutex;
     std::map<std::string, std::shared_ptr<LookUp>> m_running QOLIVE_GUARDED_BY(m_mutex);
 };
 

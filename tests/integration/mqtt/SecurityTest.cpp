@@ -300,7 +300,9 @@ TEST_F(TokenTest, AnExpiredOneIsRenewedWithoutARestart) {
     ASSERT_TRUE(recorder.waitDisconnected());
     EXPECT_TRUE(renew("the-secret", std::time(nullptr) + 3600));
     EXPECT_TRUE(recorder.waitConnected()) << CenterLog::all();
-    EXPECT_EQ(QoPlayer::MsgCenterWatch(center).status().state, QoPlayer::MsgCenterState::Connected);
+    const QoPlayer::MsgCenterWatch watch(center);
+    // The senders are told first.
+    EXPECT_TRUE(Eventually([&] { return watch.status().state == QoPlayer::MsgCenterState::Connected; }));
     EXPECT_EQ(CenterLog::count("info: a new access token"), 1U);
     nothingShowsTheToken();
 }
