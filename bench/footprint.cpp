@@ -17,6 +17,7 @@
 #include "data_report/DataReportManager.h"
 #include "heartbeat/LiveHeartReport.h"
 #include "heartbeat/LiveHeartReportManager.h"
+#include "integration/support/Resident.h"
 #include "message_center/CMsgCenterFactory.h"
 #include "platform/Log.h"
 
@@ -54,14 +55,6 @@ double librarySeconds() {
         if (name[0] != '.' && name != host) sum += processorSeconds(name);
     }
     return sum;
-}
-
-long residentKiB() {
-    std::ifstream file("/proc/self/statm");
-    long total = 0;
-    long resident = 0;
-    file >> total >> resident;
-    return resident * (sysconf(_SC_PAGESIZE) / 1024);
 }
 
 bool startReporting(const std::string& broker) {
@@ -113,7 +106,7 @@ void broadcast(int minutes) {
     for (int minute = 1; minute <= minutes; ++minute) {
         feedUntil(started + std::chrono::minutes(minute), streams);
         const double used = librarySeconds();
-        const long resident = residentKiB();
+        const long resident = support::ResidentKiB();
         if (minute == 1) {
             firstMinuteKiB = resident;
             firstMinuteSeconds = used;
@@ -124,7 +117,8 @@ void broadcast(int minutes) {
     if (minutes < 2) return;
     const double seconds = 60.0 * (minutes - 1);
     std::printf("after the first minute: %.3f %% of one core, %+ld KiB\n",
-                100 * (librarySeconds() - firstMinuteSeconds) / seconds, residentKiB() - firstMinuteKiB);
+                100 * (librarySeconds() - firstMinuteSeconds) / seconds,
+                support::ResidentKiB() - firstMinuteKiB);
     for (const std::string& stream : streams)
         DataReportManager::Instance().ReportStop(stream);
 }
