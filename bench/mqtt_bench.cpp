@@ -14,9 +14,9 @@
 #include <vector>
 
 #include "integration/support/Broker.h"
-#include "integration/support/Eventually.h"
 #include "integration/support/Recorder.h"
 #include "platform/MsgCenter.h"
+#include "support/Eventually.h"
 
 // The message center beside a bare libmosquitto publish loop: the same broker, payload, QoS and properties, and
 // the same client that receives.

@@ -1,15 +1,14 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
-#include <chrono>
 #include <cstdint>
 #include <string>
-#include <thread>
 
 #include "base/JsonText.h"
 #include "c_interface/qolive_report.h"
 #include "data_report/DataReportManager.h"
 #include "fakes/FakeMsgCenter.h"
+#include "support/Eventually.h"
 
 namespace {
 
@@ -26,10 +25,7 @@ Json::Value parsed(const std::string& text) {
 }
 
 std::vector<SentMessage> sent(std::size_t atLeast) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (FakeMsgCenter::main().sent(kStreams).size() < atLeast &&
-           std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    support::Eventually([atLeast] { return FakeMsgCenter::main().sent(kStreams).size() >= atLeast; });
     return FakeMsgCenter::main().sent(kStreams);
 }
 
@@ -197,10 +193,9 @@ TEST(CInterfaceStreams, CountersTellWhatHasBecomeOfTheRecords) {
     FakeMsgCenter::main().connect(kStreams);
     ASSERT_EQ(send("{}", "{}", nullptr, 0, &length), 1);
     sent(1);
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    do {
-        ASSERT_EQ(qolive_streams_get_record_counters(&counters), QOLIVE_DONE);
-    } while (counters.waiting != 0 && std::chrono::steady_clock::now() < deadline);
+    ASSERT_TRUE(support::Eventually([&counters] {
+        return qolive_streams_get_record_counters(&counters) == QOLIVE_DONE && counters.waiting == 0;
+    }));
     EXPECT_EQ(counters.handed_over, 1U);
     EXPECT_EQ(counters.dropped_by_bound, 3U);
     EXPECT_EQ(counters.waiting_bytes, 0U);

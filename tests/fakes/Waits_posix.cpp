@@ -1,4 +1,5 @@
 #include "fakes/Waits.h"
+#include "support/Eventually.h"
 
 #include <pthread.h>
 
@@ -56,10 +57,7 @@ LateWaits::~LateWaits() {
 }
 
 bool LateWaits::waitForWaiter() const {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (state().waiters == 0 && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    return state().waiters != 0;
+    return support::Eventually([] { return state().waiters != 0; });
 }
 
 }  // namespace fakes

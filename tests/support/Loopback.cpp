@@ -1,4 +1,4 @@
-#include "integration/support/Loopback.h"
+#include "support/Loopback.h"
 
 #include <arpa/inet.h>
 #include <sys/socket.h>
@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 namespace support {
+
 sockaddr_in LoopbackAddress(int port) {
     sockaddr_in address = {};
     address.sin_family = AF_INET;
@@ -26,6 +27,12 @@ int ListenOnLoopback(int& port, int backlog, int flags) {
         throw std::runtime_error("cannot listen on the loopback interface");
     port = ntohs(address.sin_port);
     return listener;
+}
+
+int FreePort() {
+    int port = 0;
+    close(ListenOnLoopback(port));
+    return port;
 }
 
 int ConnectToLoopback(int port, void (*prepare)(int socket)) {

@@ -1,11 +1,11 @@
 #include <chrono>
 #include <cstdlib>
 #include <string>
-#include <thread>
 
 #include "heartbeat/LiveHeartReport.h"
 #include "heartbeat/LiveHeartReportManager.h"
 #include "message_center/CMsgCenterFactory.h"
+#include "support/Eventually.h"
 
 // A host that starts everything and stops nothing: HeartbeatHost MAIN-PORT BACKUP-PORT ENDING [KEEP-ALIVE], where
 // ENDING is "never", "when-connected" or "at-once" and KEEP-ALIVE is that of both connections, in seconds.
@@ -25,13 +25,6 @@ bool bothReported() {
     return mainTm > 0 && backTm > 0;
 }
 
-template <class Condition>
-void waitUntil(Condition condition) {
-    const auto end = std::chrono::steady_clock::now() + kLongestLife;
-    while (!condition() && std::chrono::steady_clock::now() < end)
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -45,7 +38,7 @@ int main(int argc, char** argv) {
     int mode = 0;
     if (LiveHeartReportManager::GetInstance()->startLiveheart("{}", mode) != 1) return 4;
     const std::string ending = argv[3];
-    if (ending == "never") waitUntil([] { return false; });
-    if (ending == "when-connected") waitUntil(&bothReported);
+    if (ending == "never") support::Eventually([] { return false; }, kLongestLife);
+    if (ending == "when-connected") support::Eventually(&bothReported, kLongestLife);
     return 0;
 }

@@ -5,9 +5,9 @@
 #include <cstring>
 #include <thread>
 
-#include "integration/support/LongForm.h"
 #include "integration/support/Relay.h"
 #include "platform/Log.h"
+#include "support/LongForm.h"
 
 namespace heartbeat_integration {
 namespace {

@@ -11,9 +11,10 @@
 #include "heartbeat/LiveHeartReport.h"
 #include "heartbeat/LiveHeartReportManager.h"
 #include "integration/support/Broker.h"
-#include "integration/support/Eventually.h"
 #include "integration/support/Wire.h"
 #include "message_center/CMsgCenterFactory.h"
+#include "support/Eventually.h"
+#include "support/Loopback.h"
 
 /// Used as a host uses it: only the exported classes, on real brokers, watched by a client that is not ours.
 namespace heartbeat_integration {

@@ -4,10 +4,10 @@
 
 #include "integration/heartbeat/HeartbeatTest.h"
 #include "integration/support/FloodingServer.h"
-#include "integration/support/LongForm.h"
 #include "integration/support/Relay.h"
 #include "integration/support/Resident.h"
 #include "platform/Log.h"
+#include "support/LongForm.h"
 
 namespace heartbeat_integration {
 namespace {

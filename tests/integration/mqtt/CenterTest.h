@@ -6,10 +6,11 @@
 #include <vector>
 
 #include "integration/support/Broker.h"
-#include "integration/support/Eventually.h"
 #include "integration/support/Recorder.h"
 #include "integration/support/Wire.h"
 #include "platform/MsgCenter.h"
+#include "support/Eventually.h"
+#include "support/Loopback.h"
 
 /// What the message center has logged in this process.
 class CenterLog {

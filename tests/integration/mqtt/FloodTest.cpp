@@ -7,8 +7,8 @@
 
 #include "integration/mqtt/CenterTest.h"
 #include "integration/support/FloodingServer.h"
-#include "integration/support/LongForm.h"
 #include "integration/support/Resident.h"
+#include "support/LongForm.h"
 
 using support::Eventually;
 using support::FloodingServer;

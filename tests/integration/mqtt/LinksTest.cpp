@@ -11,11 +11,11 @@
 #include <vector>
 
 #include "integration/mqtt/CenterTest.h"
-#include "integration/support/LongForm.h"
 #include "integration/support/Relay.h"
 #include "integration/support/Resident.h"
 #include "integration/support/ScriptedServer.h"
 #include "network/LookUps.h"
+#include "support/LongForm.h"
 
 using support::Broker;
 using support::Eventually;

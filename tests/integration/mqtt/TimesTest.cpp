@@ -11,11 +11,12 @@
 
 #include "integration/mqtt/SimulatedTime.h"
 #include "integration/support/Broker.h"
-#include "integration/support/Eventually.h"
 #include "integration/support/Recorder.h"
 #include "integration/support/SteppedServer.h"
 #include "mqtt/AddressRounds.h"
 #include "platform/MsgCenter.h"
+#include "support/Eventually.h"
+#include "support/Loopback.h"
 
 using namespace std::chrono_literals;
 using QoPlayer::mqtt::AddressRounds;

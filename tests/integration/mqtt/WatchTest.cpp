@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <ctime>
 #include <mutex>
 #include <thread>
@@ -8,6 +7,7 @@
 #include "integration/mqtt/CenterTest.h"
 #include "integration/support/ScriptedServer.h"
 #include "platform/MsgCenterWatch.h"
+#include "support/WallClock.h"
 
 using QoPlayer::MsgCenterCounters;
 using QoPlayer::MsgCenterState;
@@ -94,13 +94,8 @@ std::string server(int port) {
     return "127.0.0.1:" + std::to_string(port) + " over plain TCP";
 }
 
-std::int64_t nowMs() {
-    using namespace std::chrono;
-    return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
-}
-
 TEST_F(WatchTest, TheStatusFollowsTheConnectionAndTheListenerHearsEachState) {
-    const std::int64_t before = nowMs();
+    const std::int64_t before = support::WallMs();
     Changes changes(center);
     EXPECT_EQ(watch.status().state, MsgCenterState::Stopped);
     Broker broker;
@@ -113,7 +108,7 @@ TEST_F(WatchTest, TheStatusFollowsTheConnectionAndTheListenerHearsEachState) {
     ASSERT_TRUE(comesTo(MsgCenterState::Connected, "connected to " + server(broker.port()))) << now();
     const std::int64_t since = watch.status().sinceMs;
     EXPECT_GE(since, before);
-    EXPECT_LE(since, nowMs());
+    EXPECT_LE(since, support::WallMs());
     broker.kill();
     const std::string lost = "connection to " + server(broker.port()) + " lost: ";
     ASSERT_TRUE(Eventually([&] {

@@ -9,8 +9,8 @@
 
 #include "data_report/DataReportManager.h"
 #include "heartbeat/LiveHeartReportManager.h"
-#include "integration/support/Eventually.h"
 #include "message_center/CMsgCenterFactory.h"
+#include "support/Eventually.h"
 
 // Which signals the library's threads leave to the host.
 

@@ -5,9 +5,9 @@
 #include <thread>
 #include <vector>
 
-#include "integration/support/Eventually.h"
 #include "message_center/CMsgCenterFactory.h"
 #include "platform/Log.h"
+#include "support/Eventually.h"
 
 // The factory's Start and Stop, from wherever a host may call them.
 

@@ -1,6 +1,5 @@
 #include "integration/support/Broker.h"
 
-#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <signal.h>
 #include <sys/socket.h>
@@ -9,7 +8,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "integration/support/Eventually.h"
+#include "support/Eventually.h"
+#include "support/Loopback.h"
 
 namespace support {
 namespace {
@@ -21,19 +21,6 @@ std::string withLine(const std::string& text, const std::string& line) {
 }
 
 }  // namespace
-
-int FreePort() {
-    const int probe = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    auto* const name = reinterpret_cast<sockaddr*>(&address);
-    const bool bound = bind(probe, name, length) == 0 && getsockname(probe, name, &length) == 0;
-    close(probe);
-    if (!bound) throw std::runtime_error("no free port");
-    return ntohs(address.sin_port);
-}
 
 bool HasIpv6Loopback() {
     const int probe = socket(AF_INET6, SOCK_STREAM, 0);

@@ -53,9 +53,6 @@ private:
     std::unique_ptr<Process> m_process;
 };
 
-/// A port of the loopback interface that nothing listens on.
-int FreePort();
-
 /// True when the machine has an IPv6 loopback address.
 bool HasIpv6Loopback();
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "integration/support/Eventually.h"
+#include "support/Eventually.h"
 
 namespace support {
 

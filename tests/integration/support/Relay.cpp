@@ -13,7 +13,7 @@
 #include <cstdint>
 #include <stdexcept>
 
-#include "integration/support/Loopback.h"
+#include "support/Loopback.h"
 
 namespace support {
 namespace {

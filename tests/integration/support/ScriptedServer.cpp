@@ -7,7 +7,7 @@
 
 #include <utility>
 
-#include "integration/support/Loopback.h"
+#include "support/Loopback.h"
 
 namespace support {
 

@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <utility>
 
-#include "integration/support/Loopback.h"
+#include "support/Loopback.h"
 
 namespace support {
 namespace {

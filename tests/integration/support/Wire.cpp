@@ -6,7 +6,7 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "integration/support/Eventually.h"
+#include "support/Eventually.h"
 
 namespace support {
 namespace {

@@ -152,7 +152,7 @@ TEST_F(Channel, WhatWasQueuedWhileDisconnectedGoesOutInOrderWithTheNextRecord) {
         EXPECT_TRUE(send(text));
     ASSERT_TRUE(center.connect(kStreamCommand));
     EXPECT_TRUE(send("4"));
-    EXPECT_TRUE(eventually([this] { return sent().size() == 4; }));
+    EXPECT_TRUE(Eventually([this] { return sent().size() == 4; }));
     EXPECT_EQ(sentTexts(), (std::vector<std::string>{"1", "2", "3", "4"}));
 }
 
@@ -165,7 +165,7 @@ TEST_F(Channel, AConnectStatusAloneDoesNotWakeTheSendThread) {
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     EXPECT_EQ(center.sendAttempts(kStreamCommand), 0);
     EXPECT_TRUE(send("2"));
-    EXPECT_TRUE(eventually([this] { return sent().size() == 2; }));
+    EXPECT_TRUE(Eventually([this] { return sent().size() == 2; }));
     EXPECT_EQ(sentTexts(), (std::vector<std::string>{"1", "2"}));
 }
 
@@ -181,7 +181,7 @@ TEST_F(Channel, ManyThousandMessagesWaitAndLeaveInOrder) {
     ASSERT_TRUE(center.connect(kStreamCommand));
     texts.emplace_back("one more");
     EXPECT_TRUE(send(texts.back()));
-    EXPECT_TRUE(eventually([this] { return center.sendAttempts(kStreamCommand) == kWaiting + 1; }));
+    EXPECT_TRUE(Eventually([this] { return center.sendAttempts(kStreamCommand) == kWaiting + 1; }));
     EXPECT_TRUE(sentTexts() == texts) << "of " << sent().size() << " messages some are out of order";
 }
 
@@ -189,7 +189,7 @@ TEST_F(Channel, ADisconnectDuringABatchDropsTheRest) {
     startConnected();
     center.sendFails(kStreamCommand);
     std::thread sending([this] { peer.sendBatch(3); });
-    ASSERT_TRUE(eventually([this] { return center.sendAttempts(kStreamCommand) > 0; }));
+    ASSERT_TRUE(Eventually([this] { return center.sendAttempts(kStreamCommand) > 0; }));
     ASSERT_TRUE(center.disconnect(kStreamCommand));
     sending.join();
     center.sendFails(kStreamCommand, false);
@@ -202,10 +202,10 @@ TEST_F(Channel, ARefusedMessageIsTriedAgainUntilItIsAccepted) {
     center.sendFails(kStreamCommand);
     EXPECT_TRUE(send("1"));
     EXPECT_TRUE(send("2"));
-    ASSERT_TRUE(eventually([this] { return center.sendAttempts(kStreamCommand) >= 2; }));
+    ASSERT_TRUE(Eventually([this] { return center.sendAttempts(kStreamCommand) >= 2; }));
     EXPECT_TRUE(sent().empty());
     center.sendFails(kStreamCommand, false);
-    EXPECT_TRUE(eventually([this] { return sent().size() == 2; }));
+    EXPECT_TRUE(Eventually([this] { return sent().size() == 2; }));
     EXPECT_EQ(sentTexts(), (std::vector<std::string>{"1", "2"}));
 }
 
@@ -214,7 +214,7 @@ TEST_F(Channel, ARefusedMessageIsTriedAgainAfterAPause) {
     center.sendFails(kStreamCommand);
     const auto begun = std::chrono::steady_clock::now();
     EXPECT_TRUE(send("1"));
-    ASSERT_TRUE(eventually([this] { return center.sendAttempts(kStreamCommand) >= 4; }));
+    ASSERT_TRUE(Eventually([this] { return center.sendAttempts(kStreamCommand) >= 4; }));
     EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(550));
     center.sendFails(kStreamCommand, false);
 }
@@ -225,7 +225,7 @@ TEST_F(Channel, AMessageThatMemoryIsTooShortForIsTriedAgainUntilItIsAccepted) {
     center.sendThrows(kStreamCommand, 2);
     EXPECT_TRUE(send("a"));
     EXPECT_TRUE(send("b"));
-    ASSERT_TRUE(eventually([&] { return sent().size() == 2; }));
+    ASSERT_TRUE(Eventually([&] { return sent().size() == 2; }));
     EXPECT_EQ(sentTexts(), (std::vector<std::string>{"a", "b"}));
     EXPECT_EQ(log.countContaining("out of memory"), 2);
     EXPECT_EQ(DroppedPasses(), 2U);
@@ -249,7 +249,7 @@ TEST_F(Channel, EachSentMessageIsLogged) {
     startConnected();
     const fakes::CapturingLog log;
     sentSoFar();
-    EXPECT_TRUE(eventually([&log] { return !log.lines().empty(); }));
+    EXPECT_TRUE(Eventually([&log] { return !log.lines().empty(); }));
     expectInfoLines(log, {"SendStreamReport success"});
 }
 
@@ -342,7 +342,7 @@ void leaveEverythingRunning() {
     center.sendFails(kStreamCommand);
     manager.ReportStart("a", StreamTypeEnum::Sampled);
     manager.ReportEventData("a", EventTypeEnum::StreamStart, Json::Value());
-    if (!eventually([&center] { return center.sendAttempts(kStreamCommand) > 0; })) std::_Exit(3);
+    if (!Eventually([&center] { return center.sendAttempts(kStreamCommand) > 0; })) std::_Exit(3);
 }
 
 [[noreturn]] void endProcess() {
@@ -437,7 +437,7 @@ void leaveAQualityRecordToTheNextTick() {
     manager.ReportStart("clock", StreamTypeEnum::EventsOnly);
     accept(*peer.report("clock"));
     const auto clock = peer.report("clock");
-    if (!eventually([&] { return StreamQualityReportTestPeer{*clock}.lastTickMs() != 0; })) std::_Exit(3);
+    if (!Eventually([&] { return StreamQualityReportTestPeer{*clock}.lastTickMs() != 0; })) std::_Exit(3);
     manager.ReportStart("a", StreamTypeEnum::Sampled);
     StreamQualityReportTestPeer{*peer.report("a")}.setElapsedSec(59);
     accept(*peer.report("a"));
@@ -487,7 +487,7 @@ std::atomic<int> roundsFed{0};
 void checkThatFeedingGoesOnInVain() {
     const int values = valuesFed;
     const int rounds = roundsFed;
-    if (!eventually([&] { return valuesFed > values + 1000 && roundsFed > rounds + 50; })) std::_Exit(4);
+    if (!Eventually([&] { return valuesFed > values + 1000 && roundsFed > rounds + 50; })) std::_Exit(4);
     auto& manager = DataReportManager::Instance();
     Json::Value head;
     if (manager.SendStreamReport(Json::Value(), head)) std::_Exit(5);
@@ -501,7 +501,7 @@ TEST(ProcessExit, AHostThreadThatStillFeedsDisturbsNothing) {
             leaveEverythingRunning();
             std::thread(feedValues).detach();
             std::thread(feedEveryWay).detach();
-            if (!eventually([] { return valuesFed > 0 && roundsFed > 0; })) std::_Exit(7);
+            if (!Eventually([] { return valuesFed > 0 && roundsFed > 0; })) std::_Exit(7);
             endProcess();
         },
         ::testing::ExitedWithCode(0), "");

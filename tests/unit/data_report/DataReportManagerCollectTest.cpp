@@ -2,6 +2,7 @@
 #include <thread>
 
 #include "fakes/CapturingLog.h"
+#include "support/WallClock.h"
 #include "unit/data_report/ManagerUnderTest.h"
 
 namespace data_report {
@@ -21,7 +22,7 @@ TEST_F(Collection, AStreamStartedBetweenTwoTicksGetsItsFirstAtTheNext) {
     startEventsOnly("a");
     acceptStreams();
     const auto accepted = DataReportManager::GetTickCountMs();
-    ASSERT_TRUE(eventually([this] { return lastTickMs("a") != 0; }));
+    ASSERT_TRUE(Eventually([this] { return lastTickMs("a") != 0; }));
     EXPECT_GE(lastTickMs("a"), accepted);
     EXPECT_LT(lastTickMs("a"), accepted + 5000);
 }
@@ -30,9 +31,9 @@ TEST_F(Collection, TicksComeEverySecond) {
     start();
     startEventsOnly("a");
     acceptStreams();
-    ASSERT_TRUE(eventually([this] { return lastTickMs("a") != 0; }));
+    ASSERT_TRUE(Eventually([this] { return lastTickMs("a") != 0; }));
     const auto first = lastTickMs("a");
-    ASSERT_TRUE(eventually([&] { return lastTickMs("a") != first; }));
+    ASSERT_TRUE(Eventually([&] { return lastTickMs("a") != first; }));
     EXPECT_GE(lastTickMs("a"), first + 990);
 }
 
@@ -89,17 +90,10 @@ TEST_F(Collection, SixtyTicksOfAnAcceptedStreamQueueItsQualityRecord) {
 }
 
 TEST_F(Collection, GetTickCountMsAgreesWithTheWallClock) {
-    using std::chrono::duration_cast;
-    using std::chrono::milliseconds;
-    using std::chrono::system_clock;
-    const auto wallMs = [] {
-        return static_cast<std::uint64_t>(
-            duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count());
-    };
-    const auto before = wallMs();
-    const auto ms = DataReportManager::GetTickCountMs();
+    const std::int64_t before = support::WallMs();
+    const auto ms = static_cast<std::int64_t>(DataReportManager::GetTickCountMs());
     EXPECT_GE(ms, before);
-    EXPECT_LE(ms, wallMs());
+    EXPECT_LE(ms, support::WallMs());
 }
 
 }  // namespace

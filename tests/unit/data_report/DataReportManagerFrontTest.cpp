@@ -135,7 +135,7 @@ TEST_F(Front, AStoppedStreamLivesUntilItsLastHolderLetsGo) {
         manager.ReportStop("a");
         EXPECT_FALSE(report.expired());
     }
-    EXPECT_TRUE(eventually([&report] { return report.expired(); }));
+    EXPECT_TRUE(Eventually([&report] { return report.expired(); }));
 }
 
 TEST_F(Front, AStreamStartedAgainStartsFromNothing) {
@@ -174,13 +174,13 @@ TEST_F(Front, StoppingAStreamWhosePingHangsDoesNotHoldUpTheOthers) {
     startSampled("slow");
     manager.AddReportStringData("slow", StringDataTypeEnum::ServerIp, "server");
     startEventsOnly("other");
-    ASSERT_TRUE(eventually([] { return !fakes::pingedHosts().empty(); }));
+    ASSERT_TRUE(Eventually([] { return !fakes::pingedHosts().empty(); }));
     std::atomic<bool> stopped{false};
     std::thread stopping([&] {
         manager.ReportStop("slow");
         stopped = true;
     });
-    ASSERT_TRUE(eventually([this] { return !peer.has("slow"); }));
+    ASSERT_TRUE(Eventually([this] { return !peer.has("slow"); }));
     manager.AddReportData("other", DataTypeEnum::UserId, 7);
     EXPECT_FALSE(stopped);
     stopping.join();

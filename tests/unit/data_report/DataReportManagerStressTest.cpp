@@ -1,7 +1,7 @@
 #include <atomic>
 #include <thread>
 
-#include "integration/support/LongForm.h"
+#include "support/LongForm.h"
 #include "unit/data_report/ManagerUnderTest.h"
 
 namespace data_report {

@@ -44,7 +44,7 @@ protected:
     std::vector<SentRecord> sentSoFar() {
         EXPECT_TRUE(send("last"));
         std::vector<SentRecord> result;
-        EXPECT_TRUE(eventually([&] {
+        EXPECT_TRUE(Eventually([&] {
             result = sent();
             return !result.empty() && isLast(result.back().record);
         }));

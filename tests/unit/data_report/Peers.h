@@ -12,6 +12,7 @@
 #include "data_report/DataReportManager.h"
 #include "data_report/StreamQualityReport.h"
 #include "data_report/StreamQulityData.h"
+#include "support/Eventually.h"
 
 // What the tests reach beyond the public interface.
 
@@ -134,16 +135,7 @@ struct DataReportManagerTestPeer {
     }
 };
 
-/// True once `condition` holds; false when it has not for 20 s.
-template <class Condition>
-bool eventually(Condition condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
+using support::Eventually;
 
 constexpr std::size_t kHuge = 10485760;
 

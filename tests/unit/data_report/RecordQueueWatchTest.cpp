@@ -26,7 +26,7 @@ protected:
     }
 
     static bool waitForHandedOver(std::uint64_t count) {
-        return eventually([count] { return GetRecordCounters().handedOver == count; });
+        return Eventually([count] { return GetRecordCounters().handedOver == count; });
     }
 };
 
@@ -49,7 +49,7 @@ TEST_F(RecordQueueWatch, ARecordIsCountedFromTheQueueToTheCenter) {
     EXPECT_EQ(counters.waitingBytes, 0U);
     EXPECT_EQ(counters.lostAtDisconnect, 0U);
     EXPECT_EQ(counters.droppedByBound, 0U);
-    EXPECT_TRUE(eventually([] { return GetRecordCounters().oldestWaitingMs == 0; }));
+    EXPECT_TRUE(Eventually([] { return GetRecordCounters().oldestWaitingMs == 0; }));
 }
 
 TEST_F(RecordQueueWatch, TheBytesAreThoseOfBothTexts) {
@@ -70,15 +70,15 @@ TEST_F(RecordQueueWatch, WhatIsLostAtADisconnectIsCountedAndToldOf) {
     center.sendFails(kStreamCommand);
     ASSERT_TRUE(center.connect(kStreamCommand));
     ASSERT_TRUE(send("wakes the thread"));
-    ASSERT_TRUE(eventually([this] { return center.sendAttempts(kStreamCommand) > 0; }));
+    ASSERT_TRUE(Eventually([this] { return center.sendAttempts(kStreamCommand) > 0; }));
     RecordCounters counters = GetRecordCounters();
     EXPECT_EQ(counters.waiting, 4U);
-    EXPECT_TRUE(eventually([] { return GetRecordCounters().oldestWaitingMs > 0; }));
+    EXPECT_TRUE(Eventually([] { return GetRecordCounters().oldestWaitingMs > 0; }));
 
     const fakes::CapturingLog log;
     ASSERT_TRUE(center.disconnect(kStreamCommand));
-    ASSERT_TRUE(eventually([] { return GetRecordCounters().lostAtDisconnect == 4; }));
-    EXPECT_TRUE(eventually([&] { return log.count(kLossLine + "4") == 1; }));
+    ASSERT_TRUE(Eventually([] { return GetRecordCounters().lostAtDisconnect == 4; }));
+    EXPECT_TRUE(Eventually([&] { return log.count(kLossLine + "4") == 1; }));
     counters = GetRecordCounters();
     EXPECT_EQ(counters.waiting, 0U);
     EXPECT_EQ(counters.waitingBytes, 0U);
@@ -154,7 +154,7 @@ TEST_F(RecordQueueWatch, WhatTheSendThreadHasTakenIsNoLongerBound) {
     center.sendFails(kStreamCommand);
     ASSERT_TRUE(center.connect(kStreamCommand));
     ASSERT_TRUE(send("2"));
-    ASSERT_TRUE(eventually([this] { return center.sendAttempts(kStreamCommand) > 0; }));
+    ASSERT_TRUE(Eventually([this] { return center.sendAttempts(kStreamCommand) > 0; }));
     SetRecordBound(1, 0);
     EXPECT_EQ(GetRecordCounters().waiting, 3U);
     sendMany(2);
@@ -189,7 +189,7 @@ TEST_F(RecordQueueWatch, TheFiguresAddUpWhileThreadsSendAndConnectionsComeAndGo)
         sender.join();
     ASSERT_TRUE(center.connect(kStreamCommand));
     sentSoFar();
-    EXPECT_TRUE(eventually([] { return GetRecordCounters().waiting == 0; }));
+    EXPECT_TRUE(Eventually([] { return GetRecordCounters().waiting == 0; }));
     const RecordCounters counters = GetRecordCounters();
     EXPECT_EQ(counters.queued, 1501U);
     EXPECT_EQ(counters.handedOver, sent().size());

@@ -203,7 +203,7 @@ TEST_F(StreamRecords, EachObjectHoldsWhatOneCollectionTook) {
     feed(*data, peer, first);
     peer.collect();
     const std::time_t between = std::time(nullptr);
-    ASSERT_TRUE(eventually([between] { return std::time(nullptr) > between; }));
+    ASSERT_TRUE(Eventually([between] { return std::time(nullptr) > between; }));
     feed(*data, peer, second);
     peer.collect();
     const Json::Value record = peer.qualityRecord();

@@ -221,7 +221,7 @@ TEST_F(Ping, AsksTheServerThreeSecondsAfterTheStart) {
     script.rttMs = 149;
     start("198.51.100.7", script);
     EXPECT_EQ(rttMs(), 3000U);
-    ASSERT_TRUE(eventually([&] { return rttMs() == 149; }));
+    ASSERT_TRUE(Eventually([&] { return rttMs() == 149; }));
     EXPECT_GE(sinceStart(), std::chrono::seconds(3));
     EXPECT_EQ(fakes::pingedHosts(), std::vector<std::string>{"198.51.100.7"});
 }
@@ -231,7 +231,7 @@ TEST_F(Ping, WithoutAnAnswerTheTimeIsThreeSeconds) {
     script.pingAnswers = false;
     start("silent", script);
     StreamQualityReportTestPeer{*report}.setRttMs(1);
-    ASSERT_TRUE(eventually([&] { return rttMs() == 3000; }));
+    ASSERT_TRUE(Eventually([&] { return rttMs() == 3000; }));
     EXPECT_EQ(fakes::pingedHosts().size(), 1U);
 }
 
@@ -241,31 +241,31 @@ TEST_F(Ping, WithoutAnAnswerTheTimeThatThePingLeftIsKept) {
     script.writesRttWhenUnanswered = true;
     script.rttMs = 777;
     start("silent", script);
-    EXPECT_TRUE(eventually([&] { return rttMs() == 777; }));
+    EXPECT_TRUE(Eventually([&] { return rttMs() == 777; }));
 }
 
 TEST_F(Ping, EachPingComesThreeSecondsAfterThePreviousOneEnded) {
     fakes::HostReadingsScript script;
     script.pingTakesMs = 500;
     start("slow", script);
-    ASSERT_TRUE(eventually([] { return fakes::pingedHosts().size() == 2; }));
+    ASSERT_TRUE(Eventually([] { return fakes::pingedHosts().size() == 2; }));
     EXPECT_GE(sinceStart(), std::chrono::milliseconds(6500));
 }
 
 TEST_F(Ping, OneThatMemoryIsTooShortForIsDroppedAndTheNextOneComes) {
     start("short");
     fakes::setHostReadings(outOfMemory());
-    ASSERT_TRUE(eventually([] { return fakes::pingedHosts().size() == 1; }));
+    ASSERT_TRUE(Eventually([] { return fakes::pingedHosts().size() == 1; }));
     fakes::HostReadingsScript script;
     script.rttMs = 99;
     fakes::setHostReadings(script);
-    EXPECT_TRUE(eventually([&] { return rttMs() == 99; }));
+    EXPECT_TRUE(Eventually([&] { return rttMs() == 99; }));
 }
 
 TEST_F(Ping, AnEmptyServerAddressIsNeverPinged) {
     start("");
     StreamQualityReportTestPeer{*report}.setRttMs(1);
-    ASSERT_TRUE(eventually([&] { return rttMs() == 3000; }));
+    ASSERT_TRUE(Eventually([&] { return rttMs() == 3000; }));
     EXPECT_TRUE(fakes::pingedHosts().empty());
 }
 
@@ -273,7 +273,7 @@ TEST_F(Ping, DestroyingAReportThatPingsWaitsForThatPingOnly) {
     fakes::HostReadingsScript script;
     script.pingTakesMs = 500;
     start("slow", script);
-    ASSERT_TRUE(eventually([] { return fakes::pingedHosts().size() == 1; }));
+    ASSERT_TRUE(Eventually([] { return fakes::pingedHosts().size() == 1; }));
     const auto asked = steady_clock::now();
     report.reset();
     EXPECT_LT(steady_clock::now() - asked, std::chrono::milliseconds(2500));

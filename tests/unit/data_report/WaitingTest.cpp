@@ -42,7 +42,7 @@ std::optional<StreamQualityReport> sampledStream() {
 
 TEST(PingWait, IsThreeSeconds) {
     const auto report = sampledStream();
-    ASSERT_TRUE(eventually([] { return !fakes::timedWaits().empty(); }));
+    ASSERT_TRUE(Eventually([] { return !fakes::timedWaits().empty(); }));
     EXPECT_LE(fakes::timedWaits().front(), 3000);
     EXPECT_GT(fakes::timedWaits().front(), 2000);  // a thread may be stopped before its wait begins
 }

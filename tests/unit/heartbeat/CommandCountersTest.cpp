@@ -98,7 +98,7 @@ TEST(DroppedCommands, AreToldByTheHeartbeatThread) {
     ASSERT_EQ(heartbeat.start(), 1);
     for (int i = 0; i < 60; ++i)
         ASSERT_TRUE(heartbeat.sendComand(1, "{}"));
-    EXPECT_TRUE(eventually([&] { return dropsTold(log) == 39; }));
+    EXPECT_TRUE(Eventually([&] { return dropsTold(log) == 39; }));
     EXPECT_LE(log.countContaining(kDropLine), 39);
 }
 

@@ -2,11 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <deque>
-#include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "base/JsonText.h"
@@ -16,6 +13,7 @@
 #include "heartbeat/MsgSenderStatus.h"
 #include "platform/KernelLocks.h"
 #include "platform/Log.h"
+#include "support/Eventually.h"
 
 namespace heartbeat_test {
 
@@ -28,14 +26,7 @@ inline Json::Value parsed(const std::string& text) {
     return root;
 }
 
-inline bool eventually(const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
+using support::Eventually;
 
 /// Opens what the tests look at.
 class OpenReport : public LiveHeartReport {

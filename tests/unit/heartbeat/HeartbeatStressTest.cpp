@@ -4,7 +4,7 @@
 #include <filesystem>
 
 #include "heartbeat/LiveHeartReportManager.h"
-#include "integration/support/LongForm.h"
+#include "support/LongForm.h"
 #include "unit/heartbeat/HeartbeatFixture.h"
 
 namespace {
@@ -125,7 +125,7 @@ TEST_F(HeartbeatStress, CyclesBesideSettersAndCommandsNeitherHangNorLoseTheState
         ASSERT_GT(number, last) << "twice, or out of order";
         last = number;
     }
-    EXPECT_TRUE(eventually([threadsBefore] { return threadsOfProcess() <= threadsBefore; }));
+    EXPECT_TRUE(Eventually([threadsBefore] { return threadsOfProcess() <= threadsBefore; }));
 }
 
 TEST_F(HeartbeatStress, StartAndStopFromSeveralThreadsAtOnce) {
@@ -140,7 +140,7 @@ TEST_F(HeartbeatStress, StartAndStopFromSeveralThreadsAtOnce) {
         });
     // However many there are to be, each has to come.
     for (int seen = 0; seen < cycles() / 10 && !HasFailure(); seen = started)
-        EXPECT_TRUE(eventually([&started, seen] { return started > seen; })) << "after " << seen;
+        EXPECT_TRUE(Eventually([&started, seen] { return started > seen; })) << "after " << seen;
     end();
     heartbeat.stop();
     EXPECT_EQ(main.sendersCreated(kHeartCmd), main.sendersClosed(kHeartCmd));

@@ -102,7 +102,7 @@ TEST(LiveHeartReportEnd, WaitsOneSecondForAThreadThatDoesNotCome) {
     FirstLine line;
     auto own = std::make_unique<Unstopped>();
     ASSERT_EQ(own->start(), 1);
-    ASSERT_TRUE(eventually([&line] { return line.isReached.load(); }));
+    ASSERT_TRUE(Eventually([&line] { return line.isReached.load(); }));
     const std::unique_ptr<MsgSenderStatus> mainSender(own->m_mainSender);
     const std::unique_ptr<MsgSenderStatus> commonSender(own->m_commonSender);
     {
@@ -111,7 +111,7 @@ TEST(LiveHeartReportEnd, WaitsOneSecondForAThreadThatDoesNotCome) {
         EXPECT_EQ(time.passedMs(), 1000u);
     }
     line.isReleased = true;
-    EXPECT_TRUE(eventually([&line] { return line.isOver.load(); }));
+    EXPECT_TRUE(Eventually([&line] { return line.isOver.load(); }));
 }
 
 }  // namespace

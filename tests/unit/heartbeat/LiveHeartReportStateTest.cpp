@@ -1,3 +1,4 @@
+#include <functional>
 #include <future>
 
 #include "unit/heartbeat/HeartbeatFixture.h"

@@ -30,7 +30,7 @@ public:
     BlockingLog& operator=(const BlockingLog&) = delete;
 
     bool waitForBlocked(int count) {
-        return eventually([this, count] { return m_blocked >= count; });
+        return Eventually([this, count] { return m_blocked >= count; });
     }
     void release() {
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -110,7 +110,7 @@ TEST_F(LiveHeartReportThread, ACommandSenderThatCannotBeCreatedDoesNotFailTheSta
     EXPECT_EQ(heartbeat.start(), 1);
     EXPECT_EQ(log.count("[LiveState] m_senderPtr is null cmd:4"), 1);
     main.connect(kHeartCmd);
-    EXPECT_TRUE(eventually([this] { return main.sent(kHeartCmd).size() == 1; }));
+    EXPECT_TRUE(Eventually([this] { return main.sent(kHeartCmd).size() == 1; }));
     heartbeat.stop();
 }
 
@@ -161,7 +161,7 @@ TEST_F(LiveHeartReportThread, TheNextStartTriesARefusedThreadAgain) {
     EXPECT_EQ(heartbeat.start(), 2);
     EXPECT_TRUE(heartbeat.hasThread());
     main.connect(kHeartCmd);
-    EXPECT_TRUE(eventually([this] { return main.sent(kHeartCmd).size() == 1; }));
+    EXPECT_TRUE(Eventually([this] { return main.sent(kHeartCmd).size() == 1; }));
     const int threads = fakes::threadsCreated();
     EXPECT_EQ(heartbeat.start(), 2);
     EXPECT_EQ(fakes::threadsCreated(), threads);
@@ -187,7 +187,7 @@ TEST_F(LiveHeartReportThread, EveryLineIsOfLevelTwo) {
     fakes::failThreadCreations(1);
     ASSERT_EQ(heartbeat.start(), 1);
     main.connect(kHeartCmd);
-    ASSERT_TRUE(eventually([&log] { return log.countContaining("isMain:main sender") == 1; }));
+    ASSERT_TRUE(Eventually([&log] { return log.countContaining("isMain:main sender") == 1; }));
     main.serverData(kHeartCmd, R"({"type":3})");
     main.disconnect(kHeartCmd);
     heartbeat.stop();
@@ -204,10 +204,10 @@ TEST_F(LiveHeartReportThread, EachConnectionGetsAFullReportSoonAfterItComesUp) {
     heartbeat.start();
     heartbeat.startBackUp();
     main.connect(kHeartCmd);
-    EXPECT_TRUE(eventually([this] { return main.sent(kHeartCmd).size() == 1; }));
+    EXPECT_TRUE(Eventually([this] { return main.sent(kHeartCmd).size() == 1; }));
     EXPECT_EQ(backup.sendAttempts(kHeartCmd), 0);
     backup.connect(kHeartCmd);
-    EXPECT_TRUE(eventually([this] { return backup.sent(kHeartCmd).size() == 1; }));
+    EXPECT_TRUE(Eventually([this] { return backup.sent(kHeartCmd).size() == 1; }));
     EXPECT_EQ(typeOf(main.sent(kHeartCmd)[0]), 1);
     EXPECT_EQ(typeOf(backup.sent(kHeartCmd)[0]), 1);
 }
@@ -216,7 +216,7 @@ TEST_F(LiveHeartReportThread, TheThreadOutlivesAPassThatMemoryIsTooShortFor) {
     ASSERT_EQ(heartbeat.start(), 1);
     main.sendThrows(kHeartCmd, 1);
     ASSERT_TRUE(main.connect(kHeartCmd));
-    ASSERT_TRUE(eventually([&] { return main.sent(kHeartCmd).size() == 1; }));
+    ASSERT_TRUE(Eventually([&] { return main.sent(kHeartCmd).size() == 1; }));
     EXPECT_EQ(main.sendAttempts(kHeartCmd), 2);
     EXPECT_EQ(typeOf(main.sent(kHeartCmd)[0]), 1);
 }
@@ -224,7 +224,7 @@ TEST_F(LiveHeartReportThread, TheThreadOutlivesAPassThatMemoryIsTooShortFor) {
 TEST_F(LiveHeartReportThread, TheTimeOfAReportHasWholeSeconds) {
     heartbeat.start();
     main.connect(kHeartCmd);
-    ASSERT_TRUE(eventually([this] { return main.sent(kHeartCmd).size() == 1; }));
+    ASSERT_TRUE(Eventually([this] { return main.sent(kHeartCmd).size() == 1; }));
     EXPECT_EQ(parsed(main.sent(kHeartCmd)[0].body)["ts"].asInt64() % 1000, 0);
 }
 
@@ -232,7 +232,7 @@ TEST_F(LiveHeartReportThread, PeriodicAndFinalReportsCarryTheWallClock) {
     const std::int64_t before = static_cast<std::int64_t>(std::time(nullptr)) * 1000;
     heartbeat.start();
     main.connect(kHeartCmd);
-    ASSERT_TRUE(eventually([this] { return main.sent(kHeartCmd).size() >= 1; }));
+    ASSERT_TRUE(Eventually([this] { return main.sent(kHeartCmd).size() >= 1; }));
     ASSERT_TRUE(heartbeat.stop());
     const std::int64_t after = static_cast<std::int64_t>(std::time(nullptr)) * 1000;
     const auto sent = main.sent(kHeartCmd);
@@ -250,7 +250,7 @@ TEST_F(LiveHeartReportThread, WaitingCommandsDrainInOrder) {
     for (int i = 0; i < 21; ++i)
         ASSERT_TRUE(heartbeat.sendComand(i, "x"));
     main.connect(kCommonCmd);
-    ASSERT_TRUE(eventually([this] { return main.sent(kCommonCmd).size() == 21; }));
+    ASSERT_TRUE(Eventually([this] { return main.sent(kCommonCmd).size() == 21; }));
     for (int i = 0; i < 21; ++i)
         EXPECT_EQ(parsed(main.sent(kCommonCmd)[static_cast<std::size_t>(i)].body)["bizType"].asInt(), i);
 }
@@ -260,7 +260,7 @@ TEST_F(LiveHeartReportThread, AThreadOfTheHostMayRunTheLoopUntilTheStop) {
     heartbeat.start();
     std::thread host([this] { LiveHeartReport::ThreadProc(static_cast<LiveHeartReport*>(&heartbeat)); });
     main.connect(kHeartCmd);
-    EXPECT_TRUE(eventually([this] { return main.sent(kHeartCmd).size() == 1; }));
+    EXPECT_TRUE(Eventually([this] { return main.sent(kHeartCmd).size() == 1; }));
     EXPECT_TRUE(heartbeat.stop());
     host.join();
 }
@@ -272,7 +272,7 @@ TEST_F(LiveHeartReportThread, ARefusedCommandIsTriedOncePerPause) {
     // Measured from before the first attempt, so that a busy machine can only make it longer.
     const auto start = std::chrono::steady_clock::now();
     main.connect(kCommonCmd);
-    ASSERT_TRUE(eventually([this] { return main.sendAttempts(kCommonCmd) >= 3; }));
+    ASSERT_TRUE(Eventually([this] { return main.sendAttempts(kCommonCmd) >= 3; }));
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(390));
     EXPECT_EQ(heartbeat.queued().size(), 1u);
 }
@@ -347,7 +347,7 @@ TEST_F(LiveHeartReportThread, StopLeavesQueuedCommandsForTheNextStart) {
     EXPECT_EQ(heartbeat.queued().size(), 1u);
     heartbeat.start();
     main.connect(kCommonCmd);
-    EXPECT_TRUE(eventually([this] { return main.sent(kCommonCmd).size() == 1; }));
+    EXPECT_TRUE(Eventually([this] { return main.sent(kCommonCmd).size() == 1; }));
 }
 
 TEST_F(LiveHeartReportThread, ANewStartReportsAtOnceAgain) {
@@ -359,7 +359,7 @@ TEST_F(LiveHeartReportThread, ANewStartReportsAtOnceAgain) {
         heartbeat.GetLastReportTm(mainTm, backTm);
         EXPECT_EQ(mainTm, -1);
         main.connect(kHeartCmd);
-        EXPECT_TRUE(eventually([this] { return main.sent(kHeartCmd).size() == 1; }));
+        EXPECT_TRUE(Eventually([this] { return main.sent(kHeartCmd).size() == 1; }));
         EXPECT_EQ(typeOf(main.sent(kHeartCmd)[0]), 1);
         heartbeat.stop();
     }
@@ -369,7 +369,7 @@ TEST_F(LiveHeartReportThread, AThreadInItsPauseIsEndedWithoutReturning) {
     const CapturingLog log;
     heartbeat.start();
     main.connect(kHeartCmd);
-    ASSERT_TRUE(eventually([this] { return main.sent(kHeartCmd).size() == 1; }));
+    ASSERT_TRUE(Eventually([this] { return main.sent(kHeartCmd).size() == 1; }));
     std::this_thread::sleep_for(std::chrono::milliseconds(20));  // into the pause of 200 ms
     heartbeat.stop();
     std::this_thread::sleep_for(std::chrono::milliseconds(250));
@@ -384,7 +384,7 @@ TEST_F(LiveHeartReportThread, AThreadCaughtOutsideItsPauseIsLetGoAndReturnsByIts
     inTime([this] { return heartbeat.stop(); });
     EXPECT_FALSE(heartbeat.hasThread());
     log.release();
-    EXPECT_TRUE(eventually([&log] { return log.finished() == 1; }));
+    EXPECT_TRUE(Eventually([&log] { return log.finished() == 1; }));
 }
 
 TEST_F(LiveHeartReportThread, AThreadThatWasLetGoDoesNotStayOnAfterANewStart) {
@@ -395,9 +395,9 @@ TEST_F(LiveHeartReportThread, AThreadThatWasLetGoDoesNotStayOnAfterANewStart) {
     heartbeat.start();
     ASSERT_TRUE(log.waitForBlocked(2));
     log.release();
-    EXPECT_TRUE(eventually([&log] { return log.finished() == 1; }));
+    EXPECT_TRUE(Eventually([&log] { return log.finished() == 1; }));
     main.connect(kHeartCmd);
-    EXPECT_TRUE(eventually([this] { return main.sent(kHeartCmd).size() == 1; }));
+    EXPECT_TRUE(Eventually([this] { return main.sent(kHeartCmd).size() == 1; }));
     EXPECT_EQ(log.finished(), 1);
 }
 
@@ -466,7 +466,7 @@ TEST_F(LiveHeartReportThread, AnInstanceMayBeDestroyedWhileItsThreadRuns) {
         ASSERT_EQ(own->start(), 1);
         main.connect(kHeartCmd);
         const bool isPausing = i % 2 == 0;
-        ASSERT_TRUE(eventually([&] { return !isPausing || !main.sent(kHeartCmd).empty(); }));
+        ASSERT_TRUE(Eventually([&] { return !isPausing || !main.sent(kHeartCmd).empty(); }));
         main.forgetSent(kHeartCmd);
         MsgSenderStatus* const mainSender = own->m_mainSender;
         MsgSenderStatus* const commonSender = own->m_commonSender;
@@ -488,7 +488,7 @@ TEST_F(LiveHeartReportThread, AnInstanceMayBeDestroyedBeforeItsThreadHasComeToIt
     own.reset();
     main.connect(kHeartCmd);
     log.release();
-    EXPECT_TRUE(eventually([&] { return log.finished() == 1; }));
+    EXPECT_TRUE(Eventually([&] { return log.finished() == 1; }));
     EXPECT_TRUE(main.sent(kHeartCmd).empty());
 }
 

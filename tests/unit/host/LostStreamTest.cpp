@@ -1,9 +1,6 @@
 // Streams whose server is away, or goes away, in the host as a whole.
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -15,6 +12,8 @@
 #include "fakes/FakeMsgCenter.h"
 #include "heartbeat/LiveHeartReport.h"
 #include "host/Broadcast.h"
+#include "support/Eventually.h"
+#include "support/Loopback.h"
 #include "unit/host/pipeline/Decoded.h"
 
 namespace host {
@@ -23,20 +22,6 @@ namespace {
 constexpr int streamCommand = 5;
 constexpr int pushing = 2;
 
-// A TCP port of this machine that nobody listens on.
-int FreePort() {
-    const int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address = {};
-    socklen_t size = sizeof address;
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    auto* generic = reinterpret_cast<sockaddr*>(&address);
-    EXPECT_EQ(bind(fd, generic, size), 0);
-    EXPECT_EQ(getsockname(fd, generic, &size), 0);
-    close(fd);
-    return ntohs(address.sin_port);
-}
-
 int PushStatusNow() {
     return LiveHeartReport::GetInstance()->GetLiveHeartReportData().pushStatus;
 }
@@ -44,7 +29,7 @@ int PushStatusNow() {
 class LostStreamTest : public testing::Test {
 protected:
     LostStreamTest() {
-        options.settings.publishUrl = "rtmp://127.0.0.1:" + std::to_string(FreePort()) + "/live/key";
+        options.settings.publishUrl = "rtmp://127.0.0.1:" + std::to_string(support::FreePort()) + "/live/key";
         options.settings.width = 160;
         options.settings.height = 120;
         options.settings.fps = 15;
@@ -61,13 +46,11 @@ protected:
 
     /// Turns the broadcast until `reached`; false when that takes too long.
     bool TurnUntil(const std::function<bool()>& reached) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(40);
-        do {
+        const auto turned = [&] {
             broadcast->Turn();
-            if (reached()) return true;
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        } while (std::chrono::steady_clock::now() < deadline);
-        return false;
+            return reached();
+        };
+        return support::Eventually(turned, std::chrono::seconds(40));
     }
 
     /// A server takes one client and hangs up after so many pictures.

@@ -3,15 +3,14 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
-#include <chrono>
 #include <map>
 #include <optional>
-#include <thread>
 #include <vector>
 
 #include "base/JsonText.h"
 #include "data_report/DataReportManager.h"
 #include "fakes/FakeMsgCenter.h"
+#include "support/Eventually.h"
 #include "unit/data_report/Peers.h"
 
 namespace host {
@@ -63,12 +62,8 @@ protected:
 
     /// The records of `type` once there are `count` of them, or after a while.
     std::vector<Json::Value> Records(int type, std::size_t count) {
-        std::vector<Json::Value> records;
-        for (int i = 0; i < 2000 && records.size() < count; ++i) {
-            records = RecordsNow(type);
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-        return records;
+        support::Eventually([&] { return RecordsNow(type).size() >= count; });
+        return RecordsNow(type);
     }
     std::vector<Json::Value> RecordsNow(int type) {
         std::vector<Json::Value> records;

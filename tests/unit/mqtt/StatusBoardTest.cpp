@@ -1,4 +1,5 @@
 #include "mqtt/StatusBoard.h"
+#include "support/WallClock.h"
 
 #include <gtest/gtest.h>
 
@@ -13,11 +14,6 @@ using QoPlayer::mqtt::StatusBoard;
 
 namespace {
 
-std::int64_t nowMs() {
-    using namespace std::chrono;
-    return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
-}
-
 struct Heard {
     std::vector<std::pair<MsgCenterState, std::string>> changes;
     StatusBoard* board = nullptr;
@@ -30,12 +26,12 @@ struct Heard {
 };
 
 TEST(StatusBoard, BeginsStopped) {
-    const std::int64_t before = nowMs();
+    const std::int64_t before = support::WallMs();
     const StatusBoard board;
     EXPECT_EQ(board.state(), MsgCenterState::Stopped);
     EXPECT_EQ(board.get().reason, "not started");
     EXPECT_GE(board.get().sinceMs, before);
-    EXPECT_LE(board.get().sinceMs, nowMs());
+    EXPECT_LE(board.get().sinceMs, support::WallMs());
 }
 
 TEST(StatusBoard, TellsEachChangeOnceAndCanBeReadMeanwhile) {

@@ -1,9 +1,6 @@
 #include "host/pipeline/FfmpegPipeline.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,6 +14,8 @@
 #include "StreamReceiver.h"
 #include "common/Clock.h"
 #include "host/pipeline/ffmpeg/Encoder.h"
+#include "support/Eventually.h"
+#include "support/Loopback.h"
 
 namespace host {
 
@@ -35,38 +34,23 @@ StreamSettings SmallStream(const std::string& url) {
     return settings;
 }
 
-milliseconds TimeOf(const std::function<void()>& work) {
-    const auto start = std::chrono::steady_clock::now();
-    work();
-    return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - start);
+std::string RtmpUrl(int port) {
+    return "rtmp://127.0.0.1:" + std::to_string(port) + "/live/key";
 }
 
-/// A TCP port on loopback: bound, and listening or not.
-class TcpPort {
+/// A TCP port on loopback that takes clients and says nothing.
+class SilentServer {
 public:
-    explicit TcpPort(bool listening) : m_fd(socket(AF_INET, SOCK_STREAM, 0)) {
-        sockaddr_in address = {};
-        socklen_t size = sizeof address;
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        auto* generic = reinterpret_cast<sockaddr*>(&address);
-        EXPECT_EQ(bind(m_fd, generic, size), 0);
-        EXPECT_EQ(getsockname(m_fd, generic, &size), 0);
-        m_number = ntohs(address.sin_port);
-        if (listening) {
-            EXPECT_EQ(listen(m_fd, 8), 0);
-        }
-    }
-    ~TcpPort() { close(m_fd); }
-    TcpPort(const TcpPort&) = delete;
-    TcpPort& operator=(const TcpPort&) = delete;
+    SilentServer() : m_listener(support::ListenOnLoopback(m_port)) {}
+    ~SilentServer() { close(m_listener); }
+    SilentServer(const SilentServer&) = delete;
+    SilentServer& operator=(const SilentServer&) = delete;
 
-    int Number() const { return m_number; }
-    std::string RtmpUrl() const { return "rtmp://127.0.0.1:" + std::to_string(m_number) + "/live/key"; }
+    int Port() const { return m_port; }
 
 private:
-    int m_fd;
-    int m_number = 0;
+    int m_port = 0;
+    int m_listener;
 };
 
 /// A file that is gone with the test.
@@ -346,9 +330,9 @@ TEST(FfmpegPipeline, AnInputThatIsAPipeDoesNotBlock) {
 }
 
 TEST(FfmpegPipeline, APlaylistFetchesNothingFromTheNetwork) {
-    const TcpPort port(true);
+    const SilentServer server;
     const std::string text =
-        "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:1,\nhttp://127.0.0.1:" + std::to_string(port.Number()) +
+        "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:1,\nhttp://127.0.0.1:" + std::to_string(server.Port()) +
         "/1.ts\n#EXT-X-ENDLIST\n";
     const TemporaryFile playlist(std::vector<std::uint8_t>(text.begin(), text.end()));
     ExpectBadInput(playlist.Path(), playlist.Path());
@@ -414,34 +398,34 @@ TEST(FfmpegPipeline, AUdpPortWhereNobodyListensEndsItWithAReason) {
 }
 
 TEST(FfmpegPipeline, AnRtmpPortWhereNobodyListensEndsItWithAReason) {
-    const TcpPort port(false);
-    const FeedRecord record = RunToItsEnd(SmallStream(port.RtmpUrl()));
+    const std::string url = RtmpUrl(support::FreePort());
+    const FeedRecord record = RunToItsEnd(SmallStream(url));
     EXPECT_EQ(record.code, EndCode::PublishFailed);
-    EXPECT_EQ(record.reason, "publish address \"" + port.RtmpUrl() + "\": Connection refused");
+    EXPECT_EQ(record.reason, "publish address \"" + url + "\": Connection refused");
     EXPECT_EQ(record.steps, (Steps{"requested", "ended"}));
 }
 
 TEST(FfmpegPipeline, AnAddressThatDoesNotAnswerEndsItInTime) {
-    const TcpPort port(true);
-    StreamSettings settings = SmallStream(port.RtmpUrl());
+    const SilentServer server;
+    StreamSettings settings = SmallStream(RtmpUrl(server.Port()));
     settings.answerTimeout = milliseconds(300);
     FeedRecord record;
-    const milliseconds time = TimeOf([&] { record = RunToItsEnd(settings); });
+    const milliseconds time = support::TimeOf([&] { record = RunToItsEnd(settings); });
     EXPECT_EQ(record.code, EndCode::PublishTimeout);
-    EXPECT_EQ(record.reason, "publish address \"" + port.RtmpUrl() + "\": no answer within 300 ms");
+    EXPECT_EQ(record.reason, "publish address \"" + RtmpUrl(server.Port()) + "\": no answer within 300 ms");
     EXPECT_LT(time.count(), 5000);
 }
 
 TEST(FfmpegPipeline, StopsAtOnceWhileTheAddressDoesNotAnswer) {
-    const TcpPort port(true);
-    StreamSettings settings = SmallStream(port.RtmpUrl());
+    const SilentServer server;
+    StreamSettings settings = SmallStream(RtmpUrl(server.Port()));
     settings.answerTimeout = std::chrono::minutes(10);
     RecordingFeed feed;
     FfmpegPipeline pipeline(settings, feed);
     pipeline.Start();
     ASSERT_TRUE(feed.WaitFor([](const FeedRecord& record) { return record.requestedMs != 0; }));
     std::this_thread::sleep_for(milliseconds(100));
-    EXPECT_LT(TimeOf([&pipeline] { pipeline.Stop(); }).count(), 1000);
+    EXPECT_LT(support::TimeOf([&pipeline] { pipeline.Stop(); }).count(), 1000);
     EXPECT_EQ(feed.Read().code, EndCode::Stopped);
     EXPECT_EQ(feed.Read().steps, (Steps{"requested", "ended"}));
 }
@@ -454,7 +438,7 @@ TEST(FfmpegPipeline, StopsAtOnceUnderTheHeaviestLoad) {
     FfmpegPipeline pipeline(settings, feed);
     pipeline.Start();
     ASSERT_TRUE(feed.WaitFor([](const FeedRecord& record) { return record.video.lost > 0; }));
-    EXPECT_LT(TimeOf([&pipeline] { pipeline.Stop(); }).count(), 1000);
+    EXPECT_LT(support::TimeOf([&pipeline] { pipeline.Stop(); }).count(), 1000);
 }
 
 TEST(FfmpegPipeline, StartingAndStoppingAtOnceLeavesNothingBehind) {
@@ -470,11 +454,6 @@ TEST(FfmpegPipeline, StartingAndStoppingAtOnceLeavesNothingBehind) {
     }
 }
 
-std::string FreeRtmpUrl() {
-    const TcpPort free(false);
-    return free.RtmpUrl();
-}
-
 // Tries until somebody listens, then publishes until the connection ends.
 FeedRecord PublishOnceAccepted(const StreamSettings& settings) {
     FeedRecord record;
@@ -486,7 +465,7 @@ FeedRecord PublishOnceAccepted(const StreamSettings& settings) {
 }
 
 TEST(FfmpegPipeline, AnRtmpServerGetsPicturesAndSound) {
-    const std::string url = FreeRtmpUrl();
+    const std::string url = RtmpUrl(support::FreePort());
     Decoded decoded;
     std::thread server([&] { decoded = RtmpServer(url).Decode(20); });
     const FeedRecord feed = PublishOnceAccepted(SmallStream(url));
@@ -520,7 +499,7 @@ private:
         m_stopFlag.WaitUntil(StopFlag::Clock::now() + std::chrono::seconds(60));
     }
 
-    const std::string m_url = FreeRtmpUrl();
+    const std::string m_url = RtmpUrl(support::FreePort());
     StopFlag m_stopFlag;
     std::thread m_thread;
 };
@@ -561,7 +540,7 @@ TEST(FfmpegPipeline, StopsAtOnceWhileTheServerTakesNothing) {
     }
     ASSERT_TRUE(feed->WaitForPictures(5)) << feed->Read().reason;
     ASSERT_TRUE(IsStuck(*feed)) << feed->Read().reason;
-    EXPECT_LT(TimeOf([&pipeline] { pipeline->Stop(); }).count(), 1000);
+    EXPECT_LT(support::TimeOf([&pipeline] { pipeline->Stop(); }).count(), 1000);
     EXPECT_EQ(feed->Read().code, EndCode::Stopped);
 }
 

@@ -3,11 +3,11 @@
 #include <chrono>
 #include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "base/Sync.h"
 #include "host/pipeline/StreamFeed.h"
+#include "support/Eventually.h"
 
 namespace host {
 
@@ -44,13 +44,8 @@ public:
 
     /// False when `reached` does not come true in time.
     bool WaitFor(const std::function<bool(const FeedRecord&)>& reached,
-                 std::chrono::milliseconds limit = std::chrono::seconds(20)) const {
-        const auto deadline = std::chrono::steady_clock::now() + limit;
-        while (!reached(Read())) {
-            if (std::chrono::steady_clock::now() > deadline) return false;
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        }
-        return true;
+                 std::chrono::milliseconds limit = support::kPatience) const {
+        return support::Eventually([&] { return reached(Read()); }, limit);
     }
     bool WaitForEnd() const {
         return WaitFor([](const FeedRecord& record) { return record.endedMs != 0; });

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "RecordingFeed.h"
+#include "support/Eventually.h"
 
 namespace host {
 
@@ -14,12 +15,6 @@ StreamSettings Settings() {
     StreamSettings settings;
     settings.publishUrl = "udp://127.0.0.1:5004";
     return settings;
-}
-
-std::chrono::milliseconds TimeOf(const std::function<void()>& work) {
-    const auto start = std::chrono::steady_clock::now();
-    work();
-    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
 }
 
 TEST(SyntheticPipeline, SaysThatItEncodesNothing) {
@@ -50,7 +45,7 @@ TEST(SyntheticPipeline, KeepsTheSetRates) {
 TEST(SyntheticPipeline, RunsInRealTime) {
     RecordingFeed feed;
     SyntheticPipeline pipeline(Settings(), feed);
-    const auto time = TimeOf([&] {
+    const auto time = support::TimeOf([&] {
         pipeline.Start();
         ASSERT_TRUE(feed.WaitForPictures(31));
     });
@@ -98,7 +93,7 @@ TEST(SyntheticPipeline, StopsAtOnceUnderTheHeaviestLoad) {
     SyntheticPipeline pipeline(settings, feed);
     pipeline.Start();
     ASSERT_TRUE(feed.WaitFor([](const FeedRecord& record) { return record.video.captured > 0; }));
-    EXPECT_LT(TimeOf([&pipeline] { pipeline.Stop(); }).count(), 1000);
+    EXPECT_LT(support::TimeOf([&pipeline] { pipeline.Stop(); }).count(), 1000);
 }
 
 TEST(SyntheticPipeline, BadSettingsEndItWithAReason) {
