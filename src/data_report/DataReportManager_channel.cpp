@@ -11,6 +11,7 @@
 #include "message_center/SenderCallback.h"
 #include "platform/GuardedPass.h"
 #include "platform/Kernel.h"
+#include "platform/LibraryThread.h"
 #include "platform/Log.h"
 #include "platform/MsgCenter.h"
 

@@ -2,7 +2,7 @@
 
 #include "data_report/DataReportManager.h"
 #include "data_report/StreamQualityReport.h"
-#include "platform/Kernel.h"
+#include "platform/LibraryThread.h"
 
 namespace data_report {
 

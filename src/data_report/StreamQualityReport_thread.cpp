@@ -6,7 +6,7 @@
 #include "data_report/StreamQualityReport.h"
 #include "data_report/StreamQulityData.h"
 #include "platform/GuardedPass.h"
-#include "platform/Kernel.h"
+#include "platform/LibraryThread.h"
 #include "platform/Log.h"
 
 namespace data_report {

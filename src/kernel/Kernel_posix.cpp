@@ -1,42 +1,17 @@
 #include "platform/Kernel.h"
 
-#include <signal.h>
-
 #include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <ctime>
-#include <initializer_list>
 #include <memory>
 #include <mutex>
 #include <new>
-#include <utility>
 
 #include "kernel/LibraryThread_posix.h"
 
 namespace {
-
-/// While it lives, a thread that this one starts inherits a signal mask that keeps the host's signals from it: a
-/// handler of the host never runs on a thread that the host does not know. SIGPIPE is among them because a thread
-/// that writes to a connection draws it upon itself.
-class HostSignalsBlocked {
-public:
-    HostSignalsBlocked() {
-        sigset_t hosts;
-        sigemptyset(&hosts);
-        for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGCHLD, SIGALRM, SIGVTALRM, SIGTSTP,
-                                 SIGTTIN, SIGTTOU, SIGCONT, SIGWINCH, SIGIO, SIGPIPE})
-            sigaddset(&hosts, signal);
-        pthread_sigmask(SIG_BLOCK, &hosts, &m_before);
-    }
-    ~HostSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
-    HostSignalsBlocked(const HostSignalsBlocked&) = delete;
-    HostSignalsBlocked& operator=(const HostSignalsBlocked&) = delete;
-
-private:
-    sigset_t m_before{};
-};
 
 /// Set in a process that was forked while, or after, the library had threads.
 std::atomic<bool> threadsLeftBehind{false};
@@ -57,7 +32,6 @@ using ThreadHandle = std::shared_ptr<ThreadRecord>;
 // In the thread's own block, not in one that is allocated at the first use, which costs a look-up each time.
 [[gnu::tls_model("initial-exec")]] thread_local ThreadRecord* currentThread = nullptr;
 [[gnu::tls_model("initial-exec")]] thread_local DWORD lastError = 0;
-[[gnu::tls_model("initial-exec")]] thread_local bool isLibraryThread = false;
 
 DWORD nextThreadId() {
     static std::atomic<DWORD> last{0};
@@ -77,7 +51,7 @@ void* runThread(void* argument) {
     const std::unique_ptr<ThreadHandle> own(static_cast<ThreadHandle*>(argument));
     ThreadRecord& record = **own;
     currentThread = &record;
-    isLibraryThread = true;
+    EnterLibraryThread();
     setExitCode(record, record.start(record.parameter));
     return nullptr;
 }
@@ -235,18 +209,6 @@ void AwaitTermination() {
     if (!currentThread) return;
     std::unique_lock<std::mutex> lock(currentThread->mutex);
     currentThread->terminated.wait(lock, [] { return currentThread->terminationAsked; });
-}
-
-std::shared_ptr<std::thread> StartLibraryThread(std::function<void()> work) {
-    const HostSignalsBlocked inThread;
-    return std::make_shared<std::thread>([work = std::move(work)] {
-        isLibraryThread = true;
-        work();
-    });
-}
-
-bool IsLibraryThread() {
-    return isLibraryThread;
 }
 
 // The shared library is linked with -z nodelete, which keeps it mapped from the start. What a first thread changes

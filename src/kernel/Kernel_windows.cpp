@@ -1,17 +1,11 @@
 #include "platform/Kernel.h"
 
-#include <utility>
-
 // The system's own answer, which the headers do not declare; a part of ntdll.dll in every version.
 extern "C" __declspec(dllimport) BOOLEAN NTAPI RtlDllShutdownInProgress();
 
 void AwaitTermination() {
     for (;;)
         Sleep(INFINITE);
-}
-
-std::shared_ptr<std::thread> StartLibraryThread(std::function<void()> work) {
-    return std::make_shared<std::thread>(std::move(work));
 }
 
 void KeepLibraryLoaded() {

@@ -13,6 +13,7 @@
 #include "mqtt/MsgSenderImpl.h"
 #include "mqtt/NetworkThread.h"
 #include "platform/Kernel.h"
+#include "platform/LibraryThread.h"
 #include "platform/MsgCenterWatch.h"
 
 namespace QoPlayer {

@@ -3,10 +3,6 @@
 // Kernel services: <windows.h> on Windows and, elsewhere, the same few names over POSIX. The four subsystems
 // use no other operating system interface than the names below.
 
-#include <functional>
-#include <memory>
-#include <thread>
-
 #if defined(_WIN32)
 
 #if !defined(NOMINMAX)
@@ -22,6 +18,8 @@
 
 #include <pthread.h>
 
+#include <cstddef>
+
 using HANDLE = void*;
 using DWORD = unsigned long;
 using BOOL = int;
@@ -33,8 +31,8 @@ constexpr DWORD STILL_ACTIVE = 259;
 
 extern "C" {
 
-/// Starts a thread, with signals as StartLibraryThread has them. `security`, `stackSize` and `flags` are
-/// ignored. Null on failure, with the reason in GetLastError. `threadId`, if not null, receives an identifier
+/// Starts a thread, with signals as StartLibraryThread (LibraryThread.h) has them. `security`, `stackSize` and
+/// `flags` are ignored. Null on failure, with the reason in GetLastError. `threadId`, if not null, receives an identifier
 /// that no other thread of the process has had.
 HANDLE CreateThread(void* security, size_t stackSize, DWORD (*start)(void*), void* parameter, DWORD flags,
                     DWORD* threadId);
@@ -96,14 +94,3 @@ void KeepLibraryLoaded();
 /// library had started a thread before. Whoever finds this neither joins nor locks nor touches what other threads
 /// shared, so that every exported operation that would asks it first and does nothing. Costs next to nothing.
 bool IsProcessEnding();
-
-/// Starts a thread of the library, to be ended with JoinUnlessEnding. As all threads of the library, it keeps
-/// away from the signals that are sent to the process for the host to handle (SIGINT, SIGTERM, SIGCHLD, SIGALRM
-/// and the like, SIGPIPE); every other signal is as in the thread that calls, because managed runtimes suspend
-/// threads with some (SIGPWR, SIGXCPU, SIGUSR1, real-time signals). Raises std::system_error when the system
-/// gives none.
-std::shared_ptr<std::thread> StartLibraryThread(std::function<void()> work);
-
-/// Joins `thread` if it runs and releases it; when the process is ending the thread is gone already and the
-/// object is abandoned instead. Blocks until the thread has returned; not to be called from that thread.
-void JoinUnlessEnding(std::shared_ptr<std::thread>& thread);

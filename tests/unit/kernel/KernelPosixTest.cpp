@@ -12,6 +12,7 @@
 #include "fakes/NoRoomForThreads.h"
 #include "platform/Kernel.h"
 #include "platform/Lasting.h"
+#include "platform/LibraryThread.h"
 #include "platform/Log.h"
 #include "unit/ForkedChild.h"
 #include "unit/kernel/ThreadEnd.h"

@@ -11,7 +11,7 @@
 #include <thread>
 
 #include "platform/HostSink.h"
-#include "platform/Kernel.h"
+#include "platform/LibraryThread.h"
 #include "platform/Log.h"
 
 // On which thread the host's sink is called.

@@ -4,7 +4,7 @@
 #include <future>
 
 #include "platform/DetachedThread.h"
-#include "platform/Kernel.h"
+#include "platform/LibraryThread.h"
 
 namespace {
 

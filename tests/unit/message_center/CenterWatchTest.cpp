@@ -10,7 +10,7 @@
 #include "fakes/FakeMsgCenter.h"
 #include "message_center/CMsgCenterFactory.h"
 #include "platform/HostSink.h"
-#include "platform/Kernel.h"
+#include "platform/LibraryThread.h"
 #include "platform/Log.h"
 
 using Bas::CenterState;

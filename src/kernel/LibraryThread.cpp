@@ -1,4 +1,7 @@
+#include "platform/LibraryThread.h"
+
 #include <new>
+#include <utility>
 
 #include "platform/Kernel.h"
 
