@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "base/JsonText.h"
+#include "base/RaiseFlag.h"
 #include "data_report/DataReportManager.h"
 #include "data_report/RecordTally.h"
 #include "data_report/ServerPacket.h"
@@ -169,12 +170,8 @@ void DataReportManager::StartSendThread() {
     m_sendThread = StartLibraryThread([this] { OnSendThread(); });
 }
 
-// The flag is set without the mutex, so the mutex is passed through once before the wake-up: the send thread
-// either sees the flag or already waits.
 void DataReportManager::StopSendThread() {
-    m_bStopSend = true;
-    { const qolive::MutexLock passing(m_sendMutex); }
-    m_sendCond.notify_all();
+    qolive::RaiseFlag(m_bStopSend, m_sendMutex, m_sendCond);
     JoinUnlessEnding(m_sendThread);
 }
 

@@ -1,6 +1,7 @@
 #include <chrono>
 #include <utility>
 
+#include "base/RaiseFlag.h"
 #include "data_report/DataReportManager.h"
 #include "data_report/ServerPacket.h"
 #include "data_report/StreamQualityReport.h"
@@ -33,13 +34,9 @@ StreamQualityReport::StreamQualityReport(const std::string& streamId, const Stre
     if (m_streamType == StreamTypeEnum::Sampled) StartReportThread();
 }
 
-// The flag is set without the mutex, so the mutex is passed through once before the wake-up: the thread either
-// sees the flag or already waits.
 StreamQualityReport::~StreamQualityReport() {
     if (m_streamType != StreamTypeEnum::Sampled) return;
-    m_bStop = true;
-    { const qolive::MutexLock passing(m_threadMutex); }
-    m_threadCond.notify_all();
+    qolive::RaiseFlag(m_bStop, m_threadMutex, m_threadCond);
     JoinUnlessEnding(m_thread);
 }
 
