@@ -177,8 +177,6 @@ private:
     std::shared_ptr<const Registry> TakeSnapshot();
     std::shared_ptr<const Registry> ReplaceRegistry(Registry changed) QOLIVE_REQUIRES(m_reportMutex);
 
-    std::int64_t IdClockMs() const QOLIVE_REQUIRES(m_midMutex);
-    std::int64_t NextSequence(std::int64_t& now) QOLIVE_REQUIRES(m_midMutex);
     void Enqueue(std::shared_ptr<SendData> message);
     std::uint64_t KeepBound() QOLIVE_REQUIRES(m_sendMutex);
     void BoundQueue(std::uint64_t mostRecords, std::uint64_t mostBytes);

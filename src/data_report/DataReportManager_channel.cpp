@@ -5,6 +5,7 @@
 #include "base/JsonText.h"
 #include "base/RaiseFlag.h"
 #include "data_report/DataReportManager.h"
+#include "data_report/MessageId.h"
 #include "data_report/RecordTally.h"
 #include "data_report/ServerPacket.h"
 #include "data_report/StreamQualityReport.h"
@@ -21,12 +22,6 @@ namespace {
 
 constexpr std::int32_t kStreamReportCommand = 5;
 constexpr DWORD kRetryPauseMs = 200;
-
-constexpr std::int64_t kIdEpochMs = 1534832906275;  // 2018-08-21 06:28:26.275 UTC
-constexpr std::int64_t kSequenceMask = 0xFFF;
-constexpr unsigned kSequenceBits = 12;
-constexpr unsigned kWorkerBits = 5;
-constexpr unsigned kTimeShift = 22;
 
 std::int64_t steadyNs() {
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
@@ -124,27 +119,13 @@ void DataReportManager::disponseData(int /*code*/, const unsigned char* data, st
         stream.second.report->OnDisponseData(0, packet);
 }
 
-std::int64_t DataReportManager::IdClockMs() const {
-    return m_startSystemMs + (steadyNs() - m_startSteadyNs) / 1000000;
-}
-
-// 4096 ids fill a millisecond; the next one waits for the clock, a millisecond at most.
-std::int64_t DataReportManager::NextSequence(std::int64_t& now) {
-    if (now != m_lastMs) return 0;
-    const std::int64_t next = (m_sequence + 1) & kSequenceMask;
-    while (next == 0 && now <= m_lastMs)
-        now = IdClockMs();
-    return next;
-}
-
 std::string DataReportManager::GetMid() {
     const qolive::MutexLock lock(m_midMutex);
-    std::int64_t now = IdClockMs();
-    m_sequence = NextSequence(now);
-    m_lastMs = now;
-    const std::int64_t origin = ((m_datacenterId << kWorkerBits) | m_workerId) << kSequenceBits;
-    const auto age = static_cast<std::uint64_t>(now - kIdEpochMs) << kTimeShift;
-    return std::to_string(origin | static_cast<std::int64_t>(age) | m_sequence);
+    const IdClock clock{m_startSystemMs, m_startSteadyNs};
+    const IdSlot slot = AwaitIdSlot({m_lastMs, m_sequence}, [&clock] { return clock.At(steadyNs()); });
+    m_lastMs = slot.ms;
+    m_sequence = slot.sequence;
+    return MessageId(slot, m_datacenterId, m_workerId);
 }
 
 bool DataReportManager::SendStreamReport(const Json::Value& record, Json::Value& head) {

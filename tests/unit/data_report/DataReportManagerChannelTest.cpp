@@ -11,7 +11,14 @@ namespace data_report {
 namespace {
 
 class Channel : public ManagerUnderTest {};
-class Mid : public ManagerUnderTest {};
+class Mid : public ManagerUnderTest {
+protected:
+    std::string nextMid() {
+        Json::Value head;
+        EXPECT_TRUE(manager.SendStreamReport(Json::Value(), head));
+        return head["mid"].asString();
+    }
+};
 class Callback : public ManagerUnderTest {};
 
 void expectInfoLines(const fakes::CapturingLog& log, const std::vector<std::string>& texts) {
@@ -30,64 +37,23 @@ struct Id {
 };
 
 TEST_F(Mid, TheFirstIdHasSequenceZeroAndTheTimeOfItsMaking) {
+    start();
     const auto before = static_cast<std::int64_t>(DataReportManager::GetTickCountMs());
-    const Id id(peer.mid());
+    const Id id(nextMid());
     EXPECT_EQ(id.sequence(), 0);
     EXPECT_EQ(id.worker(), 1);
     EXPECT_EQ(id.datacenter(), 1);
     EXPECT_NEAR(static_cast<double>(id.ms()), static_cast<double>(before), 2000.0);
 }
 
-TEST_F(Mid, TwoIdsOfOneMillisecondDifferByOne) {
-    for (int attempt = 0; attempt < 1000; ++attempt) {
-        const Id first(peer.mid());
-        const Id second(peer.mid());
-        if (first.ms() != second.ms()) continue;
-        EXPECT_EQ(second.value, first.value + 1);
-        return;
-    }
-    FAIL() << "no two ids of one millisecond in 1000 attempts";
-}
-
-TEST_F(Mid, AMillisecondHoldsFourThousandAndNinetySixIds) {
-    for (int attempt = 0; attempt < 1000; ++attempt) {
-        peer.fillMillisecond(4094);
-        const Id last(peer.mid());
-        if (last.sequence() == 0) continue;  // made in the next one
-        EXPECT_EQ(last.sequence(), 4095);
-        return;
-    }
-    FAIL() << "no id of the same millisecond in 1000 attempts";
-}
-
-TEST_F(Mid, TheirClockKeepsItsRateForDecades) {
-    constexpr std::chrono::hours kTime{24 * 10000};
-    const std::int64_t before = Id(peer.mid()).ms();
-    peer.age(kTime);
-    const std::int64_t passed = Id(peer.mid()).ms() - before;
-    const std::int64_t expected = std::chrono::milliseconds(kTime).count();
-    EXPECT_GE(passed, expected);
-    EXPECT_LT(passed, expected + 60'000);
-}
-
-TEST_F(Mid, TheIdAfterAFullMillisecondWaitsForTheNextAndHasSequenceZero) {
-    for (int i = 0; i < 100; ++i) {
-        peer.fillMillisecond();
-        const std::int64_t full = Id(peer.mid()).ms();
-        peer.fillMillisecond();
-        const Id next(peer.mid());
-        EXPECT_EQ(next.sequence(), 0);
-        EXPECT_GT(next.ms(), full);
-    }
-}
-
-TEST_F(Mid, IdsOfManyThreadsAreUnique) {
+TEST_F(Mid, IdsOfManyThreadsAreUniqueAndEachThreadsOwnAscend) {
     constexpr int kThreads = 4;
     constexpr int kEach = 5000;
+    start();
     std::vector<std::vector<std::int64_t>> ids(kThreads);
     atOnce(kThreads, [&](int thread) {
         for (int i = 0; i < kEach; ++i)
-            ids[static_cast<std::size_t>(thread)].push_back(Id(peer.mid()).value);
+            ids[static_cast<std::size_t>(thread)].push_back(Id(nextMid()).value);
     });
     std::set<std::int64_t> all;
     for (const auto& mine : ids) {
@@ -95,11 +61,6 @@ TEST_F(Mid, IdsOfManyThreadsAreUnique) {
         all.insert(mine.begin(), mine.end());
     }
     EXPECT_EQ(all.size(), static_cast<std::size_t>(kThreads * kEach));
-}
-
-TEST_F(Mid, AClockBeforeTheEpochGivesANegativeId) {
-    peer.setClock(0);
-    EXPECT_EQ(peer.mid().front(), '-');
 }
 
 TEST_F(Channel, ADisabledManagerLeavesTheHeadWithoutAMid) {

@@ -82,22 +82,6 @@ struct DataReportManagerTestPeer {
         return snapshot == manager.m_noStreams && snapshot.use_count() == 3;
     }
 
-    std::string mid() { return manager.GetMid(); }
-    void fillMillisecond(std::int64_t sequence = 4095) {
-        const qolive::MutexLock lock(manager.m_midMutex);
-        manager.m_lastMs = manager.IdClockMs();
-        manager.m_sequence = sequence;
-    }
-    /// As if the manager had been made that much earlier by the steady clock.
-    void age(std::chrono::nanoseconds time) {
-        const qolive::MutexLock lock(manager.m_midMutex);
-        manager.m_startSteadyNs -= time.count();
-    }
-    void setClock(std::int64_t systemMs) {
-        const qolive::MutexLock lock(manager.m_midMutex);
-        manager.m_startSystemMs = systemMs;
-    }
-
     void tick() { manager.TickStreams(); }
     void endSendThread() { manager.StopSendThread(); }
     bool statusReceived() const { return manager.m_bStatusReceived; }
