@@ -6,6 +6,7 @@
 #include "heartbeat/CommandTally.h"
 #include "heartbeat/LiveHeartReport.h"
 #include "heartbeat/MsgSenderStatus.h"
+#include "heartbeat/ReportPeriod.h"
 #include "platform/GuardedPass.h"
 #include "platform/Kernel.h"
 #include "platform/KernelLocks.h"
@@ -13,6 +14,7 @@
 #include "platform/MsgCenter.h"
 
 using live_heartbeat::CommandTally;
+using live_heartbeat::IsReportDue;
 
 struct LiveHeartReport::Prepared {
     std::string text;
@@ -26,21 +28,10 @@ namespace {
 constexpr int kFullReport = 1;
 constexpr int kKeepAlive = 2;
 constexpr std::int32_t kOn = 1;
-constexpr std::int64_t kNever = -1;
 constexpr std::int32_t kKeepAlivesPerLogLine = 40;
 constexpr std::size_t kQueuedBeforeDropping = 20;
 
 std::atomic<std::int32_t> g_reportCount{0};
-
-/// Whether a periodic report is due at `nowMs`; starts a new period where the clock has none to go by.
-bool IsDue(MsgSenderStatus& sender, std::int64_t nowMs) {
-    const std::int64_t last = sender.m_lastReportTm;
-    if (last < 0 || nowMs < last) {
-        sender.m_lastReportTm = nowMs;
-        return last == kNever;
-    }
-    return nowMs - last >= sender.m_reportInterval;
-}
 
 Json::Value LiveInfo(const LiveHeartReportData& data) {
     Json::Value info(Json::objectValue);
@@ -133,7 +124,7 @@ bool LiveHeartReport::report(MsgSenderStatus* sender, std::int64_t nowMs, bool p
 bool LiveHeartReport::Prepare(MsgSenderStatus& sender, std::int64_t nowMs, bool periodic,
                               Prepared& prepared) {
     const qolive::CriticalSectionLock lock(*m_lock);
-    if (periodic && !IsDue(sender, nowMs)) return false;
+    if (periodic && !IsReportDue(nowMs, sender.m_reportInterval, sender.m_lastReportTm)) return false;
     prepared.number = ++g_reportCount;
     if (!sender.m_senderPtr) return false;
     prepared.isMain = &sender == m_mainSender;

@@ -6,6 +6,8 @@
 #include <memory>
 #include <string>
 
+#include "heartbeat/ReportPeriod.h"
+
 namespace QoPlayer {
 class MsgCenter;
 class MsgSender;
@@ -42,9 +44,9 @@ public:
 
     QoPlayer::MsgCenter* m_msgCenter = nullptr;
     QoPlayer::MsgSender* m_senderPtr = nullptr;
-    std::atomic<bool> m_bDataChanged{false};  ///< the next report is a full one
-    std::int64_t m_lastReportTm = -1;         ///< last attempt, ms since 1970-01-01 UTC; -1 = none yet
-    std::int32_t m_reportInterval = 3000;     ///< ms
+    std::atomic<bool> m_bDataChanged{false};                       ///< the next report is a full one
+    std::int64_t m_lastReportTm = live_heartbeat::kNeverReported;  ///< last attempt, ms since 1970-01-01 UTC
+    std::int32_t m_reportInterval = 3000;                          ///< ms
     std::atomic<bool> m_bConnected{false};
     std::int32_t m_cmd = 0;
     std::string m_name = "unknown";
