@@ -10,9 +10,10 @@
 
 namespace data_report {
 
-constexpr std::int32_t kCounters = 12;
-constexpr std::int32_t kDataTypes = 42;
-constexpr std::int32_t kStringDataTypes = 7;
+// The counters come before the settings; each enumeration ends with its last slot.
+constexpr auto kCounters = static_cast<std::int32_t>(DataTypeEnum::UnusedSetting12);
+constexpr auto kDataTypes = static_cast<std::int32_t>(DataTypeEnum::ResultCode) + 1;
+constexpr auto kStringDataTypes = static_cast<std::int32_t>(StringDataTypeEnum::StreamId) + 1;
 
 /// What the host has fed for one stream. Shared by the registry and the stream's report; any thread may feed
 /// it.
