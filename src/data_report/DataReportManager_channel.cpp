@@ -11,6 +11,7 @@
 #include "data_report/StreamQualityReport.h"
 #include "message_center/CenterShare.h"
 #include "message_center/SenderCallback.h"
+#include "platform/Commands.h"
 #include "platform/GuardedPass.h"
 #include "platform/Kernel.h"
 #include "platform/LibraryThread.h"
@@ -20,7 +21,6 @@
 namespace data_report {
 namespace {
 
-constexpr std::int32_t kStreamReportCommand = 5;
 constexpr DWORD kRetryPauseMs = 200;
 
 std::int64_t steadyNs() {
@@ -55,7 +55,7 @@ bool DataReportManager::OpenSender() {
         Log(LogLevel::Info, "[DataReportManager] m_msgCenter is null");
         return false;
     }
-    m_cmd = kStreamReportCommand;
+    m_cmd = qolive::kStreamReportCommand;
     m_name = "StreamSender";
     m_senderPtr = m_msgCenter->createSender(m_cmd, &DataReportManager::OnSrvCb, this);
     if (!m_senderPtr) Log(LogLevel::Info, "[DataReportManager] m_senderPtr is null cmd:%d", m_cmd);

@@ -3,6 +3,7 @@
 
 #include "base/JsonText.h"
 #include "data_report/DataReportManager.h"
+#include "data_report/RecordHead.h"
 #include "data_report/RecordTally.h"
 #include "data_report/StreamQualityReport.h"
 #include "data_report/StreamQulityData.h"
@@ -13,17 +14,13 @@
 namespace data_report {
 namespace {
 
-constexpr Json::Int kHostRecord = 3;
-constexpr Json::Int kReportEvent = 2;
-
 void fillRecord(StreamQualityReport& report, EventTypeEnum type, Json::Value& record, Json::Value& head) {
     switch (type) {
         case EventTypeEnum::StreamStart:
             report.BuildStreamStartRecord(record, head);
             break;
         case EventTypeEnum::HostRecord:
-            head["type"] = kHostRecord;
-            head["event"] = kReportEvent;
+            WriteHead(head, RecordKind::Host);
             break;
         case EventTypeEnum::FirstFrame:
             report.BuildFirstFrameRecord(record, head);

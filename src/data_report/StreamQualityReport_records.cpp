@@ -3,6 +3,7 @@
 #include <numeric>
 #include <stdexcept>
 
+#include "data_report/RecordHead.h"
 #include "data_report/StreamQualityReport.h"
 #include "data_report/StreamQulityData.h"
 
@@ -10,9 +11,6 @@ namespace data_report {
 namespace {
 
 constexpr char kDeviceName[] = "windows";
-constexpr Json::Int kReportEvent = 2;
-constexpr Json::Int kStreamRecord = 1;
-constexpr Json::Int kFirstFrameRecord = 4;
 
 struct NumberKey {
     const char* key;
@@ -63,11 +61,6 @@ std::int64_t differenceModulo64Bits(std::int64_t later, std::int64_t earlier) {
     return static_cast<std::int64_t>(static_cast<std::uint64_t>(later) - static_cast<std::uint64_t>(earlier));
 }
 
-void writeHead(Json::Value& head, Json::Int type) {
-    head["type"] = type;
-    head["event"] = kReportEvent;
-}
-
 Json::UInt64 averageOf(const std::deque<std::uint32_t>& samples) {
     if (samples.empty()) return 0;
     return std::accumulate(samples.begin(), samples.end(), Json::UInt64{0}) / samples.size();
@@ -82,7 +75,7 @@ Sample at(const std::deque<Sample>& samples, std::size_t index) {
 }  // namespace
 
 void StreamQualityReport::BuildStreamStartRecord(Json::Value& record, Json::Value& head) {
-    writeHead(head, kStreamRecord);
+    WriteHead(head, RecordKind::Stream);
     {
         const StreamQulityData& data = *m_data;
         const qolive::SharedLock lock(data.m_lock);
@@ -97,7 +90,7 @@ void StreamQualityReport::BuildStreamStartRecord(Json::Value& record, Json::Valu
 }
 
 void StreamQualityReport::BuildFirstFrameRecord(Json::Value& record, Json::Value& head) {
-    writeHead(head, kFirstFrameRecord);
+    WriteHead(head, RecordKind::FirstFrame);
     const StreamQulityData& data = *m_data;
     const qolive::SharedLock lock(data.m_lock);
     const std::int64_t requested = data.Value(DataTypeEnum::RequestTime);

@@ -3,6 +3,7 @@
 
 #include "base/RaiseFlag.h"
 #include "data_report/DataReportManager.h"
+#include "data_report/RecordHead.h"
 #include "data_report/ServerPacket.h"
 #include "data_report/StreamQualityReport.h"
 #include "data_report/StreamQulityData.h"
@@ -16,8 +17,6 @@ namespace {
 constexpr std::uint64_t kQualityRecordPeriod = 60;
 constexpr std::chrono::seconds kPingWait{3};
 constexpr int kNoAnswerMs = 3000;
-constexpr Json::Int kQualityRecord = 2;
-constexpr Json::Int kReportEvent = 2;
 
 }  // namespace
 
@@ -62,8 +61,7 @@ void StreamQualityReport::SendQualityRecord() {
         Json::Value head;
         Json::Value record;
         BuildQualityRecord(record);
-        head["event"] = kReportEvent;
-        head["type"] = kQualityRecord;
+        WriteHead(head, RecordKind::Quality);
         DataReportManager::Instance().SendStreamReport(record, head);
     });
     ClearSamples();

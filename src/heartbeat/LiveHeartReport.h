@@ -162,8 +162,8 @@ protected:
     void* m_hThread QOLIVE_GUARDED_BY(*m_lock) = nullptr;
     LiveHeartReportData m_data QOLIVE_GUARDED_BY(*m_lock);
     std::atomic<bool> m_bRun{false};
-    int m_heartCmd QOLIVE_GUARDED_BY(*m_lock) = 2;
-    int m_commonCmd QOLIVE_GUARDED_BY(*m_lock) = 4;
+    int m_heartCmd QOLIVE_GUARDED_BY(*m_lock);
+    int m_commonCmd QOLIVE_GUARDED_BY(*m_lock);
 
     // Written with both m_lock and m_slotLock held, so that either is enough to use one.
     MsgSenderStatus* m_mainSender = nullptr;

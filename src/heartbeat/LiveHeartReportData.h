@@ -7,9 +7,13 @@
 /// it. The numbers and texts are the host's and the server's; the library passes them through unchanged and
 /// gives a meaning only to `liveStatus`, `micStatus` and a `pushStatus` of 0.
 struct LiveHeartReportData {
-    std::string sessionId;        ///< live session identifier
-    std::int32_t liveStatus = 2;  ///< 1 = live, 2 = not live
-    std::int32_t micStatus = 2;   ///< 1 = co-host link up, 2 = not
+    static constexpr std::int32_t kOn = 1;
+    static constexpr std::int32_t kOff = 2;
+    static constexpr std::int32_t kNotPushing = 0;
+
+    std::string sessionId;           ///< live session identifier
+    std::int32_t liveStatus = kOff;  ///< kOn = live
+    std::int32_t micStatus = kOff;   ///< kOn = co-host link up
 
     // the anchor's stream
     std::int32_t videoAppId = 0;
@@ -19,7 +23,7 @@ struct LiveHeartReportData {
     std::int32_t width = 0;   ///< pixels
     std::int32_t height = 0;  ///< pixels
     std::int32_t codec = 0;
-    std::int32_t pushStatus = 0;  ///< 0 = not pushing: reports leave the stream out
+    std::int32_t pushStatus = kNotPushing;  ///< the host's code; kNotPushing: reports leave the stream out
 
     // the co-host's stream and the link to it
     std::int32_t micVideoAppId = 0;

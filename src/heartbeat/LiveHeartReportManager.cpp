@@ -4,14 +4,13 @@
 #include <optional>
 
 #include "base/JsonText.h"
+#include "base/StartResult.h"
 #include "heartbeat/LiveHeartReport.h"
 #include "message_center/CMsgCenterFactory.h"
 
 namespace {
 
-constexpr int kFailed = 0;
-constexpr int kSwitchedOff = 2;
-constexpr int kOn = 1;
+constexpr int kModeOn = 1;
 
 /// False when `config` cannot be used; `mode` stays empty when it names none.
 bool ReadMode(const std::string& config, std::optional<int>& mode) {
@@ -40,15 +39,16 @@ LiveHeartReportManager::~LiveHeartReportManager() = default;
 
 int LiveHeartReportManager::startLiveheart(const std::string& config, int& heartbeatMode) {
     std::optional<int> mode;
-    if (!ReadMode(config, mode)) return kFailed;
+    if (!ReadMode(config, mode)) return qolive::kNotStarted;
     LiveHeartReport& heartbeat = *LiveHeartReport::GetInstance();
     if (mode) heartbeatMode = *mode;
-    if (mode && *mode != kOn) {
+    if (mode && *mode != kModeOn) {
         heartbeat.stop();
-        return kSwitchedOff;
+        return qolive::kSwitchedOff;
     }
     const int result = heartbeat.start();
-    if (result != kFailed && Bas::CMsgCenterFactory::Inst()->IsHaveBKCenter()) heartbeat.startBackUp();
+    if (result != qolive::kNotStarted && Bas::CMsgCenterFactory::Inst()->IsHaveBKCenter())
+        heartbeat.startBackUp();
     return result;
 }
 

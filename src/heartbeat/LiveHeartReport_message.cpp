@@ -27,7 +27,6 @@ namespace {
 
 constexpr int kFullReport = 1;
 constexpr int kKeepAlive = 2;
-constexpr std::int32_t kOn = 1;
 constexpr std::int32_t kKeepAlivesPerLogLine = 40;
 constexpr std::size_t kQueuedBeforeDropping = 20;
 
@@ -72,8 +71,9 @@ void AddState(Json::Value& message, const LiveHeartReportData& data) {
     message["sessionId"] = data.sessionId;
     message["liveStatus"] = data.liveStatus;
     message["micStatus"] = data.micStatus;
-    if (data.liveStatus == kOn && data.pushStatus != 0) message["liveInfo"] = LiveInfo(data);
-    if (data.micStatus == kOn) message["micInfo"] = MicInfo(data);
+    const bool isPushing = data.pushStatus != LiveHeartReportData::kNotPushing;
+    if (data.liveStatus == LiveHeartReportData::kOn && isPushing) message["liveInfo"] = LiveInfo(data);
+    if (data.micStatus == LiveHeartReportData::kOn) message["micInfo"] = MicInfo(data);
 }
 
 std::string ReportText(const LiveHeartReportData& data, std::int64_t nowMs, bool isFull) {

@@ -6,6 +6,7 @@
 #include "heartbeat/LiveHeartReport.h"
 #include "heartbeat/MsgSenderStatus.h"
 #include "heartbeat/PauseHandshake.h"
+#include "platform/Commands.h"
 #include "platform/Kernel.h"
 #include "platform/KernelLocks.h"
 #include "platform/Lasting.h"
@@ -14,8 +15,6 @@ using live_heartbeat::CommandTally;
 
 namespace {
 
-constexpr std::int32_t kOn = 1;
-constexpr std::int32_t kOff = 2;
 constexpr std::int32_t kPushing = 2;
 
 }  // namespace
@@ -26,7 +25,9 @@ LiveHeartReport* LiveHeartReport::GetInstance() {
 }
 
 LiveHeartReport::LiveHeartReport()
-    : m_lock(std::make_shared<qolive::CriticalSection>()),
+    : m_heartCmd(qolive::kHeartbeatCommand),
+      m_commonCmd(qolive::kHostCommand),
+      m_lock(std::make_shared<qolive::CriticalSection>()),
       m_droppedCommands(std::make_unique<qolive::DropNotice>()),
       m_slotLock(std::make_unique<qolive::Mutex>()),
       m_stopLock(std::make_unique<qolive::CriticalSection>()),
@@ -60,7 +61,7 @@ LiveHeartReport& LiveHeartReport::operator=(const LiveHeartReport& other) {
 }
 
 void LiveHeartReport::updateliveStatus(bool live) {
-    Change(&LiveHeartReportData::liveStatus, live ? kOn : kOff);
+    Change(&LiveHeartReportData::liveStatus, live ? LiveHeartReportData::kOn : LiveHeartReportData::kOff);
 }
 
 void LiveHeartReport::updatePushStatus(int status) {
@@ -68,7 +69,7 @@ void LiveHeartReport::updatePushStatus(int status) {
 }
 
 void LiveHeartReport::updatemicStatus(bool on) {
-    Change(&LiveHeartReportData::micStatus, on ? kOn : kOff);
+    Change(&LiveHeartReportData::micStatus, on ? LiveHeartReportData::kOn : LiveHeartReportData::kOff);
 }
 
 void LiveHeartReport::updateMicPushStatus(int status) {

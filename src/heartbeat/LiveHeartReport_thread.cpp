@@ -1,6 +1,7 @@
 #include <memory>
 
 #include "base/DropNotice.h"
+#include "base/StartResult.h"
 #include "base/Sync.h"
 #include "heartbeat/CommandTally.h"
 #include "heartbeat/LiveHeartReport.h"
@@ -13,9 +14,6 @@
 
 namespace {
 
-constexpr int kNotStarted = 0;
-constexpr int kStarted = 1;
-constexpr int kAlreadyStarted = 2;
 constexpr int kThreadAttempts = 4;
 constexpr DWORD kPauseMs = 200;
 constexpr DWORD kForcedExitCode = 1;
@@ -59,7 +57,7 @@ void LiveHeartReport::LetCentersGo() {
 }
 
 int LiveHeartReport::start() {
-    if (IsProcessEnding()) return kNotStarted;
+    if (IsProcessEnding()) return qolive::kNotStarted;
     const qolive::CriticalSectionLock lock(*m_lock);
     if (m_mainSender) return ThreadAgain();
     try {
@@ -74,18 +72,18 @@ int LiveHeartReport::start() {
 
 int LiveHeartReport::OpenAndRun() {
     Place(m_mainSender, new MsgSenderStatus);
-    if (!m_mainSender->initSender(m_heartCmd, "mainSender")) return kNotStarted;
+    if (!m_mainSender->initSender(m_heartCmd, "mainSender")) return qolive::kNotStarted;
     Place(m_commonSender, new MsgSenderStatus);
     m_commonSender->initSender(m_commonCmd, "commonSender");
     m_bRun = true;
     StartThread();
-    return kStarted;
+    return qolive::kStarted;
 }
 
 /// A started heartbeat that was refused its thread gets another try.
 int LiveHeartReport::ThreadAgain() {
     if (m_bRun && !m_hThread) StartThread();
-    return kAlreadyStarted;
+    return qolive::kAlreadyStarted;
 }
 
 bool LiveHeartReport::startBackUp() {
