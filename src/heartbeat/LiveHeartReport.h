@@ -12,15 +12,9 @@
 
 class MsgSenderStatus;
 
-namespace live_heartbeat {
-class PauseHandshake;
-}
-
 namespace qolive {
 class CriticalSection;
-class DropNotice;
-class Mutex;
-}  // namespace qolive
+}
 
 /// Tells the servers, every 3 seconds on the main and, where there is one, the backup connection, what the
 /// broadcaster is doing, and passes the host's commands on.
@@ -165,7 +159,7 @@ protected:
     int m_heartCmd QOLIVE_GUARDED_BY(*m_lock);
     int m_commonCmd QOLIVE_GUARDED_BY(*m_lock);
 
-    // Written with both m_lock and m_slotLock held, so that either is enough to use one.
+    // Written with both m_lock and a lock of their own held, so that either is enough to use one.
     MsgSenderStatus* m_mainSender = nullptr;
     MsgSenderStatus* m_backSender = nullptr;
     MsgSenderStatus* m_commonSender = nullptr;
@@ -174,33 +168,10 @@ protected:
     const std::shared_ptr<qolive::CriticalSection> m_lock;
 
 private:
-    struct QOLIVE_LOCAL OwnThread;
-    struct QOLIVE_LOCAL Prepared;
+    struct QOLIVE_LOCAL Impl;
 
     QOLIVE_API void StartThread() QOLIVE_REQUIRES(*m_lock);
     QOLIVE_API void SafeCloseThread(void*& thread);
 
-    QOLIVE_LOCAL static void EnterOwnThread(void* thread);
-    QOLIVE_LOCAL static bool RunOwnThread(const OwnThread& thread);
-    QOLIVE_LOCAL bool PassOf(std::uint64_t threadId);
-    QOLIVE_LOCAL bool Pass();
-    QOLIVE_LOCAL int ThreadAgain() QOLIVE_REQUIRES(*m_lock);
-    QOLIVE_LOCAL int OpenAndRun() QOLIVE_REQUIRES(*m_lock);
-    QOLIVE_LOCAL void EndHeartbeat();
-    QOLIVE_LOCAL void LetCentersGo();
-    QOLIVE_LOCAL void DropOldestCommand() QOLIVE_REQUIRES(*m_lock);
-    QOLIVE_LOCAL static void TellDroppedCommands(std::uint64_t count);
-    QOLIVE_LOCAL void Place(MsgSenderStatus*& slot, MsgSenderStatus* sender) QOLIVE_REQUIRES(*m_lock);
-    QOLIVE_LOCAL void Delete(MsgSenderStatus*& slot) QOLIVE_REQUIRES(*m_lock);
-
-    QOLIVE_LOCAL void Mark() QOLIVE_REQUIRES(*m_lock);
-    QOLIVE_LOCAL void Change(std::int32_t LiveHeartReportData::*field, std::int32_t value);
-
-    QOLIVE_LOCAL bool Prepare(MsgSenderStatus& sender, std::int64_t nowMs, bool periodic, Prepared& prepared);
-    QOLIVE_LOCAL void Settle(MsgSenderStatus& sender, std::int64_t nowMs, const Prepared& prepared, bool ok);
-
-    const std::unique_ptr<qolive::DropNotice> m_droppedCommands;  // used with m_lock held
-    const std::unique_ptr<qolive::Mutex> m_slotLock;
-    const std::unique_ptr<qolive::CriticalSection> m_stopLock;  // taken before m_lock
-    const std::shared_ptr<live_heartbeat::PauseHandshake> m_pause;
+    const std::unique_ptr<Impl> m_impl;
 };

@@ -1,10 +1,9 @@
 #include <exception>
 #include <utility>
 
-#include "base/DropNotice.h"
 #include "base/JsonText.h"
 #include "heartbeat/CommandTally.h"
-#include "heartbeat/LiveHeartReport.h"
+#include "heartbeat/LiveHeartReportImpl.h"
 #include "heartbeat/MsgSenderStatus.h"
 #include "heartbeat/ReportPeriod.h"
 #include "platform/GuardedPass.h"
@@ -16,13 +15,6 @@
 using live_heartbeat::CommandTally;
 using live_heartbeat::IsReportDue;
 
-struct LiveHeartReport::Prepared {
-    std::string text;
-    std::int32_t number = 0;
-    bool isFull = false;
-    bool isMain = false;
-};
-
 namespace {
 
 constexpr int kFullReport = 1;
@@ -31,6 +23,12 @@ constexpr std::int32_t kKeepAlivesPerLogLine = 40;
 constexpr std::size_t kQueuedBeforeDropping = 20;
 
 std::atomic<std::int32_t> g_reportCount{0};
+
+struct Prepared {
+    std::string text;
+    std::int32_t number = 0;
+    bool isFull = false;
+};
 
 Json::Value LiveInfo(const LiveHeartReportData& data) {
     Json::Value info(Json::objectValue);
@@ -85,6 +83,22 @@ std::string ReportText(const LiveHeartReportData& data, std::int64_t nowMs, bool
     return WriteCompactJson(message);
 }
 
+/// Takes the sender's mark with it; false, with the mark as it was, when there is nothing to be sent.
+bool Prepare(MsgSenderStatus& sender, const LiveHeartReportData& data, std::int64_t nowMs,
+             Prepared& prepared) {
+    prepared.number = ++g_reportCount;
+    if (!sender.m_senderPtr) return false;
+    // Taken now, not when the report has left: a mark that comes meanwhile belongs to the next report.
+    prepared.isFull = sender.m_bDataChanged.exchange(false);
+    try {
+        prepared.text = ReportText(data, nowMs, prepared.isFull);
+    } catch (const std::exception&) {
+        if (prepared.isFull) sender.m_bDataChanged = true;
+        return false;
+    }
+    return true;
+}
+
 std::string CommandText(int bizType, const std::string& data) {
     Json::Value message(Json::objectValue);
     message["bizType"] = bizType;
@@ -101,9 +115,13 @@ bool Send(QoPlayer::MsgSender& sender, const std::string& text) {
     return sent;
 }
 
-void LogReport(const MsgSenderStatus& sender, const char* kind, bool ok, const std::string& text) {
+/// Each full report, and one keep-alive in forty.
+void LogReport(const MsgSenderStatus& sender, bool isMain, bool ok, const Prepared& report) {
+    if (!report.isFull && report.number % kKeepAlivesPerLogLine != 0) return;
+    const char* const connection = isMain ? "main sender" : "back sender";
     Log(LogLevel::Info, "[LiveState] msgsender:%u isMain:%s bRet:%d reportData:%s",
-        static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(&sender)), kind, ok ? 1 : 0, text.c_str());
+        static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(&sender)),
+        report.isFull ? connection : "normal", ok ? 1 : 0, report.text.c_str());
 }
 
 }  // namespace
@@ -111,38 +129,19 @@ void LogReport(const MsgSenderStatus& sender, const char* kind, bool ok, const s
 bool LiveHeartReport::report(MsgSenderStatus* sender, std::int64_t nowMs, bool periodic) {
     if (IsProcessEnding() || !sender || !sender->m_bConnected) return false;
     Prepared prepared;
-    if (!Prepare(*sender, nowMs, periodic, prepared)) return false;
-    const bool ok = Send(*sender->m_senderPtr, prepared.text);
-    if (prepared.isFull)
-        LogReport(*sender, prepared.isMain ? "main sender" : "back sender", ok, prepared.text);
-    else if (prepared.number % kKeepAlivesPerLogLine == 0)
-        LogReport(*sender, "normal", ok, prepared.text);
-    Settle(*sender, nowMs, prepared, ok);
-    return ok;
-}
-
-bool LiveHeartReport::Prepare(MsgSenderStatus& sender, std::int64_t nowMs, bool periodic,
-                              Prepared& prepared) {
-    const qolive::CriticalSectionLock lock(*m_lock);
-    if (periodic && !IsReportDue(nowMs, sender.m_reportInterval, sender.m_lastReportTm)) return false;
-    prepared.number = ++g_reportCount;
-    if (!sender.m_senderPtr) return false;
-    prepared.isMain = &sender == m_mainSender;
-    // Taken now, not when the report has left: a mark that comes meanwhile belongs to the next report.
-    prepared.isFull = sender.m_bDataChanged.exchange(false);
-    try {
-        prepared.text = ReportText(m_data, nowMs, prepared.isFull);
-    } catch (const std::exception&) {
-        if (prepared.isFull) sender.m_bDataChanged = true;
-        return false;
+    bool isMain = false;
+    {
+        const qolive::CriticalSectionLock lock(*m_lock);
+        if (periodic && !IsReportDue(nowMs, sender->m_reportInterval, sender->m_lastReportTm)) return false;
+        if (!Prepare(*sender, m_data, nowMs, prepared)) return false;
+        isMain = sender == m_mainSender;
     }
-    return true;
-}
-
-void LiveHeartReport::Settle(MsgSenderStatus& sender, std::int64_t nowMs, const Prepared& prepared, bool ok) {
-    if (prepared.isFull && !ok) sender.m_bDataChanged = true;
+    const bool ok = Send(*sender->m_senderPtr, prepared.text);
+    LogReport(*sender, isMain, ok, prepared);
+    if (prepared.isFull && !ok) sender->m_bDataChanged = true;
     const qolive::CriticalSectionLock lock(*m_lock);
-    sender.m_lastReportTm = nowMs;
+    sender->m_lastReportTm = nowMs;
+    return ok;
 }
 
 bool LiveHeartReport::sendComand(int bizType, std::string data) {
@@ -151,25 +150,17 @@ bool LiveHeartReport::sendComand(int bizType, std::string data) {
         std::string text = CommandText(bizType, data);
         const qolive::CriticalSectionLock lock(*m_lock);
         if (!m_commonSender) return false;
-        if (m_cmdQueue.size() > kQueuedBeforeDropping) DropOldestCommand();
+        if (m_cmdQueue.size() > kQueuedBeforeDropping) {
+            m_cmdQueue.pop_front();
+            CommandTally::instance().dropped();
+            m_impl->droppedCommands.add();
+        }
         m_cmdQueue.push_back(std::move(text));
         CommandTally::instance().queued();
         return true;
     } catch (const std::exception&) {
         return false;
     }
-}
-
-void LiveHeartReport::DropOldestCommand() {
-    m_cmdQueue.pop_front();
-    CommandTally::instance().dropped();
-    m_droppedCommands->add();
-}
-
-void LiveHeartReport::TellDroppedCommands(std::uint64_t count) {
-    if (count == 0) return;
-    Log(LogLevel::Info, "[LiveState] commands dropped, as more than 21 waited: %llu",
-        static_cast<unsigned long long>(count));
 }
 
 bool LiveHeartReport::sendComand() {

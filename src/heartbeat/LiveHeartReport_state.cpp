@@ -1,11 +1,9 @@
 #include <utility>
 
-#include "base/DropNotice.h"
 #include "base/Sync.h"
 #include "heartbeat/CommandTally.h"
-#include "heartbeat/LiveHeartReport.h"
+#include "heartbeat/LiveHeartReportImpl.h"
 #include "heartbeat/MsgSenderStatus.h"
-#include "heartbeat/PauseHandshake.h"
 #include "platform/Commands.h"
 #include "platform/Kernel.h"
 #include "platform/KernelLocks.h"
@@ -28,10 +26,7 @@ LiveHeartReport::LiveHeartReport()
     : m_heartCmd(qolive::kHeartbeatCommand),
       m_commonCmd(qolive::kHostCommand),
       m_lock(std::make_shared<qolive::CriticalSection>()),
-      m_droppedCommands(std::make_unique<qolive::DropNotice>()),
-      m_slotLock(std::make_unique<qolive::Mutex>()),
-      m_stopLock(std::make_unique<qolive::CriticalSection>()),
-      m_pause(std::make_shared<live_heartbeat::PauseHandshake>()) {}
+      m_impl(std::make_unique<Impl>()) {}
 
 LiveHeartReport::LiveHeartReport(const LiveHeartReport& other) : LiveHeartReport() {
     *this = other;
@@ -61,23 +56,25 @@ LiveHeartReport& LiveHeartReport::operator=(const LiveHeartReport& other) {
 }
 
 void LiveHeartReport::updateliveStatus(bool live) {
-    Change(&LiveHeartReportData::liveStatus, live ? LiveHeartReportData::kOn : LiveHeartReportData::kOff);
+    Impl::Change(*this, &LiveHeartReportData::liveStatus,
+                 live ? LiveHeartReportData::kOn : LiveHeartReportData::kOff);
 }
 
 void LiveHeartReport::updatePushStatus(int status) {
-    Change(&LiveHeartReportData::pushStatus, status);
+    Impl::Change(*this, &LiveHeartReportData::pushStatus, status);
 }
 
 void LiveHeartReport::updatemicStatus(bool on) {
-    Change(&LiveHeartReportData::micStatus, on ? LiveHeartReportData::kOn : LiveHeartReportData::kOff);
+    Impl::Change(*this, &LiveHeartReportData::micStatus,
+                 on ? LiveHeartReportData::kOn : LiveHeartReportData::kOff);
 }
 
 void LiveHeartReport::updateMicPushStatus(int status) {
-    Change(&LiveHeartReportData::micPushStatus, status);
+    Impl::Change(*this, &LiveHeartReportData::micPushStatus, status);
 }
 
 void LiveHeartReport::updateMixStreamStatus(int status) {
-    Change(&LiveHeartReportData::mixStatus, status);
+    Impl::Change(*this, &LiveHeartReportData::mixStatus, status);
 }
 
 void LiveHeartReport::updateLiveID(std::string id) {
@@ -91,7 +88,7 @@ void LiveHeartReport::updateLiveBusinessInfo(int appId, int business) {
     const qolive::CriticalSectionLock lock(*m_lock);
     m_data.videoAppId = appId;
     m_data.business = business;
-    Mark();
+    updateDataState(true);
 }
 
 void LiveHeartReport::updateLiveStreamInfo(std::string streamName, int sid, int width, int height,
@@ -104,7 +101,7 @@ void LiveHeartReport::updateLiveStreamInfo(std::string streamName, int sid, int 
     m_data.height = height;
     m_data.codec = codec;
     m_data.pushStatus = kPushing;
-    Mark();
+    updateDataState(true);
 }
 
 void LiveHeartReport::updateMicInfo(int appId, int business, std::string streamName, int sid, int width,
@@ -121,7 +118,7 @@ void LiveHeartReport::updateMicInfo(int appId, int business, std::string streamN
     m_data.role = role;
     m_data.channelId = std::move(channelId);
     m_data.mixMode = mixMode;
-    Mark();
+    updateDataState(true);
 }
 
 void LiveHeartReport::updateMixStreamInfo(std::string mixStreamName, int width, int height, int sid,
@@ -133,19 +130,19 @@ void LiveHeartReport::updateMixStreamInfo(std::string mixStreamName, int width, 
     m_data.mixHeight = height;
     m_data.mixSid = sid;
     m_data.mixCodec = codec;
-    Mark();
+    updateDataState(true);
 }
 
 void LiveHeartReport::updateMixMode(int mode) {
     if (IsProcessEnding()) return;
     const qolive::CriticalSectionLock lock(*m_lock);
     m_data.mixMode = mode;
-    Mark();
+    updateDataState(true);
 }
 
 void LiveHeartReport::updateDataState(bool changed) {
     if (IsProcessEnding()) return;
-    const qolive::MutexLock lock(*m_slotLock);
+    const qolive::MutexLock lock(m_impl->slotLock);
     if (m_mainSender) m_mainSender->m_bDataChanged = changed;
     if (m_backSender) m_backSender->m_bDataChanged = changed;
 }
@@ -176,15 +173,11 @@ bool LiveHeartReport::isConnecting() {
     return m_backSender && m_backSender->m_bConnected;
 }
 
-void LiveHeartReport::Change(std::int32_t LiveHeartReportData::*field, std::int32_t value) {
+void LiveHeartReport::Impl::Change(LiveHeartReport& heartbeat, std::int32_t LiveHeartReportData::*field,
+                                   std::int32_t value) {
     if (IsProcessEnding()) return;
-    const qolive::CriticalSectionLock lock(*m_lock);
-    if (m_data.*field == value) return;
-    m_data.*field = value;
-    Mark();
-}
-
-void LiveHeartReport::Mark() {
-    if (m_mainSender) m_mainSender->m_bDataChanged = true;
-    if (m_backSender) m_backSender->m_bDataChanged = true;
+    const qolive::CriticalSectionLock lock(*heartbeat.m_lock);
+    if (heartbeat.m_data.*field == value) return;
+    heartbeat.m_data.*field = value;
+    heartbeat.updateDataState(true);
 }
