@@ -72,7 +72,7 @@ struct DataReportManagerTestPeer {
 
     static void forgetQueue() {
         auto& manager = DataReportManager::Instance();
-        DataReportManager::SendQueue queue;
+        decltype(manager.m_sendQueue) queue;
         const qolive::MutexLock lock(manager.m_sendMutex);
         queue.swap(manager.m_sendQueue);
     }

@@ -24,8 +24,6 @@ namespace data_report {
 
 class StreamQulityData;
 class StreamQualityReport;
-struct RecordCounters;
-struct RecordTally;
 
 /// Reports how well the host's live streams go: one object for the process, reached through Instance().
 ///
@@ -136,18 +134,8 @@ private:
         std::shared_ptr<StreamQulityData> data;
         std::shared_ptr<StreamQualityReport> report;
     };
-    using Registry = std::map<std::string, StreamReportEntry>;
-
-    struct SendData {
-        std::string head;
-        std::string body;
-        std::uint64_t queuedMs = 0;  ///< tick count
-
-        std::uint64_t bytes() const { return head.size() + body.size(); }
-    };
-    using SendQueue = std::deque<std::shared_ptr<SendData>>;
-
-    union Lasting;
+    struct SendData;
+    struct Impl;
 
     QOLIVE_API DataReportManager();
     QOLIVE_API ~DataReportManager();
@@ -165,27 +153,6 @@ private:
     QOLIVE_API void StopSendThread();
     QOLIVE_API void OnSendThread();
 
-    bool isEnabled() const;
-    bool OpenSender() QOLIVE_REQUIRES(m_initMutex);
-    void CloseSender() QOLIVE_REQUIRES(m_initMutex);
-    bool StartThreads() QOLIVE_REQUIRES(m_initMutex);
-    void StopCollectThread();
-    void Close();
-    void ForgetStreams();
-    void TickStreams();
-
-    std::shared_ptr<const Registry> TakeSnapshot();
-    std::shared_ptr<const Registry> ReplaceRegistry(Registry changed) QOLIVE_REQUIRES(m_reportMutex);
-
-    void Enqueue(std::shared_ptr<SendData> message);
-    std::uint64_t KeepBound() QOLIVE_REQUIRES(m_sendMutex);
-    void BoundQueue(std::uint64_t mostRecords, std::uint64_t mostBytes);
-    RecordCounters CountRecords();
-    SendQueue TakeQueue();
-    void SendBatch(SendQueue batch);
-    void LoseBatch(const SendQueue& batch);
-    bool TrySend(const SendData& message);
-
     std::atomic<bool> m_bInit{false};
 
     std::int64_t m_startSteadyNs QOLIVE_GUARDED_BY(m_midMutex);
@@ -201,11 +168,11 @@ private:
     const std::int32_t m_intervalSec = 1;
 
     qolive::Mutex m_reportMutex;
-    Registry m_reports QOLIVE_GUARDED_BY(m_reportMutex);
+    std::map<std::string, StreamReportEntry> m_reports QOLIVE_GUARDED_BY(m_reportMutex);
 
     qolive::Mutex m_sendMutex;
     qolive::ConditionVariable m_sendCond;
-    SendQueue m_sendQueue QOLIVE_GUARDED_BY(m_sendMutex);
+    std::deque<std::shared_ptr<SendData>> m_sendQueue QOLIVE_GUARDED_BY(m_sendMutex);
 
     QoPlayer::MsgCenter* m_msgCenter = nullptr;
     QoPlayer::MsgSender* m_senderPtr = nullptr;
@@ -217,11 +184,7 @@ private:
     std::shared_ptr<std::thread> m_sendThread;
     std::atomic<bool> m_bStopSend{false};
 
-    qolive::Mutex m_initMutex;
-    std::shared_ptr<QoPlayer::MsgCenter> m_heldCenter;
-    const std::shared_ptr<const Registry> m_noStreams;
-    std::shared_ptr<const Registry> m_snapshot QOLIVE_GUARDED_BY(m_reportMutex);
-    const std::unique_ptr<RecordTally> m_tally;
+    const std::unique_ptr<Impl> m_impl;
 };
 
 }  // namespace data_report

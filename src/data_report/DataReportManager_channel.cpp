@@ -4,15 +4,13 @@
 
 #include "base/JsonText.h"
 #include "base/RaiseFlag.h"
-#include "data_report/DataReportManager.h"
+#include "data_report/DataReportManagerImpl.h"
 #include "data_report/MessageId.h"
-#include "data_report/RecordTally.h"
 #include "data_report/ServerPacket.h"
 #include "data_report/StreamQualityReport.h"
 #include "message_center/CenterShare.h"
 #include "message_center/SenderCallback.h"
 #include "platform/Commands.h"
-#include "platform/GuardedPass.h"
 #include "platform/Kernel.h"
 #include "platform/LibraryThread.h"
 #include "platform/Log.h"
@@ -20,8 +18,6 @@
 
 namespace data_report {
 namespace {
-
-constexpr DWORD kRetryPauseMs = 200;
 
 std::int64_t steadyNs() {
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
@@ -37,52 +33,52 @@ const std::uint8_t* bytesOf(const std::string& text) {
 DataReportManager::DataReportManager()
     : m_startSteadyNs(steadyNs()),
       m_startSystemMs(static_cast<std::int64_t>(GetTickCountMs())),
-      m_noStreams(std::make_shared<const Registry>()),
-      m_snapshot(m_noStreams),
-      m_tally(std::make_unique<RecordTally>()) {}
+      m_impl(std::make_unique<Impl>()) {}
 
 bool DataReportManager::start() {
     if (IsProcessEnding()) return false;
-    const qolive::MutexLock lock(m_initMutex);
-    if (!m_bInit && !m_bStopSend) m_bInit = OpenSender() && StartThreads();
+    const qolive::MutexLock lock(m_impl->initMutex);
+    if (!m_bInit && !m_bStopSend) m_bInit = Impl::OpenSender(*this) && Impl::StartThreads(*this);
     return m_bInit;
 }
 
-bool DataReportManager::OpenSender() {
-    m_heldCenter = Bas::ShareCenter(true);
-    m_msgCenter = m_heldCenter.get();
-    if (!m_msgCenter) {
+bool DataReportManager::Impl::OpenSender(DataReportManager& manager) {
+    manager.m_impl->heldCenter = Bas::ShareCenter(true);
+    manager.m_msgCenter = manager.m_impl->heldCenter.get();
+    if (!manager.m_msgCenter) {
         Log(LogLevel::Info, "[DataReportManager] m_msgCenter is null");
         return false;
     }
-    m_cmd = qolive::kStreamReportCommand;
-    m_name = "StreamSender";
-    m_senderPtr = m_msgCenter->createSender(m_cmd, &DataReportManager::OnSrvCb, this);
-    if (!m_senderPtr) Log(LogLevel::Info, "[DataReportManager] m_senderPtr is null cmd:%d", m_cmd);
-    return m_senderPtr != nullptr;
+    manager.m_cmd = qolive::kStreamReportCommand;
+    manager.m_name = "StreamSender";
+    manager.m_senderPtr =
+        manager.m_msgCenter->createSender(manager.m_cmd, &DataReportManager::OnSrvCb, &manager);
+    if (!manager.m_senderPtr)
+        Log(LogLevel::Info, "[DataReportManager] m_senderPtr is null cmd:%d", manager.m_cmd);
+    return manager.m_senderPtr != nullptr;
 }
 
-void DataReportManager::CloseSender() {
-    if (!m_msgCenter) return;
-    m_msgCenter->closeSender(m_cmd);
-    m_senderPtr = nullptr;
-    m_bConnected = false;
-    m_msgCenter = nullptr;
-    m_heldCenter.reset();
+void DataReportManager::Impl::CloseSender(DataReportManager& manager) {
+    if (!manager.m_msgCenter) return;
+    manager.m_msgCenter->closeSender(manager.m_cmd);
+    manager.m_senderPtr = nullptr;
+    manager.m_bConnected = false;
+    manager.m_msgCenter = nullptr;
+    manager.m_impl->heldCenter.reset();
 }
 
-bool DataReportManager::StartThreads() {
+bool DataReportManager::Impl::StartThreads(DataReportManager& manager) {
     KeepLibraryLoaded();
     try {
-        m_bStopThread = false;
-        m_collectThread = StartLibraryThread([this] { OnThread(); });
-        StartSendThread();
+        manager.m_bStopThread = false;
+        manager.m_collectThread = StartLibraryThread([&manager] { manager.OnThread(); });
+        manager.StartSendThread();
         return true;
     } catch (const std::exception& error) {  // no thread, or no memory
         Log(LogLevel::Info, "[DataReportManager] start failed: %s", error.what());
     }
-    StopCollectThread();
-    CloseSender();
+    StopCollectThread(manager);
+    CloseSender(manager);
     return false;
 }
 
@@ -112,7 +108,7 @@ void DataReportManager::disponseStatus(int code, const unsigned char* data, std:
 }
 
 void DataReportManager::disponseData(int /*code*/, const unsigned char* data, std::size_t len) {
-    const auto streams = TakeSnapshot();
+    const auto streams = Impl::TakeSnapshot(*this);
     if (streams->empty()) return;
     const ServerPacket packet(data, len);
     for (const auto& stream : *streams)
@@ -129,7 +125,7 @@ std::string DataReportManager::GetMid() {
 }
 
 bool DataReportManager::SendStreamReport(const Json::Value& record, Json::Value& head) {
-    if (!isEnabled()) return false;
+    if (!Impl::IsEnabled(*this)) return false;
     try {
         RequireReadableDepth(record);
         RequireReadableDepth(head);
@@ -137,7 +133,7 @@ bool DataReportManager::SendStreamReport(const Json::Value& record, Json::Value&
         auto message = std::make_shared<SendData>();
         message->body = WriteCompactJson(record);
         message->head = WriteCompactJson(head);
-        Enqueue(std::move(message));
+        Impl::Enqueue(*this, std::move(message));
     } catch (const std::exception& error) {
         Log(LogLevel::Info, "[DataReportManager] SendStreamReport not queued: %s", error.what());
         return false;
@@ -154,41 +150,6 @@ void DataReportManager::StartSendThread() {
 void DataReportManager::StopSendThread() {
     qolive::RaiseFlag(m_bStopSend, m_sendMutex, m_sendCond);
     JoinUnlessEnding(m_sendThread);
-}
-
-void DataReportManager::OnSendThread() {
-    while (!m_bStopSend) {
-        const bool passed =
-            RunPass("[DataReportManager] out of memory: a pass of the send thread was dropped",
-                    [this] { SendBatch(TakeQueue()); });
-        if (!passed) Sleep(kRetryPauseMs);
-    }
-}
-
-// A message that memory was too short for is tried again, as one that is refused.
-bool DataReportManager::TrySend(const SendData& message) {
-    bool sent = false;
-    RunPass("[DataReportManager] out of memory: a record is sent later",
-            [&] { sent = DoSendStreamReport(message.body, message.head); });
-    return sent;
-}
-
-// A stop ends the repeats of a message that is refused: the process would not end otherwise.
-void DataReportManager::SendBatch(SendQueue batch) {
-    while (!batch.empty() && m_bConnected) {
-        const SendData& oldest = *batch.front();
-        m_tally->oldestTakenMs = oldest.queuedMs;
-        if (TrySend(oldest)) {
-            m_tally->went(m_tally->handedOver, oldest.bytes());
-            batch.pop_front();
-        } else if (m_bStopSend) {
-            return;
-        } else {
-            Sleep(kRetryPauseMs);
-        }
-    }
-    m_tally->oldestTakenMs = 0;
-    LoseBatch(batch);
 }
 
 bool DataReportManager::DoSendStreamReport(const std::string& body, const std::string& head) {

@@ -2,9 +2,8 @@
 #include <utility>
 
 #include "base/JsonText.h"
-#include "data_report/DataReportManager.h"
+#include "data_report/DataReportManagerImpl.h"
 #include "data_report/RecordHead.h"
-#include "data_report/RecordTally.h"
 #include "data_report/StreamQualityReport.h"
 #include "data_report/StreamQulityData.h"
 #include "platform/HostSink.h"
@@ -31,11 +30,11 @@ void fillRecord(StreamQualityReport& report, EventTypeEnum type, Json::Value& re
 }  // namespace
 
 // Closed, never destroyed: a thread of the host that outlives main may be inside an operation.
-union DataReportManager::Lasting {
+union DataReportManager::Impl::Lasting {
     Lasting() : manager() {}
     ~Lasting() {
         LeaveHostSink();
-        if (!IsProcessEnding()) manager.Close();
+        if (!IsProcessEnding()) Close(manager);
     }
     Lasting(const Lasting&) = delete;
     Lasting& operator=(const Lasting&) = delete;
@@ -44,91 +43,92 @@ union DataReportManager::Lasting {
 };
 
 DataReportManager& DataReportManager::Instance() {
-    static Lasting instance;
+    static Impl::Lasting instance;
     return instance.manager;
 }
 
 DataReportManager::~DataReportManager() {
-    Close();
+    Impl::Close(*this);
 }
 
-bool DataReportManager::isEnabled() const {
-    return m_bInit && !IsProcessEnding();
+bool DataReportManager::Impl::IsEnabled(const DataReportManager& manager) {
+    return manager.m_bInit && !IsProcessEnding();
 }
 
 // Enabled until the threads have ended: what the last tick reports still goes out.
-void DataReportManager::Close() {
-    const qolive::MutexLock lock(m_initMutex);
-    StopCollectThread();
-    StopSendThread();
-    CloseSender();
-    m_bInit = false;
-    ForgetStreams();
+void DataReportManager::Impl::Close(DataReportManager& manager) {
+    const qolive::MutexLock lock(manager.m_impl->initMutex);
+    StopCollectThread(manager);
+    manager.StopSendThread();
+    CloseSender(manager);
+    manager.m_bInit = false;
+    ForgetStreams(manager);
 }
 
-std::shared_ptr<const DataReportManager::Registry> DataReportManager::TakeSnapshot() {
-    const qolive::MutexLock lock(m_reportMutex);
-    return m_snapshot;
+DataReportManager::Impl::SharedRegistry DataReportManager::Impl::TakeSnapshot(DataReportManager& manager) {
+    const qolive::MutexLock lock(manager.m_reportMutex);
+    return manager.m_impl->snapshot;
 }
 
 // What is returned is to be let go without the lock: it may be the last to hold a report, whose destruction
 // waits for a ping.
-std::shared_ptr<const DataReportManager::Registry> DataReportManager::ReplaceRegistry(Registry changed) {
+DataReportManager::Impl::SharedRegistry DataReportManager::Impl::ReplaceRegistry(DataReportManager& manager,
+                                                                                 Registry changed) {
     auto shared = std::make_shared<const Registry>(changed);
-    m_reports.swap(changed);
-    return std::exchange(m_snapshot, std::move(shared));
+    manager.m_reports.swap(changed);
+    return std::exchange(manager.m_impl->snapshot, std::move(shared));
 }
 
-void DataReportManager::ForgetStreams() {
+void DataReportManager::Impl::ForgetStreams(DataReportManager& manager) {
     Registry streams;
-    std::shared_ptr<const Registry> previous;
-    const qolive::MutexLock lock(m_reportMutex);
-    streams.swap(m_reports);
-    previous = std::exchange(m_snapshot, m_noStreams);
+    SharedRegistry previous;
+    const qolive::MutexLock lock(manager.m_reportMutex);
+    streams.swap(manager.m_reports);
+    previous = std::exchange(manager.m_impl->snapshot, manager.m_impl->noStreams);
 }
 
 void DataReportManager::ReportStart(const std::string& streamId, const StreamTypeEnum& type) {
-    if (!isEnabled()) return;
-    std::shared_ptr<const Registry> previous;
+    if (!Impl::IsEnabled(*this)) return;
+    Impl::SharedRegistry previous;
     const qolive::MutexLock lock(m_reportMutex);
     if (!m_bInit || m_reports.count(streamId) != 0) return;
     const auto data = std::make_shared<StreamQulityData>(streamId, type);
     const auto report = std::make_shared<StreamQualityReport>(streamId, type, data);
-    Registry changed(m_reports);
+    Impl::Registry changed(m_reports);
     changed.emplace(streamId, StreamReportEntry{data, report});
-    previous = ReplaceRegistry(std::move(changed));
+    previous = Impl::ReplaceRegistry(*this, std::move(changed));
 }
 
 void DataReportManager::ReportStop(const std::string& streamId) {
-    if (!isEnabled()) return;
-    std::shared_ptr<const Registry> previous;
+    if (!Impl::IsEnabled(*this)) return;
+    Impl::SharedRegistry previous;
     const qolive::MutexLock lock(m_reportMutex);
     if (m_reports.count(streamId) == 0) return;
-    Registry changed(m_reports);
+    Impl::Registry changed(m_reports);
     changed.erase(streamId);
-    previous = ReplaceRegistry(std::move(changed));
+    previous = Impl::ReplaceRegistry(*this, std::move(changed));
 }
 
 void DataReportManager::AddReportData(const std::string& streamId, const DataTypeEnum& type,
                                       const std::int64_t& value) {
-    if (!isEnabled()) return;
-    const auto streams = TakeSnapshot();
+    if (!Impl::IsEnabled(*this)) return;
+    const auto streams = Impl::TakeSnapshot(*this);
     const auto stream = streams->find(streamId);
     if (stream != streams->end()) stream->second.data->AddData(type, value);
 }
 
 void DataReportManager::AddReportStringData(const std::string& streamId, const StringDataTypeEnum& type,
                                             const std::string& value) {
-    if (!isEnabled()) return;
-    const auto streams = TakeSnapshot();
+    if (!Impl::IsEnabled(*this)) return;
+    const auto streams = Impl::TakeSnapshot(*this);
     const auto stream = streams->find(streamId);
     if (stream != streams->end()) stream->second.data->SetString(type, value);
 }
 
 void DataReportManager::ReportEventData(const std::string& streamId, const EventTypeEnum& type,
                                         const Json::Value& event) {
-    if (!isEnabled()) return;
-    const auto streams = TakeSnapshot();
+    if (!Impl::IsEnabled(*this)) return;
+    const auto streams = Impl::TakeSnapshot(*this);
     const auto stream = streams->find(streamId);
     if (stream == streams->end()) return;
     StreamQualityReport& report = *stream->second.report;

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "base/JsonText.h"
-#include "data_report/DataReportManager.h"
+#include "data_report/DataReportManagerImpl.h"
 #include "data_report/StreamQualityReport.h"
 #include "data_report/StreamQulityData.h"
 #include "support/Eventually.h"
@@ -56,33 +56,35 @@ struct StreamQualityReportTestPeer {
 };
 
 struct DataReportManagerTestPeer {
+    using Impl = DataReportManager::Impl;
+
     DataReportManager& manager;
 
     /// Enables the manager without a channel and without threads, so that a test drives it alone.
     void enableWithoutThreads() { manager.m_bInit = true; }
     void disable() { manager.m_bInit = false; }
 
-    bool has(const std::string& id) const { return manager.TakeSnapshot()->count(id) != 0; }
+    bool has(const std::string& id) const { return Impl::TakeSnapshot(manager)->count(id) != 0; }
     std::shared_ptr<StreamQulityData> data(const std::string& id) const {
-        return manager.TakeSnapshot()->at(id).data;
+        return Impl::TakeSnapshot(manager)->at(id).data;
     }
     std::shared_ptr<StreamQualityReport> report(const std::string& id) const {
-        return manager.TakeSnapshot()->at(id).report;
+        return Impl::TakeSnapshot(manager)->at(id).report;
     }
     std::vector<std::string> ids() const {
         std::vector<std::string> result;
-        for (const auto& stream : *manager.TakeSnapshot())
+        for (const auto& stream : *Impl::TakeSnapshot(manager))
             result.push_back(stream.first);
         return result;
     }
 
     /// Without streams; false as well once it has been destroyed, when nothing shares its registries any more.
     bool livesWithoutStreams() const {
-        const auto snapshot = manager.TakeSnapshot();
-        return snapshot == manager.m_noStreams && snapshot.use_count() == 3;
+        const auto snapshot = Impl::TakeSnapshot(manager);
+        return snapshot == manager.m_impl->noStreams && snapshot.use_count() == 3;
     }
 
-    void tick() { manager.TickStreams(); }
+    void tick() { Impl::TickStreams(manager); }
     void endSendThread() { manager.StopSendThread(); }
     bool statusReceived() const { return manager.m_bStatusReceived; }
     void callback(int msgType, int code, const std::string& data) {
@@ -93,11 +95,11 @@ struct DataReportManagerTestPeer {
 
     /// Sends `count` messages as one batch, on the calling thread.
     void sendBatch(int count) {
-        DataReportManager::SendQueue batch;
+        Impl::SendQueue batch;
         for (int i = 0; i < count; ++i)
             batch.push_back(std::make_shared<DataReportManager::SendData>(
                 DataReportManager::SendData{"{}\n", std::to_string(i)}));
-        manager.SendBatch(std::move(batch));
+        Impl::SendBatch(manager, std::move(batch));
     }
 
     bool handOver(const std::string& body) { return manager.DoSendStreamReport(body, "{}"); }
