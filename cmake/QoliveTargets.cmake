@@ -1,3 +1,10 @@
+# Where a source differs by system, its name ends in _${os}.cpp.
+if(WIN32)
+  set(os windows)
+else()
+  set(os posix)
+endif()
+
 function(qolive_sanitize target)
   if(QOLIVE_SANITIZE)
     # The library exports the type information of few classes, and the vptr check would need that of all in its users.
