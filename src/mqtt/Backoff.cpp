@@ -11,7 +11,7 @@ constexpr std::int64_t kFirstCeilingMs = 500;
 }  // namespace
 
 Backoff::Backoff(std::int64_t longestPauseMs, std::uint64_t seed)
-    : m_longestPauseMs(longestPauseMs), m_ceilingMs(0), m_state(seed) {
+    : m_longestPauseMs(longestPauseMs), m_ceilingMs(0), m_random(seed) {
     reset();
 }
 
@@ -31,16 +31,7 @@ void Backoff::reset() {
 }
 
 std::int64_t Backoff::draw() {
-    return static_cast<std::int64_t>(random() % (static_cast<std::uint64_t>(m_ceilingMs) + 1));
-}
-
-// SplitMix64.
-std::uint64_t Backoff::random() {
-    m_state += 0x9e3779b97f4a7c15U;
-    std::uint64_t z = m_state;
-    z = (z ^ (z >> 30)) * 0xbf58476d1ce4e5b9U;
-    z = (z ^ (z >> 27)) * 0x94d049bb133111ebU;
-    return z ^ (z >> 31);
+    return static_cast<std::int64_t>(m_random() % (static_cast<std::uint64_t>(m_ceilingMs) + 1));
 }
 
 }  // namespace mqtt

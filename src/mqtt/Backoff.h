@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <random>
 
 namespace QoPlayer {
 namespace mqtt {
@@ -22,11 +23,10 @@ public:
 
 private:
     std::int64_t draw();
-    std::uint64_t random();
 
     std::int64_t m_longestPauseMs;
     std::int64_t m_ceilingMs;
-    std::uint64_t m_state;
+    std::mt19937_64 m_random;
 };
 
 }  // namespace mqtt

@@ -158,7 +158,7 @@ void Connection::guarded(Action action) {
 }
 
 Connection::Connection(const Options& options, ConnectionEvents& events, SocketWaiter& waiter)
-    : m_events(events), m_waiter(waiter), m_tls(options.tls) {
+    : m_events(events), m_waiter(waiter), m_tls(options.tls), m_viaProxy(!options.proxy.literal.empty()) {
     {
         const SignalGuard keepSignals;
         m_client.reset(mosquitto_new(options.clientId.c_str(), options.cleanStart, this));
@@ -190,7 +190,6 @@ bool Connection::configure(const Options& options) {
 }
 
 bool Connection::useProxy(const Proxy& proxy) {
-    m_viaProxy = !proxy.literal.empty();
     if (!m_viaProxy) return true;
     const bool named = !proxy.user.empty();
     return mosquitto_socks5_set(m_client.get(), proxy.literal.c_str(), proxy.port,

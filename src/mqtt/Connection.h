@@ -120,7 +120,7 @@ private:
     SocketWaiter& m_waiter;
     TlsContext* const m_tls;
     std::unique_ptr<mosquitto, Free> m_client;
-    bool m_viaProxy = false;
+    const bool m_viaProxy;
     bool m_tcpConnected = false;
     bool m_connected = false;
     bool m_refused = false;

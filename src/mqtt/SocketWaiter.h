@@ -51,7 +51,7 @@ public:
 
 private:
     static constexpr std::intptr_t kNone = -1;
-    void drain();
+    void takeWakeUp();
 
     std::intptr_t m_wakeRead = kNone;
     std::intptr_t m_wakeWrite = kNone;

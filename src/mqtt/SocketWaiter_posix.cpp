@@ -43,11 +43,10 @@ void SocketWaiter::wake() {
     }
 }
 
-void SocketWaiter::drain() {
-    char bytes[16];
-    while (read(static_cast<int>(m_wakeRead), bytes, sizeof bytes) > 0) {
-    }
-    m_woken = false;
+// There is one byte at most: the next wake-up writes only once this one is taken.
+void SocketWaiter::takeWakeUp() {
+    char byte = 0;
+    if (read(static_cast<int>(m_wakeRead), &byte, 1) == 1) m_woken = false;
 }
 
 SocketWaiter::Ready SocketWaiter::wait(int socket, Interest interest, int timeoutMs) {
@@ -55,7 +54,7 @@ SocketWaiter::Ready SocketWaiter::wait(int socket, Interest interest, int timeou
     if (interest.read) descriptors[1].events |= POLLIN;
     if (interest.write) descriptors[1].events |= POLLOUT;
     if (poll(descriptors, 2, timeoutMs) <= 0) return {};
-    if (descriptors[0].revents != 0) drain();
+    if (descriptors[0].revents != 0) takeWakeUp();
     const bool failed = (descriptors[1].revents & (POLLERR | POLLHUP | POLLNVAL)) != 0;
     return {failed || (descriptors[1].revents & POLLIN) != 0,
             failed || (descriptors[1].revents & POLLOUT) != 0};

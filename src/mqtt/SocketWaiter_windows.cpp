@@ -46,11 +46,10 @@ void SocketWaiter::wake() {
     send(asSocket(m_wakeWrite), &byte, 1, 0);
 }
 
-void SocketWaiter::drain() {
-    char bytes[16];
-    while (recv(asSocket(m_wakeRead), bytes, sizeof bytes, 0) > 0) {
-    }
-    m_woken = false;
+// There is one byte at most: the next wake-up writes only once this one is taken.
+void SocketWaiter::takeWakeUp() {
+    char byte = 0;
+    if (recv(asSocket(m_wakeRead), &byte, 1, 0) == 1) m_woken = false;
 }
 
 SocketWaiter::Ready SocketWaiter::wait(int socket, Interest interest, int timeoutMs) {
@@ -69,7 +68,7 @@ SocketWaiter::Ready SocketWaiter::wait(int socket, Interest interest, int timeou
     }
     timeval timeout = {timeoutMs / 1000, (timeoutMs % 1000) * 1000};
     if (select(0, &reading, &writing, &failing, &timeout) <= 0) return {};
-    if (FD_ISSET(asSocket(m_wakeRead), &reading)) drain();
+    if (FD_ISSET(asSocket(m_wakeRead), &reading)) takeWakeUp();
     if (socket == kNone) return {};
     const bool failed = FD_ISSET(watched, &failing) != 0;
     return {failed || FD_ISSET(watched, &reading) != 0, failed || FD_ISSET(watched, &writing) != 0};

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <numeric>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -58,6 +59,14 @@ TEST(Backoff, PausesAreDrawnEvenly) {
         pauses.push_back(backoff.nextPauseMs());
     const std::int64_t sum = std::accumulate(pauses.begin(), pauses.end(), std::int64_t{0});
     EXPECT_NEAR(static_cast<double>(sum) / 10'000, 250.0, 10.0);
+}
+
+TEST(Backoff, BothEndsOfTheRangeAreDrawn) {
+    Backoff backoff(3, 1);
+    std::set<std::int64_t> pauses;
+    for (int i = 0; i < 1000; ++i)
+        pauses.insert(backoff.nextPauseMs());
+    EXPECT_EQ(pauses, (std::set<std::int64_t>{0, 1, 2, 3}));
 }
 
 TEST(Backoff, TheSameSeedGivesTheSamePauses) {
