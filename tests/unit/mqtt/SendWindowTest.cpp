@@ -11,6 +11,8 @@ using std::chrono::milliseconds;
 
 namespace {
 
+constexpr std::size_t kFirst = 8192;
+
 class SendWindowTest : public testing::Test {
 protected:
     /// A message of 1000 bytes is acknowledged after `latency`, the window being full.
@@ -24,61 +26,61 @@ protected:
 };
 
 TEST_F(SendWindowTest, BeginsSmall) {
-    EXPECT_EQ(window.bytes(), SendWindow::kFirst);
+    EXPECT_EQ(window.bytes(), kFirst);
 }
 
 TEST_F(SendWindowTest, QuickAcknowledgementsDoubleItWithEachRoundTrip) {
-    for (std::size_t i = 0; i < SendWindow::kFirst / 1000; ++i)
+    for (std::size_t i = 0; i < kFirst / 1000; ++i)
         acknowledge(milliseconds(600));
-    EXPECT_EQ(window.bytes(), SendWindow::kFirst + SendWindow::kFirst / 1000 * 1000);
+    EXPECT_EQ(window.bytes(), kFirst + kFirst / 1000 * 1000);
 }
 
 TEST_F(SendWindowTest, GrowsToItsBoundAndNoFurther) {
     for (int i = 0; i < 1000; ++i)
         acknowledge(milliseconds(1));
-    EXPECT_EQ(window.bytes(), SendWindow::kLargest);
+    EXPECT_EQ(window.bytes(), 262'144U);
 }
 
 TEST_F(SendWindowTest, UsualAcknowledgementsLetItGrowSlowly) {
     acknowledge(milliseconds(601));
-    const std::size_t grown = window.bytes() - SendWindow::kFirst;
+    const std::size_t grown = window.bytes() - kFirst;
     EXPECT_GT(grown, 0U);
     EXPECT_LT(grown, 200U);
     acknowledge(milliseconds(1200));
-    EXPECT_GT(window.bytes(), SendWindow::kFirst + grown);
+    EXPECT_GT(window.bytes(), kFirst + grown);
 }
 
 TEST_F(SendWindowTest, BetweenUsualAndLateItStaysAsItIs) {
     acknowledge(milliseconds(1201));
     acknowledge(milliseconds(1800));
-    EXPECT_EQ(window.bytes(), SendWindow::kFirst);
+    EXPECT_EQ(window.bytes(), kFirst);
 }
 
 TEST_F(SendWindowTest, ALateAcknowledgementHalvesIt) {
     acknowledge(milliseconds(1801));
-    EXPECT_EQ(window.bytes(), SendWindow::kFirst / 2);
+    EXPECT_EQ(window.bytes(), kFirst / 2);
 }
 
 TEST_F(SendWindowTest, WhatWasPublishedBeforeItWasHalvedDoesNotHalveItAgain) {
     acknowledge(milliseconds(1801));
     acknowledge(milliseconds(1801), milliseconds(1800));
-    EXPECT_EQ(window.bytes(), SendWindow::kFirst / 2);
+    EXPECT_EQ(window.bytes(), kFirst / 2);
     acknowledge(milliseconds(1801), milliseconds(1));
-    EXPECT_EQ(window.bytes(), SendWindow::kFirst / 4);
+    EXPECT_EQ(window.bytes(), kFirst / 4);
 }
 
 TEST_F(SendWindowTest, NeverClosesWholly) {
     for (int i = 0; i < 20; ++i)
         acknowledge(milliseconds(2000), milliseconds(3000));
-    EXPECT_EQ(window.bytes(), SendWindow::kSmallest);
+    EXPECT_EQ(window.bytes(), 2048U);
 }
 
 TEST_F(SendWindowTest, DoesNotGrowWhileItHoldsNothingBack) {
     now += milliseconds(1);
-    window.acknowledged(now, now, 1000, SendWindow::kFirst / 2 - 1);
-    EXPECT_EQ(window.bytes(), SendWindow::kFirst);
-    window.acknowledged(now, now, 1000, SendWindow::kFirst / 2);
-    EXPECT_GT(window.bytes(), SendWindow::kFirst);
+    window.acknowledged(now, now, 1000, kFirst / 2 - 1);
+    EXPECT_EQ(window.bytes(), kFirst);
+    window.acknowledged(now, now, 1000, kFirst / 2);
+    EXPECT_GT(window.bytes(), kFirst);
 }
 
 /// A link of so many bytes per second and such a round trip, with as much to carry as the window lets through.
@@ -148,7 +150,7 @@ TEST_F(SendWindowTest, OnThinAndLongLinksNothingWaitsForAHeartbeatsPeriodAndTheL
         const milliseconds waited = thin.longestWait(fresh, std::chrono::seconds(60));
         EXPECT_LT(waited + milliseconds(link.roundTripMs), milliseconds(3000))
             << link.bytesPerSecond << " B/s, " << link.roundTripMs << " ms";
-        const double most = std::min(link.bytesPerSecond, SendWindow::kLargest / (link.roundTripMs / 1000.0));
+        const double most = std::min(link.bytesPerSecond, 262'144 / (link.roundTripMs / 1000.0));
         EXPECT_GT(thin.carriedPerSecond(std::chrono::seconds(60)), most * 0.7)
             << link.bytesPerSecond << " B/s, " << link.roundTripMs << " ms";
     }
