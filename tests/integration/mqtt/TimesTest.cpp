@@ -5,13 +5,16 @@
 #include <functional>
 #include <future>
 #include <memory>
+#include <new>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
 #include "integration/mqtt/SimulatedTime.h"
 #include "integration/support/Broker.h"
 #include "integration/support/Recorder.h"
+#include "integration/support/ScriptedServer.h"
 #include "integration/support/SteppedServer.h"
 #include "mqtt/AddressRounds.h"
 #include "platform/MsgCenter.h"
@@ -19,6 +22,8 @@
 #include "support/Loopback.h"
 
 using namespace std::chrono_literals;
+using QoPlayer::MsgCenterState;
+using QoPlayer::MsgCenterStatus;
 using QoPlayer::mqtt::AddressRounds;
 using QoPlayer::mqtt::Backoff;
 using QoPlayer::mqtt::CenterState;
@@ -79,6 +84,10 @@ protected:
             ASSERT_TRUE(state.outbox.add({cmd, body, "", time->now()}));
     }
 
+    static std::string nameOf(const SteppedServer& server) {
+        return "127.0.0.1:" + std::to_string(server.port()) + " over plain TCP";
+    }
+
     /// When lines that hold `part` were logged.
     Times timesOf(const std::string& part) const {
         Times times;
@@ -96,9 +105,11 @@ protected:
     Times offersToSecond;  ///< and `second`
     Settings settings;
     std::vector<std::pair<std::int64_t, std::string>> lines;
+    std::function<void(const std::string&)> onLine;  ///< called first for each of them
 
 private:
     static void record(int, const char*, const char* line) {
+        if (current->onLine) current->onLine(line);
         current->lines.emplace_back(current->elapsedMs(), line);
     }
     static inline RoundTimesTest* current = nullptr;
@@ -136,13 +147,13 @@ TEST_F(RoundTimesTest, ATokenThatHasExpiredIsNotOfferedAndANewOneIsAtOnce) {
     settings.token = "old-secret";
     settings.tokenExpiry = SimulatedTime::kStart;
     use({first.port()});
-    QoPlayer::MsgCenterState before{};
+    MsgCenterState before{};
     time->at(100s, [&] {
         before = state.status.state();
         state.token.renew("new-secret", SimulatedTime::kStart + 3600);
     });
     runFor(110s);
-    EXPECT_EQ(before, QoPlayer::MsgCenterState::TokenExpired);
+    EXPECT_EQ(before, MsgCenterState::TokenExpired);
     EXPECT_EQ(offers, Times{100'000});
     EXPECT_NE(first.lastConnect().find("new-secret"), std::string::npos);
     EXPECT_EQ(timesOf("the access token has expired"), Times{0});
@@ -315,12 +326,155 @@ TEST_F(RoundTokenTest, IsNotOfferedToTheNextServerOnceItHasExpired) {
     runWithExpiryAfter(5);
     EXPECT_EQ(offers, Times{0});
     EXPECT_EQ(offersToSecond, Times{});
-    EXPECT_EQ(timesOf("the access token has expired").size(), 1U);
+    EXPECT_EQ(timesOf("the access token has expired"), Times{5000});
 }
 
 TEST_F(RoundTokenTest, IsOfferedToTheNextServerASecondBefore) {
     runWithExpiryAfter(6);
     EXPECT_EQ(offersToSecond, Times{5000});
+}
+
+// What is told of what a server answers.
+
+class AnswersTest : public RoundTimesTest {
+protected:
+    static constexpr std::uint8_t kFirstError = 0x80;
+    static constexpr std::uint8_t kNobodyListens = 0x10;
+
+    /// Sends a record after a second, and runs for another.
+    QoPlayer::MsgCenterCounters sendOne() {
+        time->at(1s, [this] { send(kRecord, 1); });
+        use({first.port()});
+        runFor(2s);
+        return state.outbox.counters(time->now());
+    }
+};
+
+TEST_F(AnswersTest, TheReasonOfARefusedConnectionIsShown) {
+    first.connectCode = 0x87;
+    first.properties = '\x1f' + support::MqttString("ask for a seat");
+    use({first.port()});
+    runFor(1ms);
+    EXPECT_EQ(timesOf(nameOf(first) + ": refused by the server: Not authorized (ask for a seat)"), Times{0});
+}
+
+TEST_F(AnswersTest, ARefusalWithoutAReasonHasNoBrackets) {
+    first.connectCode = 0x87;
+    first.properties = '\x1f' + support::MqttString("");
+    use({first.port()});
+    runFor(1ms);
+    ASSERT_EQ(lines.size(), 1U);
+    EXPECT_EQ(lines[0].second,
+              "warning: cannot connect to " + nameOf(first) + ": refused by the server: Not authorized");
+}
+
+TEST_F(AnswersTest, AMessageThatIsAcknowledgedWithAnErrorIsRefused) {
+    first.publishCode = kFirstError;
+    const QoPlayer::MsgCenterCounters counters = sendOne();
+    EXPECT_EQ(counters.refused, 1U);
+    EXPECT_EQ(counters.acknowledged, 0U);
+    EXPECT_EQ(timesOf("a message was dropped: the server refused it: Unspecified error"), Times{1000});
+    EXPECT_EQ(timesOf("the server refused the presence: Unspecified error"), Times{0});
+}
+
+TEST_F(AnswersTest, AMessageThatNobodyListensToIsTaken) {
+    first.publishCode = kNobodyListens;
+    const QoPlayer::MsgCenterCounters counters = sendOne();
+    EXPECT_EQ(counters.refused, 0U);
+    EXPECT_EQ(counters.acknowledged, 1U);
+    EXPECT_EQ(timesOf("refused"), Times{});
+}
+
+TEST_F(AnswersTest, ASubscriptionThatIsAnsweredWithAnErrorIsRefused) {
+    first.subscribeCode = kFirstError;
+    state.senders.open(kRecord, Recorder::callback, &recorder);
+    use({first.port()});
+    runFor(1s);
+    EXPECT_EQ(recorder.count(0, 1), 0U);
+    EXPECT_EQ(recorder.last(0, 0), "the server refused the subscription of command 5: Unspecified error");
+}
+
+TEST_F(AnswersTest, APlainConnectionThatIsResetIsNoFaultOfTls) {
+    first.resets = true;
+    use({first.port()});
+    runFor(1ms);
+    const std::string reset = std::make_error_code(std::errc::connection_reset).message();
+    EXPECT_EQ(timesOf("cannot connect to " + nameOf(first) + ": " + reset), Times{0});
+}
+
+// What the status says meanwhile.
+
+class StatusTimesTest : public RoundTimesTest {
+protected:
+    void runAndLookAt(milliseconds when) {
+        time->at(when, [this] { seen = state.status.get(); });
+        runFor(when + 1s);
+    }
+
+    MsgCenterStatus seen;
+};
+
+TEST_F(StatusTimesTest, UntilASubscriptionIsAnsweredItIsConnectingAndNamesTheServer) {
+    first.answersSubscribe = false;
+    state.senders.open(kRecord, Recorder::callback, &recorder);
+    use({first.port()});
+    runAndLookAt(1s);
+    EXPECT_EQ(seen.state, MsgCenterState::Connecting);
+    EXPECT_EQ(seen.reason, "connected to " + nameOf(first));
+}
+
+TEST_F(StatusTimesTest, AfterALossItTellsOfItUntilTheNextServerAnswers) {
+    second.answersConnect = false;
+    use({first.port(), second.port()});
+    time->at(5s, [this] { first.close(); });
+    runAndLookAt(6s);
+    EXPECT_EQ(offersToSecond, Times{5000});
+    EXPECT_EQ(seen.state, MsgCenterState::Connecting);
+    EXPECT_EQ(seen.reason.find("connection to " + nameOf(first) + " lost: "), 0U) << seen.reason;
+}
+
+TEST_F(StatusTimesTest, AStopIsNotFollowedByAWaitForTheNextRound) {
+    std::vector<MsgCenterState> states;
+    const auto note = [](void* noted, MsgCenterState next, const char*) {
+        static_cast<std::vector<MsgCenterState>*>(noted)->push_back(next);
+    };
+    state.status.setListener(note, &states);
+    use({first.port()});
+    runFor(5s);
+    EXPECT_EQ(states, (std::vector<MsgCenterState>{MsgCenterState::Connecting, MsgCenterState::Connected,
+                                                   MsgCenterState::Stopped}));
+}
+
+// A lost connection where memory is short: it is given up again and again for a while, so that a sender is told.
+
+class ShortageTest : public RoundTimesTest {
+protected:
+    /// There is no memory for the line about the loss, nor for so many of those that follow it.
+    void loseWithShortageFor(int linesMore) {
+        onLine = [this, linesMore](const std::string& line) {
+            const bool isEnd = line.find(" lost: ") != std::string::npos || line == "warning: out of memory";
+            if (isEnd && attempts++ <= linesMore) throw std::bad_alloc();
+        };
+        state.senders.open(kRecord, Recorder::callback, &recorder);
+        use({first.port()});
+        time->at(5s, [this] { first.close(); });
+        runFor(6s);
+    }
+
+    int attempts = 0;
+};
+
+TEST_F(ShortageTest, ASenderIsToldAtTheLastOf15Attempts) {
+    loseWithShortageFor(14);
+    ASSERT_GE(recorder.events().size(), 2U);
+    EXPECT_EQ(recorder.events()[0].code, 1);
+    EXPECT_EQ(recorder.events()[1].code, 0);
+    EXPECT_EQ(recorder.events()[1].data, "out of memory");
+}
+
+TEST_F(ShortageTest, ThatNeverEndsHoldsUpNoStop) {
+    loseWithShortageFor(1000);
+    EXPECT_EQ(attempts, 1 + 15);
 }
 
 // What a stop takes.
@@ -356,6 +510,21 @@ TEST_F(StopTimesTest, WaitsFor400MillisecondsForTheLastMessages) {
     stopAfterTenSeconds();
     EXPECT_EQ(elapsedMs(), 10'400);
     EXPECT_EQ(timesOf("stopped with 1 messages unacknowledged"), Times{10'400});
+}
+
+TEST_F(StopTimesTest, TakesNoTimeOnceTheServerKnowsOfAClosedSender) {
+    state.senders.open(kRecord, Recorder::callback, &recorder);
+    time->at(5s, [this] { state.senders.close(kRecord); });
+    stopAfterTenSeconds();
+    EXPECT_EQ(elapsedMs(), 10'000);
+}
+
+TEST_F(StopTimesTest, WaitsFor400MillisecondsUntilTheServerKnowsOfAClosedSender) {
+    first.answersUnsubscribe = false;
+    state.senders.open(kRecord, Recorder::callback, &recorder);
+    time->at(5s, [this] { state.senders.close(kRecord); });
+    stopAfterTenSeconds();
+    EXPECT_EQ(elapsedMs(), 10'400);
 }
 
 TEST_F(StopTimesTest, WaitsForAnother200MillisecondsForTheGoodbye) {

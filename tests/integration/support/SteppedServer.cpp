@@ -21,6 +21,7 @@ constexpr std::uint8_t kConnect = 0x10;
 constexpr std::uint8_t kPublish = 0x30;
 constexpr std::uint8_t kPublishOnce = 0x32;
 constexpr std::uint8_t kSubscribe = 0x82;
+constexpr std::uint8_t kUnsubscribe = 0xa2;
 constexpr std::uint8_t kPing = 0xc0;
 
 /// Takes one packet from the front of `bytes`; false when it has not come whole.
@@ -68,6 +69,10 @@ void SteppedServer::accept() {
     constexpr int kOn = 1;  // each answer goes at once
     setsockopt(m_peer, IPPROTO_TCP, TCP_NODELAY, &kOn, sizeof kOn);
     ++m_seen;
+    if (!resets) return;
+    constexpr linger kAtOnce = {1, 0};
+    setsockopt(m_peer, SOL_SOCKET, SO_LINGER, &kAtOnce, sizeof kAtOnce);
+    close();
 }
 
 void SteppedServer::close() {
@@ -99,7 +104,9 @@ void SteppedServer::obey(std::uint8_t type, const std::string& body) {
             answer(0x20, std::string{'\0', static_cast<char>(connectCode)} +
                              static_cast<char>(properties.size()) + properties);
     } else if (type == kSubscribe && answersSubscribe) {
-        answer(0x90, body.substr(0, 2) + std::string(2, '\0'));
+        answer(0x90, body.substr(0, 2) + '\0' + static_cast<char>(subscribeCode));
+    } else if (type == kUnsubscribe && answersUnsubscribe) {
+        answer(0xb0, body.substr(0, 2) + std::string(2, '\0'));
     } else if (type == kPublishOnce) {
         obeyPublishOnce(body);
     } else if (type == kPing) {
@@ -111,7 +118,7 @@ void SteppedServer::obeyPublishOnce(const std::string& body) {
     const auto topicLength = static_cast<std::size_t>(static_cast<std::uint8_t>(body[0]) << 8 |
                                                       static_cast<std::uint8_t>(body[1]));
     if (acknowledges)
-        answer(0x40, body.substr(2 + topicLength, 2));
+        answer(0x40, body.substr(2 + topicLength, 2) + static_cast<char>(publishCode));
     else
         ++m_unacknowledged;
 }

@@ -27,9 +27,15 @@ public:
     bool reads = true;
     bool answersConnect = true;
     bool answersSubscribe = true;
+    bool answersUnsubscribe = true;
     bool acknowledges = true;
-    std::string properties;        ///< of the answer to CONNECT
-    std::uint8_t connectCode = 0;  ///< of the answer to CONNECT
+
+    // What it answers, from now on.
+    std::string properties;  ///< of the answer to CONNECT
+    std::uint8_t connectCode = 0;
+    std::uint8_t subscribeCode = 0;
+    std::uint8_t publishCode = 0;
+    bool resets = false;  ///< each connection, before anything is read
 
     /// Called for each CONNECT, before the answer.
     std::function<void()> onConnect;
