@@ -26,7 +26,7 @@ thread_local std::int64_t t_heldBytes = 0;
 
 constexpr std::size_t kPrefix = alignof(std::max_align_t);  // holds the size of what follows it
 
-void* allocate(std::size_t size) {
+void* Allocate(std::size_t size) {
     auto* const memory = static_cast<char*>(std::malloc(size + kPrefix));
     if (!memory) throw std::bad_alloc();
     std::memcpy(memory, &size, sizeof size);
@@ -35,7 +35,7 @@ void* allocate(std::size_t size) {
     return memory + kPrefix;
 }
 
-void release(void* memory) {
+void Release(void* memory) {
     if (!memory) return;
     auto* const start = static_cast<char*>(memory) - kPrefix;
     std::size_t size = 0;
@@ -47,22 +47,22 @@ void release(void* memory) {
 }  // namespace
 
 void* operator new(std::size_t size) {
-    return allocate(size);
+    return Allocate(size);
 }
 void* operator new[](std::size_t size) {
-    return allocate(size);
+    return Allocate(size);
 }
 void operator delete(void* memory) noexcept {
-    release(memory);
+    Release(memory);
 }
 void operator delete[](void* memory) noexcept {
-    release(memory);
+    Release(memory);
 }
 void operator delete(void* memory, std::size_t) noexcept {
-    release(memory);
+    Release(memory);
 }
 void operator delete[](void* memory, std::size_t) noexcept {
-    release(memory);
+    Release(memory);
 }
 
 namespace data_report {
@@ -110,12 +110,12 @@ private:
     const std::int64_t m_before;
 };
 
-std::string idOf(std::int64_t stream) {
+std::string IdOf(std::int64_t stream) {
     return "stream-" + std::to_string(stream);
 }
 
-std::string ownId(const benchmark::State& state) {
-    return idOf(state.thread_index() % state.range(0));
+std::string OwnId(const benchmark::State& state) {
+    return IdOf(state.thread_index() % state.range(0));
 }
 
 // The least that finds a stream by name and counts without losing anything.
@@ -130,54 +130,54 @@ struct Baseline {
     }
 };
 
-Baseline& baseline() {
+Baseline& SharedBaseline() {
     static Baseline instance;
     return instance;
 }
 
 // With the manager's threads running: while a process has one thread only, locks cost it next to nothing.
-void startBaseline(const benchmark::State& state) {
+void StartBaseline(const benchmark::State& state) {
     DataReportManager::Instance().Init();
     for (std::int64_t i = 0; i < state.range(0); ++i)
-        baseline().streams[idOf(i)] = {};
+        SharedBaseline().streams[IdOf(i)] = {};
 }
 
-void stopBaseline(const benchmark::State&) {
-    baseline().streams.clear();
+void StopBaseline(const benchmark::State&) {
+    SharedBaseline().streams.clear();
 }
 
-void startStreams(const benchmark::State& state) {
+void StartStreams(const benchmark::State& state) {
     DataReportManager::Instance().Init();
     for (std::int64_t i = 0; i < state.range(0); ++i)
-        DataReportManager::Instance().ReportStart(idOf(i), StreamTypeEnum::EventsOnly);
+        DataReportManager::Instance().ReportStart(IdOf(i), StreamTypeEnum::EventsOnly);
 }
 
-void stopStreams(const benchmark::State& state) {
+void StopStreams(const benchmark::State& state) {
     for (std::int64_t i = 0; i < state.range(0); ++i)
-        DataReportManager::Instance().ReportStop(idOf(i));
+        DataReportManager::Instance().ReportStop(IdOf(i));
 }
 
 void MutexMapAdd(benchmark::State& state) {
-    const std::string id = ownId(state);
+    const std::string id = OwnId(state);
     const CountedAllocations counted(state);
     for ([[maybe_unused]] const auto& each : state)
-        baseline().add(id, 2, 1);
+        SharedBaseline().add(id, 2, 1);
 }
 
 void AddReportData(benchmark::State& state) {
-    const std::string id = ownId(state);
+    const std::string id = OwnId(state);
     auto& manager = DataReportManager::Instance();
     const CountedAllocations counted(state);
     for ([[maybe_unused]] const auto& each : state)
         manager.AddReportData(id, DataTypeEnum::VideoFramesSent, 1);
 }
 
-void streamsAndThreads(benchmark::internal::Benchmark* bench) {
+void StreamsAndThreads(benchmark::internal::Benchmark* bench) {
     bench->ArgName("streams")->Arg(1)->Arg(4)->Arg(16)->Arg(64)->Threads(1)->Threads(4)->UseRealTime();
 }
 
-BENCHMARK(MutexMapAdd)->Apply(streamsAndThreads)->Setup(startBaseline)->Teardown(stopBaseline);
-BENCHMARK(AddReportData)->Apply(streamsAndThreads)->Setup(startStreams)->Teardown(stopStreams);
+BENCHMARK(MutexMapAdd)->Apply(StreamsAndThreads)->Setup(StartBaseline)->Teardown(StopBaseline);
+BENCHMARK(AddReportData)->Apply(StreamsAndThreads)->Setup(StartStreams)->Teardown(StopStreams);
 
 // 4096 ids fit a millisecond: 244 ns for one is as fast as ids can be given out.
 void GetMid(benchmark::State& state) {
@@ -188,7 +188,7 @@ void GetMid(benchmark::State& state) {
 
 BENCHMARK(GetMid)->Threads(1)->Threads(4)->UseRealTime();
 
-Json::Value qualityHead() {
+Json::Value QualityHead() {
     Json::Value head;
     head["event"] = 2;
     head["type"] = 2;
@@ -198,7 +198,7 @@ Json::Value qualityHead() {
 
 void WriteQualityRecord(benchmark::State& state) {
     const Json::Value record = StreamQualityReportTestPeer::recordWithSamples(12);
-    const Json::Value head = qualityHead();
+    const Json::Value head = QualityHead();
     const CountedAllocations counted(state);
     for ([[maybe_unused]] const auto& each : state) {
         benchmark::DoNotOptimize(WriteCompactJson(record));
@@ -210,7 +210,7 @@ void WriteQualityRecord(benchmark::State& state) {
 void SendStreamReport(benchmark::State& state) {
     constexpr int kForgetEvery = 16;
     const Json::Value record = StreamQualityReportTestPeer::recordWithSamples(12);
-    Json::Value head = qualityHead();
+    Json::Value head = QualityHead();
     auto& manager = DataReportManager::Instance();
     manager.Init();
     int queued = 0;

@@ -29,7 +29,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kFramesPerSecond = 30;
 
-double processorSeconds(const std::string& task) {
+double ProcessorSeconds(const std::string& task) {
     std::ifstream file("/proc/self/task/" + task + "/stat");
     std::string text;
     std::getline(file, text);
@@ -46,18 +46,18 @@ double processorSeconds(const std::string& task) {
 }
 
 /// Of all threads but the main one, which is the host.
-double librarySeconds() {
+double LibrarySeconds() {
     const std::string host = std::to_string(getpid());
     double sum = 0;
     const std::unique_ptr<DIR, int (*)(DIR*)> tasks(opendir("/proc/self/task"), closedir);
     while (const dirent* task = readdir(tasks.get())) {
         const std::string name = task->d_name;
-        if (name[0] != '.' && name != host) sum += processorSeconds(name);
+        if (name[0] != '.' && name != host) sum += ProcessorSeconds(name);
     }
     return sum;
 }
 
-bool startReporting(const std::string& broker) {
+bool StartReporting(const std::string& broker) {
     const std::string config = R"({"gatewayDns":{"main":[")" + broker + R"("],"backup":[]}})";
     if (Bas::CMsgCenterFactory::Inst()->Start(config, {}) != 1) return false;
     int mode = 0;
@@ -68,7 +68,7 @@ bool startReporting(const std::string& broker) {
     return DataReportManager::Instance().Init();
 }
 
-std::vector<std::string> startStreams() {
+std::vector<std::string> StartStreams() {
     auto& reports = DataReportManager::Instance();
     const std::vector<std::string> streams{"one", "two", "three", "four"};
     for (const std::string& stream : streams) {
@@ -78,7 +78,7 @@ std::vector<std::string> startStreams() {
     return streams;
 }
 
-void feedFrame(const std::string& stream) {
+void FeedFrame(const std::string& stream) {
     auto& reports = DataReportManager::Instance();
     for (const auto frames :
          {DataTypeEnum::VideoFramesCaptured, DataTypeEnum::VideoFramesEncoded, DataTypeEnum::VideoFramesSent,
@@ -88,24 +88,24 @@ void feedFrame(const std::string& stream) {
     reports.AddReportData(stream, DataTypeEnum::VideoBytesSent, 12000);
 }
 
-void feedUntil(Clock::time_point end, const std::vector<std::string>& streams) {
+void FeedUntil(Clock::time_point end, const std::vector<std::string>& streams) {
     for (auto frame = Clock::now(); frame < end;
          frame += std::chrono::microseconds(1000000 / kFramesPerSecond)) {
         std::this_thread::sleep_until(frame);
         for (const std::string& stream : streams)
-            feedFrame(stream);
+            FeedFrame(stream);
     }
 }
 
-void broadcast(int minutes) {
-    const auto streams = startStreams();
+void Broadcast(int minutes) {
+    const auto streams = StartStreams();
     const auto started = Clock::now();
     long firstMinuteKiB = 0;
     double firstMinuteSeconds = 0;
     std::printf("minute  library threads, processor s  resident KiB\n");
     for (int minute = 1; minute <= minutes; ++minute) {
-        feedUntil(started + std::chrono::minutes(minute), streams);
-        const double used = librarySeconds();
+        FeedUntil(started + std::chrono::minutes(minute), streams);
+        const double used = LibrarySeconds();
         const long resident = support::ResidentKiB();
         if (minute == 1) {
             firstMinuteKiB = resident;
@@ -117,7 +117,7 @@ void broadcast(int minutes) {
     if (minutes < 2) return;
     const double seconds = 60.0 * (minutes - 1);
     std::printf("after the first minute: %.3f %% of one core, %+ld KiB\n",
-                100 * (librarySeconds() - firstMinuteSeconds) / seconds,
+                100 * (LibrarySeconds() - firstMinuteSeconds) / seconds,
                 support::ResidentKiB() - firstMinuteKiB);
     for (const std::string& stream : streams)
         DataReportManager::Instance().ReportStop(stream);
@@ -131,11 +131,11 @@ int main(int argumentCount, char** arguments) {
         return 2;
     }
     SetLogSink([](void*, int, const char*) {}, nullptr);
-    if (!startReporting(arguments[1])) {
+    if (!StartReporting(arguments[1])) {
         std::fprintf(stderr, "qolive_footprint: reporting does not start\n");
         return 1;
     }
-    broadcast(std::atoi(arguments[2]));
+    Broadcast(std::atoi(arguments[2]));
     LiveHeartReportManager::GetInstance()->stopLiveheart();
     Bas::CMsgCenterFactory::Inst()->Stop();
     return 0;

@@ -48,7 +48,7 @@ int threads() {
 
 #else
 
-long residentKiB() {
+long ResidentKiB() {
     std::ifstream file("/proc/self/statm");
     long size = 0;
     long resident = -1;
@@ -56,7 +56,7 @@ long residentKiB() {
     return resident * (sysconf(_SC_PAGESIZE) / 1024);
 }
 
-int threads() {
+int Threads() {
     int count = 0;
     for ([[maybe_unused]] const auto& task : std::filesystem::directory_iterator("/proc/self/task"))
         ++count;
@@ -65,7 +65,7 @@ int threads() {
 
 #endif
 
-void ignore(void* /*user*/, int /*level*/, const char* /*line*/) {}
+void Ignore(void* /*user*/, int /*level*/, const char* /*line*/) {}
 
 // Nothing listens there, so that what is measured is the library alone, and no broker is needed.
 constexpr char kServers[] = R"({"gatewayDns":{"main":["127.0.0.1:9"],"backup":["127.0.0.1:9"]}})";
@@ -73,8 +73,8 @@ constexpr char kHeartbeat[] = R"({"heartbeatMode":1})";
 
 #define FIND(name) library.find<decltype(name)>(#name)
 
-bool startEverything(const SharedLibrary& library) {
-    FIND(qolive_set_log_sink)(ignore, nullptr);
+bool StartEverything(const SharedLibrary& library) {
+    FIND(qolive_set_log_sink)(Ignore, nullptr);
     qolive_heart_base_config base;
     std::memset(&base, 0, sizeof base);
     base.size = sizeof base;
@@ -91,16 +91,16 @@ int main(int count, char** arguments) {
         std::fprintf(stderr, "usage: %s LIBRARY\n", arguments[0]);
         return 2;
     }
-    const int threadsBefore = threads();
-    const long memoryBefore = residentKiB();
+    const int threadsBefore = Threads();
+    const long memoryBefore = ResidentKiB();
     const auto before = std::chrono::steady_clock::now();
     const SharedLibrary library(arguments[1]);
     const std::chrono::duration<double, std::milli> loading = std::chrono::steady_clock::now() - before;
     std::printf("load_ms %.3f\nload_kib %ld\nload_threads %d\n", loading.count(),
-                residentKiB() - memoryBefore, threads() - threadsBefore);
-    if (!startEverything(library)) return 1;
+                ResidentKiB() - memoryBefore, Threads() - threadsBefore);
+    if (!StartEverything(library)) return 1;
     std::this_thread::sleep_for(std::chrono::seconds(2));
-    std::printf("rest_kib %ld\nrest_threads %d\n", residentKiB() - memoryBefore, threads() - threadsBefore);
+    std::printf("rest_kib %ld\nrest_threads %d\n", ResidentKiB() - memoryBefore, Threads() - threadsBefore);
     std::fflush(stdout);
-    exitProcess(0);
+    EndProcess(0);
 }

@@ -26,11 +26,11 @@ namespace {
 constexpr int kBatch = 4000;
 const std::string kHead = R"({"event":1,"mid":"1234567890123456789","type":1})";
 
-std::string body(const benchmark::State& state) {
+std::string Body(const benchmark::State& state) {
     return std::string(static_cast<std::size_t>(state.range(0)), 'x');
 }
 
-support::Broker& broker() {
+support::Broker& Broker() {
     static auto* const started = new support::Broker;
     return *started;
 }
@@ -44,22 +44,22 @@ struct FreeClient {
 };
 using Client = std::unique_ptr<mosquitto, FreeClient>;
 
-Client connectedClient(const char* id, void* user) {
+Client ConnectedClient(const char* id, void* user) {
     Client client(mosquitto_new(id, true, user));
     mosquitto_int_option(client.get(), MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5);
     mosquitto_int_option(client.get(), MOSQ_OPT_TCP_NODELAY, 1);
     return client;
 }
 
-void run(const Client& client) {
-    mosquitto_connect(client.get(), "127.0.0.1", broker().port(), 60);
+void Run(const Client& client) {
+    mosquitto_connect(client.get(), "127.0.0.1", Broker().port(), 60);
     mosquitto_loop_start(client.get());
 }
 
 /// Counts what arrives on every up topic.
 class Receiver {
 public:
-    Receiver() : m_client(connectedClient("receiver", this)) {
+    Receiver() : m_client(ConnectedClient("receiver", this)) {
         mosquitto_connect_callback_set(m_client.get(), [](mosquitto* client, void*, int) {
             mosquitto_subscribe(client, nullptr, "qolive/+/+/up/5", 0);
         });
@@ -69,7 +69,7 @@ public:
         mosquitto_message_callback_set(m_client.get(), [](mosquitto*, void* user, const mosquitto_message*) {
             static_cast<Receiver*>(user)->add(&Receiver::m_received);
         });
-        run(m_client);
+        Run(m_client);
         waitFor(&Receiver::m_subscribed, 1);
     }
 
@@ -104,7 +104,7 @@ public:
         config.addrs = new QoPlayer::MsgCenterAddr[1];
         config.addrCount = 1;
         config.addrs[0].ip = "127.0.0.1";
-        config.addrs[0].port = broker().port();
+        config.addrs[0].port = Broker().port();
         m_sender = m_center.createSender(5, support::Recorder::callback, &m_recorder);
         m_center.start(config);
         m_recorder.waitConnected();
@@ -126,7 +126,7 @@ private:
 /// Publishes with libmosquitto and nothing else.
 class BareSender {
 public:
-    BareSender() : m_client(connectedClient("bare", this)) {
+    BareSender() : m_client(ConnectedClient("bare", this)) {
         mosquitto_property_add_string(&m_properties, MQTT_PROP_CONTENT_TYPE, "application/json");
         mosquitto_property_add_string(&m_properties, MQTT_PROP_RESPONSE_TOPIC,
                                       "qolive/bare-001/00000000/down/5");
@@ -134,7 +134,7 @@ public:
         mosquitto_connect_callback_set(m_client.get(), [](mosquitto*, void* user, int) {
             static_cast<BareSender*>(user)->m_connected = true;
         });
-        run(m_client);
+        Run(m_client);
         support::Eventually([this] { return m_connected.load(); });
     }
     ~BareSender() { mosquitto_property_free_all(&m_properties); }
@@ -155,7 +155,7 @@ template <class Sender>
 void Throughput(benchmark::State& state) {
     Receiver receiver;
     Sender sender;
-    const std::string text = body(state);
+    const std::string text = Body(state);
     for (auto _ : state) {
         for (int i = 0; i < kBatch; ++i)
             sender.send(text);
@@ -164,7 +164,7 @@ void Throughput(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * kBatch);
 }
 
-double microsecondsAt(const std::vector<double>& sorted, double part) {
+double MicrosecondsAt(const std::vector<double>& sorted, double part) {
     return sorted[static_cast<std::size_t>(part * static_cast<double>(sorted.size() - 1))];
 }
 
@@ -173,7 +173,7 @@ template <class Sender>
 void Latency(benchmark::State& state) {
     Receiver receiver;
     Sender sender;
-    const std::string text = body(state);
+    const std::string text = Body(state);
     std::vector<double> microseconds;
     for (auto _ : state) {
         const auto start = std::chrono::steady_clock::now();
@@ -183,8 +183,8 @@ void Latency(benchmark::State& state) {
             std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
     }
     std::sort(microseconds.begin(), microseconds.end());
-    state.counters["median_us"] = microsecondsAt(microseconds, 0.5);
-    state.counters["p99_us"] = microsecondsAt(microseconds, 0.99);
+    state.counters["median_us"] = MicrosecondsAt(microseconds, 0.5);
+    state.counters["p99_us"] = MicrosecondsAt(microseconds, 0.99);
 }
 
 BENCHMARK_TEMPLATE(Throughput, BareSender)->Arg(300)->Arg(2000)->UseRealTime()->Unit(benchmark::kMillisecond);

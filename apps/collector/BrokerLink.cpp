@@ -17,10 +17,10 @@
 namespace collector {
 namespace {
 
-constexpr int keepAliveSeconds = 15;
-constexpr std::uint32_t sessionSeconds = 600;
-constexpr std::uint32_t mostPacketBytes = 32U << 20U;
-constexpr Millis subscriptionWait = 5000;
+constexpr int kEepAliveSeconds = 15;
+constexpr std::uint32_t kSessionSeconds = 600;
+constexpr std::uint32_t kMostPacketBytes = 32U << 20U;
+constexpr Millis kSubscriptionWait = 5000;
 
 struct PropertiesDeleter {
     void operator()(mosquitto_property* properties) const { mosquitto_property_free_all(&properties); }
@@ -29,8 +29,8 @@ using Properties = std::unique_ptr<mosquitto_property, PropertiesDeleter>;
 
 Properties ConnectProperties() {
     mosquitto_property* list = nullptr;
-    mosquitto_property_add_int32(&list, MQTT_PROP_SESSION_EXPIRY_INTERVAL, sessionSeconds);
-    mosquitto_property_add_int32(&list, MQTT_PROP_MAXIMUM_PACKET_SIZE, mostPacketBytes);
+    mosquitto_property_add_int32(&list, MQTT_PROP_SESSION_EXPIRY_INTERVAL, kSessionSeconds);
+    mosquitto_property_add_int32(&list, MQTT_PROP_MAXIMUM_PACKET_SIZE, kMostPacketBytes);
     return Properties(list);
 }
 
@@ -172,7 +172,7 @@ std::optional<Trouble> BrokerLink::Connect() {
         result = mosquitto_reconnect(m_client.get());
     } else {
         result = mosquitto_connect_bind_v5(m_client.get(), m_options.host.c_str(), m_options.port,
-                                           keepAliveSeconds, nullptr, ConnectProperties().get());
+                                           kEepAliveSeconds, nullptr, ConnectProperties().get());
         m_started = true;
     }
     if (result != MOSQ_ERR_SUCCESS) return TroubleOf(result);
@@ -180,7 +180,7 @@ std::optional<Trouble> BrokerLink::Connect() {
 }
 
 std::optional<Trouble> BrokerLink::AwaitSubscription() {
-    const Millis deadline = apps::SteadyMs() + subscriptionWait;
+    const Millis deadline = apps::SteadyMs() + kSubscriptionWait;
     while (!m_subscribed && !m_refused) {
         const int result = mosquitto_loop(m_client.get(), 100, 1);
         if (m_refused) break;

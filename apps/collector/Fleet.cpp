@@ -7,12 +7,12 @@ namespace collector {
 namespace {
 
 // More than any sound broadcaster has; a broken or hostile one must not make the collector grow.
-constexpr std::size_t mostBroadcasters = 4096;
-constexpr std::size_t mostConnections = 32;
-constexpr std::size_t mostStreams = 256;
-constexpr std::size_t mostIds = 1024;
+constexpr std::size_t kMostBroadcasters = 4096;
+constexpr std::size_t kMostConnections = 32;
+constexpr std::size_t kMostStreams = 256;
+constexpr std::size_t kMostIds = 1024;
 
-constexpr Millis pauseBetweenQuestions = 3000;
+constexpr Millis kPauseBetweenQuestions = 3000;
 
 template <class Map>
 void MakeRoom(Map& map, std::size_t most) {
@@ -79,7 +79,7 @@ bool IsDark(Millis silence, Millis keepAlive) {
 bool SeenIds::Insert(const std::string& id) {
     if (!m_ids.insert(id).second) return false;
     m_byAge.push_back(id);
-    if (m_byAge.size() > mostIds) {
+    if (m_byAge.size() > kMostIds) {
         m_ids.erase(m_byAge.front());
         m_byAge.pop_front();
     }
@@ -113,8 +113,8 @@ Outcome Fleet::Receive(const Origin& origin, const Message& message, Millis now)
     const bool isNewConnection = isNew || known->second.connections.count(origin.source.connection) == 0;
     if (isNewConnection && message.kind == Kind::Offline) return outcome;
 
-    Broadcaster& broadcaster = FindOrAdd(m_broadcasters, origin.source.client, mostBroadcasters);
-    Connection& connection = FindOrAdd(broadcaster.connections, origin.source.connection, mostConnections);
+    Broadcaster& broadcaster = FindOrAdd(m_broadcasters, origin.source.client, kMostBroadcasters);
+    Connection& connection = FindOrAdd(broadcaster.connections, origin.source.connection, kMostConnections);
     Event event{origin, message, now, broadcaster, connection, outcome};
     if (isNew) outcome.before.push_back(event.Tell(Notice::Kind::Joined));
     Handle(event);
@@ -172,7 +172,7 @@ void Fleet::KeepState(Event& event) {
 
 void Fleet::AskForState(Event& event) {
     std::optional<Millis>& askedAt = event.broadcaster.askedAt;
-    if (askedAt && event.now - *askedAt < pauseBetweenQuestions) return;
+    if (askedAt && event.now - *askedAt < kPauseBetweenQuestions) return;
     askedAt = event.now;
     SendAnswer(event, R"({"type":3})", event.Tell(Notice::Kind::AskedForState));
 }
@@ -216,7 +216,7 @@ void Fleet::OnFirstFrameRecord(Event& event) {
 }
 
 Stream& Fleet::FindStream(Event& event) {
-    return FindOrAdd(event.broadcaster.streams, event.message.body["sid"].asString(), mostStreams);
+    return FindOrAdd(event.broadcaster.streams, event.message.body["sid"].asString(), kMostStreams);
 }
 
 void Fleet::NameStream(Event& event, Stream& stream) {

@@ -10,7 +10,7 @@ namespace collector {
 namespace {
 
 // Of what cannot be read, this much is shown.
-constexpr std::size_t mostExcerptBytes = 200;
+constexpr std::size_t kMostExcerptBytes = 200;
 
 Json::Value Line(std::int64_t wallMs, const char* kind) {
     Json::Value line;
@@ -49,17 +49,17 @@ const char* Name(Notice::Kind kind) {
 void AddMalformed(Json::Value& line, const Received& received, const std::string& reason) {
     line["reason"] = reason;
     line["bytes"] = static_cast<Json::UInt64>(received.payload.size());
-    line["excerpt"] = apps::Printable(received.payload, mostExcerptBytes);
+    line["excerpt"] = apps::Printable(received.payload, kMostExcerptBytes);
 }
 
 void AddProperties(Json::Value& line, const Received& received) {
-    line["topic"] = apps::Printable(received.topic, mostExcerptBytes);
+    line["topic"] = apps::Printable(received.topic, kMostExcerptBytes);
     line["qos"] = received.qos;
     line["retained"] = received.retained;
     if (!received.contentType.empty())
-        line["contentType"] = apps::Printable(received.contentType, mostExcerptBytes);
+        line["contentType"] = apps::Printable(received.contentType, kMostExcerptBytes);
     if (!received.responseTopic.empty())
-        line["responseTopic"] = apps::Printable(received.responseTopic, mostExcerptBytes);
+        line["responseTopic"] = apps::Printable(received.responseTopic, kMostExcerptBytes);
 }
 
 Json::Value ToJson(const Counters& counters) {

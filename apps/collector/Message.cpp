@@ -10,13 +10,13 @@ namespace collector {
 namespace {
 
 // Nothing that a broadcaster sends nests deeper than four.
-constexpr int deepestNesting = 32;
+constexpr int kDeepestNesting = 32;
 
 Json::CharReaderBuilder StrictReader() {
     Json::CharReaderBuilder builder;
     Json::CharReaderBuilder::strictMode(&builder.settings_);
     builder["strictRoot"] = false;
-    builder["stackLimit"] = deepestNesting;
+    builder["stackLimit"] = kDeepestNesting;
     return builder;
 }
 
@@ -98,15 +98,15 @@ Kind ReadStreamMessage(const Json::Value& head, const Json::Value& body) {
 
 Kind Classify(int command, Message& message, const std::optional<std::string>& head) {
     if (head) {
-        RequireLength(*head, mostHeadBytes, "the head");
+        RequireLength(*head, kMostHeadBytes, "the head");
         message.head = ParseText(*head, "the head");
     }
     switch (command) {
-        case heartbeatCommand:
+        case kHeartbeatCommand:
             return ReadHeartbeat(message.body);
-        case hostCommand:
+        case kHostCommand:
             return ReadCommand(message.body);
-        case streamCommand:
+        case kStreamCommand:
             if (!head) throw MalformedMessage("the head is missing");
             CheckHead(message.head);
             return ReadStreamMessage(message.head, message.body);
@@ -120,7 +120,7 @@ Kind Classify(int command, Message& message, const std::optional<std::string>& h
 Message ReadPresence(std::string_view payload) {
     Message message;
     try {
-        RequireLength(payload, mostPayloadBytes, "the payload");
+        RequireLength(payload, kMostPayloadBytes, "the payload");
         message.body = ParseText(payload, "the payload");
         RequireObject(message.body, "the presence");
         const Json::Value online = message.body.get("online", Json::Value());
@@ -135,7 +135,7 @@ Message ReadPresence(std::string_view payload) {
 Message ReadUplink(int command, std::string_view payload, const std::optional<std::string>& head) {
     Message message;
     try {
-        RequireLength(payload, mostPayloadBytes, "the payload");
+        RequireLength(payload, kMostPayloadBytes, "the payload");
         message.body = ParseText(payload, "the payload");
         message.kind = Classify(command, message, head);
     } catch (const MalformedMessage& error) {
@@ -154,10 +154,10 @@ bool IsStreamMessage(Kind kind) {
 }
 
 const char* Name(Kind kind) {
-    static constexpr std::array<const char*, 11> names{"online",  "offline", "full",     "keep-alive",
-                                                       "command", "stream",  "quality",  "first-frame",
-                                                       "event",   "unknown", "malformed"};
-    return names.at(static_cast<std::size_t>(kind));
+    static constexpr std::array<const char*, 11> kNames{"online",  "offline", "full",     "keep-alive",
+                                                        "command", "stream",  "quality",  "first-frame",
+                                                        "event",   "unknown", "malformed"};
+    return kNames.at(static_cast<std::size_t>(kind));
 }
 
 }  // namespace collector

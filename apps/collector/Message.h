@@ -31,13 +31,13 @@ struct Message {
 };
 
 /// The command numbers that broadcasters send on.
-constexpr int heartbeatCommand = 2;
-constexpr int hostCommand = 4;
-constexpr int streamCommand = 5;
+constexpr int kHeartbeatCommand = 2;
+constexpr int kHostCommand = 4;
+constexpr int kStreamCommand = 5;
 
 /// Longer payloads and heads are not looked at.
-constexpr std::size_t mostPayloadBytes = 1U << 20U;
-constexpr std::size_t mostHeadBytes = 65536;
+constexpr std::size_t kMostPayloadBytes = 1U << 20U;
+constexpr std::size_t kMostHeadBytes = 65536;
 
 /// Reads a payload of the presence topic.
 Message ReadPresence(std::string_view payload);

@@ -8,14 +8,14 @@
 namespace collector {
 namespace {
 
-const char introduction[] =
+const char kIntroduction[] =
     "usage: qolive-collector [OPTION ...]\n"
     "\n"
     "Receives what broadcasters report through an MQTT 5 broker, shows it, and\n"
     "answers as a server does: it asks for a full heartbeat when it does not know a\n"
     "broadcaster's state, and accepts streams. Ctrl-C ends it.\n";
 
-const char epilogue[] =
+const char kEpilogue[] =
     "Example: a broker on this machine, and what it carries\n"
     "  mosquitto -p 1883 &\n"
     "  qolive-collector --summary\n"
@@ -35,7 +35,7 @@ void SetBroker(BrokerOptions& broker, const std::string& text) {
 }
 
 apps::CommandLine Arguments(Options& options) {
-    constexpr auto mostCode = std::numeric_limits<std::int32_t>::max();
+    constexpr auto kMostCode = std::numeric_limits<std::int32_t>::max();
     std::vector<apps::Option> all{
         {"broker", "HOST:PORT", "the broker (127.0.0.1:1883)",
          [&](const std::string& text) { SetBroker(options.broker, text); }},
@@ -57,7 +57,7 @@ apps::CommandLine Arguments(Options& options) {
         {"refuse", "CODE", "answer stream records with this code instead of 0, which accepts them",
          [&](const std::string& text) {
              options.rules.answerCode =
-                 static_cast<int>(apps::ParseWhole("--refuse", text, -mostCode, mostCode));
+                 static_cast<int>(apps::ParseWhole("--refuse", text, -kMostCode, kMostCode));
          }},
         {"json", "", "one JSON object per line instead of text",
          [&](const std::string&) { options.json = true; }},
@@ -69,7 +69,7 @@ apps::CommandLine Arguments(Options& options) {
     };
     for (apps::Option& usual : apps::UsualOptions(options.help, options.version))
         all.push_back(std::move(usual));
-    return apps::CommandLine(introduction, std::move(all), epilogue);
+    return apps::CommandLine(kIntroduction, std::move(all), kEpilogue);
 }
 
 }  // namespace

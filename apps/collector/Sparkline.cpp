@@ -7,20 +7,20 @@
 namespace collector {
 namespace {
 
-constexpr std::size_t mostValues = 60;
-constexpr std::array<const char*, 8> blocks{"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
+constexpr std::size_t kMostValues = 60;
+constexpr std::array<const char*, 8> kBlocks{"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
 
 const char* Block(std::int64_t value, std::int64_t greatest) {
-    if (greatest <= 0 || value <= 0) return blocks.front();
+    if (greatest <= 0 || value <= 0) return kBlocks.front();
     const double share = static_cast<double>(value) / static_cast<double>(greatest);
-    return blocks.at(static_cast<std::size_t>(std::lround(share * (blocks.size() - 1))));
+    return kBlocks.at(static_cast<std::size_t>(std::lround(share * (kBlocks.size() - 1))));
 }
 
 }  // namespace
 
 std::string Sparkline(const std::vector<std::int64_t>& values, std::int64_t top) {
     if (values.empty()) return {};
-    const std::size_t skipped = values.size() > mostValues ? values.size() - mostValues : 0;
+    const std::size_t skipped = values.size() > kMostValues ? values.size() - kMostValues : 0;
     const std::int64_t greatest = std::max(top, *std::max_element(values.begin(), values.end()));
     std::string line;
     for (std::size_t i = skipped; i < values.size(); ++i)

@@ -11,12 +11,12 @@
 namespace collector {
 namespace {
 
-constexpr std::size_t mostTextBytes = 96;
-constexpr std::size_t wideColumns = 110;
-constexpr std::size_t clientColumn = 12;
-constexpr std::size_t connectionColumn = 8;
-constexpr std::size_t labelColumn = 13;
-constexpr std::size_t leastDetails = 24;
+constexpr std::size_t kMostTextBytes = 96;
+constexpr std::size_t kWideColumns = 110;
+constexpr std::size_t kClientColumn = 12;
+constexpr std::size_t kConnectionColumn = 8;
+constexpr std::size_t kLabelColumn = 13;
+constexpr std::size_t kLeastDetails = 24;
 
 std::string LocalTime(std::int64_t wallMs) {
     const std::time_t seconds = static_cast<std::time_t>(wallMs / 1000);
@@ -35,7 +35,7 @@ std::string Seconds(Millis duration) {
 }
 
 std::string Shown(const Json::Value& value) {
-    return apps::Printable(value.asString(), mostTextBytes);
+    return apps::Printable(value.asString(), kMostTextBytes);
 }
 
 std::string Size(const Json::Value& part, const char* width, const char* height) {
@@ -74,24 +74,24 @@ std::string DescribeStreamRecord(const Json::Value& body) {
 }
 
 std::string DescribeQuality(const Json::Value& body, const std::string& stream) {
-    return apps::Printable(stream, mostTextBytes) + " #" + Shown(body["order"]) + " · " +
+    return apps::Printable(stream, kMostTextBytes) + " #" + Shown(body["order"]) + " · " +
            Shown(body["vBitrateAvg"]) + "+" + Shown(body["aBitrateAvg"]) + " kbps sent on average · " +
            Shown(body["lostFrames"]) + " frames lost";
 }
 
 std::string DescribeFirstFrame(const Json::Value& body, const std::string& stream) {
-    return apps::Printable(stream, mostTextBytes) + (stream.empty() ? "" : " ") + "after " +
+    return apps::Printable(stream, kMostTextBytes) + (stream.empty() ? "" : " ") + "after " +
            Shown(body["duration"]) + " ms · state " + Shown(body["state"]) + " code " + Shown(body["code"]);
 }
 
 std::string Compact(const Json::Value& value) {
-    return apps::Printable(apps::CompactJson(value, apps::Letters::Plain), mostTextBytes);
+    return apps::Printable(apps::CompactJson(value, apps::Letters::Plain), kMostTextBytes);
 }
 
 std::string DescribeMalformed(const Received& received, const std::string& reason) {
     std::string text = reason + " · " + std::to_string(received.payload.size()) +
-                       " bytes: " + apps::Printable(received.payload, mostTextBytes);
-    if (!received.parsedTopic) text += " · topic " + apps::Printable(received.topic, mostTextBytes);
+                       " bytes: " + apps::Printable(received.payload, kMostTextBytes);
+    if (!received.parsedTopic) text += " · topic " + apps::Printable(received.topic, kMostTextBytes);
     return text;
 }
 
@@ -202,7 +202,7 @@ std::string DescribeCounters(const Counters& counters) {
 
 std::string DescribeStream(const std::string& sid, const Stream& stream) {
     const std::string& name = stream.streamId.empty() ? sid : stream.streamId;
-    return "stream " + (name.empty() ? "without a name" : apps::Printable(name, mostTextBytes)) +
+    return "stream " + (name.empty() ? "without a name" : apps::Printable(name, kMostTextBytes)) +
            "  stream records " + std::to_string(stream.starts) + " · first-frame records " +
            std::to_string(stream.firstFrames) + " · quality records " +
            std::to_string(stream.qualityRecords) + " with " + std::to_string(stream.samples) +
@@ -243,28 +243,28 @@ std::string Terminal::Paint(Colour colour, const std::string& text) const {
 }
 
 bool Terminal::IsWide() const {
-    return m_width() >= wideColumns;
+    return m_width() >= kWideColumns;
 }
 
 void Terminal::WriteLine(std::int64_t wallMs, const Source& source, Colour colour, const std::string& label,
                          const std::string& details) {
-    std::string place = apps::Padded(source.connection, connectionColumn);
+    std::string place = apps::Padded(source.connection, kConnectionColumn);
     if (IsWide())
-        place = apps::Padded(source.client, clientColumn) + " " + place;
+        place = apps::Padded(source.client, kClientColumn) + " " + place;
     else
         WriteName(source.client);
     const std::string time = LocalTime(wallMs);
-    const std::string shownLabel = details.empty() ? label : apps::Padded(label, labelColumn) + " ";
+    const std::string shownLabel = details.empty() ? label : apps::Padded(label, kLabelColumn) + " ";
     WriteWrapped(Paint(Colour::Dim, time) + " " + place + " " + Paint(colour, shownLabel),
-                 apps::Columns(time + place) + labelColumn + 3, colour == Colour::Dim ? colour : Colour::None,
-                 details);
+                 apps::Columns(time + place) + kLabelColumn + 3,
+                 colour == Colour::Dim ? colour : Colour::None, details);
 }
 
 // `begin`, which takes `indent` columns, and `text` beside it in as many lines as it takes.
 void Terminal::WriteWrapped(const std::string& begin, std::size_t indent, Colour colour,
                             const std::string& text) {
     const std::size_t width = m_width();
-    const std::size_t columns = width < indent + leastDetails ? leastDetails : width - indent;
+    const std::size_t columns = width < indent + kLeastDetails ? kLeastDetails : width - indent;
     m_stream << begin << Paint(colour, apps::Paragraph(text, columns, indent)) << std::endl;
 }
 
@@ -282,14 +282,14 @@ void Terminal::Show(const Received& received, const Message& message, const Outc
 }
 
 void Terminal::ShowSamples(const Json::Value& record) {
-    constexpr std::size_t indent = 4;
-    const std::string begin(indent, ' ');
+    constexpr std::size_t kIndent = 4;
+    const std::string begin(kIndent, ' ');
     if (!record.isMember("streams") && !record.isMember("devices"))
-        return WriteWrapped(begin, indent, Colour::None, "no samples");
-    WriteWrapped(begin, indent, Colour::None,
+        return WriteWrapped(begin, kIndent, Colour::None, "no samples");
+    WriteWrapped(begin, kIndent, Colour::None,
                  "sent" + StreamChart("fps", record, "vsFps") + StreamChart("kbps", record, "vsBitrate") +
                      StreamChart("audio kbps", record, "asBitrate"));
-    WriteWrapped(begin, indent, Colour::None,
+    WriteWrapped(begin, kIndent, Colour::None,
                  "host" + PercentChart("cpu", record, "cpuUsage") +
                      PercentChart("app", record, "cpuAppUsage") + PercentChart("mem", record, "mem") +
                      Chart("ping/50 ms", Samples(record, "devices", "nt")));
@@ -297,7 +297,7 @@ void Terminal::ShowSamples(const Json::Value& record) {
 
 void Terminal::Show(std::int64_t wallMs, const Notice& notice) {
     WriteLine(wallMs, notice.source, IsTrouble(notice.kind) ? Colour::Red : Colour::Yellow, "·",
-              (notice.stream.empty() ? "" : apps::Printable(notice.stream, mostTextBytes) + ": ") +
+              (notice.stream.empty() ? "" : apps::Printable(notice.stream, kMostTextBytes) + ": ") +
                   Describe(notice));
 }
 
@@ -318,11 +318,11 @@ void Terminal::Summarise(std::int64_t, const Fleet& fleet) {
 }
 
 void Terminal::SummariseBroadcaster(const Broadcaster& broadcaster) {
-    constexpr std::size_t roleColumn = 6;
+    constexpr std::size_t kRoleColumn = 6;
     for (const auto& [id, connection] : broadcaster.connections) {
         const std::string begin = "    " + id + " " +
-                                  apps::Padded(Role(broadcaster, connection), roleColumn) + " " +
-                                  apps::Padded(Name(connection.link), roleColumn) + " ";
+                                  apps::Padded(Role(broadcaster, connection), kRoleColumn) + " " +
+                                  apps::Padded(Name(connection.link), kRoleColumn) + " ";
         WriteWrapped(begin, apps::Columns(begin), Colour::None, DescribeCounters(connection.counters));
     }
     for (const auto& [sid, stream] : broadcaster.streams)

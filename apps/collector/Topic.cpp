@@ -8,8 +8,8 @@
 namespace collector {
 namespace {
 
-constexpr std::size_t mostClientCharacters = 128;
-constexpr std::size_t connectionCharacters = 8;
+constexpr std::size_t kMostClientCharacters = 128;
+constexpr std::size_t kConnectionCharacters = 8;
 
 std::vector<std::string_view> Levels(std::string_view text) {
     std::vector<std::string_view> levels;
@@ -32,12 +32,12 @@ bool IsNameCharacter(char c) {
 }
 
 bool IsClient(std::string_view text) {
-    return !text.empty() && text.size() <= mostClientCharacters &&
+    return !text.empty() && text.size() <= kMostClientCharacters &&
            std::all_of(text.begin(), text.end(), IsNameCharacter);
 }
 
 bool IsConnection(std::string_view text) {
-    return text.size() == connectionCharacters && std::all_of(text.begin(), text.end(), IsLowerHex);
+    return text.size() == kConnectionCharacters && std::all_of(text.begin(), text.end(), IsLowerHex);
 }
 
 std::optional<int> ParseCommand(std::string_view text) {

@@ -18,8 +18,8 @@
 namespace collector {
 namespace {
 
-constexpr int pollMs = 100;
-constexpr auto pauseBetweenConnects = std::chrono::milliseconds(500);
+constexpr int kPollMs = 100;
+constexpr auto kPauseBetweenConnects = std::chrono::milliseconds(500);
 
 bool WantsColours() {
     const char* noColor = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe): no thread writes it
@@ -88,7 +88,7 @@ private:
     void Step() {
         if (!m_connected)
             Reconnect();
-        else if (!m_link.Poll(pollMs)) {
+        else if (!m_link.Poll(kPollMs)) {
             m_connected = false;
             Remark("lost the broker at " + Describe(m_options.broker));
         }
@@ -98,7 +98,7 @@ private:
     }
 
     void Reconnect() {
-        std::this_thread::sleep_for(pauseBetweenConnects);
+        std::this_thread::sleep_for(kPauseBetweenConnects);
         if (m_link.Connect()) return;
         m_connected = true;
         m_fleet.ListenAgain(apps::SteadyMs());

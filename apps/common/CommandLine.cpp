@@ -12,9 +12,9 @@
 namespace apps {
 namespace {
 
-constexpr std::size_t helpColumn = 26;
-constexpr std::size_t helpWidth = 80;
-constexpr double secondsPerYear = 366.0 * 86400.0;
+constexpr std::size_t kHelpColumn = 26;
+constexpr std::size_t kHelpWidth = 80;
+constexpr double kSecondsPerYear = 366.0 * 86400.0;
 
 std::string Label(const Option& option) {
     return option.argument.empty() ? "--" + option.name : "--" + option.name + " " + option.argument;
@@ -22,9 +22,9 @@ std::string Label(const Option& option) {
 
 std::string HelpEntry(const Option& option) {
     const std::string label = "  " + Label(option);
-    const std::string begin = label.size() + 2 > helpColumn ? label + "\n" + std::string(helpColumn, ' ')
-                                                            : Padded(label, helpColumn);
-    return begin + Paragraph(option.help, helpWidth - helpColumn, helpColumn) + "\n";
+    const std::string begin = label.size() + 2 > kHelpColumn ? label + "\n" + std::string(kHelpColumn, ' ')
+                                                             : Padded(label, kHelpColumn);
+    return begin + Paragraph(option.help, kHelpWidth - kHelpColumn, kHelpColumn) + "\n";
 }
 
 }  // namespace
@@ -92,7 +92,7 @@ double ParseSeconds(const std::string& what, const std::string& text) {
     std::istringstream stream(text);
     stream.imbue(std::locale::classic());
     double value = -1;
-    if (!(stream >> value) || !stream.eof() || !std::isfinite(value) || value < 0 || value > secondsPerYear)
+    if (!(stream >> value) || !stream.eof() || !std::isfinite(value) || value < 0 || value > kSecondsPerYear)
         throw UsageError(what + " is not a number of seconds: " + text);
     return value;
 }

@@ -10,7 +10,7 @@ struct Character {
     std::uint32_t code = 0;
 };
 
-constexpr std::uint32_t leastCode[] = {0, 0, 0x80, 0x800, 0x10000};
+constexpr std::uint32_t kLeastCode[] = {0, 0, 0x80, 0x800, 0x10000};
 
 std::size_t LengthByLead(unsigned char lead) {
     if (lead < 0x80) return 1;
@@ -31,7 +31,7 @@ Character Decode(std::string_view text) {
         code = code << 6U | (byte & 0x3FU);
     }
     const bool surrogate = code >= 0xD800 && code < 0xE000;
-    if (code < leastCode[length] || code > 0x10FFFF || surrogate) return {};
+    if (code < kLeastCode[length] || code > 0x10FFFF || surrogate) return {};
     return {length, code};
 }
 

@@ -5,11 +5,11 @@
 namespace apps {
 namespace {
 
-constexpr int misuse = 2;
-constexpr std::size_t mostShownBytes = 1000;
+constexpr int kMisuse = 2;
+constexpr std::size_t kMostShownBytes = 1000;
 
 int Tell(const char* program, const std::exception& error, int status) {
-    std::cerr << program << ": " << Printable(error.what(), mostShownBytes) << "\n";
+    std::cerr << program << ": " << Printable(error.what(), kMostShownBytes) << "\n";
     return status;
 }
 
@@ -19,7 +19,7 @@ int Guarded(const char* program, const std::function<int()>& work) {
     try {
         return work();
     } catch (const UsageError& error) {
-        return Tell(program, error, misuse);
+        return Tell(program, error, kMisuse);
     } catch (const std::exception& error) {
         return Tell(program, error, EXIT_FAILURE);
     }

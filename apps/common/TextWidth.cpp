@@ -7,10 +7,10 @@
 namespace apps {
 namespace {
 
-constexpr std::size_t usualWidth = 80;
-constexpr std::size_t leastWidth = 20;
-constexpr std::size_t mostWidth = 1000;
-constexpr std::string_view partMark = " · ";
+constexpr std::size_t kUsualWidth = 80;
+constexpr std::size_t kLeastWidth = 20;
+constexpr std::size_t kMostWidth = 1000;
+constexpr std::string_view kPartMark = " · ";
 
 struct CodeRange {
     std::uint32_t first;
@@ -18,11 +18,11 @@ struct CodeRange {
 };
 
 // Marks that are drawn over the character before them.
-constexpr CodeRange without[] = {{0x300, 0x36F}, {0x1AB0, 0x1AFF}, {0x20D0, 0x20FF}, {0xFE00, 0xFE0F}};
+constexpr CodeRange kWithout[] = {{0x300, 0x36F}, {0x1AB0, 0x1AFF}, {0x20D0, 0x20FF}, {0xFE00, 0xFE0F}};
 // Characters of two columns: those of East Asia, and pictures.
-constexpr CodeRange twice[] = {{0x1100, 0x115F},   {0x2E80, 0xA4CF},   {0xAC00, 0xD7A3},  {0xF900, 0xFAFF},
-                               {0xFE30, 0xFE6F},   {0xFF00, 0xFF60},   {0xFFE0, 0xFFE6},  {0x1F300, 0x1F64F},
-                               {0x1F680, 0x1F6FF}, {0x1F900, 0x1F9FF}, {0x20000, 0x3FFFD}};
+constexpr CodeRange kTwice[] = {{0x1100, 0x115F},   {0x2E80, 0xA4CF},   {0xAC00, 0xD7A3},  {0xF900, 0xFAFF},
+                                {0xFE30, 0xFE6F},   {0xFF00, 0xFF60},   {0xFFE0, 0xFFE6},  {0x1F300, 0x1F64F},
+                                {0x1F680, 0x1F6FF}, {0x1F900, 0x1F9FF}, {0x20000, 0x3FFFD}};
 
 template <std::size_t size>
 bool IsIn(const CodeRange (&ranges)[size], std::uint32_t code) {
@@ -46,8 +46,8 @@ std::uint32_t CodeOf(std::string_view character) {
 
 std::size_t ColumnsOf(std::string_view character) {
     const std::uint32_t code = CodeOf(character);
-    if (IsIn(without, code)) return 0;
-    return IsIn(twice, code) ? 2 : 1;
+    if (IsIn(kWithout, code)) return 0;
+    return IsIn(kTwice, code) ? 2 : 1;
 }
 
 // How many bytes of `text` fit into `columns`; at least one character.
@@ -70,11 +70,11 @@ public:
 
     // In the line that is being filled where it fits, else in the next where it fits there, else word by word.
     void AddPart(std::string_view part) {
-        if (Fits(partMark, part)) return Append(partMark, part);
+        if (Fits(kPartMark, part)) return Append(kPartMark, part);
         if (Columns(part) <= m_columns) return Begin(part);
         for (bool first = true; !part.empty(); first = false) {
             const std::size_t end = std::min(part.find(' '), part.size());
-            AddWord(first ? partMark : " ", part.substr(0, end));
+            AddWord(first ? kPartMark : " ", part.substr(0, end));
             part.remove_prefix(std::min(end + 1, part.size()));
         }
     }
@@ -128,9 +128,9 @@ std::string Padded(std::string text, std::size_t columns) {
 std::vector<std::string> Wrapped(std::string_view text, std::size_t columns) {
     Lines lines(columns);
     while (!text.empty()) {
-        const std::size_t end = std::min(text.find(partMark), text.size());
+        const std::size_t end = std::min(text.find(kPartMark), text.size());
         lines.AddPart(text.substr(0, end));
-        text.remove_prefix(std::min(end + partMark.size(), text.size()));
+        text.remove_prefix(std::min(end + kPartMark.size(), text.size()));
     }
     return lines.Take();
 }
@@ -147,9 +147,9 @@ std::string Paragraph(std::string_view text, std::size_t columns, std::size_t in
 std::size_t OutputWidth() {
     const char* const wanted = std::getenv("COLUMNS");  // NOLINT(concurrency-mt-unsafe): no thread writes it
     const unsigned long columns = wanted ? std::strtoul(wanted, nullptr, 10) : 0;
-    if (columns >= leastWidth && columns <= mostWidth) return columns;
+    if (columns >= kLeastWidth && columns <= kMostWidth) return columns;
     const std::size_t terminal = TerminalWidth();
-    return terminal >= leastWidth ? std::min(terminal, mostWidth) : usualWidth;
+    return terminal >= kLeastWidth ? std::min(terminal, kMostWidth) : kUsualWidth;
 }
 
 }  // namespace apps

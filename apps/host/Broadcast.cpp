@@ -20,9 +20,9 @@
 namespace host {
 namespace {
 
-constexpr std::chrono::seconds showInterval{5};
-constexpr std::chrono::seconds writeInterval{1};
-constexpr std::size_t mostShownBytes = 300;
+constexpr std::chrono::seconds kShowInterval{5};
+constexpr std::chrono::seconds kWriteInterval{1};
+constexpr std::size_t kMostShownBytes = 300;
 
 std::string NameOf(int index) {
     static const char* const names[] = {"anchor", "co-host", "mix"};
@@ -169,7 +169,7 @@ private:
         m_fault.clear();
         if (std::exchange(m_announced, true)) return Say("is sent again");
         const StreamFacts facts = m_feed.Facts();
-        Say(m_pipeline->Name() + (" to " + apps::Printable(facts.url, mostShownBytes)));
+        Say(m_pipeline->Name() + (" to " + apps::Printable(facts.url, kMostShownBytes)));
         Say(DescribeEncoding(facts));
     }
 
@@ -178,7 +178,7 @@ private:
         m_pipeline.reset();
         const auto since = std::exchange(m_sendingSince, std::nullopt);
         if (end.code == EndCode::Stopped) return;
-        m_fault = m_id + ": " + apps::Printable(end.reason, mostShownBytes);
+        m_fault = m_id + ": " + apps::Printable(end.reason, kMostShownBytes);
         m_mayPass = MayPass(end.code);
         std::string next;
         if (m_mayPass) next = "; trying again in " + PlanNextTry(since);
@@ -233,7 +233,7 @@ void Broadcast::Start() {
     data_report::DataReportManager::Instance().Init();
     for (const PlannedStream& planned : m_plan)
         m_streams.push_back(std::make_unique<Stream>(planned, m_options.identity, m_options.quiet));
-    m_nextShown = Clock::now() + showInterval;
+    m_nextShown = Clock::now() + kShowInterval;
     m_nextWritten = Clock::now();
 }
 
@@ -245,13 +245,13 @@ void Broadcast::Turn() {
 }
 
 void Broadcast::ShowFigures() {
-    m_nextShown += showInterval;
+    m_nextShown += kShowInterval;
     for (const auto& stream : m_streams)
         stream->ShowFigures(Clock::now());
 }
 
 void Broadcast::WriteFigures() {
-    m_nextWritten += writeInterval;
+    m_nextWritten += kWriteInterval;
     for (const auto& stream : m_streams) {
         if (m_figures.is_open()) m_figures << apps::CompactJson(stream->Figures(apps::WallMs())) << std::endl;
     }

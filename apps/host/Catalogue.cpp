@@ -28,7 +28,7 @@ Parameter Word(const char* name) {
 Parameter Rest(const char* name) {
     return {name, ParameterKind::Rest};
 }
-const Parameter onOff{"on|off", ParameterKind::OnOff};
+const Parameter kOnOff{"on|off", ParameterKind::OnOff};
 
 void SwitchHeartbeat(bool on) {
     int mode = 0;
@@ -48,7 +48,7 @@ Actions SessionActions() {
              QoUser::GetInstance()->SetTagRoomType(a.Int(1));
          }},
         {"talk",
-         {onOff, Int("ID")},
+         {kOnOff, Int("ID")},
          "the talk session begins or ends",
          [](const Arguments& a) { Talk().SetTalkLiving(a.On(0), a.Int(1)); }},
         {"layout",
@@ -69,7 +69,7 @@ Actions ConnectionActions(const Surroundings& surroundings) {
          "close the connections",
          [disconnect = surroundings.disconnect](const Arguments&) { disconnect(); }},
         {"heartbeat",
-         {onOff},
+         {kOnOff},
          "start or stop the heartbeat",
          [](const Arguments& a) { SwitchHeartbeat(a.On(0)); }},
         {"full",
@@ -100,7 +100,7 @@ Actions AnchorActions() {
              Heartbeat().updateLiveStreamInfo(a.Text(0), a.Int(1), a.Int(2), a.Int(3), a.Int(4));
          }},
         {"live",
-         {onOff},
+         {kOnOff},
          "the anchor goes live or stops",
          [](const Arguments& a) { Heartbeat().updateliveStatus(a.On(0)); }},
         {"push",
@@ -121,7 +121,7 @@ Actions CoHostActions() {
                                        a.Int(7), a.Text(8), a.Int(9));
          }},
         {"co-host-link",
-         {onOff},
+         {kOnOff},
          "the link to the co-host comes up or ends",
          [](const Arguments& a) { Heartbeat().updatemicStatus(a.On(0)); }},
         {"co-host-push",

@@ -12,8 +12,8 @@
 namespace host {
 namespace {
 
-constexpr std::size_t mostLineBytes = 65536;
-constexpr std::string_view ofConnections = "[msgcenter] sdklog: ";
+constexpr std::size_t kMostLineBytes = 65536;
+constexpr std::string_view kOfConnections = "[msgcenter] sdklog: ";
 
 std::string TimeOfDay() {
     const int ms = static_cast<int>(apps::WallMs() % 86400000);
@@ -47,11 +47,11 @@ HostLog::~HostLog() {
 
 void HostLog::OnLine(void* user, int level, const char* line) {
     auto& log = *static_cast<HostLog*>(user);
-    const std::string text = apps::Printable(WithoutLineBreak(line), mostLineBytes);
+    const std::string text = apps::Printable(WithoutLineBreak(line), kMostLineBytes);
     const std::string begin = TimeOfDay() + " " + std::to_string(level) + " ";
     const std::lock_guard<std::mutex> lock(log.m_mutex);
-    if (text.compare(0, ofConnections.size(), ofConnections) == 0)
-        log.m_lastOfConnections = text.substr(ofConnections.size());
+    if (text.compare(0, kOfConnections.size(), kOfConnections) == 0)
+        log.m_lastOfConnections = text.substr(kOfConnections.size());
     if (log.m_stream) *log.m_stream << begin << text << std::endl;
 }
 

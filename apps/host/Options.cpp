@@ -17,15 +17,15 @@ namespace {
 
 using apps::UsageError;
 
-const char introduction[] =
+const char kIntroduction[] =
     "usage: QoLive [OPTION ...]\n"
     "\n"
     "Behaves as a broadcaster's program does: loads the reporting library, connects\n"
     "to MQTT 5 brokers, reports a heartbeat and follows a script of what happens in\n"
     "the show. Ctrl-C ends it in good order.\n";
 
-constexpr auto most32 = std::numeric_limits<std::int32_t>::max();
-constexpr auto most64 = std::numeric_limits<std::int64_t>::max();
+constexpr auto kMost32 = std::numeric_limits<std::int32_t>::max();
+constexpr auto kMost64 = std::numeric_limits<std::int64_t>::max();
 
 void CheckAddress(const std::string& name, const std::string& address) {
     const std::size_t colon = address.find(':');
@@ -62,14 +62,14 @@ std::vector<std::string> ParseAddresses(const std::string& name, const std::stri
     return addresses;
 }
 
-constexpr int tlsButToLoopback = 0;
-constexpr int tlsAlways = 1;
-constexpr int tlsNever = 2;
+constexpr int kTlsButToLoopback = 0;
+constexpr int kTlsAlways = 1;
+constexpr int kTlsNever = 2;
 
 int ParseTlsMode(const std::string& text) {
-    if (text == "auto") return tlsButToLoopback;
-    if (text == "always") return tlsAlways;
-    if (text == "never") return tlsNever;
+    if (text == "auto") return kTlsButToLoopback;
+    if (text == "always") return kTlsAlways;
+    if (text == "never") return kTlsNever;
     throw UsageError("--tls is none of auto, always, never: " + text);
 }
 
@@ -88,7 +88,7 @@ std::vector<apps::Option> ConnectionOptions(Options& options) {
          [&](const std::string& path) { options.token = apps::ReadSecretFile(path); }},
         {"token-expires", "TIME", "when the token expires, seconds since 1970 (0: never)",
          [&](const std::string& text) {
-             options.tokenExpires = apps::ParseWhole("--token-expires", text, 0, most64);
+             options.tokenExpires = apps::ParseWhole("--token-expires", text, 0, kMost64);
          }},
         {"tls", "MODE", "auto: TLS but to loopback addresses; always; never (auto; with --ca: always)",
          [&](const std::string& text) {
@@ -101,7 +101,7 @@ std::vector<apps::Option> ConnectionOptions(Options& options) {
          [&](const std::string& name) { options.base.textValue1 = name; }},
         {"user-id", "N", "user id, offered as the user name (the client name)",
          [&](const std::string& text) {
-             options.base.int64Value2 = apps::ParseWhole("--user-id", text, 0, most64);
+             options.base.int64Value2 = apps::ParseWhole("--user-id", text, 0, kMost64);
          }},
         {"keep-alive", "SECONDS", "keep-alive of the connections (15)",
          [&](const std::string& text) {
@@ -109,7 +109,7 @@ std::vector<apps::Option> ConnectionOptions(Options& options) {
          }},
         {"longest-pause", "MS", "longest pause between connection attempts (30000)",
          [&](const std::string& text) {
-             options.base.int64Value1 = apps::ParseWhole("--longest-pause", text, 1, most32);
+             options.base.int64Value1 = apps::ParseWhole("--longest-pause", text, 1, kMost32);
          }},
     };
 }
@@ -170,7 +170,7 @@ apps::CommandLine CommandLineOf(Options& options, const std::string& epilogue) {
     for (const auto& more : {StreamOptions(options.broadcast), RunOptions(options),
                              apps::UsualOptions(options.help, options.version)})
         all.insert(all.end(), more.begin(), more.end());
-    return apps::CommandLine(introduction, std::move(all), epilogue);
+    return apps::CommandLine(kIntroduction, std::move(all), epilogue);
 }
 
 std::string ScriptHelp(const Actions& actions) {
@@ -225,7 +225,7 @@ Options ParseOptions(const std::vector<std::string>& arguments) {
         options.token = token;
     CommandLineOf(options, {}).Parse(arguments);
     // Who names an authority wants its certificates checked, on this machine as well.
-    if (!options.tlsChosen && !options.base.textValue2.empty()) options.base.intValue2 = tlsAlways;
+    if (!options.tlsChosen && !options.base.textValue2.empty()) options.base.intValue2 = kTlsAlways;
     return options;
 }
 

@@ -7,7 +7,7 @@
 namespace host {
 namespace {
 
-constexpr int notPushing = 0;
+constexpr int kNotPushing = 0;
 
 struct Access {
     std::int32_t LiveHeartReportData::*field;
@@ -28,11 +28,11 @@ void PushStatus::Turn(bool sending) {
     const Access access = AccessOf(m_number);
     LiveHeartReport& heartbeat = *LiveHeartReport::GetInstance();
     const int status = heartbeat.GetLiveHeartReportData().*access.field;
-    if (!sending && status != notPushing) {
+    if (!sending && status != kNotPushing) {
         m_setByHost = status;
-        (heartbeat.*access.update)(notPushing);
-    } else if (sending && status == notPushing && m_setByHost != notPushing) {
-        (heartbeat.*access.update)(std::exchange(m_setByHost, notPushing));
+        (heartbeat.*access.update)(kNotPushing);
+    } else if (sending && status == kNotPushing && m_setByHost != kNotPushing) {
+        (heartbeat.*access.update)(std::exchange(m_setByHost, kNotPushing));
     }
 }
 

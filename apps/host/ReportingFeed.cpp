@@ -59,7 +59,7 @@ void ReportingFeed::Turn(std::int64_t nowMs) {
         m_startReportedMs = nowMs;
     }
     const bool accepted =
-        !m_startDue && m_startReportedMs != 0 && nowMs - m_startReportedMs >= acceptanceTimeMs;
+        !m_startDue && m_startReportedMs != 0 && nowMs - m_startReportedMs >= kAcceptanceTimeMs;
     if (accepted && m_firstFrameDue.exchange(false)) Report(EventTypeEnum::FirstFrame);
 }
 

@@ -48,7 +48,7 @@ struct StreamEnd {
 /// comes back is reported as it begins again; one that never began, once, with the reason.
 class ReportingFeed : public StreamFeed {
 public:
-    static constexpr std::int64_t acceptanceTimeMs = 2000;
+    static constexpr std::int64_t kAcceptanceTimeMs = 2000;
 
     /// Announces the stream; the manager must have been initialised.
     ReportingFeed(const std::string& streamId, data_report::StreamTypeEnum type,

@@ -10,20 +10,20 @@ namespace host {
 class RetryPause {
 public:
     using Time = std::chrono::milliseconds;
-    static constexpr Time least{1000};
-    static constexpr Time most{30000};
-    static constexpr Time heldLongEnough{10000};
+    static constexpr Time kLeast{1000};
+    static constexpr Time kMost{30000};
+    static constexpr Time kHeldLongEnough{10000};
 
     /// `held`: how long the stream that was lost had been sent; 0 when it never was.
     Time Next(Time held) {
-        if (held >= heldLongEnough) m_next = least;
+        if (held >= kHeldLongEnough) m_next = kLeast;
         const Time pause = m_next;
-        m_next = std::min(2 * m_next, most);
+        m_next = std::min(2 * m_next, kMost);
         return pause;
     }
 
 private:
-    Time m_next = least;
+    Time m_next = kLeast;
 };
 
 }  // namespace host

@@ -9,7 +9,7 @@
 namespace host {
 namespace {
 
-constexpr std::size_t mostReasonBytes = 300;
+constexpr std::size_t kMostReasonBytes = 300;
 
 using Figure = std::pair<std::uint64_t, const char*>;
 
@@ -60,7 +60,7 @@ std::string CenterText(const std::string& name, const Bas::CenterStatus& status,
     const std::string since =
         status.sinceMs > 0 ? " for " + std::to_string((nowMs - status.sinceMs) / 1000) + " s" : "";
     return name + " center: " + StateText(status.state) + since + "\n" +
-           Line("", apps::Printable(status.reason, mostReasonBytes)) +
+           Line("", apps::Printable(status.reason, kMostReasonBytes)) +
            Line("messages: ", std::to_string(counters.accepted) + " taken, " +
                                   std::to_string(counters.acknowledged) + " acknowledged, " +
                                   std::to_string(counters.refused) + " refused, " +

@@ -15,11 +15,11 @@ namespace {
 
 using apps::UsageError;
 
-constexpr std::size_t mostScriptBytes = 1U << 20U;
-constexpr std::size_t mostQuotedBytes = 60;
+constexpr std::size_t kMostScriptBytes = 1U << 20U;
+constexpr std::size_t kMostQuotedBytes = 60;
 
 std::string Quoted(const std::string& text) {
-    return "\"" + apps::Printable(text, mostQuotedBytes) + "\"";
+    return "\"" + apps::Printable(text, kMostQuotedBytes) + "\"";
 }
 
 /// What is left of a line.
@@ -75,7 +75,7 @@ std::int64_t ParseOnOff(const std::string& word) {
 template <class Integer>
 std::int64_t ParseInteger(const std::string& name, const std::string& word) {
     using Limits = std::numeric_limits<Integer>;
-    return apps::ParseWhole(name, apps::Printable(word, mostQuotedBytes), Limits::min(), Limits::max());
+    return apps::ParseWhole(name, apps::Printable(word, kMostQuotedBytes), Limits::min(), Limits::max());
 }
 
 std::string CheckedJson(const std::string& name, const std::string& text) {
@@ -132,7 +132,7 @@ Step ParseLine(const std::string& text, const Actions& actions) {
     Step step;
     const std::string seconds = line.TakeWord();
     step.seconds = apps::ParseSeconds("the line does not begin with a time: it",
-                                      apps::Printable(seconds, mostQuotedBytes));
+                                      apps::Printable(seconds, kMostQuotedBytes));
     if (line.IsEmpty()) throw UsageError("the action is missing");
     step.text = line.Rest();
     const Action& action = Find(actions, line.TakeWord());
@@ -174,11 +174,11 @@ std::vector<Step> ParseScript(const std::string& source, const std::string& text
 
 std::string ReadScriptFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
-    std::string text(mostScriptBytes + 1, '\0');
+    std::string text(kMostScriptBytes + 1, '\0');
     file.read(text.data(), static_cast<std::streamsize>(text.size()));
     text.resize(static_cast<std::size_t>(file.gcount()));
     if (!file.eof() && text.empty()) throw UsageError("cannot read the script " + path);
-    if (text.size() > mostScriptBytes) throw UsageError("the script is larger than 1 MiB: " + path);
+    if (text.size() > kMostScriptBytes) throw UsageError("the script is larger than 1 MiB: " + path);
     return text;
 }
 

@@ -24,12 +24,12 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr auto turn = std::chrono::milliseconds(20);
+constexpr auto kTurn = std::chrono::milliseconds(20);
 
 // A change is reported within 3 s.
-constexpr double secondsAfterTheLastStep = 4;
+constexpr double kSecondsAfterTheLastStep = 4;
 
-constexpr std::size_t mostShownBytes = 200;
+constexpr std::size_t kMostShownBytes = 200;
 
 double SecondsSince(Clock::time_point start) {
     return std::chrono::duration<double>(Clock::now() - start).count();
@@ -41,7 +41,7 @@ void Announce(double seconds, const std::string& text, bool quiet) {
     const int length = std::snprintf(time, sizeof time, "%7.1f s  ", seconds);
     const auto indent = static_cast<std::size_t>(length);
     std::cout << time
-              << apps::Paragraph(apps::Printable(text, mostShownBytes), apps::OutputWidth() - indent, indent)
+              << apps::Paragraph(apps::Printable(text, kMostShownBytes), apps::OutputWidth() - indent, indent)
               << std::endl;
 }
 
@@ -67,7 +67,7 @@ Course Follow(const std::vector<Step>& steps, double duration, bool quiet, Broad
         }
         broadcast.Turn();
         course.reachedAServer = course.reachedAServer || ReachedAServer();
-        std::this_thread::sleep_for(turn);
+        std::this_thread::sleep_for(kTurn);
     }
     course.reachedAServer = course.reachedAServer || ReachedAServer();
     return course;
@@ -85,7 +85,7 @@ void EndShow(double seconds, bool quiet) {
 
 double DurationOf(const Options& options, const std::vector<Step>& steps) {
     if (options.duration >= 0) return options.duration;
-    return (steps.empty() ? 0 : steps.back().seconds) + secondsAfterTheLastStep;
+    return (steps.empty() ? 0 : steps.back().seconds) + kSecondsAfterTheLastStep;
 }
 
 std::vector<Step> ReadSteps(const Options& options, const Actions& actions) {

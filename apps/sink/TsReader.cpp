@@ -8,14 +8,14 @@ namespace sink {
 
 namespace {
 
-constexpr std::size_t packetSize = 188;
-constexpr std::uint8_t sync = 0x47;
-constexpr int programmesPid = 0;
-constexpr int stuffingPid = 0x1fff;
-constexpr std::size_t pesHeader = 9;
-constexpr std::size_t largestFrame = std::size_t{16} << 20;
-constexpr int h264 = 0x1b;
-constexpr int aac = 0x0f;
+constexpr std::size_t kPacketSize = 188;
+constexpr std::uint8_t kSync = 0x47;
+constexpr int kProgrammesPid = 0;
+constexpr int kStuffingPid = 0x1fff;
+constexpr std::size_t kPesHeader = 9;
+constexpr std::size_t kLargestFrame = std::size_t{16} << 20;
+constexpr int kH264 = 0x1b;
+constexpr int kAac = 0x0f;
 
 int Word(const std::uint8_t* at) {
     return at[0] << 8 | at[1];
@@ -30,8 +30,8 @@ std::size_t Length(const std::uint8_t* at) {
 }
 
 std::string CodecName(int type) {
-    if (type == h264) return "H.264";
-    if (type == aac) return "AAC";
+    if (type == kH264) return "H.264";
+    if (type == kAac) return "AAC";
     char text[8] = {};
     std::snprintf(text, sizeof text, "0x%02x", static_cast<unsigned>(type) & 0xff);
     return text;
@@ -39,15 +39,15 @@ std::string CodecName(int type) {
 
 // MPEG-2 and MPEG-4 video, H.264, H.265.
 bool IsVideo(int type) {
-    return type == 0x01 || type == 0x02 || type == 0x10 || type == h264 || type == 0x24;
+    return type == 0x01 || type == 0x02 || type == 0x10 || type == kH264 || type == 0x24;
 }
 
 }  // namespace
 
 void TsReader::Read(const std::uint8_t* data, std::size_t size) {
-    for (; size >= packetSize; data += packetSize, size -= packetSize) {
+    for (; size >= kPacketSize; data += kPacketSize, size -= kPacketSize) {
         ++m_totals.packets;
-        ReadPacket({data, packetSize});
+        ReadPacket({data, kPacketSize});
     }
     if (size > 0) ++m_totals.faultyPackets;
 }
@@ -65,9 +65,9 @@ void TsReader::ReadPacket(Bytes packet) {
     const bool hasPayload = (data[3] & 0x10) != 0;
     const bool hasAdaptation = (data[3] & 0x20) != 0;
     const std::size_t start = hasAdaptation ? std::size_t{5} + data[4] : 4;
-    if (data[0] != sync || start > packet.size) {
+    if (data[0] != kSync || start > packet.size) {
         ++m_totals.faultyPackets;
-    } else if (hasPayload && pid != stuffingPid) {
+    } else if (hasPayload && pid != kStuffingPid) {
         CheckContinuity(pid, data[3] & 0x0f);
         ReadPayload(pid, begins, {data + start, packet.size - start});
     }
@@ -88,35 +88,35 @@ void TsReader::ReadPayload(int pid, bool begins, Bytes payload) {
         Append(stream->second, begins, payload);
         return;
     }
-    if (!begins || (pid != programmesPid && pid != m_mapPid) || payload.size == 0) return;
+    if (!begins || (pid != kProgrammesPid && pid != m_mapPid) || payload.size == 0) return;
     const std::size_t skip = std::size_t{1} + payload.data[0];
     const bool understood = skip < payload.size && [&] {
         const Bytes section{payload.data + skip, payload.size - skip};
-        return pid == programmesPid ? ReadProgrammes(section) : ReadStreams(section);
+        return pid == kProgrammesPid ? ReadProgrammes(section) : ReadStreams(section);
     }();
     if (!understood) ++m_totals.faultyPackets;
 }
 
 bool TsReader::ReadProgrammes(Bytes section) {
-    constexpr std::size_t header = 8;
-    constexpr std::uint8_t table = 0;
-    if (section.size < header + 4 || section.data[0] != table) return false;
-    m_mapPid = Pid(section.data + header + 2);
+    constexpr std::size_t kHeader = 8;
+    constexpr std::uint8_t kTable = 0;
+    if (section.size < kHeader + 4 || section.data[0] != kTable) return false;
+    m_mapPid = Pid(section.data + kHeader + 2);
     return true;
 }
 
 bool TsReader::ReadStreams(Bytes section) {
-    constexpr std::size_t header = 12;
-    constexpr std::size_t entry = 5;
-    constexpr std::size_t checksum = 4;
-    constexpr std::uint8_t table = 2;
-    if (section.size < header || section.data[0] != table) return false;
+    constexpr std::size_t kHeader = 12;
+    constexpr std::size_t kEntry = 5;
+    constexpr std::size_t kChecksum = 4;
+    constexpr std::uint8_t kTable = 2;
+    if (section.size < kHeader || section.data[0] != kTable) return false;
     const std::size_t size = 3 + Length(section.data + 1);
-    std::size_t at = header + Length(section.data + 10);
-    if (size > section.size || size < header + checksum || at > size - checksum) return false;
-    while (at + entry <= size - checksum) {
+    std::size_t at = kHeader + Length(section.data + 10);
+    if (size > section.size || size < kHeader + kChecksum || at > size - kChecksum) return false;
+    while (at + kEntry <= size - kChecksum) {
         AddStream(Pid(section.data + at + 1), section.data[at]);
-        at += entry + Length(section.data + at + 3);
+        at += kEntry + Length(section.data + at + 3);
     }
     return true;
 }
@@ -124,7 +124,7 @@ bool TsReader::ReadStreams(Bytes section) {
 void TsReader::AddStream(int pid, int type) {
     const bool video = IsVideo(type);
     TsTally& tally = video ? m_totals.video : m_totals.audio;
-    if (!tally.codec.empty() || pid == m_mapPid || pid == programmesPid) return;
+    if (!tally.codec.empty() || pid == m_mapPid || pid == kProgrammesPid) return;
     tally.codec = CodecName(type);
     m_streams[pid].video = video;
 }
@@ -132,7 +132,7 @@ void TsReader::AddStream(int pid, int type) {
 void TsReader::Append(Stream& stream, bool begins, Bytes payload) {
     if (begins) Complete(stream);
     stream.begun = stream.begun || begins;
-    if (stream.begun && stream.frame.size() < largestFrame) {
+    if (stream.begun && stream.frame.size() < kLargestFrame) {
         stream.frame.insert(stream.frame.end(), payload.data, payload.data + payload.size);
     }
 }
@@ -140,7 +140,7 @@ void TsReader::Append(Stream& stream, bool begins, Bytes payload) {
 void TsReader::Complete(Stream& stream) {
     if (!stream.begun) return;
     const std::vector<std::uint8_t>& frame = stream.frame;
-    const std::size_t start = frame.size() < pesHeader ? pesHeader : pesHeader + frame[pesHeader - 1];
+    const std::size_t start = frame.size() < kPesHeader ? kPesHeader : kPesHeader + frame[kPesHeader - 1];
     if (start > frame.size()) {
         ++m_totals.faultyPackets;
     } else if (stream.video) {
@@ -153,23 +153,23 @@ void TsReader::Complete(Stream& stream) {
 }
 
 void TsReader::CountVideo(Bytes frame) {
-    static constexpr std::uint8_t delimiter[] = {0, 0, 0, 1, 9};
-    constexpr std::size_t delimiterSize = std::size(delimiter) + 1;
+    static constexpr std::uint8_t kDelimiter[] = {0, 0, 0, 1, 9};
+    constexpr std::size_t kDelimiterSize = std::size(kDelimiter) + 1;
     const bool delimited =
-        frame.size >= delimiterSize && std::equal(std::begin(delimiter), std::end(delimiter), frame.data);
+        frame.size >= kDelimiterSize && std::equal(std::begin(kDelimiter), std::end(kDelimiter), frame.data);
     ++m_totals.video.frames;
-    m_totals.video.bytes += static_cast<std::int64_t>(frame.size - (delimited ? delimiterSize : 0));
+    m_totals.video.bytes += static_cast<std::int64_t>(frame.size - (delimited ? kDelimiterSize : 0));
 }
 
 void TsReader::CountAudio(Bytes frames) {
-    constexpr std::size_t adts = 7;
+    constexpr std::size_t kAdts = 7;
     std::size_t at = 0;
-    while (at + adts <= frames.size && frames.data[at] == 0xff && (frames.data[at + 1] & 0xf6) == 0xf0) {
+    while (at + kAdts <= frames.size && frames.data[at] == 0xff && (frames.data[at + 1] & 0xf6) == 0xf0) {
         const std::uint8_t* header = frames.data + at;
         const std::size_t size = (header[3] & 0x03U) << 11 | std::size_t{header[4]} << 3 | header[5] >> 5U;
-        if (size < adts || at + size > frames.size) break;
+        if (size < kAdts || at + size > frames.size) break;
         ++m_totals.audio.frames;
-        m_totals.audio.bytes += static_cast<std::int64_t>(size - adts);
+        m_totals.audio.bytes += static_cast<std::int64_t>(size - kAdts);
         at += size;
     }
     if (at != frames.size) ++m_totals.faultyPackets;

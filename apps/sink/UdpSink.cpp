@@ -16,8 +16,8 @@ namespace sink {
 
 namespace {
 
-constexpr int receiveBuffer = 4 << 20;
-constexpr std::size_t largestDatagram = 65536;
+constexpr int kReceiveBuffer = 4 << 20;
+constexpr std::size_t kLargestDatagram = 65536;
 
 int Require(int result, const char* what) {
     if (result < 0) throw std::system_error(errno, std::generic_category(), what);
@@ -49,7 +49,7 @@ public:
         sockaddr_in address = AddressOf(host, port);
         socklen_t size = sizeof address;
         auto* generic = reinterpret_cast<sockaddr*>(&address);
-        setsockopt(m_fd, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
+        setsockopt(m_fd, SOL_SOCKET, SO_RCVBUF, &kReceiveBuffer, sizeof kReceiveBuffer);
         Require(bind(m_fd, generic, size), ("udp port " + std::to_string(port)).c_str());
         Require(getsockname(m_fd, generic, &size), "getsockname");
         return ntohs(address.sin_port);
@@ -79,7 +79,7 @@ UdpSink::~UdpSink() {
 }
 
 void UdpSink::Receive() {
-    std::vector<std::uint8_t> datagram(largestDatagram);
+    std::vector<std::uint8_t> datagram(kLargestDatagram);
     for (bool ending = false; !ending;) {
         pollfd ready[2] = {{m_socket, POLLIN, 0}, {m_wake[0], POLLIN, 0}};
         if (poll(ready, 2, -1) < 0 && errno != EINTR) return;

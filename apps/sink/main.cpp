@@ -17,15 +17,15 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr auto turn = std::chrono::milliseconds(20);
+constexpr auto kTurn = std::chrono::milliseconds(20);
 
-const char introduction[] =
+const char kIntroduction[] =
     "usage: qolive-sink [OPTION ...]\n"
     "\n"
     "Receives MPEG transport streams over UDP. Prints the frame rates and bitrates of\n"
     "what arrives, and the sums at the end. Ctrl-C ends it in good order.\n";
 
-const char epilogue[] =
+const char kEpilogue[] =
     "Exit status: 0 when it ran to its end, 1 when a port could not be had, 2 for a\n"
     "wrong option.\n";
 
@@ -53,7 +53,7 @@ apps::CommandLine CommandLineOf(Options& options) {
     };
     for (apps::Option& usual : apps::UsualOptions(options.help, options.version))
         all.push_back(std::move(usual));
-    return {introduction, std::move(all), epilogue};
+    return {kIntroduction, std::move(all), kEpilogue};
 }
 
 /// One port: what has arrived, and what of it has been shown.
@@ -134,7 +134,7 @@ void Show(const Options& options, const Listeners& listeners) {
     };
     double nextLine = options.interval;
     while (!apps::StopRequested() && (options.duration <= 0 || Clock::now() < after(options.duration))) {
-        std::this_thread::sleep_for(turn);
+        std::this_thread::sleep_for(kTurn);
         if (options.interval <= 0 || Clock::now() < after(nextLine)) continue;
         nextLine += options.interval;
         for (const auto& listener : listeners)

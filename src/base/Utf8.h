@@ -13,12 +13,12 @@ struct Piece {
     bool isCharacter;
 };
 
-inline unsigned byteAt(const char* at) {
+inline unsigned ByteAt(const char* at) {
     return static_cast<unsigned char>(*at);
 }
 
 /// How long a character is that begins with `lead`; 0 when none does.
-inline std::size_t lengthFrom(unsigned lead) {
+inline std::size_t LengthFrom(unsigned lead) {
     if (lead < 0x80) return 1;
     if (lead < 0xc2 || lead > 0xf4) return 0;
     if (lead < 0xe0) return 2;
@@ -27,7 +27,7 @@ inline std::size_t lengthFrom(unsigned lead) {
 
 /// Whether `second` may follow `lead`: no character has two encodings, half surrogates are none, and the last is
 /// U+10FFFF.
-inline bool mayFollow(unsigned lead, unsigned second) {
+inline bool MayFollow(unsigned lead, unsigned second) {
     if (second < 0x80 || second > 0xbf) return false;
     if (lead == 0xe0) return second >= 0xa0;
     if (lead == 0xed) return second <= 0x9f;
@@ -36,13 +36,13 @@ inline bool mayFollow(unsigned lead, unsigned second) {
 }
 
 /// The piece at `begin`, which is before `end`. Of a broken character it is as much as could have been one.
-inline Piece pieceAt(const char* begin, const char* end) {
-    const unsigned lead = byteAt(begin);
-    const std::size_t wanted = lengthFrom(lead);
+inline Piece PieceAt(const char* begin, const char* end) {
+    const unsigned lead = ByteAt(begin);
+    const std::size_t wanted = LengthFrom(lead);
     if (wanted <= 1) return {1, wanted == 1};
     std::size_t length = 1;
     while (length < wanted && begin + length < end &&
-           mayFollow(length == 1 ? lead : 0, byteAt(begin + length)))
+           MayFollow(length == 1 ? lead : 0, ByteAt(begin + length)))
         ++length;
     return {length, length == wanted};
 }
@@ -51,7 +51,7 @@ inline Piece pieceAt(const char* begin, const char* end) {
 
 inline bool IsUtf8(const char* begin, const char* end) {
     while (begin < end) {
-        const utf8::Piece piece = utf8::pieceAt(begin, end);
+        const utf8::Piece piece = utf8::PieceAt(begin, end);
         if (!piece.isCharacter) return false;
         begin += piece.length;
     }
@@ -62,7 +62,7 @@ inline bool IsUtf8(const char* begin, const char* end) {
 inline std::string Utf8Of(const char* begin, const char* end) {
     std::string text;
     while (begin < end) {
-        const utf8::Piece piece = utf8::pieceAt(begin, end);
+        const utf8::Piece piece = utf8::PieceAt(begin, end);
         if (piece.isCharacter)
             text.append(begin, piece.length);
         else

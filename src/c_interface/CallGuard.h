@@ -22,7 +22,7 @@ struct Refusal {
 
 /// Runs `operation`, whose result is the result, and turns whatever it raises into a code.
 template <class Operation>
-std::int32_t guarded(const Operation& operation) noexcept {
+std::int32_t Guarded(const Operation& operation) noexcept {
     try {
         return operation();
     } catch (const Refusal& refusal) {
@@ -36,39 +36,39 @@ std::int32_t guarded(const Operation& operation) noexcept {
 
 /// The same for an operation without a result.
 template <class Operation>
-std::int32_t done(const Operation& operation) noexcept {
-    return guarded([&operation] {
+std::int32_t Done(const Operation& operation) noexcept {
+    return Guarded([&operation] {
         operation();
         return std::int32_t{QOLIVE_DONE};
     });
 }
 
 template <class Pointer>
-void require(Pointer pointer) {
+void Require(Pointer pointer) {
     if (!pointer) throw Refusal{QOLIVE_NULL_ARGUMENT};
 }
 
 /// The size of a structure, as the caller sees it, against the smallest that this interface has known.
-void requireSize(std::size_t given, std::size_t smallest);
+void RequireSize(std::size_t given, std::size_t smallest);
 
-std::string toText(const char* data, std::size_t length);
-std::string toText(const qolive_text& text);
+std::string ToText(const char* data, std::size_t length);
+std::string ToText(const qolive_text& text);
 
 /// Refuses what does not parse.
-Json::Value toJson(const char* data, std::size_t length);
+Json::Value ToJson(const char* data, std::size_t length);
 
 /// QOLIVE_DONE or QOLIVE_TOO_SMALL; the length is written in both cases.
-std::int32_t writeText(const std::string& text, char* buffer, std::size_t capacity, std::size_t* length);
+std::int32_t WriteText(const std::string& text, char* buffer, std::size_t capacity, std::size_t* length);
 
 /// The same for a text inside a structure; the buffer is to be checked before anything is written.
-void requireBuffer(const qolive_text_buffer& buffer);
-std::int32_t writeText(const std::string& text, qolive_text_buffer& buffer);
+void RequireBuffer(const qolive_text_buffer& buffer);
+std::int32_t WriteText(const std::string& text, qolive_text_buffer& buffer);
 
 /// Runs `getter` for a number that goes to `*result`.
 template <class Number, class Getter>
-std::int32_t writeNumber(Number* result, const Getter& getter) noexcept {
-    return done([&] {
-        require(result);
+std::int32_t WriteNumber(Number* result, const Getter& getter) noexcept {
+    return Done([&] {
+        Require(result);
         *result = getter();
     });
 }

@@ -44,6 +44,8 @@
 // the short time that another thread holds a lock of the same part. No function may be called from inside a
 // log sink, nor once the process has begun to exit (static destructors run then).
 
+// NOLINTBEGIN(readability-identifier-naming): the names are C's.
+
 #include <stddef.h>
 #include <stdint.h>
 
@@ -524,3 +526,5 @@ QOLIVE_API int32_t qolive_streams_set_record_bound(uint64_t most_records, uint64
 #ifdef __cplusplus
 }
 #endif
+
+// NOLINTEND(readability-identifier-naming)

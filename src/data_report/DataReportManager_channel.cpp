@@ -19,19 +19,19 @@
 namespace data_report {
 namespace {
 
-std::int64_t steadyNs() {
+std::int64_t SteadyNs() {
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
     return std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
 }
 
-const std::uint8_t* bytesOf(const std::string& text) {
+const std::uint8_t* BytesOf(const std::string& text) {
     return reinterpret_cast<const std::uint8_t*>(text.data());
 }
 
 }  // namespace
 
 DataReportManager::DataReportManager()
-    : m_startSteadyNs(steadyNs()),
+    : m_startSteadyNs(SteadyNs()),
       m_startSystemMs(static_cast<std::int64_t>(GetTickCountMs())),
       m_impl(std::make_unique<Impl>()) {}
 
@@ -118,7 +118,7 @@ void DataReportManager::disponseData(int /*code*/, const unsigned char* data, st
 std::string DataReportManager::GetMid() {
     const qolive::MutexLock lock(m_midMutex);
     const IdClock clock{m_startSystemMs, m_startSteadyNs};
-    const IdSlot slot = AwaitIdSlot({m_lastMs, m_sequence}, [&clock] { return clock.At(steadyNs()); });
+    const IdSlot slot = AwaitIdSlot({m_lastMs, m_sequence}, [&clock] { return clock.At(SteadyNs()); });
     m_lastMs = slot.ms;
     m_sequence = slot.sequence;
     return MessageId(slot, m_datacenterId, m_workerId);
@@ -155,7 +155,7 @@ void DataReportManager::StopSendThread() {
 bool DataReportManager::DoSendStreamReport(const std::string& body, const std::string& head) {
     if (!m_bConnected || !m_senderPtr) return false;
     const bool ok =
-        m_senderPtr->send(bytesOf(body), body.size(), bytesOf(head), static_cast<std::int32_t>(head.size()));
+        m_senderPtr->send(BytesOf(body), body.size(), BytesOf(head), static_cast<std::int32_t>(head.size()));
     if (ok) Log(LogLevel::Info, "SendStreamReport success");
     return ok;
 }

@@ -13,7 +13,7 @@
 namespace data_report {
 namespace {
 
-void fillRecord(StreamQualityReport& report, EventTypeEnum type, Json::Value& record, Json::Value& head) {
+void FillRecord(StreamQualityReport& report, EventTypeEnum type, Json::Value& record, Json::Value& head) {
     switch (type) {
         case EventTypeEnum::StreamStart:
             report.BuildStreamStartRecord(record, head);
@@ -137,7 +137,7 @@ void DataReportManager::ReportEventData(const std::string& streamId, const Event
         RequireReadableDepth(event);
         Json::Value record(event);
         Json::Value head;
-        fillRecord(report, type, record, head);
+        FillRecord(report, type, record, head);
         Instance().SendStreamReport(record, head);
     } catch (const std::exception& error) {
         Log(LogLevel::Info, "[DataReportManager] ReportEventData event not sent: %s", error.what());

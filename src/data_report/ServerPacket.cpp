@@ -8,7 +8,7 @@ namespace {
 constexpr int kAcceptancePacket = 1;
 constexpr int kAccepted = 0;
 
-bool accepts(const std::string& text) {
+bool Accepts(const std::string& text) {
     Json::Value root;
     if (!ParseJson(text.substr(0, text.find('\0')), root)) return false;
     const int type = root["type"].asInt();
@@ -22,7 +22,7 @@ ServerPacket::ServerPacket(const unsigned char* data, std::size_t len) noexcept 
     if (!data) return;
     try {
         m_text.assign(reinterpret_cast<const char*>(data), len);
-        m_isAcceptance = accepts(m_text);
+        m_isAcceptance = Accepts(m_text);
     } catch (...) {
         // Whatever a server sends, its packet is worth no more than being ignored.
     }

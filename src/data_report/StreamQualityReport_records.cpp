@@ -57,17 +57,17 @@ constexpr TextKey kStreamTexts[] = {
 };
 
 // Signed overflow is undefined, and a host may feed anything.
-std::int64_t differenceModulo64Bits(std::int64_t later, std::int64_t earlier) {
+std::int64_t DifferenceModulo64Bits(std::int64_t later, std::int64_t earlier) {
     return static_cast<std::int64_t>(static_cast<std::uint64_t>(later) - static_cast<std::uint64_t>(earlier));
 }
 
-Json::UInt64 averageOf(const std::deque<std::uint32_t>& samples) {
+Json::UInt64 AverageOf(const std::deque<std::uint32_t>& samples) {
     if (samples.empty()) return 0;
     return std::accumulate(samples.begin(), samples.end(), Json::UInt64{0}) / samples.size();
 }
 
 template <class Sample>
-Sample at(const std::deque<Sample>& samples, std::size_t index) {
+Sample At(const std::deque<Sample>& samples, std::size_t index) {
     if (index >= samples.size()) throw std::out_of_range("invalid deque<T> subscript");
     return samples[index];
 }
@@ -99,14 +99,14 @@ void StreamQualityReport::BuildFirstFrameRecord(Json::Value& record, Json::Value
     record["code"] = Json::Int64{data.Value(DataTypeEnum::ResultCode)};
     record["startTime"] = Json::Int64{requested};
     record["firstFrameTime"] = Json::Int64{data.Value(DataTypeEnum::FirstFrameTime)};
-    record["duration"] = Json::Int64{differenceModulo64Bits(arrived, requested)};
+    record["duration"] = Json::Int64{DifferenceModulo64Bits(arrived, requested)};
 }
 
 void StreamQualityReport::BuildQualityRecord(Json::Value& record) {
     record["order"] = Json::UInt{m_order.fetch_add(1)};
     record["t"] = Json::UInt64{m_lastTickMs};
-    record["vBitrateAvg"] = averageOf(m_vsBitrateSamples);
-    record["aBitrateAvg"] = averageOf(m_asBitrateSamples);
+    record["vBitrateAvg"] = AverageOf(m_vsBitrateSamples);
+    record["aBitrateAvg"] = AverageOf(m_asBitrateSamples);
     {
         StreamQulityData& data = *m_data;
         const qolive::ExclusiveLock lock(data.m_lock);
@@ -121,30 +121,30 @@ void StreamQualityReport::BuildQualityRecord(Json::Value& record) {
 
 Json::Value StreamQualityReport::StreamSample(std::size_t index) const {
     Json::Value sample;
-    sample["collectTime"] = static_cast<Json::UInt64>(at(m_streamTimes, index));
-    sample["acFps"] = at(m_acFpsSamples, index);
-    sample["aeFps"] = at(m_aeFpsSamples, index);
-    sample["asFps"] = at(m_asFpsSamples, index);
-    sample["aeBitrate"] = at(m_aeBitrateSamples, index);
-    sample["asBitrate"] = at(m_asBitrateSamples, index);
-    sample["vcFps"] = at(m_vcFpsSamples, index);
-    sample["veFps"] = at(m_veFpsSamples, index);
-    sample["vsFps"] = at(m_vsFpsSamples, index);
-    sample["veBitrate"] = at(m_veBitrateSamples, index);
-    sample["vsBitrate"] = at(m_vsBitrateSamples, index);
+    sample["collectTime"] = static_cast<Json::UInt64>(At(m_streamTimes, index));
+    sample["acFps"] = At(m_acFpsSamples, index);
+    sample["aeFps"] = At(m_aeFpsSamples, index);
+    sample["asFps"] = At(m_asFpsSamples, index);
+    sample["aeBitrate"] = At(m_aeBitrateSamples, index);
+    sample["asBitrate"] = At(m_asBitrateSamples, index);
+    sample["vcFps"] = At(m_vcFpsSamples, index);
+    sample["veFps"] = At(m_veFpsSamples, index);
+    sample["vsFps"] = At(m_vsFpsSamples, index);
+    sample["veBitrate"] = At(m_veBitrateSamples, index);
+    sample["vsBitrate"] = At(m_vsBitrateSamples, index);
     return sample;
 }
 
 // Both kinds of queue grow at the same ticks, so one index fits both.
 Json::Value StreamQualityReport::DeviceSample(std::size_t index) const {
     Json::Value sample;
-    sample["collectTime"] = static_cast<Json::UInt64>(at(m_deviceTimes, index));
-    sample["cpuUsage"] = Json::Int{at(m_cpuSamples, index)};
-    sample["cpuAppUsage"] = Json::Int{at(m_appCpuSamples, index)};
-    sample["mem"] = Json::Int{at(m_memSamples, index)};
-    sample["nt"] = Json::Int{at(m_netSamples, index)};
-    sample["sbr"] = Json::UInt{at(m_veBitrateSamples, index) + at(m_aeBitrateSamples, index)};
-    sample["rbr"] = Json::UInt{at(m_vsBitrateSamples, index) + at(m_asBitrateSamples, index)};
+    sample["collectTime"] = static_cast<Json::UInt64>(At(m_deviceTimes, index));
+    sample["cpuUsage"] = Json::Int{At(m_cpuSamples, index)};
+    sample["cpuAppUsage"] = Json::Int{At(m_appCpuSamples, index)};
+    sample["mem"] = Json::Int{At(m_memSamples, index)};
+    sample["nt"] = Json::Int{At(m_netSamples, index)};
+    sample["sbr"] = Json::UInt{At(m_veBitrateSamples, index) + At(m_aeBitrateSamples, index)};
+    sample["rbr"] = Json::UInt{At(m_vsBitrateSamples, index) + At(m_asBitrateSamples, index)};
     return sample;
 }
 

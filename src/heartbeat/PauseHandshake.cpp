@@ -5,15 +5,15 @@
 namespace live_heartbeat {
 namespace {
 
-std::uint64_t working(std::uint64_t id) {
+std::uint64_t Working(std::uint64_t id) {
     return id << 1U;
 }
 
-std::uint64_t paused(std::uint64_t id) {
-    return working(id) | 1U;
+std::uint64_t Paused(std::uint64_t id) {
+    return Working(id) | 1U;
 }
 
-bool isPaused(std::uint64_t current) {
+bool IsPaused(std::uint64_t current) {
     return (current & 1U) != 0;
 }
 
@@ -21,11 +21,11 @@ bool isPaused(std::uint64_t current) {
 
 void PauseHandshake::threadStarted(std::uint64_t id) {
     ++m_threads;
-    m_current = working(id);
+    m_current = Working(id);
 }
 
 bool PauseHandshake::giveUpThread() {
-    const bool inPause = isPaused(m_current.exchange(kNone));
+    const bool inPause = IsPaused(m_current.exchange(kNone));
     if (inPause) --m_threads;
     return inPause;
 }
@@ -40,17 +40,17 @@ bool PauseHandshake::waitUntilAllLeft(unsigned milliseconds) const {
 }
 
 bool PauseHandshake::isCurrent(std::uint64_t id) const {
-    return m_current == working(id);
+    return m_current == Working(id);
 }
 
 bool PauseHandshake::beginPause(std::uint64_t id) {
-    std::uint64_t expected = working(id);
-    return m_current.compare_exchange_strong(expected, paused(id));
+    std::uint64_t expected = Working(id);
+    return m_current.compare_exchange_strong(expected, Paused(id));
 }
 
 bool PauseHandshake::endPause(std::uint64_t id) {
-    std::uint64_t expected = paused(id);
-    return m_current.compare_exchange_strong(expected, working(id));
+    std::uint64_t expected = Paused(id);
+    return m_current.compare_exchange_strong(expected, Working(id));
 }
 
 void PauseHandshake::threadLeft() {

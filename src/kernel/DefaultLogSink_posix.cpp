@@ -12,7 +12,7 @@
 
 namespace {
 
-void writeAll(const char* text, std::size_t length) {
+void WriteAll(const char* text, std::size_t length) {
     [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text, length);
 }
 
@@ -25,9 +25,9 @@ void WriteLogLine(void* /*user*/, int level, const char* line) {
     localtime_r(&now.tv_sec, &local);
     try {
         const std::string text = FormatLogLine(local, static_cast<int>(now.tv_usec / 1000), level, line);
-        writeAll(text.data(), text.size());
+        WriteAll(text.data(), text.size());
     } catch (const std::exception&) {
         char text[512];
-        writeAll(text, FormatBareLogLine(text, sizeof text, line));
+        WriteAll(text, FormatBareLogLine(text, sizeof text, line));
     }
 }

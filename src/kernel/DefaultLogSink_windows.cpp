@@ -10,7 +10,7 @@
 
 namespace {
 
-void writeAll(const char* text, std::size_t length) {
+void WriteAll(const char* text, std::size_t length) {
     DWORD written = 0;
     WriteFile(GetStdHandle(STD_ERROR_HANDLE), text, static_cast<DWORD>(length), &written, nullptr);
 }
@@ -29,9 +29,9 @@ void WriteLogLine(void* /*user*/, int level, const char* line) {
     local.tm_sec = now.wSecond;
     try {
         const std::string text = FormatLogLine(local, now.wMilliseconds, level, line);
-        writeAll(text.data(), text.size());
+        WriteAll(text.data(), text.size());
     } catch (const std::exception&) {
         char text[512];
-        writeAll(text, FormatBareLogLine(text, sizeof text, line));
+        WriteAll(text, FormatBareLogLine(text, sizeof text, line));
     }
 }

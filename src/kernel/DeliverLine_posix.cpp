@@ -125,7 +125,7 @@ void Courier::run() {
 }
 
 /// An idle courier, else a new one; null when the system gives no thread or no memory.
-std::shared_ptr<Courier> findCourier() {
+std::shared_ptr<Courier> FindCourier() {
     try {
         if (auto idle = IdleCouriers::instance().take()) return idle;
         auto courier = std::make_shared<Courier>();
@@ -136,8 +136,8 @@ std::shared_ptr<Courier> findCourier() {
     }
 }
 
-bool carryByCourier(const SinkCall& call, const char* line) {
-    const auto courier = findCourier();
+bool CarryByCourier(const SinkCall& call, const char* line) {
+    const auto courier = FindCourier();
     if (!courier) return false;
     try {
         if (courier->carry(call, line)) IdleCouriers::instance().add(courier);
@@ -152,5 +152,5 @@ bool carryByCourier(const SinkCall& call, const char* line) {
 
 void DeliverLine(const SinkCall& call, const char* line) {
     const bool isHosts = call.sink != &WriteLogLine;
-    if (!isHosts || !IsLibraryThread() || !carryByCourier(call, line)) MakeSinkCall(call, line);
+    if (!isHosts || !IsLibraryThread() || !CarryByCourier(call, line)) MakeSinkCall(call, line);
 }

@@ -33,60 +33,60 @@ using ThreadHandle = std::shared_ptr<ThreadRecord>;
 [[gnu::tls_model("initial-exec")]] thread_local ThreadRecord* currentThread = nullptr;
 [[gnu::tls_model("initial-exec")]] thread_local DWORD lastError = 0;
 
-DWORD nextThreadId() {
+DWORD NextThreadId() {
     static std::atomic<DWORD> last{0};
     return ++last;
 }
 
-ThreadHandle& fromHandle(HANDLE thread) {
+ThreadHandle& FromHandle(HANDLE thread) {
     return *static_cast<ThreadHandle*>(thread);
 }
 
-void setExitCode(ThreadRecord& record, DWORD returned) {
+void SetExitCode(ThreadRecord& record, DWORD returned) {
     const std::lock_guard<std::mutex> lock(record.mutex);
     record.exitCode = record.terminationAsked ? record.terminationCode : returned;
 }
 
-void* runThread(void* argument) {
+void* RunThread(void* argument) {
     const std::unique_ptr<ThreadHandle> own(static_cast<ThreadHandle*>(argument));
     ThreadRecord& record = **own;
     currentThread = &record;
     EnterLibraryThread();
-    setExitCode(record, record.start(record.parameter));
+    SetExitCode(record, record.start(record.parameter));
     return nullptr;
 }
 
-int startDetached(ThreadHandle* argument) {
+int StartDetached(ThreadHandle* argument) {
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
     pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
     pthread_t thread{};
     const HostSignalsBlocked inThread;
-    const int error = pthread_create(&thread, &attributes, runThread, argument);
+    const int error = pthread_create(&thread, &attributes, RunThread, argument);
     pthread_attr_destroy(&attributes);
     return error;
 }
 
-ThreadHandle recordFor(DWORD (*start)(void*), void* parameter) {
+ThreadHandle RecordFor(DWORD (*start)(void*), void* parameter) {
     auto record = std::make_shared<ThreadRecord>();
-    record->id = nextThreadId();
+    record->id = NextThreadId();
     record->start = start;
     record->parameter = parameter;
     return record;
 }
 
-HANDLE failWith(int error) {
+HANDLE FailWith(int error) {
     lastError = static_cast<DWORD>(error);
     return nullptr;
 }
 
-void sleepUnlessTerminated(ThreadRecord& record, std::chrono::milliseconds duration) {
+void SleepUnlessTerminated(ThreadRecord& record, std::chrono::milliseconds duration) {
     std::unique_lock<std::mutex> lock(record.mutex);
     record.terminated.wait_until(lock, std::chrono::steady_clock::now() + duration,
                                  [&record] { return record.terminationAsked; });
 }
 
-void sleepPlainly(DWORD milliseconds) {
+void SleepPlainly(DWORD milliseconds) {
     timespec left{static_cast<time_t>(milliseconds / 1000),
                   static_cast<long>(milliseconds % 1000) * 1000000L};
     while (nanosleep(&left, &left) != 0 && errno == EINTR) {
@@ -100,20 +100,20 @@ extern "C" {
 HANDLE CreateThread(void* /*security*/, size_t /*stackSize*/, DWORD (*start)(void*), void* parameter,
                     DWORD /*flags*/, DWORD* threadId) {
     try {
-        auto handle = std::make_unique<ThreadHandle>(recordFor(start, parameter));
+        auto handle = std::make_unique<ThreadHandle>(RecordFor(start, parameter));
         auto own = std::make_unique<ThreadHandle>(*handle);
-        if (const int error = startDetached(own.get()); error != 0) return failWith(error);
+        if (const int error = StartDetached(own.get()); error != 0) return FailWith(error);
         static_cast<void>(own.release());  // the thread's now
         if (threadId) *threadId = (*handle)->id;
         return handle.release();
     } catch (const std::bad_alloc&) {
-        return failWith(ENOMEM);
+        return FailWith(ENOMEM);
     }
 }
 
 BOOL GetExitCodeThread(HANDLE thread, DWORD* exitCode) {
     if (!thread) return 0;
-    ThreadRecord& record = *fromHandle(thread);
+    ThreadRecord& record = *FromHandle(thread);
     const std::lock_guard<std::mutex> lock(record.mutex);
     *exitCode = record.exitCode;
     return 1;
@@ -121,7 +121,7 @@ BOOL GetExitCodeThread(HANDLE thread, DWORD* exitCode) {
 
 BOOL TerminateThread(HANDLE thread, DWORD exitCode) {
     if (!thread) return 0;
-    ThreadRecord& record = *fromHandle(thread);
+    ThreadRecord& record = *FromHandle(thread);
     const std::lock_guard<std::mutex> lock(record.mutex);
     record.terminationAsked = true;
     record.terminationCode = exitCode;
@@ -131,7 +131,7 @@ BOOL TerminateThread(HANDLE thread, DWORD exitCode) {
 
 BOOL CloseHandle(HANDLE thread) {
     if (!thread) return 0;
-    delete &fromHandle(thread);
+    delete &FromHandle(thread);
     return 1;
 }
 
@@ -185,9 +185,9 @@ void ReleaseSRWLockShared(SRWLOCK* lock) {
 
 void Sleep(DWORD milliseconds) {
     if (currentThread)
-        sleepUnlessTerminated(*currentThread, std::chrono::milliseconds(milliseconds));
+        SleepUnlessTerminated(*currentThread, std::chrono::milliseconds(milliseconds));
     else
-        sleepPlainly(milliseconds);
+        SleepPlainly(milliseconds);
 }
 
 unsigned long long GetTickCount64() {

@@ -18,7 +18,7 @@ constexpr std::size_t kLongestLine = std::size_t{64} * 1024;
 HostSink<LogSink> hostSink{WriteLogLine};
 
 // What a JSON writer returns ends with a line break, which a log line does not.
-void deliver(LogLevel level, char* line, std::size_t length) {
+void Deliver(LogLevel level, char* line, std::size_t length) {
     if (length > 0 && line[length - 1] == '\n') line[length - 1] = '\0';
     auto* const registration = hostSink.enter();
     if (HasLeftHostSink() && registration->function != &WriteLogLine)
@@ -32,14 +32,14 @@ void deliver(LogLevel level, char* line, std::size_t length) {
 #if defined(__GNUC__)
 __attribute__((format(printf, 3, 0)))
 #endif
-void deliverLong(LogLevel level, std::size_t length, const char* format, std::va_list arguments) {
+void DeliverLong(LogLevel level, std::size_t length, const char* format, std::va_list arguments) {
     static constexpr char kCut[] = " [cut]";
     const std::size_t size = length < kLongestLine ? length + 1 : kLongestLine;
     const std::unique_ptr<char[]> line(new (std::nothrow) char[size]);
     if (!line) return;
     std::vsnprintf(line.get(), size, format, arguments);
     if (length >= size) std::snprintf(line.get() + size - sizeof kCut, sizeof kCut, "%s", kCut);
-    deliver(level, line.get(), size - 1);
+    Deliver(level, line.get(), size - 1);
 }
 
 }  // namespace
@@ -57,9 +57,9 @@ void Log(LogLevel level, const char* format, ...) {
     va_copy(again, arguments);
     const int length = std::vsnprintf(line, sizeof line, format, arguments);
     if (length >= 0 && static_cast<std::size_t>(length) < sizeof line)
-        deliver(level, line, static_cast<std::size_t>(length));
+        Deliver(level, line, static_cast<std::size_t>(length));
     else if (length >= 0)
-        deliverLong(level, static_cast<std::size_t>(length), format, again);
+        DeliverLong(level, static_cast<std::size_t>(length), format, again);
     va_end(again);
     va_end(arguments);
 }

@@ -4,14 +4,14 @@
 
 namespace {
 
-bool isControl(unsigned char byte) {
+bool IsControl(unsigned char byte) {
     return byte < 0x20 || byte == 0x7f;
 }
 
-void appendEscaped(std::string& out, const char* text) {
+void AppendEscaped(std::string& out, const char* text) {
     for (; *text; ++text) {
         const auto byte = static_cast<unsigned char>(*text);
-        if (!isControl(byte)) {
+        if (!IsControl(byte)) {
             out.push_back(*text);
             continue;
         }
@@ -28,7 +28,7 @@ std::string FormatLogLine(const std::tm& local, int milliseconds, int level, con
     const std::size_t length = std::strftime(head, sizeof head, "%Y-%m-%d %H:%M:%S", &local);
     std::snprintf(head + length, sizeof head - length, ".%03d %d ", milliseconds, level);
     std::string line(head);
-    appendEscaped(line, text);
+    AppendEscaped(line, text);
     line.push_back('\n');
     return line;
 }
@@ -36,7 +36,7 @@ std::string FormatLogLine(const std::tm& local, int milliseconds, int level, con
 std::size_t FormatBareLogLine(char* out, std::size_t size, const char* text) noexcept {
     std::size_t length = 0;
     for (; *text && length + 1 < size; ++text)
-        out[length++] = isControl(static_cast<unsigned char>(*text)) ? '.' : *text;
+        out[length++] = IsControl(static_cast<unsigned char>(*text)) ? '.' : *text;
     out[length++] = '\n';
     return length;
 }

@@ -17,24 +17,24 @@ struct Slot {
 };
 const Slot slot;
 
-std::uintptr_t depth() {
+std::uintptr_t Depth() {
     return reinterpret_cast<std::uintptr_t>(TlsGetValue(slot.index));
 }
 
-void setDepth(std::uintptr_t value) {
+void SetDepth(std::uintptr_t value) {
     TlsSetValue(slot.index, reinterpret_cast<void*>(value));
 }
 
 }  // namespace
 
 void EnterSink() {
-    setDepth(depth() + 1);
+    SetDepth(Depth() + 1);
 }
 
 void LeaveSink() {
-    setDepth(depth() - 1);
+    SetDepth(Depth() - 1);
 }
 
 bool IsInSink() {
-    return depth() > 0;
+    return Depth() > 0;
 }

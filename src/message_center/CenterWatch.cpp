@@ -14,48 +14,48 @@ namespace {
 using QoPlayer::MsgCenterState;
 using QoPlayer::MsgCenterWatch;
 
-constexpr bool same(CenterState told, MsgCenterState state) {
+constexpr bool Same(CenterState told, MsgCenterState state) {
     return static_cast<int>(told) == static_cast<int>(state);
 }
-static_assert(same(CenterState::Unknown, MsgCenterState::Unknown));
-static_assert(same(CenterState::Stopped, MsgCenterState::Stopped));
-static_assert(same(CenterState::Connecting, MsgCenterState::Connecting));
-static_assert(same(CenterState::Connected, MsgCenterState::Connected));
-static_assert(same(CenterState::Waiting, MsgCenterState::Waiting));
-static_assert(same(CenterState::Refused, MsgCenterState::Refused));
-static_assert(same(CenterState::TokenExpired, MsgCenterState::TokenExpired));
+static_assert(Same(CenterState::Unknown, MsgCenterState::Unknown));
+static_assert(Same(CenterState::Stopped, MsgCenterState::Stopped));
+static_assert(Same(CenterState::Connecting, MsgCenterState::Connecting));
+static_assert(Same(CenterState::Connected, MsgCenterState::Connected));
+static_assert(Same(CenterState::Waiting, MsgCenterState::Waiting));
+static_assert(Same(CenterState::Refused, MsgCenterState::Refused));
+static_assert(Same(CenterState::TokenExpired, MsgCenterState::TokenExpired));
 
 using StatusSink = HostSink<CenterStatusSink>;
 StatusSink g_statusSink{nullptr};
 
 // The calls of the host's sinks carry one number.
-int packed(bool main, MsgCenterState state) {
+int Packed(bool main, MsgCenterState state) {
     return static_cast<int>(state) * 2 + (main ? 1 : 0);
 }
 
-void callStatusSink(void* registration, int number, const char* reason) {
+void CallStatusSink(void* registration, int number, const char* reason) {
     const auto& sink = *static_cast<StatusSink::Registration*>(registration);
     sink.function(sink.user, number % 2, number / 2, reason);
 }
 
-void tell(bool main, MsgCenterState state, const char* reason) {
+void Tell(bool main, MsgCenterState state, const char* reason) {
     if (IsProcessEnding()) return;
     auto* const sink = g_statusSink.enter();
     if (!sink->function || HasLeftHostSink())
         sink->calls.fetch_sub(1);
     else
-        DeliverLine({callStatusSink, sink, packed(main, state), &sink->calls}, reason);
+        DeliverLine({CallStatusSink, sink, Packed(main, state), &sink->calls}, reason);
 }
 
-void onMainStatus(void* /*user*/, MsgCenterState state, const char* reason) {
-    tell(true, state, reason);
+void OnMainStatus(void* /*user*/, MsgCenterState state, const char* reason) {
+    Tell(true, state, reason);
 }
 
-void onBackupStatus(void* /*user*/, MsgCenterState state, const char* reason) {
-    tell(false, state, reason);
+void OnBackupStatus(void* /*user*/, MsgCenterState state, const char* reason) {
+    Tell(false, state, reason);
 }
 
-QoPlayer::MsgCenter* centerToAsk(bool main) {
+QoPlayer::MsgCenter* CenterToAsk(bool main) {
     return IsProcessEnding() ? nullptr : CMsgCenterFactory::Inst()->GetFactoryObj(main);
 }
 
@@ -64,18 +64,18 @@ QoPlayer::MsgCenter* centerToAsk(bool main) {
 void ListenTo(QoPlayer::MsgCenter& center, bool main) {
     MsgCenterWatch watch(center);
     watch.setName(main ? "main" : "backup");
-    watch.setListener(main ? onMainStatus : onBackupStatus, nullptr);
+    watch.setListener(main ? OnMainStatus : OnBackupStatus, nullptr);
 }
 
 CenterStatus GetCenterStatus(bool main) {
-    QoPlayer::MsgCenter* const center = centerToAsk(main);
+    QoPlayer::MsgCenter* const center = CenterToAsk(main);
     if (!center) return {};
     QoPlayer::MsgCenterStatus status = MsgCenterWatch(*center).status();
     return {static_cast<CenterState>(status.state), std::move(status.reason), status.sinceMs};
 }
 
 CenterCounters GetCenterCounters(bool main) {
-    QoPlayer::MsgCenter* const center = centerToAsk(main);
+    QoPlayer::MsgCenter* const center = CenterToAsk(main);
     if (!center) return {};
     const QoPlayer::MsgCenterCounters from = MsgCenterWatch(*center).counters();
     CenterCounters counters;
@@ -99,7 +99,7 @@ CenterCounters GetCenterCounters(bool main) {
 bool RenewAccessToken(const std::string& token, std::int64_t expireTime) {
     bool taken = false;
     for (const bool main : {true, false}) {
-        QoPlayer::MsgCenter* const center = centerToAsk(main);
+        QoPlayer::MsgCenter* const center = CenterToAsk(main);
         if (center && MsgCenterWatch(*center).renewAccessToken(token, expireTime)) taken = true;
     }
     return taken;

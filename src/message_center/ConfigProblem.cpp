@@ -10,7 +10,7 @@ namespace {
 
 constexpr char kSpaces[] = " \t\r\n";
 
-std::string placeOf(const std::string& text, std::size_t offset) {
+std::string PlaceOf(const std::string& text, std::size_t offset) {
     const std::string before = text.substr(0, offset);
     const auto line = 1 + std::count(before.begin(), before.end(), '\n');
     const std::size_t lineStart = before.find_last_of('\n') + 1;  // npos + 1 is 0
@@ -18,14 +18,14 @@ std::string placeOf(const std::string& text, std::size_t offset) {
 }
 
 /// Where the comma is that nothing but the end at `offset` follows; npos when it is not for one.
-std::size_t trailingComma(const std::string& text, std::size_t offset) {
+std::size_t TrailingComma(const std::string& text, std::size_t offset) {
     if (offset == 0 || offset >= text.size() || (text[offset] != '}' && text[offset] != ']'))
         return std::string::npos;
     const std::size_t before = text.find_last_not_of(kSpaces, offset - 1);
     return before != std::string::npos && text[before] == ',' ? before : std::string::npos;
 }
 
-bool quotesTheText(const std::string& message) {
+bool QuotesTheText(const std::string& message) {
     return message.find("is not a number") != std::string::npos;
 }
 
@@ -33,10 +33,10 @@ bool quotesTheText(const std::string& message) {
 
 std::string WhyNotJson(const std::string& text) {
     const JsonFault fault = FirstFault(text);
-    const std::size_t comma = trailingComma(text, fault.offset);
-    if (comma != std::string::npos) return "trailing comma" + placeOf(text, comma);
-    const std::string message = quotesTheText(fault.message) ? "malformed number" : fault.message;
-    return "not JSON: " + message + placeOf(text, fault.offset);
+    const std::size_t comma = TrailingComma(text, fault.offset);
+    if (comma != std::string::npos) return "trailing comma" + PlaceOf(text, comma);
+    const std::string message = QuotesTheText(fault.message) ? "malformed number" : fault.message;
+    return "not JSON: " + message + PlaceOf(text, fault.offset);
 }
 
 }  // namespace Bas

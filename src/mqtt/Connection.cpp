@@ -45,7 +45,7 @@ private:
     mosquitto_property* m_list = nullptr;
 };
 
-std::string reasonText(int code, const mosquitto_property* properties) {
+std::string ReasonText(int code, const mosquitto_property* properties) {
     std::string text = mosquitto_reason_string(code);
     char* detail = nullptr;
     mosquitto_property_read_string(properties, MQTT_PROP_REASON_STRING, &detail, false);
@@ -54,7 +54,7 @@ std::string reasonText(int code, const mosquitto_property* properties) {
     return text;
 }
 
-ServerLimits limitsOf(const mosquitto_property* properties) {
+ServerLimits LimitsOf(const mosquitto_property* properties) {
     std::uint16_t inFlight = 65535;
     std::uint32_t packet = kLargestPacket;
     mosquitto_property_read_int16(properties, MQTT_PROP_RECEIVE_MAXIMUM, &inFlight, false);
@@ -65,13 +65,13 @@ ServerLimits limitsOf(const mosquitto_property* properties) {
     return limits;
 }
 
-bool acknowledges(const mosquitto_property* properties) {
+bool Acknowledges(const mosquitto_property* properties) {
     std::uint8_t qos = 2;
     mosquitto_property_read_byte(properties, MQTT_PROP_MAXIMUM_QOS, &qos, false);
     return qos >= 1;
 }
 
-const char* textOrNull(const std::string& text) {
+const char* TextOrNull(const std::string& text) {
     return text.empty() ? nullptr : text.c_str();
 }
 
@@ -85,15 +85,15 @@ public:
         self.guarded([&] {
             if (code != 0) {
                 self.m_refused = true;
-                self.fail("refused by the server: " + reasonText(code, properties));
+                self.fail("refused by the server: " + ReasonText(code, properties));
             } else if (self.m_connected) {
                 self.fail("the server answered the connection twice");
-            } else if (!acknowledges(properties)) {
+            } else if (!Acknowledges(properties)) {
                 self.m_refused = true;
                 self.fail("the server acknowledges no messages");
             } else {
                 self.m_connected = true;
-                self.m_events.onConnected(limitsOf(properties));
+                self.m_events.onConnected(LimitsOf(properties));
             }
         });
     }
@@ -102,7 +102,7 @@ public:
         Connection& self = of(user);
         self.guarded([&] {
             if (code >= kFirstRefusal)
-                self.fail("closed by the server: " + reasonText(code, properties));
+                self.fail("closed by the server: " + ReasonText(code, properties));
             else if (code == 0)
                 self.fail("closed");
         });
@@ -114,7 +114,7 @@ public:
         self.guarded([&] {
             const bool granted = count == 1 && codes[0] < kFirstRefusal;
             self.m_events.onSubscribed(mid, granted,
-                                       granted || count != 1 ? "" : reasonText(codes[0], properties));
+                                       granted || count != 1 ? "" : ReasonText(codes[0], properties));
         });
     }
 
@@ -126,7 +126,7 @@ public:
     static void onPublish(mosquitto*, void* user, int mid, int code, const mosquitto_property* properties) {
         Connection& self = of(user);
         self.guarded([&] {
-            self.m_events.onAcknowledged(mid, code < kFirstRefusal ? "" : reasonText(code, properties));
+            self.m_events.onAcknowledged(mid, code < kFirstRefusal ? "" : ReasonText(code, properties));
         });
     }
 
@@ -179,7 +179,7 @@ bool Connection::configure(const Options& options) {
         mosquitto_int_option(client, MOSQ_OPT_RECEIVE_MAXIMUM, kMostDownlinksInFlight) == MOSQ_ERR_SUCCESS &&
         mosquitto_int_option(client, MOSQ_OPT_SEND_MAXIMUM, kMostUplinksInFlight) == MOSQ_ERR_SUCCESS &&
         mosquitto_int_option(client, MOSQ_OPT_TCP_NODELAY, 1) == MOSQ_ERR_SUCCESS &&
-        mosquitto_username_pw_set(client, options.userName.c_str(), textOrNull(options.token)) ==
+        mosquitto_username_pw_set(client, options.userName.c_str(), TextOrNull(options.token)) ==
             MOSQ_ERR_SUCCESS &&
         mosquitto_will_set_v5(client, options.willTopic.c_str(), sizeof kOffline - 1, kOffline, 1, false,
                               nullptr) == MOSQ_ERR_SUCCESS &&

@@ -17,7 +17,7 @@ constexpr auto kServed = seconds(1);
 constexpr auto kDrainLimit = milliseconds(400);
 constexpr auto kGoodbyeLimit = milliseconds(200);
 
-bool isAnyConnected(const std::vector<Senders::Handle>& senders) {
+bool IsAnyConnected(const std::vector<Senders::Handle>& senders) {
     return std::any_of(senders.begin(), senders.end(),
                        [](const auto& sender) { return sender->connected.load(); });
 }
@@ -98,7 +98,7 @@ void ConnectionLife::serviceSenders() {
 
 void ConnectionLife::showSenders() {
     const std::vector<Senders::Handle> senders = m_state.senders.all();
-    if (senders.empty() || isAnyConnected(senders))
+    if (senders.empty() || IsAnyConnected(senders))
         m_state.status.set(MsgCenterState::Connected, m_note);
     else if (!m_subscriptions.isSubscribing())
         m_state.status.set(MsgCenterState::Refused, m_note);

@@ -21,20 +21,20 @@ namespace {
 
 // Not the TLS library's: where memory is short at its first use, that one crashes or gives nothing, and connections
 // of one name would throw each other out.
-std::uint64_t randomNumber() {
+std::uint64_t RandomNumber() {
     std::random_device device;
     return (std::uint64_t{device()} << 32U) | device();
 }
 
-std::string randomName() {
+std::string RandomName() {
     char name[9];
-    std::snprintf(name, sizeof name, "%08x", static_cast<unsigned>(randomNumber() & 0xffffffffU));
+    std::snprintf(name, sizeof name, "%08x", static_cast<unsigned>(RandomNumber() & 0xffffffffU));
     return name;
 }
 
 // The same for all centers of the process, so that a server can tell that they belong together.
-const std::string& processClientName() {
-    static const auto* const name = new std::string(randomName());
+const std::string& ProcessClientName() {
+    static const auto* const name = new std::string(RandomName());
     return *name;
 }
 
@@ -56,7 +56,7 @@ bool MsgCenter::Impl::startThread(mqtt::Settings settings) {
     try {
         state.status.note(MsgCenterState::Connecting, mqtt::kStarting);
         const auto rounds =
-            std::make_shared<mqtt::AddressRounds>(std::move(settings), randomName(), randomNumber(), state);
+            std::make_shared<mqtt::AddressRounds>(std::move(settings), RandomName(), RandomNumber(), state);
         thread = StartLibraryThread([this, rounds] {
             threadId = std::this_thread::get_id();
             const mqtt::NetworkThread networkThread;
@@ -94,7 +94,7 @@ bool MsgCenter::start(const MsgCenterConfig& config) {
         log.write(LogLevel::Warning, "start: already started");
         return false;
     }
-    mqtt::ReadSettingsResult read = mqtt::ReadSettings(config, m_impl->options, processClientName());
+    mqtt::ReadSettingsResult read = mqtt::ReadSettings(config, m_impl->options, ProcessClientName());
     if (read.problem.empty() && !m_impl->state.waiter->isUsable())
         read.problem = "the system gives no socket";
     if (!read.problem.empty()) return m_impl->cannotStart(read.problem);

@@ -13,7 +13,7 @@ constexpr char kOrigin[] = "mqtt";
 using Sink = void (*)(int level, const char* text1, const char* text2);
 std::atomic<Sink> currentSink{nullptr};
 
-const char* severityOf(LogLevel level) {
+const char* SeverityOf(LogLevel level) {
     switch (level) {
         case LogLevel::Warning:
             return "warning: ";
@@ -36,7 +36,7 @@ void SdkLog::write(LogLevel level, const std::string& line) const {
     const Sink sink = currentSink.load();
     if (!sink) return;
     const std::string name = m_name.empty() ? m_name : m_name + ": ";
-    sink(static_cast<int>(level), kOrigin, (severityOf(level) + name + line).c_str());
+    sink(static_cast<int>(level), kOrigin, (SeverityOf(level) + name + line).c_str());
 }
 
 void NoteDroppedSdkPass(const char* line) noexcept {

@@ -21,28 +21,28 @@ constexpr std::int64_t kUsualPauseMs = 30'000;
 constexpr std::int64_t kShortestPauseMs = 500;
 constexpr std::int64_t kLongestPauseMs = std::int64_t{24} * 3600 * 1000;
 
-bool isClientByte(char c) {
+bool IsClientByte(char c) {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_' || c == '-';
 }
 
-bool isClientName(const std::string& name) {
-    return name.size() <= kLongestClient && std::all_of(name.begin(), name.end(), isClientByte);
+bool IsClientName(const std::string& name) {
+    return name.size() <= kLongestClient && std::all_of(name.begin(), name.end(), IsClientByte);
 }
 
-bool isHostByte(char c) {
+bool IsHostByte(char c) {
     return c > ' ' && c < '\x7f';
 }
 
-bool isUsable(const std::string& host, int port) {
+bool IsUsable(const std::string& host, int port) {
     return port >= 1 && port <= 65535 && qolive::IsPossibleHost(host) && host != "0.0.0.0" && host != "::" &&
-           std::all_of(host.begin(), host.end(), isHostByte);
+           std::all_of(host.begin(), host.end(), IsHostByte);
 }
 
-void readAddresses(const MsgCenterConfig& config, ReadSettingsResult& result) {
+void ReadAddresses(const MsgCenterConfig& config, ReadSettingsResult& result) {
     const std::uint32_t count = config.addrs ? config.addrCount : 0;
     for (std::uint32_t i = 0; i < count; ++i) {
         const MsgCenterAddr& address = config.addrs[i];
-        if (isUsable(address.ip, address.port))
+        if (IsUsable(address.ip, address.port))
             result.settings.addresses.push_back({address.ip, address.port});
         else
             result.notes.push_back("unusable server address skipped: " + Shortened(address.ip) + ":" +
@@ -51,7 +51,7 @@ void readAddresses(const MsgCenterConfig& config, ReadSettingsResult& result) {
 }
 
 template <class Number>
-Number within(Number value, Number usual, Number least, Number most, const char* what,
+Number Within(Number value, Number usual, Number least, Number most, const char* what,
               ReadSettingsResult& result) {
     if (value == 0) return usual;
     const Number used = std::clamp(value, least, most);
@@ -61,12 +61,12 @@ Number within(Number value, Number usual, Number least, Number most, const char*
     return used;
 }
 
-bool holdsZeroByte(const std::string& text) {
+bool HoldsZeroByte(const std::string& text) {
     return text.find('\0') != std::string::npos;
 }
 
-std::string problemOf(const MsgCenterOptions& options) {
-    if (holdsZeroByte(options.clientCertificate) || holdsZeroByte(options.clientKey))
+std::string ProblemOf(const MsgCenterOptions& options) {
+    if (HoldsZeroByte(options.clientCertificate) || HoldsZeroByte(options.clientKey))
         return "the file name of the client certificate or of its key holds a zero byte";
     if (options.clientCertificate.empty() && !options.clientKey.empty())
         return "there is a client key, but no client certificate";
@@ -76,25 +76,25 @@ std::string problemOf(const MsgCenterOptions& options) {
             options.proxyPort != 0 || !options.proxyUser.empty() || !options.proxyPassword.empty();
         return lost ? "the SOCKS5 proxy has no host" : "";
     }
-    if (!isUsable(options.proxyHost, options.proxyPort))
+    if (!IsUsable(options.proxyHost, options.proxyPort))
         return "unusable SOCKS5 proxy: " + Shortened(options.proxyHost) + ":" +
                std::to_string(options.proxyPort);
     if (options.proxyUser.size() > kLongestProxySecret ||
-        options.proxyPassword.size() > kLongestProxySecret || holdsZeroByte(options.proxyUser) ||
-        holdsZeroByte(options.proxyPassword))
+        options.proxyPassword.size() > kLongestProxySecret || HoldsZeroByte(options.proxyUser) ||
+        HoldsZeroByte(options.proxyPassword))
         return "the user name or password of the SOCKS5 proxy is longer than 255 bytes or holds a zero byte";
     return {};
 }
 
-std::string problemOf(const MsgCenterConfig& config, const Settings& settings) {
-    if (!isClientName(config.textValue1))
+std::string ProblemOf(const MsgCenterConfig& config, const Settings& settings) {
+    if (!IsClientName(config.textValue1))
         return "the client name may hold up to 128 letters, digits, '_' and '-' only";
     if (config.intValue2 < 0 || config.intValue2 > 2)
         return "unknown TLS mode " + std::to_string(config.intValue2);
     if (std::string problem = TokenProblem(config.accessToken); !problem.empty()) return problem;
-    if (holdsZeroByte(config.textValue2)) return "the CA file name holds a zero byte";
+    if (HoldsZeroByte(config.textValue2)) return "the CA file name holds a zero byte";
     if (settings.addresses.empty()) return "no usable server address";
-    return problemOf(settings.options);
+    return ProblemOf(settings.options);
 }
 
 }  // namespace
@@ -104,8 +104,8 @@ ReadSettingsResult ReadSettings(const MsgCenterConfig& config, const MsgCenterOp
     ReadSettingsResult result;
     Settings& settings = result.settings;
     settings.options = options;
-    readAddresses(config, result);
-    result.problem = problemOf(config, settings);
+    ReadAddresses(config, result);
+    result.problem = ProblemOf(config, settings);
     if (!result.problem.empty()) return result;
 
     settings.client = config.textValue1.empty() ? randomClient : config.textValue1;
@@ -114,15 +114,15 @@ ReadSettingsResult ReadSettings(const MsgCenterConfig& config, const MsgCenterOp
     settings.tokenExpiry = config.expireTime;
     settings.caFile = config.textValue2;
     settings.tls = static_cast<TlsUse>(config.intValue2);
-    settings.keepAliveSeconds = within(config.intValue1, kUsualKeepAlive, kShortestKeepAlive,
+    settings.keepAliveSeconds = Within(config.intValue1, kUsualKeepAlive, kShortestKeepAlive,
                                        kLongestKeepAlive, "keep-alive", result);
     settings.longestPauseMs =
-        within(config.int64Value1, kUsualPauseMs, kShortestPauseMs, kLongestPauseMs, "longest pause", result);
+        Within(config.int64Value1, kUsualPauseMs, kShortestPauseMs, kLongestPauseMs, "longest pause", result);
     return result;
 }
 
 std::string TokenProblem(const std::string& token) {
-    if (token.size() > kLongestToken || holdsZeroByte(token))
+    if (token.size() > kLongestToken || HoldsZeroByte(token))
         return "the access token is longer than 65535 bytes or holds a zero byte";
     return {};
 }

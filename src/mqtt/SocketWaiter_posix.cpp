@@ -12,7 +12,7 @@ namespace QoPlayer {
 namespace mqtt {
 namespace {
 
-bool makeQuiet(int descriptor) {
+bool MakeQuiet(int descriptor) {
     return fcntl(descriptor, F_SETFL, O_NONBLOCK) == 0 && fcntl(descriptor, F_SETFD, FD_CLOEXEC) == 0;
 }
 
@@ -21,7 +21,7 @@ bool makeQuiet(int descriptor) {
 SocketWaiter::SocketWaiter() {
     int ends[2];
     if (pipe(ends) != 0) return;
-    if (!makeQuiet(ends[0]) || !makeQuiet(ends[1])) {
+    if (!MakeQuiet(ends[0]) || !MakeQuiet(ends[1])) {
         close(ends[0]);
         close(ends[1]);
         return;

@@ -8,7 +8,7 @@ namespace QoPlayer {
 namespace mqtt {
 namespace {
 
-std::int64_t nowMs() {
+std::int64_t NowMs() {
     using namespace std::chrono;
     return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
 }
@@ -18,7 +18,7 @@ std::int64_t nowMs() {
 StatusBoard::StatusBoard() {
     m_status.state = MsgCenterState::Stopped;
     m_status.reason = "not started";
-    m_status.sinceMs = nowMs();
+    m_status.sinceMs = NowMs();
 }
 
 void StatusBoard::setListener(MsgCenterWatch::Listener listener, void* user) {
@@ -38,7 +38,7 @@ void StatusBoard::set(MsgCenterState state, const std::string& reason) noexcept 
 void StatusBoard::note(MsgCenterState state, const std::string& reason) noexcept {
     const qolive::MutexLock lock(m_mutex);
     if (m_status.state == state && m_status.reason == reason) return;
-    if (m_status.state != state) m_status.sinceMs = nowMs();
+    if (m_status.state != state) m_status.sinceMs = NowMs();
     m_status.state = state;
     try {
         m_status.reason = reason;

@@ -11,7 +11,7 @@ namespace QoPlayer {
 namespace mqtt {
 namespace {
 
-bool trust(SSL_CTX* context, const std::string& caFile, std::string& problem) {
+bool Trust(SSL_CTX* context, const std::string& caFile, std::string& problem) {
     const bool trusted = caFile.empty()
                              ? TrustSystemAuthorities(context)
                              : SSL_CTX_load_verify_locations(context, caFile.c_str(), nullptr) == 1;
@@ -23,14 +23,14 @@ bool trust(SSL_CTX* context, const std::string& caFile, std::string& problem) {
 }
 
 // Without it the library would ask at the terminal.
-int noPassword(char* /*buffer*/, int /*size*/, int /*writing*/, void* /*user*/) {
+int NoPassword(char* /*buffer*/, int /*size*/, int /*writing*/, void* /*user*/) {
     return 0;
 }
 
-bool showCertificate(SSL_CTX* context, const TlsContext::Files& files, std::string& problem) {
+bool ShowCertificate(SSL_CTX* context, const TlsContext::Files& files, std::string& problem) {
     if (files.certificate.empty()) return true;
     const std::string& key = files.key.empty() ? files.certificate : files.key;
-    SSL_CTX_set_default_passwd_cb(context, noPassword);
+    SSL_CTX_set_default_passwd_cb(context, NoPassword);
     if (SSL_CTX_use_certificate_chain_file(context, files.certificate.c_str()) != 1)
         problem =
             "no certificate can be read from the client certificate file " + Shortened(files.certificate);
@@ -41,7 +41,7 @@ bool showCertificate(SSL_CTX* context, const TlsContext::Files& files, std::stri
     return problem.empty();
 }
 
-TlsContext* contextOf(const SSL* ssl) {
+TlsContext* ContextOf(const SSL* ssl) {
     return static_cast<TlsContext*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(ssl)));
 }
 
@@ -54,7 +54,7 @@ std::unique_ptr<TlsContext> TlsContext::make(const Files& files, std::string& pr
         return nullptr;
     }
     std::unique_ptr<TlsContext> made(new TlsContext(context));
-    if (!trust(context, files.authorities, problem) || !showCertificate(context, files, problem))
+    if (!Trust(context, files.authorities, problem) || !ShowCertificate(context, files, problem))
         return nullptr;
     return made;
 }
@@ -93,7 +93,7 @@ void TlsContext::offer(const std::string& protocol) {
 }
 
 void TlsContext::onInfo(const SSL* ssl, int where, int alert) {
-    TlsContext* const self = contextOf(ssl);
+    TlsContext* const self = ContextOf(ssl);
     if ((where & SSL_CB_HANDSHAKE_START) != 0) self->nameServer(const_cast<SSL*>(ssl));
     if ((where & SSL_CB_HANDSHAKE_DONE) != 0) self->m_agreed = true;
     if (where == SSL_CB_READ_ALERT && (alert & 0xff) == SSL_AD_CLOSE_NOTIFY) self->m_closedByServer = true;
@@ -110,7 +110,7 @@ int TlsContext::onVerify(int accepted, X509_STORE_CTX* store) {
     if (accepted) return 1;
     const auto* const ssl =
         static_cast<const SSL*>(X509_STORE_CTX_get_ex_data(store, SSL_get_ex_data_X509_STORE_CTX_idx()));
-    TlsContext* const self = contextOf(ssl);
+    TlsContext* const self = ContextOf(ssl);
     if (self->m_verifyError == X509_V_OK) self->m_verifyError = X509_STORE_CTX_get_error(store);
     return 0;
 }

@@ -18,7 +18,7 @@ namespace QoPlayer {
 namespace mqtt {
 namespace {
 
-void trust(X509_STORE* authorities, const CERT_CONTEXT& certificate) {
+void Trust(X509_STORE* authorities, const CERT_CONTEXT& certificate) {
     const unsigned char* encoded = certificate.pbCertEncoded;
     X509* const authority = d2i_X509(nullptr, &encoded, static_cast<long>(certificate.cbCertEncoded));
     if (!authority) return;
@@ -34,7 +34,7 @@ bool TrustSystemAuthorities(SSL_CTX* context) {
     X509_STORE* const authorities = SSL_CTX_get_cert_store(context);
     const CERT_CONTEXT* certificate = nullptr;
     while ((certificate = CertEnumCertificatesInStore(store, certificate)) != nullptr)
-        trust(authorities, *certificate);
+        Trust(authorities, *certificate);
     CertCloseStore(store, 0);
     return true;
 }

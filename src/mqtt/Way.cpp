@@ -10,30 +10,30 @@ namespace {
 constexpr int kHttpsPort = 443;
 constexpr char kMqttProtocol[] = "mqtt";
 
-std::string nameOf(const ServerAddress& address, const std::string& literal) {
+std::string NameOf(const ServerAddress& address, const std::string& literal) {
     const std::string port = ":" + std::to_string(address.port);
     return literal == address.host ? literal + port : address.host + port + " (" + literal + ")";
 }
 
 // Where a proxy is, a loopback address is the proxy's.
-bool isPlain(const std::string& literal, const Settings& settings) {
+bool IsPlain(const std::string& literal, const Settings& settings) {
     return settings.tls == TlsUse::Never ||
            (settings.tls == TlsUse::ExceptLoopback && settings.options.proxyHost.empty() &&
             qolive::IsLoopbackAddress(literal));
 }
 
-void lead(Way& way, const ServerAddress& address, const std::string& literal) {
+void Lead(Way& way, const ServerAddress& address, const std::string& literal) {
     way.server = literal;
-    way.name = nameOf(address, literal);
+    way.name = NameOf(address, literal);
 }
 
 // The proxy looks the server's name up.
-void leadThroughProxy(Way& way, const ServerAddress& address, const std::string& proxyLiteral,
+void LeadThroughProxy(Way& way, const ServerAddress& address, const std::string& proxyLiteral,
                       const MsgCenterOptions& options) {
     const std::string server = qolive::AsLiteralAddress(address.host);
-    lead(way, address, server.empty() ? address.host : server);
+    Lead(way, address, server.empty() ? address.host : server);
     way.proxy = {proxyLiteral, options.proxyPort, options.proxyUser, options.proxyPassword};
-    way.name += " through the proxy " + nameOf({options.proxyHost, options.proxyPort}, proxyLiteral);
+    way.name += " through the proxy " + NameOf({options.proxyHost, options.proxyPort}, proxyLiteral);
 }
 
 }  // namespace
@@ -49,10 +49,10 @@ Way WayTo(const ServerAddress& address, const std::string& literal, const Settin
     way.host = address.host;
     way.port = address.port;
     if (options.proxyHost.empty())
-        lead(way, address, literal);
+        Lead(way, address, literal);
     else
-        leadThroughProxy(way, address, literal, options);
-    way.plain = isPlain(literal, settings);
+        LeadThroughProxy(way, address, literal, options);
+    way.plain = IsPlain(literal, settings);
     way.name += way.plain ? " over plain TCP" : " over TLS";
     way.alpn = options.alpn.empty() && address.port == kHttpsPort ? kMqttProtocol : options.alpn;
     return way;

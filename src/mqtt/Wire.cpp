@@ -12,18 +12,18 @@ namespace {
 
 constexpr std::size_t kLongestString = 65535;
 
-std::size_t varintBytes(std::size_t value) {
+std::size_t VarintBytes(std::size_t value) {
     std::size_t bytes = 1;
     for (; value > 127; value >>= 7)
         ++bytes;
     return bytes;
 }
 
-std::size_t stringBytes(std::size_t length) {
+std::size_t StringBytes(std::size_t length) {
     return 2 + length;
 }
 
-std::string withSegment(const std::string& prefix, const char* segment, int cmd) {
+std::string WithSegment(const std::string& prefix, const char* segment, int cmd) {
     return prefix + segment + std::to_string(cmd);
 }
 
@@ -34,11 +34,11 @@ std::string TopicPrefix(const std::string& client, const std::string& connection
 }
 
 std::string UpTopic(const std::string& prefix, int cmd) {
-    return withSegment(prefix, "/up/", cmd);
+    return WithSegment(prefix, "/up/", cmd);
 }
 
 std::string DownTopic(const std::string& prefix, int cmd) {
-    return withSegment(prefix, "/down/", cmd);
+    return WithSegment(prefix, "/down/", cmd);
 }
 
 std::string PresenceTopic(const std::string& prefix) {
@@ -68,12 +68,12 @@ std::string HeadProblem(const std::string& head) {
 
 std::size_t UplinkPacketSize(std::size_t topicLength, std::size_t responseTopicLength, std::size_t bodyLength,
                              std::size_t headLength) {
-    std::size_t properties = 1 + stringBytes(sizeof kContentType - 1) + 1 + stringBytes(responseTopicLength);
-    if (headLength > 0) properties += 1 + stringBytes(sizeof kHeadProperty - 1) + stringBytes(headLength);
+    std::size_t properties = 1 + StringBytes(sizeof kContentType - 1) + 1 + StringBytes(responseTopicLength);
+    if (headLength > 0) properties += 1 + StringBytes(sizeof kHeadProperty - 1) + StringBytes(headLength);
     constexpr std::size_t kPacketIdentifier = 2;
     const std::size_t remaining =
-        stringBytes(topicLength) + kPacketIdentifier + varintBytes(properties) + properties + bodyLength;
-    return 1 + varintBytes(remaining) + remaining;
+        StringBytes(topicLength) + kPacketIdentifier + VarintBytes(properties) + properties + bodyLength;
+    return 1 + VarintBytes(remaining) + remaining;
 }
 
 }  // namespace mqtt

@@ -11,7 +11,7 @@ namespace {
 constexpr std::size_t kLongestHost = 255;
 constexpr std::size_t kMostAddresses = 16;
 
-std::string literalOf(const addrinfo& address) {
+std::string LiteralOf(const addrinfo& address) {
     char literal[128];
     const auto length = static_cast<socklen_t>(address.ai_addrlen);
     const int failed =
@@ -19,23 +19,23 @@ std::string literalOf(const addrinfo& address) {
     return failed ? std::string() : literal;
 }
 
-bool beginsWith(const std::string& text, const char* beginning) {
+bool BeginsWith(const std::string& text, const char* beginning) {
     return text.rfind(beginning, 0) == 0;
 }
 
-char lowerCase(char c) {
+char LowerCase(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-bool endsWithIgnoringCase(const std::string& text, const std::string& lowerCaseEnding) {
+bool EndsWithIgnoringCase(const std::string& text, const std::string& lowerCaseEnding) {
     return text.size() > lowerCaseEnding.size() &&
            std::equal(lowerCaseEnding.rbegin(), lowerCaseEnding.rend(), text.rbegin(),
-                      [](char wanted, char found) { return wanted == lowerCase(found); });
+                      [](char wanted, char found) { return wanted == LowerCase(found); });
 }
 
-std::string withColons(const std::string& host) {
+std::string WithColons(const std::string& host) {
     static const std::string ending = ".ipv6-literal.net";
-    if (!endsWithIgnoringCase(host, ending)) return host;
+    if (!EndsWithIgnoringCase(host, ending)) return host;
     std::string literal = host.substr(0, host.size() - ending.size());
     std::replace(literal.begin(), literal.end(), '-', ':');
     const auto scope = literal.find_first_of("sS");
@@ -50,12 +50,12 @@ bool IsPossibleHost(const std::string& host) {
 }
 
 std::string AsLiteralAddress(const std::string& host) {
-    const AddressList found(withColons(host), AI_NUMERICHOST);
-    return found.first() ? literalOf(*found.first()) : std::string();
+    const AddressList found(WithColons(host), AI_NUMERICHOST);
+    return found.first() ? LiteralOf(*found.first()) : std::string();
 }
 
 bool IsLoopbackAddress(const std::string& literal) {
-    return beginsWith(literal, "127.") || literal == "::1" || beginsWith(literal, "::ffff:127.");
+    return BeginsWith(literal, "127.") || literal == "::1" || BeginsWith(literal, "::ffff:127.");
 }
 
 std::vector<std::string> ResolveHost(const std::string& name) {
@@ -63,7 +63,7 @@ std::vector<std::string> ResolveHost(const std::string& name) {
     std::vector<std::string> literals;
     for (auto address = found.first(); address && literals.size() < kMostAddresses;
          address = address->ai_next) {
-        const std::string literal = literalOf(*address);
+        const std::string literal = LiteralOf(*address);
         if (!literal.empty() && std::find(literals.begin(), literals.end(), literal) == literals.end())
             literals.push_back(literal);
     }

@@ -27,7 +27,7 @@ using CRITICAL_SECTION = pthread_mutex_t;
 using SRWLOCK = pthread_rwlock_t;
 
 #define WINAPI
-constexpr DWORD STILL_ACTIVE = 259;
+constexpr DWORD STILL_ACTIVE = 259;  // NOLINT(readability-identifier-naming): as Windows has it
 
 extern "C" {
 

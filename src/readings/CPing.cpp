@@ -14,7 +14,7 @@ using std::chrono::steady_clock;
 constexpr std::chrono::seconds kTimeLimit{3};
 constexpr std::size_t kMostLookUps = 16;
 
-std::vector<std::string> literalsOf(const std::string& host, steady_clock::time_point deadline) {
+std::vector<std::string> LiteralsOf(const std::string& host, steady_clock::time_point deadline) {
     static auto* const lookUps = new qolive::LookUps(kMostLookUps);  // never destroyed: pings go on at exit
     if (!qolive::IsPossibleHost(host)) return {};
     const std::string literal = qolive::AsLiteralAddress(host);
@@ -33,7 +33,7 @@ CPing* CPing::GetInstance() {
 
 bool CPing::PingHost(std::string host, int& rttMs) {
     const auto deadline = steady_clock::now() + kTimeLimit;
-    for (const std::string& literal : literalsOf(host, deadline))
+    for (const std::string& literal : LiteralsOf(host, deadline))
         if (SendEcho(literal, deadline, rttMs)) return true;
     return false;
 }

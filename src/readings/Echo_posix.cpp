@@ -36,7 +36,7 @@ private:
     int m_number = -1;
 };
 
-EchoCookie newCookie() {
+EchoCookie NewCookie() {
     static std::atomic<std::uint64_t> count{0};
     const std::array<std::uint64_t, 3> parts{
         ++count, static_cast<std::uint64_t>(getpid()),
@@ -47,12 +47,12 @@ EchoCookie newCookie() {
     return cookie;
 }
 
-bool sendAll(int socket, const EchoBytes& message) {
+bool SendAll(int socket, const EchoBytes& message) {
     return send(socket, message.data(), message.size(), 0) == static_cast<ssize_t>(message.size());
 }
 
 /// False when the deadline has passed, or nothing can be received any more.
-bool waitForMessage(int socket, steady_clock::time_point deadline) {
+bool WaitForMessage(int socket, steady_clock::time_point deadline) {
     for (;;) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - steady_clock::now());
         if (left.count() <= 0) return false;
@@ -64,16 +64,16 @@ bool waitForMessage(int socket, steady_clock::time_point deadline) {
 }
 
 /// False when the system reports that the host cannot be reached.
-bool receive(int socket, EchoBytes& message) {
+bool Receive(int socket, EchoBytes& message) {
     message.resize(512);
     const ssize_t length = recv(socket, message.data(), message.size(), 0);
     message.resize(static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
     return length >= 0 || errno == EAGAIN || errno == EINTR;
 }
 
-bool awaitReply(int socket, bool isIpv6, const EchoCookie& cookie, steady_clock::time_point deadline) {
+bool AwaitReply(int socket, bool isIpv6, const EchoCookie& cookie, steady_clock::time_point deadline) {
     EchoBytes message;
-    while (waitForMessage(socket, deadline) && receive(socket, message))
+    while (WaitForMessage(socket, deadline) && Receive(socket, message))
         if (IsEchoReply(message, isIpv6, cookie)) return true;
     return false;
 }
@@ -87,10 +87,10 @@ bool SendEcho(const std::string& literal, steady_clock::time_point deadline, int
     const bool isIpv6 = address->ai_family == AF_INET6;
     const Socket socket(address->ai_family, isIpv6 ? int{IPPROTO_ICMPV6} : int{IPPROTO_ICMP});
     if (connect(socket.number(), address->ai_addr, address->ai_addrlen) != 0) return false;
-    const EchoCookie cookie = newCookie();
+    const EchoCookie cookie = NewCookie();
     const auto sent = steady_clock::now();
-    if (!sendAll(socket.number(), MakeEchoRequest(isIpv6, cookie))) return false;
-    if (!awaitReply(socket.number(), isIpv6, cookie, deadline)) return false;
+    if (!SendAll(socket.number(), MakeEchoRequest(isIpv6, cookie))) return false;
+    if (!AwaitReply(socket.number(), isIpv6, cookie, deadline)) return false;
     const auto passed = steady_clock::now() - sent;
     rttMs = static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(passed).count());
     return true;

@@ -43,14 +43,14 @@ private:
 
 /// Room for one answer, and for what the system keeps behind it while it waits.
 template <class Reply>
-std::vector<char> replyBuffer() {
+std::vector<char> ReplyBuffer() {
     constexpr std::size_t kErrorMessage = 8;
     constexpr std::size_t kStatusBlock = 2 * sizeof(void*);
     return std::vector<char>(sizeof(Reply) + kData.size() + kErrorMessage + kStatusBlock);
 }
 
 template <class Reply>
-bool takeReply(const std::vector<char>& buffer, int& rttMs) {
+bool TakeReply(const std::vector<char>& buffer, int& rttMs) {
     Reply reply;
     std::memcpy(&reply, buffer.data(), sizeof reply);
     if (reply.Status != IP_SUCCESS) return false;
@@ -58,28 +58,28 @@ bool takeReply(const std::vector<char>& buffer, int& rttMs) {
     return true;
 }
 
-bool sendIpv4(HANDLE icmp, const sockaddr* address, DWORD timeoutMs, int& rttMs) {
+bool SendIpv4(HANDLE icmp, const sockaddr* address, DWORD timeoutMs, int& rttMs) {
     sockaddr_in target{};
     std::memcpy(&target, address, sizeof target);
-    auto buffer = replyBuffer<ICMP_ECHO_REPLY>();
+    auto buffer = ReplyBuffer<ICMP_ECHO_REPLY>();
     auto data = kData;
     const DWORD replies =
         IcmpSendEcho(icmp, target.sin_addr.s_addr, data.data(), static_cast<WORD>(data.size()), nullptr,
                      buffer.data(), static_cast<DWORD>(buffer.size()), timeoutMs);
-    return replies > 0 && takeReply<ICMP_ECHO_REPLY>(buffer, rttMs);
+    return replies > 0 && TakeReply<ICMP_ECHO_REPLY>(buffer, rttMs);
 }
 
-bool sendIpv6(HANDLE icmp, const sockaddr* address, DWORD timeoutMs, int& rttMs) {
+bool SendIpv6(HANDLE icmp, const sockaddr* address, DWORD timeoutMs, int& rttMs) {
     sockaddr_in6 source{};
     source.sin6_family = AF_INET6;
     sockaddr_in6 target{};
     std::memcpy(&target, address, sizeof target);
-    auto buffer = replyBuffer<Ipv6EchoReply>();
+    auto buffer = ReplyBuffer<Ipv6EchoReply>();
     auto data = kData;
     const DWORD replies = Icmp6SendEcho2(icmp, nullptr, nullptr, nullptr, &source, &target, data.data(),
                                          static_cast<WORD>(data.size()), nullptr, buffer.data(),
                                          static_cast<DWORD>(buffer.size()), timeoutMs);
-    return replies > 0 && takeReply<Ipv6EchoReply>(buffer, rttMs);
+    return replies > 0 && TakeReply<Ipv6EchoReply>(buffer, rttMs);
 }
 
 }  // namespace
@@ -92,6 +92,6 @@ bool SendEcho(const std::string& literal, steady_clock::time_point deadline, int
     const bool isIpv6 = address->ai_family == AF_INET6;
     const IcmpHandle icmp(isIpv6);
     if (left <= 0 || !icmp.isOpen()) return false;
-    const auto send = isIpv6 ? sendIpv6 : sendIpv4;
+    const auto send = isIpv6 ? SendIpv6 : SendIpv4;
     return send(icmp.get(), address->ai_addr, static_cast<DWORD>(left), rttMs);
 }

@@ -4,16 +4,16 @@
 
 namespace {
 
-bool startsWith(const std::string& text, const std::string& start) {
+bool StartsWith(const std::string& text, const std::string& start) {
     return text.compare(0, start.size(), start) == 0;
 }
 
 /// The figure of a line such as "MemTotal:       16318480 kB", in bytes.
-std::optional<std::uint64_t> memoryFigure(const std::string& text, const std::string& name) {
+std::optional<std::uint64_t> MemoryFigure(const std::string& text, const std::string& name) {
     std::istringstream lines(text);
     std::string line;
     while (std::getline(lines, line)) {
-        if (!startsWith(line, name + ":")) continue;
+        if (!StartsWith(line, name + ":")) continue;
         std::istringstream figure(line.substr(name.size() + 1));
         std::uint64_t kibibytes = 0;
         if (figure >> kibibytes) return kibibytes * 1024;
@@ -22,7 +22,7 @@ std::optional<std::uint64_t> memoryFigure(const std::string& text, const std::st
     return std::nullopt;
 }
 
-void appendUtf8(std::string& out, char32_t c) {
+void AppendUtf8(std::string& out, char32_t c) {
     const auto append = [&out](char32_t byte) { out.push_back(static_cast<char>(byte)); };
     const auto continuation = [&append, c](int shift) { append(0x80 | ((c >> shift) & 0x3f)); };
     if (c < 0x80) {
@@ -75,8 +75,8 @@ std::optional<ProcessStat> ParseProcessStat(const std::string& text) {
 }
 
 std::optional<PhysicalMemory> ParseMemory(const std::string& text) {
-    const auto total = memoryFigure(text, "MemTotal");
-    const auto available = memoryFigure(text, "MemAvailable");
+    const auto total = MemoryFigure(text, "MemTotal");
+    const auto available = MemoryFigure(text, "MemAvailable");
     if (!total || !available) return std::nullopt;
     return PhysicalMemory{*total, *available};
 }
@@ -95,7 +95,7 @@ std::string ToUtf8(const std::wstring& text) {
     for (const wchar_t unit : text) {
         const auto c = static_cast<char32_t>(unit);
         const bool isCharacter = c < 0xd800 || (c > 0xdfff && c <= 0x10ffff);
-        appendUtf8(out, isCharacter ? c : kReplacement);
+        AppendUtf8(out, isCharacter ? c : kReplacement);
     }
     return out;
 }

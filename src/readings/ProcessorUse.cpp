@@ -10,22 +10,22 @@
 namespace {
 
 // A system may step its counters back a little when it corrects them.
-std::uint64_t growth(std::uint64_t before, std::uint64_t after) {
+std::uint64_t Growth(std::uint64_t before, std::uint64_t after) {
     return after > before ? after - before : 0;
 }
 
-std::uint64_t usedSince(const std::vector<ProcessTime>& before, const ProcessTime& process) {
+std::uint64_t UsedSince(const std::vector<ProcessTime>& before, const ProcessTime& process) {
     const auto same = [&process](const ProcessTime& earlier) {
         return earlier.id == process.id && earlier.started == process.started;
     };
     const auto earlier = std::find_if(before.begin(), before.end(), same);
-    return earlier == before.end() ? 0 : growth(earlier->usedNs, process.usedNs);
+    return earlier == before.end() ? 0 : Growth(earlier->usedNs, process.usedNs);
 }
 
-int percentUsed(const ProcessList& before, const ProcessList& after) {
+int PercentUsed(const ProcessList& before, const ProcessList& after) {
     std::uint64_t used = 0;
     for (const ProcessTime& process : after.processes)
-        used += usedSince(before.processes, process);
+        used += UsedSince(before.processes, process);
     const std::chrono::nanoseconds elapsed = after.when - before.when;
     return PercentOf(used, static_cast<std::uint64_t>(elapsed.count()) * after.processors);
 }
@@ -36,12 +36,12 @@ struct Newest {
     std::shared_ptr<const ProcessList> list QOLIVE_GUARDED_BY(mutex);
 };
 
-Newest& newest() {
+Newest& NewestReading() {
     static Newest* const instance = new Newest;  // outlives threads that read while the process ends
     return *instance;
 }
 
-std::shared_ptr<const ProcessList> listNow(const std::wstring& name) {
+std::shared_ptr<const ProcessList> ListNow(const std::wstring& name) {
     auto list = std::make_shared<ProcessList>();
     list->processes = ReadProcessTimes(name);
     list->processors = ProcessorCount();
@@ -67,7 +67,7 @@ void SystemUseRate::start(const ProcessorTimes& times, ReadingTime now) {
 int SystemUseRate::next(const ProcessorTimes& times, ReadingTime now) {
     if (!m_started) start(times, now);
     if (now - m_when < kShortestWindow) return m_percent;
-    m_percent = PercentOf(growth(m_times.busy, times.busy), growth(m_times.total, times.total));
+    m_percent = PercentOf(Growth(m_times.busy, times.busy), Growth(m_times.total, times.total));
     m_when = now;
     m_times = times;
     return m_percent;
@@ -76,17 +76,17 @@ int SystemUseRate::next(const ProcessorTimes& times, ReadingTime now) {
 int ProcessUseRate::next(std::shared_ptr<const ProcessList> list) {
     if (!m_list) m_list = list;
     if (list->when - m_list->when < kShortestWindow) return m_percent;
-    m_percent = percentUsed(*m_list, *list);
+    m_percent = PercentUsed(*m_list, *list);
     m_list = std::move(list);
     return m_percent;
 }
 
 std::shared_ptr<const ProcessList> RecentProcesses(const std::wstring& name) {
-    Newest& kept = newest();
+    Newest& kept = NewestReading();
     const qolive::MutexLock lock(kept.mutex);
     const auto now = std::chrono::steady_clock::now();
     if (!kept.list || kept.name != name || now - kept.list->when >= kShortestWindow) {
-        kept.list = listNow(name);
+        kept.list = ListNow(name);
         kept.name = name;
     }
     return kept.list;

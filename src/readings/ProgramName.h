@@ -5,25 +5,25 @@
 namespace program_name {
 
 template <class Char>
-constexpr Char lower(Char c) {
+constexpr Char Lower(Char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<Char>(c - 'A' + 'a') : c;
 }
 
 template <class Char>
-bool sameText(std::basic_string_view<Char> one, std::basic_string_view<Char> other) {
+bool SameText(std::basic_string_view<Char> one, std::basic_string_view<Char> other) {
     if (one.size() != other.size()) return false;
     for (std::size_t i = 0; i < one.size(); ++i)
-        if (lower(one[i]) != lower(other[i])) return false;
+        if (Lower(one[i]) != Lower(other[i])) return false;
     return true;
 }
 
 template <class Char>
-std::basic_string_view<Char> stem(std::basic_string_view<Char> name) {
+std::basic_string_view<Char> Stem(std::basic_string_view<Char> name) {
     static constexpr Char kEnding[] = {'.', 'e', 'x', 'e'};
     const std::basic_string_view<Char> ending(kEnding, 4);
     if (name.size() < ending.size()) return name;
     const auto rest = name.size() - ending.size();
-    return sameText(name.substr(rest), ending) ? name.substr(0, rest) : name;
+    return SameText(name.substr(rest), ending) ? name.substr(0, rest) : name;
 }
 
 }  // namespace program_name
@@ -32,6 +32,6 @@ std::basic_string_view<Char> stem(std::basic_string_view<Char> name) {
 /// nothing before that ending is no program's.
 template <class Char>
 bool IsSameProgram(std::basic_string_view<Char> one, std::basic_string_view<Char> other) {
-    const auto stem = program_name::stem(one);
-    return !stem.empty() && program_name::sameText(stem, program_name::stem(other));
+    const auto stem = program_name::Stem(one);
+    return !stem.empty() && program_name::SameText(stem, program_name::Stem(other));
 }

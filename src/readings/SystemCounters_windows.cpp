@@ -13,23 +13,23 @@
 namespace {
 
 /// In steps of 100 ns.
-std::uint64_t value(const FILETIME& time) {
+std::uint64_t Value(const FILETIME& time) {
     return static_cast<std::uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
 }
 
-std::optional<ProcessTime> timeThrough(HANDLE process, DWORD id) {
+std::optional<ProcessTime> TimeThrough(HANDLE process, DWORD id) {
     FILETIME started;
     FILETIME ended;
     FILETIME kernel;
     FILETIME user;
     if (!GetProcessTimes(process, &started, &ended, &kernel, &user)) return std::nullopt;
-    return ProcessTime{id, value(started), 100 * (value(kernel) + value(user))};
+    return ProcessTime{id, Value(started), 100 * (Value(kernel) + Value(user))};
 }
 
-std::optional<ProcessTime> timeOf(DWORD id) {
-    if (id == GetCurrentProcessId()) return timeThrough(GetCurrentProcess(), id);
+std::optional<ProcessTime> TimeOf(DWORD id) {
+    if (id == GetCurrentProcessId()) return TimeThrough(GetCurrentProcess(), id);
     const Handle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, id));
-    return process.isOpen() ? timeThrough(process.get(), id) : std::nullopt;
+    return process.isOpen() ? TimeThrough(process.get(), id) : std::nullopt;
 }
 
 }  // namespace
@@ -39,8 +39,8 @@ bool ReadProcessorTimes(ProcessorTimes& times) {
     FILETIME kernelAndIdle;
     FILETIME user;
     if (!GetSystemTimes(&idle, &kernelAndIdle, &user)) return false;
-    const std::uint64_t total = value(kernelAndIdle) + value(user);
-    times = {total - std::min(value(idle), total), total};
+    const std::uint64_t total = Value(kernelAndIdle) + Value(user);
+    times = {total - std::min(Value(idle), total), total};
     return true;
 }
 
@@ -56,7 +56,7 @@ std::vector<ProcessTime> ReadProcessTimes(const std::wstring& name) {
     if (!processes.isOpen() || !Process32FirstW(processes.get(), &entry)) return found;
     do {
         if (!IsSameProgram<wchar_t>(name, entry.szExeFile)) continue;
-        if (const auto time = timeOf(entry.th32ProcessID)) found.push_back(*time);
+        if (const auto time = TimeOf(entry.th32ProcessID)) found.push_back(*time);
     } while (Process32NextW(processes.get(), &entry));
     return found;
 }

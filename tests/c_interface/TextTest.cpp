@@ -90,11 +90,11 @@ TEST(CInterfaceText, ANullBufferWithACapacityAndANullLengthAreRefused) {
 }
 
 TEST(CInterfaceGuard, TurnsWhateverIsRaisedIntoACode) {
-    using c_interface::guarded;
-    EXPECT_EQ(guarded([]() -> int { throw c_interface::Refusal{QOLIVE_BAD_SIZE}; }), QOLIVE_BAD_SIZE);
-    EXPECT_EQ(guarded([]() -> int { throw std::bad_alloc(); }), QOLIVE_OUT_OF_MEMORY);
-    EXPECT_EQ(guarded([]() -> int { throw std::string("?"); }), QOLIVE_INTERNAL);
-    EXPECT_EQ(guarded([] { return 2; }), 2);
+    using c_interface::Guarded;
+    EXPECT_EQ(Guarded([]() -> int { throw c_interface::Refusal{QOLIVE_BAD_SIZE}; }), QOLIVE_BAD_SIZE);
+    EXPECT_EQ(Guarded([]() -> int { throw std::bad_alloc(); }), QOLIVE_OUT_OF_MEMORY);
+    EXPECT_EQ(Guarded([]() -> int { throw std::string("?"); }), QOLIVE_INTERNAL);
+    EXPECT_EQ(Guarded([] { return 2; }), 2);
 }
 
 TEST(CInterfaceVersion, IsTheSameInHeaderAndLibrary) {

@@ -6,7 +6,7 @@
 namespace fuzz {
 namespace {
 
-SOCKET handle(std::intptr_t socket) {
+SOCKET Handle(std::intptr_t socket) {
     return static_cast<SOCKET>(socket);
 }
 
@@ -21,39 +21,39 @@ LoopbackServer::LoopbackServer() {
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     int length = sizeof address;
     auto* const name = reinterpret_cast<sockaddr*>(&address);
-    Require(bind(handle(m_listener), name, length) == 0 && listen(handle(m_listener), 1) == 0 &&
-            getsockname(handle(m_listener), name, &length) == 0);
+    Require(bind(Handle(m_listener), name, length) == 0 && listen(Handle(m_listener), 1) == 0 &&
+            getsockname(Handle(m_listener), name, &length) == 0);
     m_port = ntohs(address.sin_port);
 }
 
 LoopbackServer::~LoopbackServer() {
-    closesocket(handle(m_listener));
+    closesocket(Handle(m_listener));
     WSACleanup();
 }
 
 void LoopbackServer::accept() {
-    m_connection = static_cast<std::intptr_t>(::accept(handle(m_listener), nullptr, nullptr));
+    m_connection = static_cast<std::intptr_t>(::accept(Handle(m_listener), nullptr, nullptr));
     Require(m_connection != kNone);
     const BOOL noDelay = TRUE;
-    setsockopt(handle(m_connection), IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&noDelay),
+    setsockopt(Handle(m_connection), IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&noDelay),
                sizeof noDelay);
     u_long noWait = 1;
-    ioctlsocket(handle(m_connection), static_cast<long>(FIONBIO), &noWait);
+    ioctlsocket(Handle(m_connection), static_cast<long>(FIONBIO), &noWait);
 }
 
 void LoopbackServer::send(const std::uint8_t* data, std::size_t size) {
-    ::send(handle(m_connection), reinterpret_cast<const char*>(data), static_cast<int>(size), 0);
+    ::send(Handle(m_connection), reinterpret_cast<const char*>(data), static_cast<int>(size), 0);
 }
 
 void LoopbackServer::finish() {
-    shutdown(handle(m_connection), SD_SEND);
+    shutdown(Handle(m_connection), SD_SEND);
 }
 
 void LoopbackServer::drop() {
     const linger atOnce = {1, 0};
-    setsockopt(handle(m_connection), SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&atOnce),
+    setsockopt(Handle(m_connection), SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&atOnce),
                sizeof atOnce);
-    closesocket(handle(m_connection));
+    closesocket(Handle(m_connection));
     m_connection = kNone;
 }
 

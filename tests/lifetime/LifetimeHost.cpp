@@ -110,7 +110,7 @@ int exitFromThread(const Arguments& arguments) {
     logQuietly(host);
     host.runConnected(arguments.port);
     sayEnding();
-    std::thread([] { exitProcess(0); }).detach();
+    std::thread([] { EndProcess(0); }).detach();
     for (;;)
         pause(1000);
 }

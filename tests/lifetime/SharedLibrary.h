@@ -24,4 +24,4 @@ private:
 };
 
 /// Ends the process in the system's own way, on any thread: static destructors run where the system runs them then.
-[[noreturn]] void exitProcess(int code);
+[[noreturn]] void EndProcess(int code);

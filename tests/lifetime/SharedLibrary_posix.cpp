@@ -26,6 +26,6 @@ void SharedLibrary::free() {
     if (dlclose(m_handle) != 0) orExit<void*>(nullptr);
 }
 
-void exitProcess(int code) {
+void EndProcess(int code) {
     std::exit(code);
 }

@@ -8,7 +8,7 @@
 namespace {
 
 template <class Result>
-Result orExit(Result result) {
+Result OrExit(Result result) {
     if (result) return result;
     std::fprintf(stderr, "Windows error %lu\n", GetLastError());
     std::_Exit(2);
@@ -16,16 +16,16 @@ Result orExit(Result result) {
 
 }  // namespace
 
-SharedLibrary::SharedLibrary(const std::string& path) : m_handle(orExit(LoadLibraryA(path.c_str()))) {}
+SharedLibrary::SharedLibrary(const std::string& path) : m_handle(OrExit(LoadLibraryA(path.c_str()))) {}
 
 SharedLibrary::Address SharedLibrary::address(const char* name) const {
-    return reinterpret_cast<Address>(orExit(GetProcAddress(static_cast<HMODULE>(m_handle), name)));
+    return reinterpret_cast<Address>(OrExit(GetProcAddress(static_cast<HMODULE>(m_handle), name)));
 }
 
 void SharedLibrary::free() {
-    orExit(FreeLibrary(static_cast<HMODULE>(m_handle)));
+    OrExit(FreeLibrary(static_cast<HMODULE>(m_handle)));
 }
 
-void exitProcess(int code) {
+void EndProcess(int code) {
     ExitProcess(static_cast<UINT>(code));
 }

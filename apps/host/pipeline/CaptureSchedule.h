@@ -11,8 +11,8 @@ namespace host {
 /// 1024 samples at 48 kHz, each due when its last sample has been heard.
 class CaptureSchedule {
 public:
-    static constexpr int sampleRate = 48000;
-    static constexpr int samplesPerFrame = 1024;
+    static constexpr int kSampleRate = 48000;
+    static constexpr int kSamplesPerFrame = 1024;
 
     struct Slot {
         MediaKind kind = MediaKind::Video;

@@ -25,7 +25,7 @@ public:
           m_stop(stop),
           m_produce(std::move(produce)),
           m_schedule(fps),
-          m_queue(VideoLimit(fps), audioLimit),
+          m_queue(VideoLimit(fps), kAudioLimit),
           m_thread([this] { Run(); }) {}
 
     ~CaptureThread() {
@@ -47,7 +47,7 @@ private:
     // A quarter of a second of pictures rides out a pause of the encoder. Sound waits behind the pictures, so
     // it gets room for as long as the slowest of them can take.
     static std::size_t VideoLimit(int fps) { return static_cast<std::size_t>(std::max(4, fps / 4)); }
-    static constexpr std::size_t audioLimit = 256;
+    static constexpr std::size_t kAudioLimit = 256;
 
     void Run() {
         try {

@@ -22,7 +22,7 @@ struct TimedFrame {
 
 TimedFrame Produce(MediaSource& source, const CaptureSchedule::Slot& slot) {
     if (slot.kind == MediaKind::Video) return {source.Picture(slot.index), slot.index};
-    return {source.Sound(slot.index), slot.index * CaptureSchedule::samplesPerFrame};
+    return {source.Sound(slot.index), slot.index * CaptureSchedule::kSamplesPerFrame};
 }
 
 /// One stream from its source to its address, while it lasts.

@@ -9,7 +9,7 @@ namespace host {
 
 namespace {
 
-constexpr int rtmpPort = 1935;
+constexpr int kRtmpPort = 1935;
 
 // A text of an exception ends at its first zero byte, so what follows one in the address is left out.
 [[noreturn]] void Reject(const std::string& url, const char* why) {
@@ -71,7 +71,7 @@ PublishUrl ParsePublishUrl(const std::string& url) {
     parsed.host = host;
     if (port.empty()) {
         if (parsed.transport == Transport::MpegTsOverUdp) Reject(url, "names no port");
-        parsed.port = rtmpPort;
+        parsed.port = kRtmpPort;
     } else {
         parsed.port = PortOf(port.substr(1));
     }

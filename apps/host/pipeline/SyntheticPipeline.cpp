@@ -19,8 +19,8 @@ std::int64_t BytesUpTo(std::int64_t index, int kbps, std::int64_t unitsPerFrame,
 std::size_t FrameBytes(const CaptureSchedule::Slot& slot, const StreamSettings& settings) {
     const bool video = slot.kind == MediaKind::Video;
     const int kbps = video ? settings.videoKbps : settings.audioKbps;
-    const std::int64_t perFrame = video ? 1 : CaptureSchedule::samplesPerFrame;
-    const std::int64_t perSecond = video ? settings.fps : CaptureSchedule::sampleRate;
+    const std::int64_t perFrame = video ? 1 : CaptureSchedule::kSamplesPerFrame;
+    const std::int64_t perSecond = video ? settings.fps : CaptureSchedule::kSampleRate;
     return static_cast<std::size_t>(BytesUpTo(slot.index + 1, kbps, perFrame, perSecond) -
                                     BytesUpTo(slot.index, kbps, perFrame, perSecond));
 }

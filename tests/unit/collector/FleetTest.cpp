@@ -32,14 +32,14 @@ protected:
         const std::string body = full ? samples::idle : samples::keepAlive;
         const std::string fresh = body.substr(0, body.find("\"order\":") + 8) + std::to_string(order) +
                                   body.substr(body.find(',', body.find("\"order\":")));
-        return Send(source, heartbeatCommand, fresh, now);
+        return Send(source, kHeartbeatCommand, fresh, now);
     }
     Outcome Presence(const Source& source, bool online, Millis now) {
         const char* payload = online ? R"({"online":true})" : R"({"online":false})";
         return fleet.Receive({source, std::nullopt, {}}, ReadPresence(payload), now);
     }
     Outcome Record(int type, const std::string& body, Millis now = 0) {
-        return Send(mainConnection, streamCommand, body, now, samples::Head(std::to_string(++mid), type));
+        return Send(mainConnection, kStreamCommand, body, now, samples::Head(std::to_string(++mid), type));
     }
     const Broadcaster& Demo() { return fleet.Broadcasters().at("demo"); }
     const Connection& Of(const Source& source) { return Demo().connections.at(source.connection); }
@@ -89,8 +89,8 @@ TEST_F(FleetTest, AResponseTopicOfAnotherIsNeverAnswered) {
          {std::string(), DownTopic(backupConnection, 2), DownTopic(mainConnection, 4),
           std::string("qolive/+/+/down/2"), std::string("$SYS/x")}) {
         Fleet fresh{FleetRules{}};
-        const Outcome outcome = fresh.Receive({mainConnection, heartbeatCommand, foreign},
-                                              ReadUplink(heartbeatCommand, samples::keepAlive, {}), 0);
+        const Outcome outcome = fresh.Receive({mainConnection, kHeartbeatCommand, foreign},
+                                              ReadUplink(kHeartbeatCommand, samples::keepAlive, {}), 0);
         EXPECT_TRUE(outcome.answers.empty());
         EXPECT_EQ(Kinds(outcome.after), std::vector<K>{K::NoAnswer});
     }
@@ -137,7 +137,7 @@ TEST_F(FleetTest, AConnectionComesBackWithItsNextWord) {
 TEST_F(FleetTest, AFullHeartbeatThatSaysNothingNewIsKnown) {
     EXPECT_FALSE(Beat(mainConnection, 0, true).unchanged);
     EXPECT_TRUE(Beat(backupConnection, 10, true).unchanged);
-    EXPECT_FALSE(Send(mainConnection, heartbeatCommand, samples::live, 3000).unchanged);
+    EXPECT_FALSE(Send(mainConnection, kHeartbeatCommand, samples::live, 3000).unchanged);
     EXPECT_FALSE(Beat(mainConnection, 6000, true).unchanged);
 }
 
@@ -173,8 +173,8 @@ TEST_F(FleetTest, GapsBetweenHeartbeatsAreMeasuredPerConnection) {
 }
 
 TEST_F(FleetTest, AHeartbeatThatComesTwiceCountsOnce) {
-    EXPECT_FALSE(Send(mainConnection, heartbeatCommand, samples::idle, 0).repeated);
-    const Outcome outcome = Send(mainConnection, heartbeatCommand, samples::idle, 10);
+    EXPECT_FALSE(Send(mainConnection, kHeartbeatCommand, samples::idle, 0).repeated);
+    const Outcome outcome = Send(mainConnection, kHeartbeatCommand, samples::idle, 10);
     EXPECT_TRUE(outcome.repeated);
     EXPECT_FALSE(outcome.sinceLast);
     EXPECT_EQ(Of(mainConnection).counters.full, 1);
@@ -183,7 +183,7 @@ TEST_F(FleetTest, AHeartbeatThatComesTwiceCountsOnce) {
 
 TEST_F(FleetTest, AMalformedMessageChangesNothingElse) {
     Beat(mainConnection, 0, true);
-    const Outcome outcome = Send(mainConnection, heartbeatCommand, "nonsense", 10000);
+    const Outcome outcome = Send(mainConnection, kHeartbeatCommand, "nonsense", 10000);
     EXPECT_TRUE(outcome.before.empty());
     EXPECT_TRUE(outcome.after.empty());
     EXPECT_TRUE(outcome.answers.empty());
@@ -191,13 +191,13 @@ TEST_F(FleetTest, AMalformedMessageChangesNothingElse) {
     EXPECT_EQ(Of(mainConnection).lastHeard, 0);
     EXPECT_FALSE(fleet.Tick(15000).empty()) << "it is no sign of life";
 
-    Send({"stranger", "0000000c"}, hostCommand, "[]", 0);
+    Send({"stranger", "0000000c"}, kHostCommand, "[]", 0);
     EXPECT_EQ(fleet.Broadcasters().count("stranger"), 0U);
 }
 
 TEST_F(FleetTest, CommandsAreCounted) {
-    Send(mainConnection, hostCommand, samples::command, 0);
-    Send(mainConnection, hostCommand, samples::command, 1);
+    Send(mainConnection, kHostCommand, samples::command, 0);
+    Send(mainConnection, kHostCommand, samples::command, 1);
     EXPECT_EQ(Of(mainConnection).counters.commands, 2);
 }
 
@@ -218,8 +218,8 @@ TEST_F(FleetTest, AStreamRecordIsRefusedWithTheCodeAskedFor) {
 
 TEST_F(FleetTest, ARepeatedMidIsDroppedAndCounted) {
     const std::string head = samples::Head("99", 1);
-    Send(mainConnection, streamCommand, samples::StreamRecord("7", "show"), 0, head);
-    const Outcome outcome = Send(mainConnection, streamCommand, samples::StreamRecord("7", "show"), 1, head);
+    Send(mainConnection, kStreamCommand, samples::StreamRecord("7", "show"), 0, head);
+    const Outcome outcome = Send(mainConnection, kStreamCommand, samples::StreamRecord("7", "show"), 1, head);
     EXPECT_TRUE(outcome.repeated);
     EXPECT_TRUE(outcome.answers.empty());
     EXPECT_EQ(Demo().streams.at("7").starts, 1);
@@ -229,9 +229,9 @@ TEST_F(FleetTest, ARepeatedMidIsDroppedAndCounted) {
 
 TEST_F(FleetTest, ARepeatIsKnownOnEveryConnectionOfTheBroadcaster) {
     const std::string head = samples::Head("99", 2);
-    Send(mainConnection, streamCommand, samples::Quality(1, "7"), 0, head);
-    EXPECT_TRUE(Send(backupConnection, streamCommand, samples::Quality(1, "7"), 1, head).repeated);
-    EXPECT_FALSE(Send({"other", "0000000c"}, streamCommand, samples::Quality(1, "7"), 1, head).repeated);
+    Send(mainConnection, kStreamCommand, samples::Quality(1, "7"), 0, head);
+    EXPECT_TRUE(Send(backupConnection, kStreamCommand, samples::Quality(1, "7"), 1, head).repeated);
+    EXPECT_FALSE(Send({"other", "0000000c"}, kStreamCommand, samples::Quality(1, "7"), 1, head).repeated);
 }
 
 TEST_F(FleetTest, MissingQualityRecordsAreCountedByTheirNumbers) {

@@ -15,7 +15,7 @@ Message Read(int command, const std::string& payload) {
 }
 
 Message ReadStream(const std::string& payload, int type) {
-    return ReadUplink(streamCommand, payload, samples::Head("42", type));
+    return ReadUplink(kStreamCommand, payload, samples::Head("42", type));
 }
 
 std::string ReasonOf(const Message& message) {
@@ -54,10 +54,10 @@ std::string With(const std::string& text, const std::string& key, const Json::Va
 TEST(Message, EachKindIsTold) {
     EXPECT_EQ(ReadPresence(R"({"online":true})").kind, Kind::Online);
     EXPECT_EQ(ReadPresence(R"({"online":false})").kind, Kind::Offline);
-    EXPECT_EQ(Read(heartbeatCommand, samples::idle).kind, Kind::FullHeartbeat);
-    EXPECT_EQ(Read(heartbeatCommand, samples::live).kind, Kind::FullHeartbeat);
-    EXPECT_EQ(Read(heartbeatCommand, samples::keepAlive).kind, Kind::KeepAlive);
-    EXPECT_EQ(Read(hostCommand, samples::command).kind, Kind::Command);
+    EXPECT_EQ(Read(kHeartbeatCommand, samples::idle).kind, Kind::FullHeartbeat);
+    EXPECT_EQ(Read(kHeartbeatCommand, samples::live).kind, Kind::FullHeartbeat);
+    EXPECT_EQ(Read(kHeartbeatCommand, samples::keepAlive).kind, Kind::KeepAlive);
+    EXPECT_EQ(Read(kHostCommand, samples::command).kind, Kind::Command);
     EXPECT_EQ(ReadStream(samples::StreamRecord("7", "show"), 1).kind, Kind::StreamRecord);
     EXPECT_EQ(ReadStream(samples::Quality(1, "7"), 2).kind, Kind::QualityRecord);
     EXPECT_EQ(ReadStream(samples::firstFrame, 4).kind, Kind::FirstFrameRecord);
@@ -65,17 +65,17 @@ TEST(Message, EachKindIsTold) {
 }
 
 TEST(Message, TheLineBreakOfTheCompactWriterIsNoFault) {
-    EXPECT_EQ(Read(heartbeatCommand, samples::keepAlive + "\n").kind, Kind::KeepAlive);
+    EXPECT_EQ(Read(kHeartbeatCommand, samples::keepAlive + "\n").kind, Kind::KeepAlive);
 }
 
 TEST(Message, AnEventOfTheHostMayHaveAnyBody) {
     for (const char* body : {"null", "[]", "\"text\"", "17", "{}", "{\"a\":[1,{}]}"})
         EXPECT_EQ(ReadStream(body, 3).kind, Kind::EventRecord) << body;
-    EXPECT_EQ(ReadUplink(streamCommand, "{}", R"({"mid":"1"})").kind, Kind::EventRecord);
+    EXPECT_EQ(ReadUplink(kStreamCommand, "{}", R"({"mid":"1"})").kind, Kind::EventRecord);
 }
 
 TEST(Message, MembersThatAreNotKnownAreLetThrough) {
-    EXPECT_EQ(Read(heartbeatCommand, R"({"order":1,"ts":1,"type":2,"new":{"a":1}})").kind, Kind::KeepAlive);
+    EXPECT_EQ(Read(kHeartbeatCommand, R"({"order":1,"ts":1,"type":2,"new":{"a":1}})").kind, Kind::KeepAlive);
 }
 
 TEST(Message, WhatIsNotJsonIsMalformed) {
@@ -84,69 +84,69 @@ TEST(Message, WhatIsNotJsonIsMalformed) {
          {std::string(), std::string(" "), std::string("nonsense"), std::string("{"), std::string("{'a':1}"),
           std::string("{}{}"), std::string("{\"a\":1,\"a\":2}"), std::string("/* */{}"), std::string(1, '\0'),
           zeroInside, std::string("\xff\xfe")})
-        EXPECT_EQ(ReasonOf(Read(heartbeatCommand, text)), "the payload is not JSON");
+        EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, text)), "the payload is not JSON");
 }
 
 TEST(Message, DeepNestingIsMalformed) {
-    EXPECT_EQ(ReasonOf(Read(heartbeatCommand, std::string(10000, '['))), "the payload nests too deep");
-    EXPECT_EQ(ReasonOf(ReadUplink(streamCommand, "{}", std::string(10000, '['))), "the head nests too deep");
+    EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, std::string(10000, '['))), "the payload nests too deep");
+    EXPECT_EQ(ReasonOf(ReadUplink(kStreamCommand, "{}", std::string(10000, '['))), "the head nests too deep");
     EXPECT_EQ(ReasonOf(ReadPresence(std::string(10000, '['))), "the payload nests too deep");
 }
 
 TEST(Message, TenMegabytesAreMalformed) {
     const std::string huge(10U << 20U, 'x');
-    EXPECT_EQ(ReasonOf(Read(heartbeatCommand, huge)), "the payload is too long");
+    EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, huge)), "the payload is too long");
     EXPECT_EQ(ReasonOf(ReadPresence(huge)), "the payload is too long");
-    EXPECT_EQ(ReasonOf(ReadUplink(streamCommand, "{}", huge)), "the head is too long");
+    EXPECT_EQ(ReasonOf(ReadUplink(kStreamCommand, "{}", huge)), "the head is too long");
 }
 
 TEST(Message, LengthIsRefusedFromOneByteAboveTheBound) {
-    const std::string padding(mostPayloadBytes - samples::keepAlive.size(), ' ');
-    EXPECT_EQ(Read(heartbeatCommand, samples::keepAlive + padding).kind, Kind::KeepAlive);
-    EXPECT_EQ(ReasonOf(Read(heartbeatCommand, samples::keepAlive + padding + " ")),
+    const std::string padding(kMostPayloadBytes - samples::keepAlive.size(), ' ');
+    EXPECT_EQ(Read(kHeartbeatCommand, samples::keepAlive + padding).kind, Kind::KeepAlive);
+    EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, samples::keepAlive + padding + " ")),
               "the payload is too long");
 }
 
 TEST(Message, AHeartbeatOfAnotherShapeIsMalformed) {
-    EXPECT_EQ(ReasonOf(Read(heartbeatCommand, "[]")), "the heartbeat is not an object");
-    EXPECT_EQ(ReasonOf(Read(heartbeatCommand, "null")), "the heartbeat is not an object");
-    EXPECT_EQ(ReasonOf(Read(heartbeatCommand, "{}")), "\"ts\" is missing");
-    EXPECT_EQ(ReasonOf(Read(heartbeatCommand, R"({"ts":"1","order":1,"type":2})")),
+    EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, "[]")), "the heartbeat is not an object");
+    EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, "null")), "the heartbeat is not an object");
+    EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, "{}")), "\"ts\" is missing");
+    EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, R"({"ts":"1","order":1,"type":2})")),
               "\"ts\" is not a 64-bit integer");
-    EXPECT_EQ(ReasonOf(Read(heartbeatCommand, R"({"ts":1,"order":-1,"type":2})")),
+    EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, R"({"ts":1,"order":-1,"type":2})")),
               "\"order\" is not an unsigned 64-bit integer");
-    EXPECT_EQ(ReasonOf(Read(heartbeatCommand, R"({"ts":1e300,"order":1,"type":2})")),
+    EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, R"({"ts":1e300,"order":1,"type":2})")),
               "\"ts\" is not a 64-bit integer");
-    EXPECT_EQ(ReasonOf(Read(heartbeatCommand, R"({"ts":1,"order":1,"type":3})")),
+    EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, R"({"ts":1,"order":1,"type":3})")),
               "\"type\" is neither 1 nor 2");
-    EXPECT_EQ(ReasonOf(Read(heartbeatCommand, R"({"ts":1,"order":1,"type":2147483648})")),
+    EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, R"({"ts":1,"order":1,"type":2147483648})")),
               "\"type\" is not a 32-bit integer");
 }
 
 TEST(Message, EveryMemberOfAFullHeartbeatIsRequiredAndTyped) {
     for (const char* key : {"sessionId", "streamName", "channelId", "mixStreamName"}) {
-        EXPECT_EQ(ReasonOf(Read(heartbeatCommand, With(samples::live, key, 5))),
+        EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, With(samples::live, key, 5))),
                   "\"" + std::string(key) + "\" is not a text");
     }
     for (const char* key :
          {"liveStatus", "micStatus", "business", "codec",     "height",        "pushStatus", "sid",
           "videoAppId", "width",     "micCodec", "micHeight", "micPushStatus", "micWidth",   "mixCodec",
           "mixHeight",  "mixMode",   "mixSid",   "mixStatus", "mixWidth",      "role"}) {
-        EXPECT_EQ(ReasonOf(Read(heartbeatCommand, With(samples::live, key, "5"))),
+        EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, With(samples::live, key, "5"))),
                   "\"" + std::string(key) + "\" is not a 32-bit integer");
-        EXPECT_EQ(ReasonOf(Read(heartbeatCommand, Without(samples::live, key))),
+        EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, Without(samples::live, key))),
                   "\"" + std::string(key) + "\" is missing");
     }
-    EXPECT_EQ(ReasonOf(Read(heartbeatCommand, R"({"liveInfo":[],"liveStatus":1,"micStatus":2,"order":1,)"
-                                              R"("sessionId":"","ts":1,"type":1})")),
+    EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, R"({"liveInfo":[],"liveStatus":1,"micStatus":2,"order":1,)"
+                                               R"("sessionId":"","ts":1,"type":1})")),
               "\"liveInfo\" is not an object");
 }
 
 TEST(Message, ACommandOfAnotherShapeIsMalformed) {
-    EXPECT_EQ(ReasonOf(Read(hostCommand, "17")), "the command is not an object");
-    EXPECT_EQ(ReasonOf(Read(hostCommand, R"({"bizType":7})")), "\"data\" is missing");
-    EXPECT_EQ(ReasonOf(Read(hostCommand, R"({"bizType":7,"data":{}})")), "\"data\" is not a text");
-    EXPECT_EQ(ReasonOf(Read(hostCommand, R"({"bizType":"7","data":""})")),
+    EXPECT_EQ(ReasonOf(Read(kHostCommand, "17")), "the command is not an object");
+    EXPECT_EQ(ReasonOf(Read(kHostCommand, R"({"bizType":7})")), "\"data\" is missing");
+    EXPECT_EQ(ReasonOf(Read(kHostCommand, R"({"bizType":7,"data":{}})")), "\"data\" is not a text");
+    EXPECT_EQ(ReasonOf(Read(kHostCommand, R"({"bizType":"7","data":""})")),
               "\"bizType\" is not a 32-bit integer");
 }
 
@@ -158,13 +158,14 @@ TEST(Message, APresenceOfAnotherShapeIsMalformed) {
 
 TEST(Message, AStreamMessageNeedsAHeadWithAMid) {
     const std::string body = samples::Quality(1, "7");
-    EXPECT_EQ(ReasonOf(Read(streamCommand, body)), "the head is missing");
-    EXPECT_EQ(ReasonOf(ReadUplink(streamCommand, body, "nonsense")), "the head is not JSON");
-    EXPECT_EQ(ReasonOf(ReadUplink(streamCommand, body, "[]")), "the head is not an object");
+    EXPECT_EQ(ReasonOf(Read(kStreamCommand, body)), "the head is missing");
+    EXPECT_EQ(ReasonOf(ReadUplink(kStreamCommand, body, "nonsense")), "the head is not JSON");
+    EXPECT_EQ(ReasonOf(ReadUplink(kStreamCommand, body, "[]")), "the head is not an object");
     for (const char* head :
          {"{}", R"({"mid":1})", R"({"mid":""})", R"({"mid":"1x"})", R"({"mid":"99999999999999999999"})"})
-        EXPECT_EQ(ReasonOf(ReadUplink(streamCommand, body, head)), "\"mid\" is not a number written as text");
-    EXPECT_EQ(ReasonOf(ReadUplink(streamCommand, body, R"({"mid":"1","type":"2"})")),
+        EXPECT_EQ(ReasonOf(ReadUplink(kStreamCommand, body, head)),
+                  "\"mid\" is not a number written as text");
+    EXPECT_EQ(ReasonOf(ReadUplink(kStreamCommand, body, R"({"mid":"1","type":"2"})")),
               "\"type\" in the head is not a 32-bit integer");
 }
 

@@ -81,8 +81,8 @@ TEST(RetryPause, GrowsUpToHalfAMinute) {
 TEST(RetryPause, BeginsAgainAfterAStreamThatHeld) {
     RetryPause pause;
     pause.Next(RetryPause::Time(0));
-    EXPECT_EQ(pause.Next(RetryPause::heldLongEnough - RetryPause::Time(1)).count(), 2000);
-    EXPECT_EQ(pause.Next(RetryPause::heldLongEnough).count(), 1000);
+    EXPECT_EQ(pause.Next(RetryPause::kHeldLongEnough - RetryPause::Time(1)).count(), 2000);
+    EXPECT_EQ(pause.Next(RetryPause::kHeldLongEnough).count(), 1000);
     EXPECT_EQ(pause.Next(RetryPause::Time(0)).count(), 2000);
 }
 

@@ -134,10 +134,10 @@ TEST_F(ReportingFeedTest, TheFirstFrameRecordGivesTheServerTimeToAcceptTheStream
     ASSERT_EQ(Records(1, 1).size(), 1U);
     Accept();
     feed->OnFirstPacketSent(1400);
-    feed->Turn(1300 + ReportingFeed::acceptanceTimeMs - 1);
+    feed->Turn(1300 + ReportingFeed::kAcceptanceTimeMs - 1);
     EXPECT_TRUE(NoMoreThan(0, 4));
-    feed->Turn(1300 + ReportingFeed::acceptanceTimeMs);
-    feed->Turn(1300 + ReportingFeed::acceptanceTimeMs + 1);
+    feed->Turn(1300 + ReportingFeed::kAcceptanceTimeMs);
+    feed->Turn(1300 + ReportingFeed::kAcceptanceTimeMs + 1);
     const auto records = Records(4, 1);
     ASSERT_EQ(records.size(), 1U);
     EXPECT_EQ(records[0]["startTime"].asInt64(), 1000);

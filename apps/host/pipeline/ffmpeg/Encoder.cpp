@@ -11,7 +11,7 @@ using libav::CodecPtr;
 
 namespace {
 
-constexpr int secondsBetweenKeyPictures = 2;
+constexpr int kSecondsBetweenKeyPictures = 2;
 
 CodecPtr NewContext(const AVCodec* codec, bool headerApart) {
     CodecPtr context(libav::NotNull(avcodec_alloc_context3(codec)));
@@ -28,7 +28,7 @@ CodecPtr NewVideoContext(const AVCodec* codec, const StreamSettings& settings, b
     context->pix_fmt = AV_PIX_FMT_YUV420P;
     context->time_base = {1, settings.fps};
     context->framerate = {settings.fps, 1};
-    context->gop_size = secondsBetweenKeyPictures * settings.fps;
+    context->gop_size = kSecondsBetweenKeyPictures * settings.fps;
     context->max_b_frames = 0;
     context->bit_rate = settings.videoKbps * 1000LL;
     context->rc_max_rate = context->bit_rate;
@@ -82,9 +82,9 @@ Encoder Encoder::Audio(const StreamSettings& settings, bool headerApart, Encoder
     if (codec == nullptr) throw PipelineError(EndCode::NoEncoder, "no AAC encoder");
     CodecPtr context = NewContext(codec, headerApart);
     context->sample_fmt = AV_SAMPLE_FMT_FLTP;
-    context->sample_rate = CaptureSchedule::sampleRate;
+    context->sample_rate = CaptureSchedule::kSampleRate;
     av_channel_layout_default(&context->ch_layout, 2);
-    context->time_base = {1, CaptureSchedule::sampleRate};
+    context->time_base = {1, CaptureSchedule::kSampleRate};
     context->bit_rate = settings.audioKbps * 1000LL;
     Check(avcodec_open2(context.get(), codec, nullptr), EndCode::NoEncoder, "AAC encoder");
     return {MediaKind::Audio, std::move(context), counters};

@@ -18,7 +18,7 @@ FileStream OpenPictures(const std::string& path, const StopFlag& stop) {
 }
 
 std::int64_t SamplesIn(nanoseconds period) {
-    using Samples = std::chrono::duration<std::int64_t, std::ratio<1, CaptureSchedule::sampleRate>>;
+    using Samples = std::chrono::duration<std::int64_t, std::ratio<1, CaptureSchedule::kSampleRate>>;
     return std::max<std::int64_t>(1, std::chrono::duration_cast<Samples>(period).count());
 }
 

@@ -9,10 +9,10 @@ using std::chrono::nanoseconds;
 
 namespace {
 
-constexpr AVRational nanosecondUnits{1, 1000000000};
-constexpr std::int64_t mostPixels = 7680LL * 4320;
-constexpr std::chrono::hours longestPeriod{24};
-constexpr std::chrono::seconds periodOfTimeless{1};
+constexpr AVRational kNanosecondUnits{1, 1000000000};
+constexpr std::int64_t kMostPixels = 7680LL * 4320;
+constexpr std::chrono::hours kLongestPeriod{24};
+constexpr std::chrono::seconds kPeriodOfTimeless{1};
 
 // A pipe or a device could block in open(), where no stop reaches it.
 void RequireRegularFile(const std::string& path) {
@@ -58,23 +58,23 @@ void FileStream::OpenDecoder(int index, const AVCodec* codec) {
     m_stream = m_format->streams[index];
     m_codec.reset(libav::NotNull(avcodec_alloc_context3(codec)));
     m_codec->thread_count = 1;
-    m_codec->max_pixels = mostPixels;
+    m_codec->max_pixels = kMostPixels;
     const std::string what = "input file \"" + m_path + "\", decoder " + codec->name;
     libav::Check(avcodec_parameters_to_context(m_codec.get(), m_stream->codecpar), EndCode::BadInput, what);
     libav::Check(avcodec_open2(m_codec.get(), codec, nullptr), EndCode::BadInput, what);
 }
 
 nanoseconds FileStream::Period() {
-    constexpr AVRational containerUnits{1, AV_TIME_BASE};
+    constexpr AVRational kContainerUnits{1, AV_TIME_BASE};
     nanoseconds period(0);
     if (m_format->duration > 0) {
-        period = nanoseconds(av_rescale_q(m_format->duration, containerUnits, nanosecondUnits));
+        period = nanoseconds(av_rescale_q(m_format->duration, kContainerUnits, kNanosecondUnits));
     } else {
         period = Measure();
         Rewind();
     }
-    if (period <= nanoseconds(0)) period = periodOfTimeless;
-    return std::min<nanoseconds>(period, longestPeriod);
+    if (period <= nanoseconds(0)) period = kPeriodOfTimeless;
+    return std::min<nanoseconds>(period, kLongestPeriod);
 }
 
 nanoseconds FileStream::Measure() {
@@ -87,7 +87,7 @@ nanoseconds FileStream::Measure() {
 }
 
 nanoseconds FileStream::InNanoseconds(std::int64_t time) const {
-    return nanoseconds(av_rescale_q(time, m_stream->time_base, nanosecondUnits));
+    return nanoseconds(av_rescale_q(time, m_stream->time_base, kNanosecondUnits));
 }
 
 libav::FramePtr FileStream::Next() {

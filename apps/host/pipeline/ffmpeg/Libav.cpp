@@ -33,8 +33,8 @@ FramePtr NewPicture(int width, int height) {
 FramePtr NewSound() {
     FramePtr frame(NotNull(av_frame_alloc()));
     frame->format = AV_SAMPLE_FMT_FLTP;
-    frame->sample_rate = CaptureSchedule::sampleRate;
-    frame->nb_samples = CaptureSchedule::samplesPerFrame;
+    frame->sample_rate = CaptureSchedule::kSampleRate;
+    frame->nb_samples = CaptureSchedule::kSamplesPerFrame;
     av_channel_layout_default(&frame->ch_layout, 2);
     Check(av_frame_get_buffer(frame.get(), 0), EndCode::InternalFault, "sound buffer");
     av_samples_set_silence(frame->extended_data, 0, frame->nb_samples, 2, AV_SAMPLE_FMT_FLTP);

@@ -7,10 +7,10 @@ namespace host {
 
 namespace {
 
-constexpr std::chrono::milliseconds goodbyeTime{500};
-constexpr std::chrono::milliseconds noTime{0};
+constexpr std::chrono::milliseconds kGoodbyeTime{500};
+constexpr std::chrono::milliseconds kNoTime{0};
 // What waits in the system's buffer of a TCP connection counts as sent, so there is to be little of it.
-constexpr int secondsBuffered = 1;
+constexpr int kSecondsBuffered = 1;
 
 AVFormatContext* NewFormat(Transport transport, const std::string& url) {
     AVFormatContext* format = nullptr;
@@ -25,7 +25,7 @@ AVFormatContext* NewFormat(Transport transport, const std::string& url) {
 Publisher::Publisher(const StreamSettings& settings, Transport transport, const StopFlag& stop)
     : m_url(settings.publishUrl),
       m_answerTimeout(settings.answerTimeout),
-      m_sendBuffer(secondsBuffered * (settings.videoKbps + settings.audioKbps) * 125),
+      m_sendBuffer(kSecondsBuffered * (settings.videoKbps + settings.audioKbps) * 125),
       m_stop(stop),
       m_format(NewFormat(transport, settings.publishUrl)) {
     m_format->interrupt_callback = {&Publisher::IsInterrupted, this};
@@ -35,7 +35,7 @@ Publisher::Publisher(const StreamSettings& settings, Transport transport, const 
 }
 
 Publisher::~Publisher() {
-    if (!m_stopSeen) GiveTime(goodbyeTime);
+    if (!m_stopSeen) GiveTime(kGoodbyeTime);
     if (m_open) av_write_trailer(m_format.get());
     avio_closep(&m_format->pb);
 }
@@ -50,7 +50,7 @@ int Publisher::IsInterrupted(void* self) {
 // not end within a frame.
 void Publisher::HeedStop() {
     if (std::exchange(m_stopSeen, true)) return;
-    m_deadline = std::min(m_deadline, std::chrono::steady_clock::now() + (m_open ? goodbyeTime : noTime));
+    m_deadline = std::min(m_deadline, std::chrono::steady_clock::now() + (m_open ? kGoodbyeTime : kNoTime));
 }
 
 void Publisher::GiveTime(std::chrono::milliseconds time) {

@@ -9,7 +9,7 @@ namespace host {
 namespace {
 
 // Below this one frame would swell into more memory than any sound is worth.
-constexpr int lowestRate = 1000;
+constexpr int kLowestRate = 1000;
 
 void CopyLayout(AVChannelLayout& to, const AVFrame& sound) {
     av_channel_layout_uninit(&to);
@@ -23,7 +23,7 @@ void CopyLayout(AVChannelLayout& to, const AVFrame& sound) {
 }  // namespace
 
 SoundConverter::SoundConverter()
-    : m_fifo(libav::NotNull(av_audio_fifo_alloc(AV_SAMPLE_FMT_FLTP, 2, CaptureSchedule::samplesPerFrame))) {}
+    : m_fifo(libav::NotNull(av_audio_fifo_alloc(AV_SAMPLE_FMT_FLTP, 2, CaptureSchedule::kSamplesPerFrame))) {}
 
 bool SoundConverter::Fits(const AVFrame& sound) const {
     const bool sameLayout = sound.ch_layout.order == AV_CHANNEL_ORDER_UNSPEC
@@ -33,7 +33,7 @@ bool SoundConverter::Fits(const AVFrame& sound) const {
 }
 
 void SoundConverter::Prepare(const AVFrame& sound) {
-    if (sound.sample_rate < lowestRate) {
+    if (sound.sample_rate < kLowestRate) {
         throw PipelineError(EndCode::BadInput,
                             "input file: sound at " + std::to_string(sound.sample_rate) + " Hz");
     }
@@ -43,7 +43,7 @@ void SoundConverter::Prepare(const AVFrame& sound) {
     AVChannelLayout stereo = {};
     av_channel_layout_default(&stereo, 2);
     SwrContext* resampler = nullptr;
-    libav::Check(swr_alloc_set_opts2(&resampler, &stereo, AV_SAMPLE_FMT_FLTP, CaptureSchedule::sampleRate,
+    libav::Check(swr_alloc_set_opts2(&resampler, &stereo, AV_SAMPLE_FMT_FLTP, CaptureSchedule::kSampleRate,
                                      &m_layout, static_cast<AVSampleFormat>(m_format), m_rate, 0, nullptr),
                  EndCode::BadInput, "input file: sound");
     m_resampler.reset(resampler);

@@ -9,9 +9,9 @@ namespace host {
 
 namespace {
 
-constexpr std::uint8_t white = 235;
-constexpr double leftHz = 440;
-constexpr double rightHz = 660;
+constexpr std::uint8_t kWhite = 235;
+constexpr double kLeftHz = 440;
+constexpr double kRightHz = 660;
 
 void DrawGradient(AVFrame& frame, int shift) {
     for (int y = 0; y < frame.height; ++y) {
@@ -38,7 +38,7 @@ void DrawBox(AVFrame& frame, int shift) {
     const int left = shift % (frame.width - size);
     for (int y = size; y < 2 * size; ++y) {
         std::uint8_t* row = frame.data[0] + static_cast<std::ptrdiff_t>(y) * frame.linesize[0];
-        std::fill(row + left, row + left + size, white);
+        std::fill(row + left, row + left + size, kWhite);
     }
 }
 
@@ -58,12 +58,13 @@ void DrawNoise(AVFrame& frame, std::uint32_t& state) {
 }
 
 void WriteTone(std::uint8_t* plane, double hz, std::int64_t firstSample) {
-    constexpr double twoPi = 6.283185307179586;
+    constexpr double kTwoPi = 6.283185307179586;
     auto* samples = reinterpret_cast<float*>(plane);
-    for (int i = 0; i < CaptureSchedule::samplesPerFrame; ++i) {
+    for (int i = 0; i < CaptureSchedule::kSamplesPerFrame; ++i) {
         // Whole tones per second: the phase starts anew each second, and stays exact however long it sounds.
-        const auto inSecond = static_cast<double>((firstSample + i) % CaptureSchedule::sampleRate);
-        samples[i] = static_cast<float>(0.25 * std::sin(twoPi * hz * inSecond / CaptureSchedule::sampleRate));
+        const auto inSecond = static_cast<double>((firstSample + i) % CaptureSchedule::kSampleRate);
+        samples[i] =
+            static_cast<float>(0.25 * std::sin(kTwoPi * hz * inSecond / CaptureSchedule::kSampleRate));
     }
 }
 
@@ -81,9 +82,9 @@ libav::FramePtr TestSource::Picture(std::int64_t index) {
 
 libav::FramePtr TestSource::Sound(std::int64_t index) {
     libav::FramePtr frame = libav::NewSound();
-    const std::int64_t firstSample = index * CaptureSchedule::samplesPerFrame;
-    WriteTone(frame->data[0], leftHz, firstSample);
-    WriteTone(frame->data[1], rightHz, firstSample);
+    const std::int64_t firstSample = index * CaptureSchedule::kSamplesPerFrame;
+    WriteTone(frame->data[0], kLeftHz, firstSample);
+    WriteTone(frame->data[1], kRightHz, firstSample);
     return frame;
 }
 
