@@ -15,29 +15,29 @@ using fakes::FakeMsgCenter;
 constexpr char kServers[] =
     R"({"gatewayDns":{"main":["m:1"],"backup":["b:2"]},"accessToken":"secret","expireTime":9})";
 
-qolive_text textOf(const char* text, std::size_t length) {
+qolive_text TextOf(const char* text, std::size_t length) {
     return {text, length};
 }
 
-qolive_heart_base_config baseConfig() {
+qolive_heart_base_config BaseConfig() {
     qolive_heart_base_config base{};
     base.size = sizeof base;
     return base;
 }
 
-std::int32_t start(const std::string& config, const qolive_heart_base_config* base) {
+std::int32_t Start(const std::string& config, const qolive_heart_base_config* base) {
     return qolive_centers_start(config.data(), config.size(), base);
 }
 
 TEST(CInterfaceCenters, StartHandsEveryValueOver) {
-    qolive_heart_base_config base = baseConfig();
+    qolive_heart_base_config base = BaseConfig();
     base.int_value1 = -1;
     base.int_value2 = 2;
     base.int64_value1 = INT64_MIN;
     base.int64_value2 = 4;
-    base.text_value1 = textOf("client", 6);
-    base.text_value2 = textOf("ca\0x", 4);
-    EXPECT_EQ(start(kServers, &base), 1);
+    base.text_value1 = TextOf("client", 6);
+    base.text_value2 = TextOf("ca\0x", 4);
+    EXPECT_EQ(Start(kServers, &base), 1);
 
     const fakes::StartedWith given = FakeMsgCenter::main().starts().at(0);
     EXPECT_EQ(given.addrs.at(0).ip, "m");
@@ -53,22 +53,22 @@ TEST(CInterfaceCenters, StartHandsEveryValueOver) {
 }
 
 TEST(CInterfaceCenters, StartGivesTheFactorysResults) {
-    const qolive_heart_base_config base = baseConfig();
-    EXPECT_EQ(start("", &base), 0);
-    EXPECT_EQ(start("not JSON", &base), 0);
-    EXPECT_EQ(start(kServers, &base), 1);
-    EXPECT_EQ(start(kServers, &base), 2);
+    const qolive_heart_base_config base = BaseConfig();
+    EXPECT_EQ(Start("", &base), 0);
+    EXPECT_EQ(Start("not JSON", &base), 0);
+    EXPECT_EQ(Start(kServers, &base), 1);
+    EXPECT_EQ(Start(kServers, &base), 2);
 }
 
 TEST(CInterfaceCenters, StartRefusesWhatItCannotRead) {
-    qolive_heart_base_config base = baseConfig();
-    EXPECT_EQ(start(kServers, nullptr), QOLIVE_NULL_ARGUMENT);
+    qolive_heart_base_config base = BaseConfig();
+    EXPECT_EQ(Start(kServers, nullptr), QOLIVE_NULL_ARGUMENT);
     EXPECT_EQ(qolive_centers_start(nullptr, 1, &base), QOLIVE_NULL_ARGUMENT);
-    base.text_value2 = textOf(nullptr, 1);
-    EXPECT_EQ(start(kServers, &base), QOLIVE_NULL_ARGUMENT);
-    base = baseConfig();
+    base.text_value2 = TextOf(nullptr, 1);
+    EXPECT_EQ(Start(kServers, &base), QOLIVE_NULL_ARGUMENT);
+    base = BaseConfig();
     base.size = sizeof base - 1;
-    EXPECT_EQ(start(kServers, &base), QOLIVE_BAD_SIZE);
+    EXPECT_EQ(Start(kServers, &base), QOLIVE_BAD_SIZE);
     EXPECT_FALSE(CMsgCenterFactory::Inst()->IsMainCenterStartOK());
 }
 
@@ -76,30 +76,30 @@ TEST(CInterfaceCenters, StartReadsTheKnownPartOfALargerStructure) {
     struct {
         qolive_heart_base_config known;
         std::int64_t later;
-    } larger{baseConfig(), 1};
+    } larger{BaseConfig(), 1};
     larger.known.size = sizeof larger;
-    EXPECT_EQ(start(kServers, &larger.known), 1);
+    EXPECT_EQ(Start(kServers, &larger.known), 1);
 }
 
 TEST(CInterfaceCenters, StopStopsBoth) {
-    const qolive_heart_base_config base = baseConfig();
-    start(kServers, &base);
+    const qolive_heart_base_config base = BaseConfig();
+    Start(kServers, &base);
     EXPECT_EQ(qolive_centers_stop(), QOLIVE_DONE);
     EXPECT_EQ(FakeMsgCenter::main().stops(), 1);
     EXPECT_EQ(FakeMsgCenter::backup().stops(), 1);
 }
 
 TEST(CInterfaceCenters, TellsWhichCentersAreStarted) {
-    const qolive_heart_base_config base = baseConfig();
+    const qolive_heart_base_config base = BaseConfig();
     EXPECT_EQ(qolive_centers_is_main_start_ok(), 0);
     EXPECT_EQ(qolive_centers_is_have_backup(), 0);
     FakeMsgCenter::backup().startFails();
-    start(kServers, &base);
+    Start(kServers, &base);
     EXPECT_EQ(qolive_centers_is_main_start_ok(), 1);
     EXPECT_EQ(qolive_centers_is_have_backup(), 0);
     qolive_centers_stop();
     FakeMsgCenter::backup().startFails(false);
-    start(kServers, &base);
+    Start(kServers, &base);
     EXPECT_EQ(qolive_centers_is_have_backup(), 1);
 }
 

@@ -17,58 +17,58 @@ constexpr int kHeartbeat = 2;
 constexpr int kCommands = 4;
 constexpr char kServers[] = R"({"gatewayDns":{"main":["m:1"],"backup":["b:2"]}})";
 
-LiveHeartReport& heartbeat() {
+LiveHeartReport& Heartbeat() {
     return *LiveHeartReport::GetInstance();
 }
 
-LiveHeartReportData state() {
-    return heartbeat().GetLiveHeartReportData();
+LiveHeartReportData State() {
+    return Heartbeat().GetLiveHeartReportData();
 }
 
-void startCenters() {
+void StartCenters() {
     qolive_heart_base_config base{};
     base.size = sizeof base;
     ASSERT_EQ(qolive_centers_start(kServers, std::strlen(kServers), &base), 1);
 }
 
 /// Whether the next report of the main sender is a full one, as the final report of `stop` shows.
-bool nextReportIsFull() {
+bool NextReportIsFull() {
     FakeMsgCenter::main().forgetSent(kHeartbeat);
-    heartbeat().stop();
+    Heartbeat().stop();
     const auto sent = FakeMsgCenter::main().sent(kHeartbeat);
     return sent.at(sent.size() - 1).body.find(R"("type":1)") != std::string::npos;
 }
 
 struct CInterfaceHeartbeat : testing::Test {
-    ~CInterfaceHeartbeat() override { heartbeat().stop(); }
+    ~CInterfaceHeartbeat() override { Heartbeat().stop(); }
 };
 
 TEST_F(CInterfaceHeartbeat, UpdateLiveStatus) {
     EXPECT_EQ(qolive_heartbeat_update_live_status(-1), QOLIVE_DONE);
-    EXPECT_EQ(state().liveStatus, 1);
+    EXPECT_EQ(State().liveStatus, 1);
     EXPECT_EQ(qolive_heartbeat_update_live_status(0), QOLIVE_DONE);
-    EXPECT_EQ(state().liveStatus, 2);
+    EXPECT_EQ(State().liveStatus, 2);
 }
 
 TEST_F(CInterfaceHeartbeat, UpdateMicStatus) {
     EXPECT_EQ(qolive_heartbeat_update_mic_status(1), QOLIVE_DONE);
-    EXPECT_EQ(state().micStatus, 1);
+    EXPECT_EQ(State().micStatus, 1);
     EXPECT_EQ(qolive_heartbeat_update_mic_status(0), QOLIVE_DONE);
-    EXPECT_EQ(state().micStatus, 2);
+    EXPECT_EQ(State().micStatus, 2);
 }
 
 TEST_F(CInterfaceHeartbeat, UpdatePushStatuses) {
     EXPECT_EQ(qolive_heartbeat_update_push_status(11), QOLIVE_DONE);
     EXPECT_EQ(qolive_heartbeat_update_mic_push_status(12), QOLIVE_DONE);
     EXPECT_EQ(qolive_heartbeat_update_mix_stream_status(13), QOLIVE_DONE);
-    EXPECT_EQ(state().pushStatus, 11);
-    EXPECT_EQ(state().micPushStatus, 12);
-    EXPECT_EQ(state().mixStatus, 13);
+    EXPECT_EQ(State().pushStatus, 11);
+    EXPECT_EQ(State().micPushStatus, 12);
+    EXPECT_EQ(State().mixStatus, 13);
 }
 
 TEST_F(CInterfaceHeartbeat, UpdateLiveIdAndGetSessionId) {
     EXPECT_EQ(qolive_heartbeat_update_live_id("live-1", 6), QOLIVE_DONE);
-    EXPECT_EQ(heartbeat().getSessionId(), "live-1");
+    EXPECT_EQ(Heartbeat().getSessionId(), "live-1");
     EXPECT_EQ(qolive_heartbeat_update_live_id(nullptr, 6), QOLIVE_NULL_ARGUMENT);
     char buffer[8];
     std::size_t length = 0;
@@ -79,13 +79,13 @@ TEST_F(CInterfaceHeartbeat, UpdateLiveIdAndGetSessionId) {
 
 TEST_F(CInterfaceHeartbeat, UpdateLiveBusinessInfo) {
     EXPECT_EQ(qolive_heartbeat_update_live_business_info(1, -2), QOLIVE_DONE);
-    EXPECT_EQ(state().videoAppId, 1);
-    EXPECT_EQ(state().business, -2);
+    EXPECT_EQ(State().videoAppId, 1);
+    EXPECT_EQ(State().business, -2);
 }
 
 TEST_F(CInterfaceHeartbeat, UpdateLiveStreamInfo) {
     EXPECT_EQ(qolive_heartbeat_update_live_stream_info("s", 1, 2, 3, 4, 5), QOLIVE_DONE);
-    const LiveHeartReportData now = state();
+    const LiveHeartReportData now = State();
     EXPECT_EQ(now.streamName, "s");
     EXPECT_EQ(now.sid, 2);
     EXPECT_EQ(now.width, 3);
@@ -97,7 +97,7 @@ TEST_F(CInterfaceHeartbeat, UpdateLiveStreamInfo) {
 
 TEST_F(CInterfaceHeartbeat, UpdateMicInfo) {
     EXPECT_EQ(qolive_heartbeat_update_mic_info(1, 2, "mic", 3, 4, 5, 6, 7, 8, "channel", 7, 9), QOLIVE_DONE);
-    const LiveHeartReportData now = state();
+    const LiveHeartReportData now = State();
     EXPECT_EQ(now.micVideoAppId, 1);
     EXPECT_EQ(now.micBusiness, 2);
     EXPECT_EQ(now.micStreamName, "mic");
@@ -115,7 +115,7 @@ TEST_F(CInterfaceHeartbeat, UpdateMicInfo) {
 TEST_F(CInterfaceHeartbeat, UpdateMixStreamInfoAndMode) {
     EXPECT_EQ(qolive_heartbeat_update_mix_stream_info("mix", 3, 1, 2, 3, 4), QOLIVE_DONE);
     EXPECT_EQ(qolive_heartbeat_update_mix_mode(5), QOLIVE_DONE);
-    const LiveHeartReportData now = state();
+    const LiveHeartReportData now = State();
     EXPECT_EQ(now.mixStreamName, "mix");
     EXPECT_EQ(now.mixWidth, 1);
     EXPECT_EQ(now.mixHeight, 2);
@@ -130,12 +130,12 @@ TEST_F(CInterfaceHeartbeat, UpdateDataStateCausesAndCancelsAFullReport) {
     FakeMsgCenter::main().connect(kHeartbeat);
     EXPECT_EQ(qolive_heartbeat_update_data_state(0), QOLIVE_DONE);
     EXPECT_EQ(qolive_heartbeat_update_data_state(1), QOLIVE_DONE);
-    EXPECT_TRUE(nextReportIsFull());
+    EXPECT_TRUE(NextReportIsFull());
 
     qolive_heartbeat_start();
     FakeMsgCenter::main().connect(kHeartbeat);
     EXPECT_EQ(qolive_heartbeat_update_data_state(0), QOLIVE_DONE);
-    EXPECT_FALSE(nextReportIsFull());
+    EXPECT_FALSE(NextReportIsFull());
 }
 
 TEST_F(CInterfaceHeartbeat, StartAndStopGiveTheHeartbeatsResults) {
@@ -190,7 +190,7 @@ TEST_F(CInterfaceHeartbeat, ManagerStartAndStop) {
     EXPECT_EQ(qolive_heartbeat_manager_start("nope", 4, &mode), 0);
     EXPECT_EQ(qolive_heartbeat_manager_start("{}", 2, nullptr), QOLIVE_NULL_ARGUMENT);
     EXPECT_EQ(mode, 9);
-    startCenters();
+    StartCenters();
     EXPECT_EQ(qolive_heartbeat_manager_start("{}", 2, &mode), 1);
     EXPECT_EQ(mode, 9);
     EXPECT_TRUE(FakeMsgCenter::backup().hasSender(kHeartbeat));
@@ -203,7 +203,7 @@ TEST_F(CInterfaceHeartbeat, ManagerStartAndStop) {
 }
 
 TEST_F(CInterfaceHeartbeat, CountersTellWhatHasBecomeOfTheCommands) {
-    startCenters();
+    StartCenters();
     ASSERT_EQ(qolive_heartbeat_start(), 1);
     for (int i = 0; i < 25; ++i)
         ASSERT_EQ(qolive_heartbeat_send_command(i, "{}", 2), 1);
@@ -238,16 +238,16 @@ struct CInterfaceHeartbeatData : testing::Test {
 };
 
 TEST_F(CInterfaceHeartbeatData, HoldsEveryField) {
-    heartbeat().updateLiveID("session");
-    heartbeat().updateliveStatus(true);
-    heartbeat().updatemicStatus(true);
-    heartbeat().updateLiveBusinessInfo(101, 102);
-    heartbeat().updateLiveStreamInfo("stream", 103, 104, 105, 106);
-    heartbeat().updatePushStatus(107);
-    heartbeat().updateMicInfo(108, 109, "mic", 110, 111, 112, 113, 114, "channel", 115);
-    heartbeat().updateMicPushStatus(116);
-    heartbeat().updateMixStreamInfo("mix", 117, 118, 119, 120);
-    heartbeat().updateMixStreamStatus(121);
+    Heartbeat().updateLiveID("session");
+    Heartbeat().updateliveStatus(true);
+    Heartbeat().updatemicStatus(true);
+    Heartbeat().updateLiveBusinessInfo(101, 102);
+    Heartbeat().updateLiveStreamInfo("stream", 103, 104, 105, 106);
+    Heartbeat().updatePushStatus(107);
+    Heartbeat().updateMicInfo(108, 109, "mic", 110, 111, 112, 113, 114, "channel", 115);
+    Heartbeat().updateMicPushStatus(116);
+    Heartbeat().updateMixStreamInfo("mix", 117, 118, 119, 120);
+    Heartbeat().updateMixStreamStatus(121);
 
     EXPECT_EQ(qolive_heartbeat_get_data(&data), QOLIVE_DONE);
     EXPECT_EQ(textOf(data.session_id), "session");
@@ -281,8 +281,8 @@ TEST_F(CInterfaceHeartbeatData, HoldsEveryField) {
 }
 
 TEST_F(CInterfaceHeartbeatData, WritesEverythingButTheTextThatDoesNotFit) {
-    heartbeat().updateLiveID("fits");
-    heartbeat().updateLiveStreamInfo("does not fit", 1, 2, 3, 4);
+    Heartbeat().updateLiveID("fits");
+    Heartbeat().updateLiveStreamInfo("does not fit", 1, 2, 3, 4);
     EXPECT_EQ(qolive_heartbeat_get_data(&data), QOLIVE_TOO_SMALL);
     EXPECT_EQ(textOf(data.session_id), "fits");
     EXPECT_EQ(data.stream_name.length, 12U);

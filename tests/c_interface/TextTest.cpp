@@ -11,18 +11,18 @@
 
 namespace {
 
-const std::string& token() {
+const std::string& Token() {
     static const std::string text("\xc3\xa4\0\xff", 4);
     return text;
 }
 
-std::int32_t getToken(char* buffer, std::size_t capacity, std::size_t* length) {
+std::int32_t GetToken(char* buffer, std::size_t capacity, std::size_t* length) {
     return qolive_user_get_login_token(buffer, capacity, length);
 }
 
 TEST(CInterfaceText, PassesAnyBytesThroughUnchanged) {
-    EXPECT_EQ(qolive_user_set_login_token(token().data(), token().size()), QOLIVE_DONE);
-    EXPECT_EQ(QoUser::GetInstance()->GetLoginToken(), token());
+    EXPECT_EQ(qolive_user_set_login_token(Token().data(), Token().size()), QOLIVE_DONE);
+    EXPECT_EQ(QoUser::GetInstance()->GetLoginToken(), Token());
 }
 
 TEST(CInterfaceText, NullWithLengthZeroIsTheEmptyText) {
@@ -48,7 +48,7 @@ TEST(CInterfaceText, TenMegabytesGoThroughBothWays) {
     EXPECT_EQ(qolive_user_set_login_token(text.data(), text.size()), QOLIVE_DONE);
     std::string result(text.size(), '\0');
     std::size_t length = 0;
-    EXPECT_EQ(getToken(result.data(), result.size(), &length), QOLIVE_DONE);
+    EXPECT_EQ(GetToken(result.data(), result.size(), &length), QOLIVE_DONE);
     EXPECT_EQ(length, text.size());
     EXPECT_EQ(result, text);
 }
@@ -57,7 +57,7 @@ TEST(CInterfaceText, AResultThatFitsExactlyIsWrittenWithoutTerminator) {
     QoUser::GetInstance()->SetLoginToken("abc");
     char buffer[] = {'-', '-', '-', '-'};
     std::size_t length = 0;
-    EXPECT_EQ(getToken(buffer, 3, &length), QOLIVE_DONE);
+    EXPECT_EQ(GetToken(buffer, 3, &length), QOLIVE_DONE);
     EXPECT_EQ(length, 3U);
     EXPECT_EQ(std::string(buffer, 4), "abc-");
 }
@@ -66,7 +66,7 @@ TEST(CInterfaceText, AResultThatDoesNotFitTellsItsLengthAndWritesNothing) {
     QoUser::GetInstance()->SetLoginToken("abc");
     char buffer[] = {'-', '-'};
     std::size_t length = 0;
-    EXPECT_EQ(getToken(buffer, 2, &length), QOLIVE_TOO_SMALL);
+    EXPECT_EQ(GetToken(buffer, 2, &length), QOLIVE_TOO_SMALL);
     EXPECT_EQ(length, 3U);
     EXPECT_EQ(std::string(buffer, 2), "--");
 }
@@ -74,19 +74,19 @@ TEST(CInterfaceText, AResultThatDoesNotFitTellsItsLengthAndWritesNothing) {
 TEST(CInterfaceText, ANullBufferOfCapacityZeroAsksForTheLength) {
     QoUser::GetInstance()->SetLoginToken("abc");
     std::size_t length = 0;
-    EXPECT_EQ(getToken(nullptr, 0, &length), QOLIVE_TOO_SMALL);
+    EXPECT_EQ(GetToken(nullptr, 0, &length), QOLIVE_TOO_SMALL);
     EXPECT_EQ(length, 3U);
     QoUser::GetInstance()->SetLoginToken("");
-    EXPECT_EQ(getToken(nullptr, 0, &length), QOLIVE_DONE);
+    EXPECT_EQ(GetToken(nullptr, 0, &length), QOLIVE_DONE);
     EXPECT_EQ(length, 0U);
 }
 
 TEST(CInterfaceText, ANullBufferWithACapacityAndANullLengthAreRefused) {
     char buffer[8];
     std::size_t length = 77;
-    EXPECT_EQ(getToken(nullptr, 1, &length), QOLIVE_NULL_ARGUMENT);
+    EXPECT_EQ(GetToken(nullptr, 1, &length), QOLIVE_NULL_ARGUMENT);
     EXPECT_EQ(length, 77U);
-    EXPECT_EQ(getToken(buffer, sizeof buffer, nullptr), QOLIVE_NULL_ARGUMENT);
+    EXPECT_EQ(GetToken(buffer, sizeof buffer, nullptr), QOLIVE_NULL_ARGUMENT);
 }
 
 TEST(CInterfaceGuard, TurnsWhateverIsRaisedIntoACode) {

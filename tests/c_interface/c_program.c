@@ -22,34 +22,34 @@ static const char kServers[] =
 static char buffer[256];
 static size_t length;
 
-static int isText(const char* expected) {
+static int IsText(const char* expected) {
     return length == strlen(expected) && memcmp(buffer, expected, length) == 0;
 }
 
-static void countLine(void* user, int level, const char* line) {
+static void CountLine(void* user, int level, const char* line) {
     (void)level;
     (void)line;
     *(int*)user += 1;
 }
 
-static void version(void) {
+static void Version(void) {
     CHECK(qolive_version() == QOLIVE_REPORT_VERSION);
     CHECK(strcmp(qolive_version_text(), QOLIVE_REPORT_VERSION_TEXT) == 0);
 }
 
-static void user(void) {
+static void User(void) {
     int32_t type = 0;
     CHECK(qolive_user_set_login_token(TEXT("token")) == QOLIVE_DONE);
-    CHECK(qolive_user_get_login_token(buffer, sizeof buffer, &length) == QOLIVE_DONE && isText("token"));
+    CHECK(qolive_user_get_login_token(buffer, sizeof buffer, &length) == QOLIVE_DONE && IsText("token"));
     CHECK(qolive_user_set_brelo_id(TEXT("id")) == QOLIVE_DONE);
-    CHECK(qolive_user_get_brelo_id(buffer, sizeof buffer, &length) == QOLIVE_DONE && isText("id"));
+    CHECK(qolive_user_get_brelo_id(buffer, sizeof buffer, &length) == QOLIVE_DONE && IsText("id"));
     CHECK(qolive_user_get_brelo_id(buffer, 1, &length) == QOLIVE_TOO_SMALL && length == 2);
     CHECK(qolive_user_set_brelo_id(NULL, 2) == QOLIVE_NULL_ARGUMENT);
     CHECK(qolive_user_set_tag_room_type(-3) == QOLIVE_DONE);
     CHECK(qolive_user_get_tag_room_type(&type) == QOLIVE_DONE && type == -3);
 }
 
-static void liveInfo(void) {
+static void LiveInfo(void) {
     int32_t number = 0;
     int64_t seconds = -1;
     CHECK(qolive_live_info_set_talk_living(1, 7) == QOLIVE_DONE);
@@ -62,14 +62,14 @@ static void liveInfo(void) {
     CHECK(qolive_live_info_set_mix_mode(2) == QOLIVE_DONE);
     CHECK(qolive_live_info_get_mix_mode(&number) == QOLIVE_DONE && number == 2);
     CHECK(qolive_live_info_get_is_client_mix() == 1);
-    CHECK(qolive_live_info_get_layout_type(buffer, sizeof buffer, &length) == QOLIVE_DONE && isText("none"));
+    CHECK(qolive_live_info_get_layout_type(buffer, sizeof buffer, &length) == QOLIVE_DONE && IsText("none"));
     CHECK(qolive_live_info_set_layout_type(TEXT("grid")) == QOLIVE_DONE);
-    CHECK(qolive_live_info_get_layout_type(buffer, sizeof buffer, &length) == QOLIVE_DONE && isText("grid"));
+    CHECK(qolive_live_info_get_layout_type(buffer, sizeof buffer, &length) == QOLIVE_DONE && IsText("grid"));
     CHECK(qolive_live_info_set_super_sharp(1) == QOLIVE_DONE);
     CHECK(qolive_live_info_get_super_sharp() == 1);
 }
 
-static void centersStart(void) {
+static void CentersStart(void) {
     qolive_heart_base_config base = {.size = sizeof base, .int_value2 = 2};
     qolive_message_center *mainCenter = NULL, *backupCenter = NULL;
     CHECK(qolive_centers_start(TEXT("nope"), &base) == QOLIVE_FAILED);
@@ -84,13 +84,13 @@ static void centersStart(void) {
     CHECK(qolive_centers_start(TEXT(kServers), &base) == QOLIVE_BAD_SIZE);
 }
 
-static void countChange(void* user, int mainCenter, int state, const char* reason) {
+static void CountChange(void* user, int mainCenter, int state, const char* reason) {
     (void)state;
     (void)reason;
     ((int*)user)[mainCenter] += 1;
 }
 
-static void centersWatch(void) {
+static void CentersWatch(void) {
     qolive_center_status status = {.size = sizeof status, .reason = {buffer, sizeof buffer, 0}};
     qolive_center_counters counters = {.size = sizeof counters, .accepted = 7};
     CHECK(qolive_centers_get_status(1, &status) == QOLIVE_DONE);
@@ -103,7 +103,7 @@ static void centersWatch(void) {
     CHECK(qolive_centers_get_counters(1, &counters) == QOLIVE_BAD_SIZE);
 }
 
-static void heartbeatState(void) {
+static void HeartbeatState(void) {
     char session[8], stream[8], mic[8], channel[8], mix[8];
     qolive_heartbeat_data data = {.size = sizeof data,
                                   .session_id = {session, sizeof session, 0},
@@ -124,13 +124,13 @@ static void heartbeatState(void) {
     CHECK(qolive_heartbeat_update_mix_stream_status(21) == QOLIVE_DONE);
     CHECK(qolive_heartbeat_update_mix_mode(22) == QOLIVE_DONE);
     CHECK(qolive_heartbeat_update_data_state(1) == QOLIVE_DONE);
-    CHECK(qolive_heartbeat_get_session_id(buffer, sizeof buffer, &length) == QOLIVE_DONE && isText("live"));
+    CHECK(qolive_heartbeat_get_session_id(buffer, sizeof buffer, &length) == QOLIVE_DONE && IsText("live"));
     CHECK(qolive_heartbeat_get_data(&data) == QOLIVE_DONE);
     CHECK(data.live_status == 1 && data.codec == 6 && data.push_status == 7 && data.mix_status == 21);
     CHECK(data.channel_id.length == 7 && memcmp(channel, "channel", 7) == 0);
 }
 
-static void heartbeatRun(void) {
+static void HeartbeatRun(void) {
     qolive_command_counters commands = {.size = sizeof commands};
     int32_t mode = 9;
     int64_t mainMs = 0, backupMs = 0;
@@ -151,7 +151,7 @@ static void heartbeatRun(void) {
     CHECK(qolive_heartbeat_stop() == 0);
 }
 
-static void streams(void) {
+static void Streams(void) {
     qolive_record_counters records = {.size = sizeof records};
     uint64_t now = 0;
     CHECK(qolive_streams_get_tick_count_ms(&now) == QOLIVE_DONE && now > 1600000000000u);
@@ -177,16 +177,16 @@ static void streams(void) {
 
 int main(void) {
     int lines = 0, changes[2] = {0, 0};
-    CHECK(qolive_set_log_sink(countLine, &lines) == QOLIVE_DONE);
-    version();
-    user();
-    liveInfo();
-    CHECK(qolive_centers_set_status_sink(countChange, changes) == QOLIVE_DONE);
-    centersStart();
-    centersWatch();
-    heartbeatState();
-    heartbeatRun();
-    streams();
+    CHECK(qolive_set_log_sink(CountLine, &lines) == QOLIVE_DONE);
+    Version();
+    User();
+    LiveInfo();
+    CHECK(qolive_centers_set_status_sink(CountChange, changes) == QOLIVE_DONE);
+    CentersStart();
+    CentersWatch();
+    HeartbeatState();
+    HeartbeatRun();
+    Streams();
     CHECK(qolive_centers_stop() == QOLIVE_DONE);
     CHECK(qolive_centers_is_main_start_ok() == 0);
     CHECK(qolive_centers_renew_access_token(TEXT("late"), 0) == QOLIVE_FAILED);

@@ -31,28 +31,28 @@ const std::vector<std::string> kStreams = {"anchor", "cohost", "mix"};
 
 std::atomic<unsigned long> linesLogged{0};
 
-void countLine(void*, int, const char*) {
+void CountLine(void*, int, const char*) {
     ++linesLogged;
 }
 
-std::string addresses(const std::string& port) {
+std::string Addresses(const std::string& port) {
     std::string list;
     for (int i = 0; i < kAddresses; ++i)
         list += (i == 0 ? "\"127.0.0.1:" : ",\"127.0.0.1:") + port + "\"";
     return "[" + list + "]";
 }
 
-std::string configuration(const std::string& mainPort, const std::string& backupPort) {
-    return R"({"gatewayDns":{"main":)" + addresses(mainPort) + R"(,"backup":)" + addresses(backupPort) + "}}";
+std::string Configuration(const std::string& mainPort, const std::string& backupPort) {
+    return R"({"gatewayDns":{"main":)" + Addresses(mainPort) + R"(,"backup":)" + Addresses(backupPort) + "}}";
 }
 
-void require(bool holds, const char* what) {
+void Require(bool holds, const char* what) {
     if (holds) return;
     std::fprintf(stderr, "chaos_host: %s\n", what);
     std::exit(3);
 }
 
-void start(const std::string& servers) {
+void Start(const std::string& servers) {
     static const std::string kClient = "studio-7";
     qolive_heart_base_config base = {};
     base.size = sizeof base;
@@ -60,10 +60,10 @@ void start(const std::string& servers) {
     base.int64_value1 = kShortestPauseMs;
     base.text_value1 = {kClient.data(), kClient.size()};
     int32_t mode = 1;
-    require(qolive_centers_start(servers.data(), servers.size(), &base) == QOLIVE_DONE,
+    Require(qolive_centers_start(servers.data(), servers.size(), &base) == QOLIVE_DONE,
             "the centers do not start");
-    require(qolive_heartbeat_manager_start("{}", 2, &mode) == QOLIVE_DONE, "the heartbeat does not start");
-    require(qolive_streams_init() == QOLIVE_DONE, "the streams do not start");
+    Require(qolive_heartbeat_manager_start("{}", 2, &mode) == QOLIVE_DONE, "the heartbeat does not start");
+    Require(qolive_streams_init() == QOLIVE_DONE, "the streams do not start");
     qolive_heartbeat_update_live_status(1);
     for (const std::string& id : kStreams) {
         qolive_streams_report_start(id.data(), id.size(), QOLIVE_STREAM_SAMPLED);
@@ -71,22 +71,22 @@ void start(const std::string& servers) {
     }
 }
 
-long millisecondsOf(int32_t (*stop)()) {
+long MillisecondsOf(int32_t (*stop)()) {
     const auto begin = Clock::now();
     stop();
     return static_cast<long>(std::chrono::duration_cast<milliseconds>(Clock::now() - begin).count());
 }
 
-void stop(bool slow) {
-    const long heartbeat = millisecondsOf(qolive_heartbeat_manager_stop);
+void Stop(bool slow) {
+    const long heartbeat = MillisecondsOf(qolive_heartbeat_manager_stop);
     for (const std::string& id : kStreams)
         qolive_streams_report_stop(id.data(), id.size());
-    const long centers = millisecondsOf(qolive_centers_stop);
+    const long centers = MillisecondsOf(qolive_centers_stop);
     std::printf("stopped %ld %ld\n", heartbeat, centers + (slow ? 60'000 : 0));
     std::fflush(stdout);
 }
 
-void feed(const std::atomic<bool>& done) {
+void Feed(const std::atomic<bool>& done) {
     for (unsigned round = 0; !done; ++round) {
         for (const std::string& id : kStreams) {
             for (int32_t counter = QOLIVE_DATA_VIDEO_FRAMES_CAPTURED; counter <= QOLIVE_DATA_AUDIO_BYTES_SENT;
@@ -101,7 +101,7 @@ void feed(const std::atomic<bool>& done) {
 }
 
 // Once the trial is well under way.
-void commit(const std::string& fault, const std::atomic<bool>& done) {
+void Commit(const std::string& fault, const std::atomic<bool>& done) {
     constexpr std::size_t kStep = std::size_t{1024} * 1024;
     const auto begin = Clock::now();
     while (!done && Clock::now() - begin < std::chrono::seconds(2))
@@ -115,22 +115,22 @@ void commit(const std::string& fault, const std::atomic<bool>& done) {
     }
 }
 
-int run(const std::string& fault, const std::string& servers) {
-    qolive_set_log_sink(countLine, nullptr);
-    start(servers);
+int Run(const std::string& fault, const std::string& servers) {
+    qolive_set_log_sink(CountLine, nullptr);
+    Start(servers);
     std::atomic<bool> done{false};
-    std::thread feeding([&] { feed(done); });
-    std::thread failing([&] { commit(fault, done); });
+    std::thread feeding([&] { Feed(done); });
+    std::thread failing([&] { Commit(fault, done); });
     std::puts("ready");
     std::fflush(stdout);
     for (std::string line; std::getline(std::cin, line);) {
-        stop(fault == "slow-stop");
-        start(servers);
+        Stop(fault == "slow-stop");
+        Start(servers);
     }
     done = true;
     feeding.join();
     failing.join();
-    stop(fault == "slow-stop");
+    Stop(fault == "slow-stop");
     return 0;
 }
 
@@ -138,9 +138,9 @@ int run(const std::string& fault, const std::string& servers) {
 
 int main(int argc, char** argv) {
     const std::vector<std::string> arguments(argv + 1, argv + argc);
-    if (arguments.size() == 2) return run("", configuration(arguments[0], arguments[1]));
+    if (arguments.size() == 2) return Run("", Configuration(arguments[0], arguments[1]));
     if (arguments.size() == 4 && arguments[0] == "--fault")
-        return run(arguments[1], configuration(arguments[2], arguments[3]));
+        return Run(arguments[1], Configuration(arguments[2], arguments[3]));
     std::fprintf(stderr, "usage: %s [--fault FAULT] MAIN-PORT BACKUP-PORT\n", argv[0]);
     return 2;
 }

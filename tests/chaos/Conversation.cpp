@@ -16,27 +16,27 @@ constexpr std::uint16_t kProbe = 0xbeef;
 constexpr auto kProbePatience = std::chrono::milliseconds(4);
 constexpr auto kPatience = std::chrono::milliseconds(100);
 
-std::size_t number16(const std::string& body, std::size_t at) {
+std::size_t Number16(const std::string& body, std::size_t at) {
     if (at + 2 > body.size()) return 0;
     return static_cast<std::size_t>(static_cast<std::uint8_t>(body[at]) << 8U |
                                     static_cast<std::uint8_t>(body[at + 1]));
 }
 
 // The maximum packet size among the properties of a CONNECT, 0 when there is none.
-std::size_t largestPacketIn(const std::string& body) {
+std::size_t LargestPacketIn(const std::string& body) {
     constexpr std::size_t kProperties = 11;
     if (body.size() <= kProperties) return 0;
     const std::size_t end =
         std::min(body.size(), kProperties + static_cast<std::uint8_t>(body[kProperties - 1]));
     for (std::size_t at = kProperties; at + 5 <= end;) {
         const int identifier = body[at];
-        if (identifier == 39) return number16(body, at + 1) << 16U | number16(body, at + 3);
+        if (identifier == 39) return Number16(body, at + 1) << 16U | Number16(body, at + 3);
         at += identifier == 17 ? 5 : 3;
     }
     return 0;
 }
 
-bool endsWith(const std::string& text, const std::string& end) {
+bool EndsWith(const std::string& text, const std::string& end) {
     return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
@@ -119,7 +119,7 @@ void Conversation::answer(std::uint8_t first, const std::string& body) {
         case 0x30:
             return answerMessage(first, body);
         case 0x40:
-            if (number16(body, 0) != kProbe || !m_waitingForProbe) return;
+            if (Number16(body, 0) != kProbe || !m_waitingForProbe) return;
             m_waitingForProbe = false;
             m_due = Clock::time_point::max();
             ++m_tally.survived;
@@ -129,7 +129,7 @@ void Conversation::answer(std::uint8_t first, const std::string& body) {
         case 0x60:
             return send(Framed(0x70, mid));
         case 0x80:
-            m_scene.lastMid = static_cast<std::uint16_t>(number16(body, 0));
+            m_scene.lastMid = static_cast<std::uint16_t>(Number16(body, 0));
             return answerSubscribe(Framed(0x90, mid + std::string(2, '\0')));
         case 0xa0:
             return send(Framed(0xb0, mid + std::string(2, '\0')));
@@ -149,13 +149,13 @@ void Conversation::answerSubscribe(const std::string& granted) {
 
 void Conversation::answerMessage(std::uint8_t first, const std::string& body) {
     if (body.size() < 2) return;
-    const std::size_t length = number16(body, 0);
+    const std::size_t length = Number16(body, 0);
     const std::string topic = body.substr(2, length);
-    if (endsWith(topic, "/up/2")) ++m_tally.heartbeats[m_port];
+    if (EndsWith(topic, "/up/2")) ++m_tally.heartbeats[m_port];
     if ((first & 0x06U) == 0) return;
-    m_scene.lastMid = static_cast<std::uint16_t>(number16(body, 2 + length));
+    m_scene.lastMid = static_cast<std::uint16_t>(Number16(body, 2 + length));
     send(Framed(0x40, Number16(m_scene.lastMid)));
-    if (endsWith(topic, "/up/5")) send(Assembled(Downlink(m_scene, 5, R"({"type":1,"code":0})")));
+    if (EndsWith(topic, "/up/5")) send(Assembled(Downlink(m_scene, 5, R"({"type":1,"code":0})")));
 }
 
 void Conversation::noteConnect(const std::string& body) {
@@ -163,7 +163,7 @@ void Conversation::noteConnect(const std::string& body) {
     const std::size_t end = body.find("/presence");
     if (start != std::string::npos && end != std::string::npos && start < end)
         m_scene.prefix = body.substr(start, end - start);
-    if (const std::size_t largest = largestPacketIn(body)) m_scene.largestPacket = largest;
+    if (const std::size_t largest = LargestPacketIn(body)) m_scene.largestPacket = largest;
 }
 
 void Conversation::play(Moment moment) {

@@ -10,7 +10,7 @@ namespace {
 
 constexpr char kDigits[] = "0123456789abcdef";
 
-std::string hex(const std::string& bytes) {
+std::string Hex(const std::string& bytes) {
     std::string text;
     text.reserve(bytes.size() * 2);
     for (const char byte : bytes) {
@@ -20,7 +20,7 @@ std::string hex(const std::string& bytes) {
     return text;
 }
 
-std::string bytesOf(const std::string& text) {
+std::string BytesOf(const std::string& text) {
     std::string bytes;
     for (std::size_t i = 0; i + 1 < text.size(); i += 2)
         bytes.push_back(static_cast<char>(std::stoi(text.substr(i, 2), nullptr, 16)));
@@ -43,7 +43,7 @@ bool History::write(const std::string& file) const {
     for (const Sent& sent : m_sent)
         out << sent.port << ' ' << sent.conversation << ' ' << static_cast<int>(sent.moment) << ' '
             << (sent.prefix.empty() ? "-" : sent.prefix) << ' ' << sent.shot.packets << ' '
-            << sent.shot.mutated << ' ' << sent.shot.byteByByte << ' ' << hex(sent.shot.bytes) << '\n';
+            << sent.shot.mutated << ' ' << sent.shot.byteByByte << ' ' << Hex(sent.shot.bytes) << '\n';
     return static_cast<bool>(out.flush());
 }
 
@@ -60,7 +60,7 @@ Recording ReadRecording(const std::string& file) {
               sent.shot.mutated >> sent.shot.byteByByte >> bytes))
             throw std::runtime_error("not a recording: " + file);
         sent.moment = static_cast<Moment>(moment);
-        sent.shot.bytes = bytesOf(bytes);
+        sent.shot.bytes = BytesOf(bytes);
         auto& conversations = recording[sent.port];
         if (conversations.empty() || conversations.back().front().conversation != sent.conversation)
             conversations.emplace_back();

@@ -16,7 +16,7 @@
 namespace chaos {
 namespace {
 
-[[noreturn]] void become(const std::vector<char*>& arguments, int input, int output) {
+[[noreturn]] void Become(const std::vector<char*>& arguments, int input, int output) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     signal(SIGPIPE, SIG_DFL);
     if (dup2(input, STDIN_FILENO) >= 0 && dup2(output, STDOUT_FILENO) >= 0)
@@ -36,7 +36,7 @@ HostProcess::HostProcess(const std::vector<std::string>& command) {
     if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
     m_pid = fork();
     if (m_pid < 0) throw std::runtime_error("fork failed");
-    if (m_pid == 0) become(arguments, in[0], out[1]);
+    if (m_pid == 0) Become(arguments, in[0], out[1]);
     close(in[0]);
     close(out[1]);
     m_input = in[1];

@@ -30,7 +30,7 @@ constexpr char kUsage[] =
     "  --slack S       seconds that a stop may take beyond its promise (default 1)\n"
     "  --version       prints the version\n";
 
-void set(chaos::Options& options, const std::string& name, const std::string& value) {
+void Set(chaos::Options& options, const std::string& name, const std::string& value) {
     if (name == "--packets")
         options.packets = std::stoull(value);
     else if (name == "--seconds")
@@ -51,13 +51,13 @@ void set(chaos::Options& options, const std::string& name, const std::string& va
         throw std::invalid_argument("unknown option " + name);
 }
 
-chaos::Options read(int argc, char** argv) {
+chaos::Options Read(int argc, char** argv) {
     chaos::Options options;
     options.seed = std::random_device()();
     options.keep = "mutator-%.packets";
     int at = 1;
     for (; at + 1 < argc && std::string(argv[at]) != "--"; at += 2)
-        set(options, argv[at], argv[at + 1]);
+        Set(options, argv[at], argv[at + 1]);
     if (at < argc && std::string(argv[at]) != "--")
         throw std::invalid_argument(argv[at] + std::string(" is not an option with a value"));
     for (++at; at < argc; ++at)
@@ -74,7 +74,7 @@ int main(int argc, char** argv) {
     if (first == "--version") return std::puts("mutator (QoLiveReport) " QOLIVE_VERSION) < 0;
     chaos::Options options;
     try {
-        options = read(argc, argv);
+        options = Read(argc, argv);
     } catch (const std::exception& problem) {
         std::fprintf(stderr, "mutator: %s\n%s", problem.what(), kUsage);
         return 2;

@@ -22,17 +22,17 @@ constexpr std::array<Property, 27> kProperties = {{
     {40, Value::Byte},     {41, Value::Byte},     {42, Value::Byte},
 }};
 
-char charOf(std::size_t value) {
+char CharOf(std::size_t value) {
     return static_cast<char>(static_cast<std::uint8_t>(value));
 }
 
-std::string word(Random& random) {
+std::string Word(Random& random) {
     static const std::array<std::string, 6> kWords = {
         "", "a", "qolive/#", "application/json", "head", std::string(300, 'w')};
     return random.pick(kWords);
 }
 
-std::string valueOf(Value value, Random& random) {
+std::string ValueOf(Value value, Random& random) {
     switch (value) {
         case Value::Byte:
             return random.bytes(1);
@@ -43,90 +43,90 @@ std::string valueOf(Value value, Random& random) {
         case Value::Variable:
             return VariableNumber(random.below(268435456));
         case Value::Text:
-            return Text(word(random));
+            return Text(Word(random));
         case Value::Binary:
             return Text(random.bytes(random.below(20)));
         case Value::Pair:
-            return Text(word(random)) + Text(word(random));
+            return Text(Word(random)) + Text(Word(random));
     }
     return {};
 }
 
-std::string mid(Random& random, const Scene& scene) {
+std::string Mid(Random& random, const Scene& scene) {
     return Number16(random.oneIn(3) ? random.below(65536) : scene.lastMid);
 }
 
-std::string reason(Random& random) {
-    return random.oneIn(2) ? std::string(1, '\0') : std::string(1, charOf(random.below(256)));
+std::string Reason(Random& random) {
+    return random.oneIn(2) ? std::string(1, '\0') : std::string(1, CharOf(random.below(256)));
 }
 
 // A message in the other direction, or for nobody.
-std::string topic(Random& random, const Scene& scene) {
+std::string Topic(Random& random, const Scene& scene) {
     static const std::array<std::string, 8> kEnds = {"/down/2", "/down/4", "/down/5",    "/down/6",
                                                      "/up/2",   "",        "/down/9999", "/presence"};
     return Text(scene.prefix + random.pick(kEnds));
 }
 
-Packet publish(Random& random, const Scene& scene) {
+Packet Publish(Random& random, const Scene& scene) {
     Packet packet;
     packet.first = static_cast<std::uint8_t>(0x30U | random.below(16));
-    packet.head = topic(random, scene);
-    if ((packet.first & 0x06U) != 0) packet.head += mid(random, scene);
+    packet.head = Topic(random, scene);
+    if ((packet.first & 0x06U) != 0) packet.head += Mid(random, scene);
     packet.tail = random.oneIn(2) ? R"({"type":3})" : random.bytes(random.below(100));
     return packet;
 }
 
-Packet connect(Random& random) {
+Packet Connect(Random& random) {
     Packet packet;
     packet.first = 0x10;
     packet.head = Text("MQTT") + "\x05" + random.bytes(1) + Number16(60);
-    packet.tail = Text(word(random));
+    packet.tail = Text(Word(random));
     return packet;
 }
 
-void addProperties(Packet& packet, Random& random) {
+void AddProperties(Packet& packet, Random& random) {
     const std::size_t count = random.oneIn(3) ? random.below(6) : 0;
     for (std::size_t i = 0; i < count; ++i)
         packet.properties += KnownProperty(random);
 }
 
 // PUBREL, SUBSCRIBE and UNSUBSCRIBE have a flag that says nothing.
-bool hasFlag(unsigned type) {
+bool HasFlag(unsigned type) {
     return type == 6 || type == 8 || type == 10;
 }
 
 // Of the types that are not made elsewhere.
-void fill(Packet& packet, unsigned type, Random& random, const Scene& scene) {
+void Fill(Packet& packet, unsigned type, Random& random, const Scene& scene) {
     if (type == 2) {
-        packet.head = std::string(1, charOf(random.below(2))) + reason(random);
+        packet.head = std::string(1, CharOf(random.below(2))) + Reason(random);
     } else if (type >= 4 && type <= 7) {
-        packet.head = mid(random, scene) + reason(random);
+        packet.head = Mid(random, scene) + Reason(random);
     } else if (type == 8 || type == 10) {
-        packet.head = mid(random, scene);
-        packet.tail = topic(random, scene) + (type == 8 ? random.bytes(1) : "");
+        packet.head = Mid(random, scene);
+        packet.tail = Topic(random, scene) + (type == 8 ? random.bytes(1) : "");
     } else if (type == 9 || type == 11) {
-        packet.head = mid(random, scene);
+        packet.head = Mid(random, scene);
         packet.tail = random.bytes(random.between(0, 3));
     } else if (type >= 14) {
-        packet.head = reason(random);
+        packet.head = Reason(random);
     } else {
         packet.hasProperties = false;  // PINGREQ, PINGRESP, and what does not exist
     }
 }
 
-Packet ofType(unsigned type, Random& random, const Scene& scene) {
-    if (type == 1) return connect(random);
-    if (type == 3) return publish(random, scene);
+Packet OfType(unsigned type, Random& random, const Scene& scene) {
+    if (type == 1) return Connect(random);
+    if (type == 3) return Publish(random, scene);
     Packet packet;
-    packet.first = static_cast<std::uint8_t>(type << 4U | (hasFlag(type) ? 2U : 0U));
-    fill(packet, type, random, scene);
+    packet.first = static_cast<std::uint8_t>(type << 4U | (HasFlag(type) ? 2U : 0U));
+    Fill(packet, type, random, scene);
     return packet;
 }
 
 }  // namespace
 
 std::string Number16(std::size_t value) {
-    return {charOf(value >> 8U), charOf(value)};
+    return {CharOf(value >> 8U), CharOf(value)};
 }
 
 std::string Number32(std::uint32_t value) {
@@ -138,7 +138,7 @@ std::string VariableNumber(std::size_t value) {
     do {
         const std::size_t low = value & 0x7fU;
         value >>= 7U;
-        encoded.push_back(charOf(value > 0 ? low | 0x80U : low));
+        encoded.push_back(CharOf(value > 0 ? low | 0x80U : low));
     } while (value > 0);
     return encoded;
 }
@@ -148,7 +148,7 @@ std::string Text(const std::string& text) {
 }
 
 std::string Framed(std::uint8_t first, const std::string& body) {
-    return charOf(first) + VariableNumber(body.size()) + body;
+    return CharOf(first) + VariableNumber(body.size()) + body;
 }
 
 std::string Assembled(const Packet& packet) {
@@ -159,12 +159,12 @@ std::string Assembled(const Packet& packet) {
 
 std::string KnownProperty(Random& random) {
     const Property& property = random.pick(kProperties);
-    return charOf(property.identifier) + valueOf(property.value, random);
+    return CharOf(property.identifier) + ValueOf(property.value, random);
 }
 
 Packet AnyPacket(Random& random, const Scene& scene) {
-    Packet packet = ofType(static_cast<unsigned>(random.below(16)), random, scene);
-    addProperties(packet, random);
+    Packet packet = OfType(static_cast<unsigned>(random.below(16)), random, scene);
+    AddProperties(packet, random);
     return packet;
 }
 

@@ -9,7 +9,7 @@ namespace {
 constexpr std::size_t kMostFloodBytes = std::size_t{512} * 1024;
 
 // Each of these has ended a host.
-Shot infamous(Random& random, const Scene&) {
+Shot Infamous(Random& random, const Scene&) {
     static const std::array<std::string, 7> kPackets = {
         std::string("\xf0\x03\x00\x01\x7f", 5),          std::string("\x20\x04\x00\x00\x01\x00", 6),
         std::string("\xe0\x03\x00\x01\x7f", 5),          std::string("\x90\x05\x00\x01\x01\x7f\x00", 7),
@@ -19,7 +19,7 @@ Shot infamous(Random& random, const Scene&) {
     return {random.pick(kPackets)};
 }
 
-Shot unknownProperty(Random& random, const Scene& scene) {
+Shot UnknownProperty(Random& random, const Scene& scene) {
     Packet packet = AnyPacket(random, scene);
     packet.properties += VariableNumber(random.oneIn(4) ? random.below(268435456) : random.below(256));
     packet.properties += random.bytes(random.below(8));
@@ -28,7 +28,7 @@ Shot unknownProperty(Random& random, const Scene& scene) {
 }
 
 // The length of the properties is not theirs.
-Shot misaligned(Random& random, const Scene& scene) {
+Shot Misaligned(Random& random, const Scene& scene) {
     Packet packet = AnyPacket(random, scene);
     const std::size_t extra = random.below(3);
     for (std::size_t i = 0; i < extra; ++i)
@@ -39,14 +39,14 @@ Shot misaligned(Random& random, const Scene& scene) {
     return {Framed(packet.first, packet.head + VariableNumber(length) + packet.properties + packet.tail)};
 }
 
-Shot twice(Random& random, const Scene& scene) {
+Shot Twice(Random& random, const Scene& scene) {
     Packet packet = AnyPacket(random, scene);
     const std::string property = KnownProperty(random);
     packet.properties += property + property;
     return {Assembled(packet)};
 }
 
-Shot flipped(Random& random, const Scene& scene) {
+Shot Flipped(Random& random, const Scene& scene) {
     Shot shot = {Assembled(AnyPacket(random, scene))};
     const std::size_t flips = random.between(1, 8);
     for (std::size_t i = 0; i < flips; ++i) {
@@ -56,7 +56,7 @@ Shot flipped(Random& random, const Scene& scene) {
     return shot;
 }
 
-Shot truncated(Random& random, const Scene& scene) {
+Shot Truncated(Random& random, const Scene& scene) {
     const Packet packet = AnyPacket(random, scene);
     const std::string whole = Assembled(packet);
     if (random.oneIn(2)) return {whole.substr(0, random.between(1, whole.size()))};
@@ -64,14 +64,14 @@ Shot truncated(Random& random, const Scene& scene) {
     return {Framed(packet.first, body.substr(0, random.below(body.size() + 1)))};
 }
 
-Shot spliced(Random& random, const Scene& scene) {
+Shot Spliced(Random& random, const Scene& scene) {
     const std::string one = Assembled(AnyPacket(random, scene));
     const std::string two = Assembled(AnyPacket(random, scene));
     return {one.substr(0, random.between(1, one.size())) + two.substr(random.below(two.size()))};
 }
 
 // What comes is not as long as it says, or its length is none.
-Shot wrongLength(Random& random, const Scene& scene) {
+Shot WrongLength(Random& random, const Scene& scene) {
     static const std::array<std::string, 6> kLengths = {"\xff\xff\xff\x7f",     "\xff\xff\xff\xff\x7f",
                                                         "\xff\xff\xff\xff\xff", "\x80\x80\x80\x80\x01",
                                                         "\x80\x80\x80\x01",     "\x81\x80\x04"};
@@ -82,11 +82,11 @@ Shot wrongLength(Random& random, const Scene& scene) {
     return {static_cast<char>(packet.first) + length + body};
 }
 
-Shot noise(Random& random, const Scene&) {
+Shot Noise(Random& random, const Scene&) {
     return {random.bytes(random.oneIn(10) ? random.between(1, 8192) : random.between(1, 64))};
 }
 
-std::string hostileJson(Random& random, std::size_t most) {
+std::string HostileJson(Random& random, std::size_t most) {
     static const std::array<std::string, 16> kTexts = {
         R"({"type":3})",
         R"({"type":1,"code":0})",
@@ -119,17 +119,17 @@ std::string hostileJson(Random& random, std::size_t most) {
     }
 }
 
-int command(Random& random) {
+int Command(Random& random) {
     return static_cast<int>(random.between(1, 6));
 }
 
-Shot hostileText(Random& random, const Scene& scene) {
-    const std::string text = hostileJson(random, std::min<std::size_t>(scene.largestPacket, 65536) - 100);
-    return {Assembled(Downlink(scene, command(random), text)), 1, false};
+Shot HostileText(Random& random, const Scene& scene) {
+    const std::string text = HostileJson(random, std::min<std::size_t>(scene.largestPacket, 65536) - 100);
+    return {Assembled(Downlink(scene, Command(random), text)), 1, false};
 }
 
 // Well-formed messages for the client, as many and as large as it allows.
-Shot flood(Random& random, const Scene& scene) {
+Shot Flood(Random& random, const Scene& scene) {
     const std::size_t most = std::min(scene.largestPacket, kMostFloodBytes) - 100;
     const std::size_t count = random.between(1, 200);
     const bool large = random.oneIn(8);
@@ -137,21 +137,21 @@ Shot flood(Random& random, const Scene& scene) {
     while (shot.packets < count && shot.bytes.size() < kMostFloodBytes) {
         const std::size_t size = random.below(large ? most : 200);
         const bool filled = random.oneIn(2);
-        shot.bytes += Assembled(Downlink(scene, command(random),
-                                         filled ? std::string(size, 'x') : hostileJson(random, size + 1)));
+        shot.bytes += Assembled(Downlink(scene, Command(random),
+                                         filled ? std::string(size, 'x') : HostileJson(random, size + 1)));
         ++shot.packets;
     }
     return shot;
 }
 
-Shot outOfPlace(Random& random, const Scene& scene) {
+Shot OutOfPlace(Random& random, const Scene& scene) {
     return {Assembled(AnyPacket(random, scene))};
 }
 
 using Maker = Shot (*)(Random&, const Scene&);
 constexpr std::array<Maker, 16> kMakers = {
-    infamous,  unknownProperty, unknownProperty, misaligned, misaligned,  twice,       flipped,    flipped,
-    truncated, spliced,         wrongLength,     noise,      hostileText, hostileText, outOfPlace, flood};
+    Infamous,  UnknownProperty, UnknownProperty, Misaligned, Misaligned,  Twice,       Flipped,    Flipped,
+    Truncated, Spliced,         WrongLength,     Noise,      HostileText, HostileText, OutOfPlace, Flood};
 
 }  // namespace
 

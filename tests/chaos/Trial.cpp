@@ -21,17 +21,17 @@ constexpr std::size_t kMoreDescriptors = 16;
 constexpr std::size_t kMoreThreads = 8;
 constexpr std::size_t kMostAtOnce = 16;  // conversations
 
-double secondsSince(std::chrono::steady_clock::time_point begin) {
+double SecondsSince(std::chrono::steady_clock::time_point begin) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
 }
 
-std::string seconds(double value) {
+std::string Seconds(double value) {
     char text[32];
     std::snprintf(text, sizeof text, "%.1f s", value);
     return text;
 }
 
-std::string replaced(std::string text, const std::string& what, const std::string& with) {
+std::string Replaced(std::string text, const std::string& what, const std::string& with) {
     const auto at = text.find(what);
     return at == std::string::npos ? text : text.replace(at, what.size(), with);
 }
@@ -72,7 +72,7 @@ std::vector<std::string> Trial::hostCommand() const {
 }
 
 double Trial::elapsed() const {
-    return secondsSince(m_begin);
+    return SecondsSince(m_begin);
 }
 
 bool Trial::isSpent() const {
@@ -112,19 +112,19 @@ void Trial::honestInterlude() {
     const std::uint64_t before[2] = {m_tally.heartbeats[0], m_tally.heartbeats[1]};
     while (m_finding.empty() && (m_tally.heartbeats[0] == before[0] || m_tally.heartbeats[1] == before[1])) {
         turn();
-        if (secondsSince(begin) < m_options.heartbeatSeconds) continue;
+        if (SecondsSince(begin) < m_options.heartbeatSeconds) continue;
         const bool onMain = m_tally.heartbeats[0] == before[0];
         found(std::string("no heartbeat on the ") + (onMain ? "main" : "backup") + " connection within " +
-              seconds(m_options.heartbeatSeconds));
+              Seconds(m_options.heartbeatSeconds));
     }
     ++m_interludes;
-    m_longestWait = std::max(m_longestWait, secondsSince(begin));
+    m_longestWait = std::max(m_longestWait, SecondsSince(begin));
 }
 
 void Trial::hostilePhase() {
     becomeHonest(false);
     const auto begin = Clock::now();
-    while (!isSpent() && !replayIsOver() && secondsSince(begin) < kPhaseSeconds)
+    while (!isSpent() && !replayIsOver() && SecondsSince(begin) < kPhaseSeconds)
         turn();
 }
 
@@ -139,7 +139,7 @@ bool Trial::replayIsOver() const {
 void Trial::restartHost() {
     becomeHonest(false);
     const auto begin = Clock::now();
-    while (m_finding.empty() && secondsSince(begin) < 0.5)
+    while (m_finding.empty() && SecondsSince(begin) < 0.5)
         turn();
     m_host->tell("restart");
     awaitStop();
@@ -150,7 +150,7 @@ void Trial::awaitStop() {
     const std::size_t before = m_stops;
     while (m_finding.empty() && m_stops == before) {
         turn();
-        if (secondsSince(begin) > 15 + m_options.slackSeconds) found("the host does not stop");
+        if (SecondsSince(begin) > 15 + m_options.slackSeconds) found("the host does not stop");
     }
 }
 
@@ -163,7 +163,7 @@ void Trial::endHost() {
     const auto begin = Clock::now();
     while (m_finding.empty() && !m_host->end()) {
         turn();
-        if (secondsSince(begin) > 15 + m_options.slackSeconds) found("the host does not end");
+        if (SecondsSince(begin) > 15 + m_options.slackSeconds) found("the host does not end");
     }
     if (m_finding.empty() && !m_host->endedWell()) found("the host " + *m_host->end());
 }
@@ -238,9 +238,9 @@ void Trial::judgeStop(double heartbeatMs, double centersMs) {
     ++m_stops;
     m_longestStopMs = std::max({m_longestStopMs, heartbeatMs, centersMs});
     if (heartbeatMs > 1000 * (1 + m_options.slackSeconds))
-        found("the heartbeat took " + seconds(heartbeatMs / 1000) + " to stop");
+        found("the heartbeat took " + Seconds(heartbeatMs / 1000) + " to stop");
     if (centersMs > 1000 * (2 + m_options.slackSeconds))
-        found("the centers took " + seconds(centersMs / 1000) + " to stop");
+        found("the centers took " + Seconds(centersMs / 1000) + " to stop");
 }
 
 void Trial::measure() {
@@ -266,7 +266,7 @@ void Trial::found(const std::string& what) {
     if (!m_finding.empty()) return;
     m_finding = what;
     std::printf("FOUND: %s\n", what.c_str());
-    const std::string file = replaced(m_options.keep, "%", std::to_string(m_options.seed));
+    const std::string file = Replaced(m_options.keep, "%", std::to_string(m_options.seed));
     if (m_options.replay.empty() && m_history.write(file))
         std::printf("the last shots are in %s: try --replay with it, or --seed %llu\n", file.c_str(),
                     static_cast<unsigned long long>(m_options.seed));

@@ -10,7 +10,7 @@ namespace {
 std::atomic<int> failuresLeft{0};
 }
 
-void fakes::failJsonWriting(int count) {
+void fakes::FailJsonWriting(int count) {
     failuresLeft = count;
 }
 

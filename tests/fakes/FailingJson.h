@@ -3,6 +3,6 @@
 namespace fakes {
 
 /// The next `count` calls of the JSON library's writer in this process raise what that library raises.
-void failJsonWriting(int count);
+void FailJsonWriting(int count);
 
 }  // namespace fakes

@@ -12,15 +12,15 @@ std::atomic<int> created{0};
 
 }  // namespace
 
-void failThreadCreations(int count) {
+void FailThreadCreations(int count) {
     failuresLeft = count;
 }
 
-int threadsCreated() {
+int ThreadsCreated() {
     return created;
 }
 
-bool takeThreadCreationFailure() {
+bool TakeThreadCreationFailure() {
     int left = failuresLeft.load();
     while (left > 0 && !failuresLeft.compare_exchange_weak(left, left - 1)) {
     }

@@ -3,9 +3,9 @@
 namespace fakes {
 
 /// The next `count` calls of CreateThread in this process fail, with last error 8.
-void failThreadCreations(int count);
+void FailThreadCreations(int count);
 
 /// Threads that CreateThread has made in this process.
-int threadsCreated();
+int ThreadsCreated();
 
 }  // namespace fakes

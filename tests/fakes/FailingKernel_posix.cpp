@@ -17,7 +17,7 @@ DWORD __wrap_GetLastError();
 
 HANDLE __wrap_CreateThread(void* security, size_t stackSize, DWORD (*start)(void*), void* parameter,
                            DWORD flags, DWORD* threadId) {
-    failedHere = fakes::takeThreadCreationFailure();
+    failedHere = fakes::TakeThreadCreationFailure();
     if (failedHere) return nullptr;
     return __real_CreateThread(security, stackSize, start, parameter, flags, threadId);
 }

@@ -19,37 +19,37 @@ struct Readings {
     int initializations = 0;
 };
 
-Readings& readings() {
+Readings& TheReadings() {
     static Readings* const instance = new Readings;  // outlives every static object
     return *instance;
 }
 
 template <class Action>
-auto locked(Action action) {
-    const std::lock_guard<std::mutex> lock(readings().mutex);
-    return action(readings());
+auto Locked(Action action) {
+    const std::lock_guard<std::mutex> lock(TheReadings().mutex);
+    return action(TheReadings());
 }
 
 }  // namespace
 
-void setHostReadings(const HostReadingsScript& script) {
-    locked([&script](Readings& all) { all.script = script; });
+void SetHostReadings(const HostReadingsScript& script) {
+    Locked([&script](Readings& all) { all.script = script; });
 }
 
-std::vector<std::string> pingedHosts() {
-    return locked([](Readings& all) { return all.pinged; });
+std::vector<std::string> PingedHosts() {
+    return Locked([](Readings& all) { return all.pinged; });
 }
 
-int systemCpuReadings() {
-    return locked([](Readings& all) { return all.systemReadings; });
+int SystemCpuReadings() {
+    return Locked([](Readings& all) { return all.systemReadings; });
 }
 
-int systemCpuInitializations() {
-    return locked([](Readings& all) { return all.initializations; });
+int SystemCpuInitializations() {
+    return Locked([](Readings& all) { return all.initializations; });
 }
 
-std::vector<std::wstring> processCpuReadings() {
-    return locked([](Readings& all) { return all.processes; });
+std::vector<std::wstring> ProcessCpuReadings() {
+    return Locked([](Readings& all) { return all.processes; });
 }
 
 }  // namespace fakes
@@ -59,14 +59,14 @@ CCPUUseRate::CCPUUseRate() = default;
 CCPUUseRate::~CCPUUseRate() = default;
 
 int CCPUUseRate::Initialize() {
-    return fakes::locked([](fakes::Readings& all) {
+    return fakes::Locked([](fakes::Readings& all) {
         ++all.initializations;
         return 0;
     });
 }
 
 int CCPUUseRate::GetCPUUseRate() {
-    return fakes::locked([](fakes::Readings& all) {
+    return fakes::Locked([](fakes::Readings& all) {
         ++all.systemReadings;
         return all.script.systemCpu;
     });
@@ -77,7 +77,7 @@ CProcessCPUUseRate::CProcessCPUUseRate() = default;
 CProcessCPUUseRate::~CProcessCPUUseRate() = default;
 
 int CProcessCPUUseRate::GetProcessCpuUsage(const std::wstring& processName, bool /*unused*/) {
-    return fakes::locked([&processName](fakes::Readings& all) {
+    return fakes::Locked([&processName](fakes::Readings& all) {
         all.processes.push_back(processName);
         if (all.script.outOfMemory) throw std::bad_alloc();
         return all.script.processCpu;
@@ -85,7 +85,7 @@ int CProcessCPUUseRate::GetProcessCpuUsage(const std::wstring& processName, bool
 }
 
 unsigned long GetCurrentMemoryInfo(CurrentMemoryInfo* info) {
-    return fakes::locked([info](fakes::Readings& all) {
+    return fakes::Locked([info](fakes::Readings& all) {
         info->totalPhysical = all.script.totalPhysical;
         info->availablePhysical = all.script.availablePhysical;
         return all.script.memoryResult;
@@ -98,7 +98,7 @@ CPing* CPing::GetInstance() {
 }
 
 bool CPing::PingHost(std::string host, int& rttMs) {
-    const auto script = fakes::locked([&host](fakes::Readings& all) {
+    const auto script = fakes::Locked([&host](fakes::Readings& all) {
         all.pinged.push_back(host);
         return all.script;
     });

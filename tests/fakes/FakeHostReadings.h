@@ -20,10 +20,10 @@ struct HostReadingsScript {
     bool outOfMemory = false;  ///< the reading of the processes and the ping raise std::bad_alloc
 };
 
-void setHostReadings(const HostReadingsScript& script);
-std::vector<std::string> pingedHosts();
-int systemCpuReadings();
-int systemCpuInitializations();
-std::vector<std::wstring> processCpuReadings();  ///< the process name of each reading
+void SetHostReadings(const HostReadingsScript& script);
+std::vector<std::string> PingedHosts();
+int SystemCpuReadings();
+int SystemCpuInitializations();
+std::vector<std::wstring> ProcessCpuReadings();  ///< the process name of each reading
 
 }  // namespace fakes

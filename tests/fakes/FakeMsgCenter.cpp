@@ -54,17 +54,17 @@ struct World {
     std::vector<std::string> events;
 };
 
-World& world() {
+World& TheWorld() {
     static World* const instance = new World;  // outlives every static object
     return *instance;
 }
 
 /// With the world's mutex held.
-void note(int center, const std::string& what) {
-    world().events.push_back((center == 0 ? "main " : "backup ") + what);
+void Note(int center, const std::string& what) {
+    TheWorld().events.push_back((center == 0 ? "main " : "backup ") + what);
 }
 
-StartedWith copyOf(const QoPlayer::MsgCenterConfig& config) {
+StartedWith CopyOf(const QoPlayer::MsgCenterConfig& config) {
     StartedWith copy;
     copy.addrsWasNull = config.addrs == nullptr;
     if (config.addrs) copy.addrs.assign(config.addrs, config.addrs + config.addrCount);
@@ -80,122 +80,122 @@ StartedWith copyOf(const QoPlayer::MsgCenterConfig& config) {
 }
 
 template <class Action>
-auto withCenter(int index, Action action) {
-    const std::lock_guard<std::mutex> lock(world().mutex);
-    return action(world().centers[index]);
+auto WithCenter(int index, Action action) {
+    const std::lock_guard<std::mutex> lock(TheWorld().mutex);
+    return action(TheWorld().centers[index]);
 }
 
 template <class Action>
-auto withChannel(int index, int cmd, Action action) {
-    return withCenter(index, [&](Center& center) { return action(center.channels[cmd]); });
+auto WithChannel(int index, int cmd, Action action) {
+    return WithCenter(index, [&](Center& center) { return action(center.channels[cmd]); });
 }
 
 }  // namespace
 
 int FakeMsgCenter::centersMade() {
-    const std::lock_guard<std::mutex> lock(world().mutex);
-    return world().made;
+    const std::lock_guard<std::mutex> lock(TheWorld().mutex);
+    return TheWorld().made;
 }
 
 int FakeMsgCenter::centersMadeBeforeTheLogSink() {
-    const std::lock_guard<std::mutex> lock(world().mutex);
-    return world().madeBeforeTheLogSink;
+    const std::lock_guard<std::mutex> lock(TheWorld().mutex);
+    return TheWorld().madeBeforeTheLogSink;
 }
 
 int FakeMsgCenter::centersDestroyed() {
-    const std::lock_guard<std::mutex> lock(world().mutex);
-    return world().destroyed;
+    const std::lock_guard<std::mutex> lock(TheWorld().mutex);
+    return TheWorld().destroyed;
 }
 
 std::string FakeMsgCenter::name() const {
-    return withCenter(m_index, [](Center& center) { return center.name; });
+    return WithCenter(m_index, [](Center& center) { return center.name; });
 }
 
 std::vector<std::string> FakeMsgCenter::events() {
-    const std::lock_guard<std::mutex> lock(world().mutex);
-    return std::exchange(world().events, {});
+    const std::lock_guard<std::mutex> lock(TheWorld().mutex);
+    return std::exchange(TheWorld().events, {});
 }
 
 void FakeMsgCenter::status(const QoPlayer::MsgCenterStatus& status) {
-    withCenter(m_index, [&status](Center& center) { center.status = status; });
+    WithCenter(m_index, [&status](Center& center) { center.status = status; });
 }
 
 void FakeMsgCenter::counters(const QoPlayer::MsgCenterCounters& counters) {
-    withCenter(m_index, [&counters](Center& center) { center.counters = counters; });
+    WithCenter(m_index, [&counters](Center& center) { center.counters = counters; });
 }
 
 std::vector<std::pair<std::string, std::int64_t>> FakeMsgCenter::renewals() const {
-    return withCenter(m_index, [](Center& center) { return center.renewals; });
+    return WithCenter(m_index, [](Center& center) { return center.renewals; });
 }
 
 void FakeMsgCenter::renewFails(bool fails) {
-    withCenter(m_index, [fails](Center& center) { center.renewFails = fails; });
+    WithCenter(m_index, [fails](Center& center) { center.renewFails = fails; });
 }
 
 void FakeMsgCenter::tell(QoPlayer::MsgCenterState state, const std::string& reason) const {
     const auto [listener, user] =
-        withCenter(m_index, [](Center& center) { return std::pair(center.listener, center.listenerUser); });
+        WithCenter(m_index, [](Center& center) { return std::pair(center.listener, center.listenerUser); });
     listener(user, state, reason.c_str());
 }
 
 std::vector<StartedWith> FakeMsgCenter::starts() const {
-    return withCenter(m_index, [](Center& center) { return center.starts; });
+    return WithCenter(m_index, [](Center& center) { return center.starts; });
 }
 
 int FakeMsgCenter::stops() const {
-    return withCenter(m_index, [](Center& center) { return center.stops; });
+    return WithCenter(m_index, [](Center& center) { return center.stops; });
 }
 
 void FakeMsgCenter::startFails(bool fails) {
-    withCenter(m_index, [fails](Center& center) { center.startFails = fails; });
+    WithCenter(m_index, [fails](Center& center) { center.startFails = fails; });
 }
 
 void FakeMsgCenter::takesNoOptions() {
-    withCenter(m_index, [](Center& center) { center.takesNoOptions = true; });
+    WithCenter(m_index, [](Center& center) { center.takesNoOptions = true; });
 }
 
 void FakeMsgCenter::startThrows(bool throws) {
-    withCenter(m_index, [throws](Center& center) { center.startThrows = throws; });
+    WithCenter(m_index, [throws](Center& center) { center.startThrows = throws; });
 }
 
 void FakeMsgCenter::createSenderFails(bool fails) {
-    withCenter(m_index, [fails](Center& center) { center.createSenderFails = fails; });
+    WithCenter(m_index, [fails](Center& center) { center.createSenderFails = fails; });
 }
 
 bool FakeMsgCenter::hasSender(int cmd) const {
-    return withChannel(m_index, cmd, [](Channel& channel) { return channel.open; });
+    return WithChannel(m_index, cmd, [](Channel& channel) { return channel.open; });
 }
 
 int FakeMsgCenter::sendersCreated(int cmd) const {
-    return withChannel(m_index, cmd, [](Channel& channel) { return channel.created; });
+    return WithChannel(m_index, cmd, [](Channel& channel) { return channel.created; });
 }
 
 int FakeMsgCenter::sendersClosed(int cmd) const {
-    return withChannel(m_index, cmd, [](Channel& channel) { return channel.closed; });
+    return WithChannel(m_index, cmd, [](Channel& channel) { return channel.closed; });
 }
 
 void FakeMsgCenter::sendFails(int cmd, bool fails) {
-    withChannel(m_index, cmd, [fails](Channel& channel) { channel.fails = fails; });
+    WithChannel(m_index, cmd, [fails](Channel& channel) { channel.fails = fails; });
 }
 
 void FakeMsgCenter::sendThrows(int cmd, int times) {
-    withChannel(m_index, cmd, [times](Channel& channel) { channel.throwsLeft = times; });
+    WithChannel(m_index, cmd, [times](Channel& channel) { channel.throwsLeft = times; });
 }
 
 std::vector<SentMessage> FakeMsgCenter::sent(int cmd) const {
-    return withChannel(m_index, cmd, [](Channel& channel) { return channel.sent; });
+    return WithChannel(m_index, cmd, [](Channel& channel) { return channel.sent; });
 }
 
 int FakeMsgCenter::sendAttempts(int cmd) const {
-    return withChannel(m_index, cmd, [](Channel& channel) { return channel.attempts; });
+    return WithChannel(m_index, cmd, [](Channel& channel) { return channel.attempts; });
 }
 
 void FakeMsgCenter::forgetSent(int cmd) {
-    withChannel(m_index, cmd, [](Channel& channel) { channel.sent.clear(); });
+    WithChannel(m_index, cmd, [](Channel& channel) { channel.sent.clear(); });
 }
 
 bool FakeMsgCenter::callback(int cmd, int msgType, int code, const std::string& data) const {
-    const auto target = withChannel(m_index, cmd, [](Channel& channel) {
+    const auto target = WithChannel(m_index, cmd, [](Channel& channel) {
         return channel.open ? std::pair(channel.callback, channel.user)
                             : std::pair(QoPlayer::MsgSenderCallback{}, static_cast<void*>(nullptr));
     });
@@ -205,9 +205,9 @@ bool FakeMsgCenter::callback(int cmd, int msgType, int code, const std::string& 
     return true;
 }
 
-SdkLogSink sdkLogSink() {
-    const std::lock_guard<std::mutex> lock(world().mutex);
-    return world().sink;
+SdkLogSink CurrentSdkLogSink() {
+    const std::lock_guard<std::mutex> lock(TheWorld().mutex);
+    return TheWorld().sink;
 }
 
 }  // namespace fakes
@@ -223,7 +223,7 @@ MsgSender::MsgSender(std::unique_ptr<Impl> impl) : m_impl(std::move(impl)) {}
 MsgSender::~MsgSender() = default;
 
 bool MsgSender::send(const std::uint8_t* data, std::size_t len, const std::uint8_t* head, int headLen) {
-    return fakes::withChannel(m_impl->center, m_impl->cmd, [&](fakes::Channel& channel) {
+    return fakes::WithChannel(m_impl->center, m_impl->cmd, [&](fakes::Channel& channel) {
         ++channel.attempts;
         if (channel.throwsLeft > 0) {
             --channel.throwsLeft;
@@ -244,26 +244,26 @@ struct MsgCenter::Impl {
 };
 
 MsgCenter::MsgCenter() {
-    const std::lock_guard<std::mutex> lock(fakes::world().mutex);
-    if (!fakes::world().sink) ++fakes::world().madeBeforeTheLogSink;
-    m_impl.reset(new Impl{fakes::world().made++});
+    const std::lock_guard<std::mutex> lock(fakes::TheWorld().mutex);
+    if (!fakes::TheWorld().sink) ++fakes::TheWorld().madeBeforeTheLogSink;
+    m_impl.reset(new Impl{fakes::TheWorld().made++});
 }
 
 MsgCenter::~MsgCenter() {
-    fakes::withCenter(m_impl->index, [this](fakes::Center& center) {
+    fakes::WithCenter(m_impl->index, [this](fakes::Center& center) {
         for (auto& [cmd, channel] : center.channels) {
             channel.open = false;
             channel.sender.reset();
         }
-        ++fakes::world().destroyed;
-        fakes::note(m_impl->index, "destroyed");
+        ++fakes::TheWorld().destroyed;
+        fakes::Note(m_impl->index, "destroyed");
     });
 }
 
 bool MsgCenter::start(const MsgCenterConfig& config) {
-    return fakes::withCenter(m_impl->index, [&](fakes::Center& center) {
-        fakes::note(m_impl->index, "start");
-        center.starts.push_back(fakes::copyOf(config));
+    return fakes::WithCenter(m_impl->index, [&](fakes::Center& center) {
+        fakes::Note(m_impl->index, "start");
+        center.starts.push_back(fakes::CopyOf(config));
         center.starts.back().options = center.options;
         if (center.startThrows) throw std::runtime_error("scripted failure");
         return !center.startFails;
@@ -271,16 +271,16 @@ bool MsgCenter::start(const MsgCenterConfig& config) {
 }
 
 void MsgCenter::stop() {
-    fakes::withCenter(m_impl->index, [this](fakes::Center& center) {
-        fakes::note(m_impl->index, "stop");
+    fakes::WithCenter(m_impl->index, [this](fakes::Center& center) {
+        fakes::Note(m_impl->index, "stop");
         ++center.stops;
     });
 }
 
 MsgSender* MsgCenter::createSender(int cmd, MsgSenderCallback cb, void* user) {
-    return fakes::withCenter(m_impl->index, [&](fakes::Center& center) -> MsgSender* {
+    return fakes::WithCenter(m_impl->index, [&](fakes::Center& center) -> MsgSender* {
         fakes::Channel& channel = center.channels[cmd];
-        fakes::note(m_impl->index, "open " + std::to_string(cmd));
+        fakes::Note(m_impl->index, "open " + std::to_string(cmd));
         ++channel.created;
         if (center.createSenderFails || channel.open) return nullptr;
         if (!channel.sender)
@@ -294,8 +294,8 @@ MsgSender* MsgCenter::createSender(int cmd, MsgSenderCallback cb, void* user) {
 }
 
 void MsgCenter::closeSender(int cmd) {
-    fakes::withChannel(m_impl->index, cmd, [&](fakes::Channel& channel) {
-        fakes::note(m_impl->index, "close " + std::to_string(cmd));
+    fakes::WithChannel(m_impl->index, cmd, [&](fakes::Channel& channel) {
+        fakes::Note(m_impl->index, "close " + std::to_string(cmd));
         ++channel.closed;
         channel.open = false;
         channel.callback = nullptr;
@@ -303,11 +303,11 @@ void MsgCenter::closeSender(int cmd) {
 }
 
 void MsgCenterWatch::setName(const std::string& name) {
-    fakes::withCenter(m_center.m_impl->index, [&name](fakes::Center& center) { center.name = name; });
+    fakes::WithCenter(m_center.m_impl->index, [&name](fakes::Center& center) { center.name = name; });
 }
 
 bool MsgCenterWatch::setOptions(const MsgCenterOptions& options) {
-    return fakes::withCenter(m_center.m_impl->index, [&options](fakes::Center& center) {
+    return fakes::WithCenter(m_center.m_impl->index, [&options](fakes::Center& center) {
         if (center.takesNoOptions) return false;
         center.options = options;
         return true;
@@ -315,30 +315,30 @@ bool MsgCenterWatch::setOptions(const MsgCenterOptions& options) {
 }
 
 void MsgCenterWatch::setListener(Listener listener, void* user) {
-    fakes::withCenter(m_center.m_impl->index, [=](fakes::Center& center) {
+    fakes::WithCenter(m_center.m_impl->index, [=](fakes::Center& center) {
         center.listener = listener;
         center.listenerUser = user;
     });
 }
 
 MsgCenterStatus MsgCenterWatch::status() const {
-    return fakes::withCenter(m_center.m_impl->index, [](fakes::Center& center) { return center.status; });
+    return fakes::WithCenter(m_center.m_impl->index, [](fakes::Center& center) { return center.status; });
 }
 
 MsgCenterCounters MsgCenterWatch::counters() const {
-    return fakes::withCenter(m_center.m_impl->index, [](fakes::Center& center) { return center.counters; });
+    return fakes::WithCenter(m_center.m_impl->index, [](fakes::Center& center) { return center.counters; });
 }
 
 bool MsgCenterWatch::renewAccessToken(const std::string& token, std::int64_t expireTime) {
-    return fakes::withCenter(m_center.m_impl->index, [&](fakes::Center& center) {
+    return fakes::WithCenter(m_center.m_impl->index, [&](fakes::Center& center) {
         if (!center.renewFails) center.renewals.emplace_back(token, expireTime);
         return !center.renewFails;
     });
 }
 
 void SetLogPtr(void (*sink)(int level, const char* text1, const char* text2)) {
-    const std::lock_guard<std::mutex> lock(fakes::world().mutex);
-    fakes::world().sink = sink;
+    const std::lock_guard<std::mutex> lock(fakes::TheWorld().mutex);
+    fakes::TheWorld().sink = sink;
 }
 
 }  // namespace QoPlayer

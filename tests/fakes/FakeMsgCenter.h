@@ -90,6 +90,6 @@ private:
 
 /// The sink that was installed with SetLogPtr; null when none was.
 using SdkLogSink = void (*)(int level, const char* text1, const char* text2);
-SdkLogSink sdkLogSink();
+SdkLogSink CurrentSdkLogSink();
 
 }  // namespace fakes

@@ -20,22 +20,22 @@ struct State {
     std::vector<DWORD> asked;
 };
 
-State& state() {
+State& TheState() {
     static auto* const instance = new State;  // outlives every thread
     return *instance;
 }
 
 constexpr unsigned long long kVirtualStart = 5'000'000;
 
-bool readVirtual(unsigned long long& ms) {
-    const std::lock_guard<std::mutex> lock(state().mutex);
-    ms = kVirtualStart + state().virtualMs;
-    return state().isVirtual;
+bool ReadVirtual(unsigned long long& ms) {
+    const std::lock_guard<std::mutex> lock(TheState().mutex);
+    ms = kVirtualStart + TheState().virtualMs;
+    return TheState().isVirtual;
 }
 
 /// False when sleeps are neither held nor virtual.
-bool sleepHere(DWORD milliseconds) {
-    State& now = state();
+bool SleepHere(DWORD milliseconds) {
+    State& now = TheState();
     std::unique_lock<std::mutex> lock(now.mutex);
     if (now.isVirtual) now.virtualMs += milliseconds;
     if (!now.isHeld) return now.isVirtual;
@@ -49,20 +49,20 @@ bool sleepHere(DWORD milliseconds) {
 }  // namespace
 
 HeldSleep::HeldSleep() {
-    const std::lock_guard<std::mutex> lock(state().mutex);
-    state().isHeld = true;
-    state().begun = state().mayEnd = 0;
-    state().asked.clear();
+    const std::lock_guard<std::mutex> lock(TheState().mutex);
+    TheState().isHeld = true;
+    TheState().begun = TheState().mayEnd = 0;
+    TheState().asked.clear();
 }
 
 void HeldSleep::letAllEnd() {
-    const std::lock_guard<std::mutex> lock(state().mutex);
-    state().isHeld = false;
-    state().changed.notify_all();
+    const std::lock_guard<std::mutex> lock(TheState().mutex);
+    TheState().isHeld = false;
+    TheState().changed.notify_all();
 }
 
 bool HeldSleep::waitForSleeper() const {
-    State& now = state();
+    State& now = TheState();
     std::unique_lock<std::mutex> lock(now.mutex);
     const auto deadline = std::chrono::system_clock::now() + kLimit;
     return now.changed.wait_until(lock, deadline, [&now] { return now.begun > now.mayEnd; });
@@ -71,32 +71,32 @@ bool HeldSleep::waitForSleeper() const {
 bool HeldSleep::letOneEnd() {
     if (!waitForSleeper()) return false;
     {
-        const std::lock_guard<std::mutex> lock(state().mutex);
-        ++state().mayEnd;
-        state().changed.notify_all();
+        const std::lock_guard<std::mutex> lock(TheState().mutex);
+        ++TheState().mayEnd;
+        TheState().changed.notify_all();
     }
     return waitForSleeper();
 }
 
 std::vector<DWORD> HeldSleep::asked() const {
-    const std::lock_guard<std::mutex> lock(state().mutex);
-    return state().asked;
+    const std::lock_guard<std::mutex> lock(TheState().mutex);
+    return TheState().asked;
 }
 
 VirtualTime::VirtualTime() {
-    const std::lock_guard<std::mutex> lock(state().mutex);
-    state().isVirtual = true;
-    state().virtualMs = 0;
+    const std::lock_guard<std::mutex> lock(TheState().mutex);
+    TheState().isVirtual = true;
+    TheState().virtualMs = 0;
 }
 
 VirtualTime::~VirtualTime() {
-    const std::lock_guard<std::mutex> lock(state().mutex);
-    state().isVirtual = false;
+    const std::lock_guard<std::mutex> lock(TheState().mutex);
+    TheState().isVirtual = false;
 }
 
 unsigned long long VirtualTime::passedMs() const {
-    const std::lock_guard<std::mutex> lock(state().mutex);
-    return state().virtualMs;
+    const std::lock_guard<std::mutex> lock(TheState().mutex);
+    return TheState().virtualMs;
 }
 
 }  // namespace fakes
@@ -111,12 +111,12 @@ unsigned long long __real_GetTickCount64();
 unsigned long long __wrap_GetTickCount64();
 
 void __wrap_Sleep(DWORD milliseconds) {
-    if (!fakes::sleepHere(milliseconds)) __real_Sleep(milliseconds);
+    if (!fakes::SleepHere(milliseconds)) __real_Sleep(milliseconds);
 }
 
 unsigned long long __wrap_GetTickCount64() {
     unsigned long long ms = 0;
-    return fakes::readVirtual(ms) ? ms : __real_GetTickCount64();
+    return fakes::ReadVirtual(ms) ? ms : __real_GetTickCount64();
 }
 
 }  // extern "C"

@@ -8,7 +8,7 @@
 namespace fakes {
 
 /// How long the waits that have begun so far were to take at most, in ms, without those that have no limit.
-std::vector<long long> timedWaits();
+std::vector<long long> TimedWaits();
 
 /// While it lives, a thread that has decided to wait begins to wait this much later, still with the mutex: whoever wakes it
 /// without care for the mutex comes too early.

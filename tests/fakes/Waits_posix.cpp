@@ -20,44 +20,44 @@ struct State {
     std::atomic<int> waiters{0};
 };
 
-State& state() {
+State& TheState() {
     static auto* const instance = new State;  // outlives every thread
     return *instance;
 }
 
-void noteLimit(clockid_t clock, const timespec& deadline) {
+void NoteLimit(clockid_t clock, const timespec& deadline) {
     timespec now{};
     clock_gettime(clock, &now);
     const long long ns = (deadline.tv_sec - now.tv_sec) * 1'000'000'000LL + (deadline.tv_nsec - now.tv_nsec);
-    const std::lock_guard<std::mutex> lock(state().mutex);
-    state().limits.push_back(ns / 1'000'000);
+    const std::lock_guard<std::mutex> lock(TheState().mutex);
+    TheState().limits.push_back(ns / 1'000'000);
 }
 
-void beLate() {
-    const int ms = state().lateByMs;
+void BeLate() {
+    const int ms = TheState().lateByMs;
     if (ms == 0) return;
-    ++state().waiters;
+    ++TheState().waiters;
     std::this_thread::sleep_for(std::chrono::milliseconds(ms));
 }
 
 }  // namespace
 
-std::vector<long long> timedWaits() {
-    const std::lock_guard<std::mutex> lock(state().mutex);
-    return state().limits;
+std::vector<long long> TimedWaits() {
+    const std::lock_guard<std::mutex> lock(TheState().mutex);
+    return TheState().limits;
 }
 
 LateWaits::LateWaits(int milliseconds) {
-    state().waiters = 0;
-    state().lateByMs = milliseconds;
+    TheState().waiters = 0;
+    TheState().lateByMs = milliseconds;
 }
 
 LateWaits::~LateWaits() {
-    state().lateByMs = 0;
+    TheState().lateByMs = 0;
 }
 
 bool LateWaits::waitForWaiter() const {
-    return support::Eventually([] { return state().waiters != 0; });
+    return support::Eventually([] { return TheState().waiters != 0; });
 }
 
 }  // namespace fakes
@@ -78,14 +78,14 @@ void __wrap__ZNSt18condition_variable4waitERSt11unique_lockISt5mutexE(std::condi
 
 int __wrap_pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, clockid_t clock,
                                   const timespec* deadline) {
-    fakes::noteLimit(clock, *deadline);
-    fakes::beLate();
+    fakes::NoteLimit(clock, *deadline);
+    fakes::BeLate();
     return __real_pthread_cond_clockwait(condition, mutex, clock, deadline);
 }
 
 void __wrap__ZNSt18condition_variable4waitERSt11unique_lockISt5mutexE(std::condition_variable* condition,
                                                                       std::unique_lock<std::mutex>* lock) {
-    fakes::beLate();
+    fakes::BeLate();
     __real__ZNSt18condition_variable4waitERSt11unique_lockISt5mutexE(condition, lock);
 }
 

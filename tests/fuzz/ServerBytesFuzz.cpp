@@ -148,7 +148,7 @@ struct Input {
     std::size_t sizes[3];
 };
 
-Input inputOf(const std::uint8_t* data, std::size_t size) {
+Input InputOf(const std::uint8_t* data, std::size_t size) {
     Input input = {data[0], data[3], {}, {}};
     const std::uint8_t* at = data + kHeader;
     std::size_t left = size - kHeader;
@@ -169,7 +169,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzz::Require(initialised == MOSQ_ERR_SUCCESS);
     if (size < kHeader) return 0;
     fuzz::SilenceLog();
-    const Input input = inputOf(data, size);
+    const Input input = InputOf(data, size);
     Session session(server, input.piece);
     session.receive(input.bytes[0], input.sizes[0]);
     if ((input.honest & kAnswersConnect) != 0) session.receive(std::string("\x20\x03\0\0\0", 5));

@@ -21,87 +21,87 @@ using namespace lifetime;
 constexpr unsigned kLongestChildSeconds = 30;
 constexpr int kForksUnderLoad = 40;
 
-void ignoreLine(void*, int32_t, const char*) {}
+void IgnoreLine(void*, int32_t, const char*) {}
 
 /// Runs `work` in a child, which then ends as any process does, and waits for it: 0 when all went well.
 template <class Work>
-int inChild(Work work) {
+int InChild(Work work) {
     const pid_t child = fork();
-    check(child >= 0, "fork");
+    Check(child >= 0, "fork");
     if (child == 0) {
         alarm(kLongestChildSeconds);
         work();
         std::exit(0);  // NOLINT(concurrency-mt-unsafe): the child's one thread
     }
     int status = -1;
-    check(waitpid(child, &status, 0) == child, "waitpid");
+    Check(waitpid(child, &status, 0) == child, "waitpid");
     return status;
 }
 
 /// Every operation of the host, each of which has nothing to say in a child.
-void callEverything(const Host& host) {
+void CallEverything(const Host& host) {
     qolive_heart_base_config base{};
     base.size = sizeof base;
     std::int32_t mode = 0;
     char text[8];
     std::size_t length = 0;
-    constexpr char servers[] = R"({"gatewayDns":{"main":["127.0.0.1:1"],"backup":[]}})";
-    check(host.centers_start(servers, sizeof servers - 1, &base) == 0, "centers start in the child");
-    check(host.centers_is_main_start_ok() == 0, "main center is started in the child");
-    check(host.centers_is_have_backup() == 0, "backup center is started in the child");
-    check(host.heartbeat_manager_start("{}", 2, &mode) == 0, "heartbeat starts in the child");
-    check(host.heartbeat_start() == 0, "heartbeat starts in the child");
-    check(host.heartbeat_start_backup() == 0, "backup heartbeat starts in the child");
-    check(host.heartbeat_is_connecting() == 0, "heartbeat is connected in the child");
-    check(host.streams_init() == 0, "streams start in the child");
-    check(host.streams_is_connected() == 0, "streams are connected in the child");
-    check(host.heartbeat_send_command(1, "{}", 2) == 0, "a command is queued in the child");
-    check(host.heartbeat_get_session_id(text, sizeof text, &length) == QOLIVE_DONE && length == 0,
+    constexpr char kServers[] = R"({"gatewayDns":{"main":["127.0.0.1:1"],"backup":[]}})";
+    Check(host.centers_start(kServers, sizeof kServers - 1, &base) == 0, "centers start in the child");
+    Check(host.centers_is_main_start_ok() == 0, "main center is started in the child");
+    Check(host.centers_is_have_backup() == 0, "backup center is started in the child");
+    Check(host.heartbeat_manager_start("{}", 2, &mode) == 0, "heartbeat starts in the child");
+    Check(host.heartbeat_start() == 0, "heartbeat starts in the child");
+    Check(host.heartbeat_start_backup() == 0, "backup heartbeat starts in the child");
+    Check(host.heartbeat_is_connecting() == 0, "heartbeat is connected in the child");
+    Check(host.streams_init() == 0, "streams start in the child");
+    Check(host.streams_is_connected() == 0, "streams are connected in the child");
+    Check(host.heartbeat_send_command(1, "{}", 2) == 0, "a command is queued in the child");
+    Check(host.heartbeat_get_session_id(text, sizeof text, &length) == QOLIVE_DONE && length == 0,
           "session id");
     qolive_command_counters commands{};
     commands.size = sizeof commands;
-    check(host.heartbeat_get_command_counters(&commands) == QOLIVE_DONE && commands.queued == 0,
+    Check(host.heartbeat_get_command_counters(&commands) == QOLIVE_DONE && commands.queued == 0,
           "command counters");
     qolive_record_counters records{};
     records.size = sizeof records;
-    check(host.streams_get_record_counters(&records) == QOLIVE_DONE && records.queued == 0,
+    Check(host.streams_get_record_counters(&records) == QOLIVE_DONE && records.queued == 0,
           "record counters");
-    check(host.streams_set_record_bound(1, 1) == QOLIVE_DONE, "record bound");
+    Check(host.streams_set_record_bound(1, 1) == QOLIVE_DONE, "record bound");
     host.feed();
     host.heartbeat_update_live_id("x", 1);
     host.live_info_set_talk_living(1, 2);
-    check(host.live_info_is_talk_living() == 0, "talk is live in the child");
-    host.set_log_sink(ignoreLine, nullptr);
+    Check(host.live_info_is_talk_living() == 0, "talk is live in the child");
+    host.set_log_sink(IgnoreLine, nullptr);
     host.set_log_sink(nullptr, nullptr);
-    check(host.heartbeat_manager_stop() == 0, "heartbeat stops in the child");
+    Check(host.heartbeat_manager_stop() == 0, "heartbeat stops in the child");
     host.streams_report_stop(kStream, kStreamLength);
-    check(host.centers_stop() == QOLIVE_DONE, "centers stop in the child");
+    Check(host.centers_stop() == QOLIVE_DONE, "centers stop in the child");
 }
 
-void checkThatTheParentGoesOn(const Host& host) {
-    pause(300);
-    check(host.heartbeat_is_connecting() == 1, "the parent's heartbeat is still connected");
-    check(host.streams_is_connected() == 1, "the parent's streams are still connected");
-    sayEnding();
+void CheckThatTheParentGoesOn(const Host& host) {
+    Pause(300);
+    Check(host.heartbeat_is_connecting() == 1, "the parent's heartbeat is still connected");
+    Check(host.streams_is_connected() == 1, "the parent's streams are still connected");
+    SayEnding();
     host.stopAll();
 }
 
-int forkAndExit(const Host& host, const std::string& port) {
+int ForkAndExit(const Host& host, const std::string& port) {
     host.runConnected(port);
-    check(inChild([] {}) == 0, "a child exits");
-    checkThatTheParentGoesOn(host);
+    Check(InChild([] {}) == 0, "a child exits");
+    CheckThatTheParentGoesOn(host);
     return 0;
 }
 
-int forkAndCall(const Host& host, const std::string& port) {
+int ForkAndCall(const Host& host, const std::string& port) {
     host.runConnected(port);
-    check(inChild([&] { callEverything(host); }) == 0, "a child calls everything");
-    checkThatTheParentGoesOn(host);
+    Check(InChild([&] { CallEverything(host); }) == 0, "a child calls everything");
+    CheckThatTheParentGoesOn(host);
     return 0;
 }
 
 // At each fork, some lock of the library is held by a thread that the child does not have.
-int forkUnderLoad(const Host& host, const std::string& port) {
+int ForkUnderLoad(const Host& host, const std::string& port) {
     host.runConnected(port);
     std::atomic<bool> over{false};
     std::vector<std::thread> threads;
@@ -116,45 +116,45 @@ int forkUnderLoad(const Host& host, const std::string& port) {
         });
     threads.emplace_back([&] {
         for (int32_t i = 0; !over; ++i)
-            host.set_log_sink(ignoreLine, nullptr);
+            host.set_log_sink(IgnoreLine, nullptr);
     });
     for (int i = 0; i < kForksUnderLoad; ++i)
-        check(inChild([&] { callEverything(host); }) == 0, "a child of a busy process calls everything");
+        Check(InChild([&] { CallEverything(host); }) == 0, "a child of a busy process calls everything");
     over = true;
     for (std::thread& thread : threads)
         thread.join();
-    checkThatTheParentGoesOn(host);
+    CheckThatTheParentGoesOn(host);
     return 0;
 }
 
-int forkBeforeUse(const Host& host, const std::string& port) {
-    const int status = inChild([&] {
+int ForkBeforeUse(const Host& host, const std::string& port) {
+    const int status = InChild([&] {
         host.runConnected(port);
         host.stopAll();
     });
-    sayEnding();
-    check(status == 0, "a child that was forked before the first use has a working library");
+    SayEnding();
+    Check(status == 0, "a child that was forked before the first use has a working library");
     return 0;
 }
 
-const std::map<std::string, int (*)(const Host&, const std::string&)>& scenarios() {
+const std::map<std::string, int (*)(const Host&, const std::string&)>& Scenarios() {
     static const std::map<std::string, int (*)(const Host&, const std::string&)> all = {
-        {"fork-and-exit", forkAndExit},
-        {"fork-and-call", forkAndCall},
-        {"fork-under-load", forkUnderLoad},
-        {"fork-before-use", forkBeforeUse}};
+        {"fork-and-exit", ForkAndExit},
+        {"fork-and-call", ForkAndCall},
+        {"fork-under-load", ForkUnderLoad},
+        {"fork-before-use", ForkBeforeUse}};
     return all;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    const auto scenario = argc < 4 ? scenarios().end() : scenarios().find(argv[2]);
-    if (scenario == scenarios().end()) {
+    const auto scenario = argc < 4 ? Scenarios().end() : Scenarios().find(argv[2]);
+    if (scenario == Scenarios().end()) {
         std::fprintf(stderr, "usage: fork_host LIBRARY SCENARIO PORT\n");
         return 2;
     }
     const Host host(argv[1]);
-    host.set_log_sink(ignoreLine, nullptr);
+    host.set_log_sink(IgnoreLine, nullptr);
     return scenario->second(host, argv[3]);
 }

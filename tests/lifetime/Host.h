@@ -21,29 +21,29 @@ using std::chrono::milliseconds;
 constexpr char kStream[] = "anchor";
 constexpr std::size_t kStreamLength = sizeof kStream - 1;
 
-[[noreturn]] inline void fail(const char* what) {
+[[noreturn]] inline void Fail(const char* what) {
     std::fprintf(stderr, "failed: %s\n", what);
     std::_Exit(3);
 }
 
-inline void check(bool good, const char* what) {
-    if (!good) fail(what);
+inline void Check(bool good, const char* what) {
+    if (!good) Fail(what);
 }
 
-inline void pause(int ms) {
+inline void Pause(int ms) {
     std::this_thread::sleep_for(milliseconds(ms));
 }
 
 /// To the caller: the work is done, and from here on it counts how long the process takes to end.
-inline void sayEnding() {
+inline void SayEnding() {
     std::puts("ending");
     std::fflush(stdout);
 }
 
-inline bool becomesTrue(const std::function<bool()>& condition) {
+inline bool BecomesTrue(const std::function<bool()>& condition) {
     for (int waited = 0; waited < 4000; waited += 5) {
         if (condition()) return true;
-        pause(5);
+        Pause(5);
     }
     return false;
 }
@@ -62,16 +62,16 @@ struct Host {
         qolive_heart_base_config base{};
         base.size = sizeof base;
         std::int32_t mode = 0;
-        check(centers_start(servers.data(), servers.size(), &base) == QOLIVE_DONE, "centers start");
-        check(heartbeat_manager_start("{}", 2, &mode) == QOLIVE_DONE, "heartbeat starts");
-        check(streams_init() == QOLIVE_DONE, "streams start");
+        Check(centers_start(servers.data(), servers.size(), &base) == QOLIVE_DONE, "centers start");
+        Check(heartbeat_manager_start("{}", 2, &mode) == QOLIVE_DONE, "heartbeat starts");
+        Check(streams_init() == QOLIVE_DONE, "streams start");
         feed();
     }
 
     void feed() const {
-        constexpr char ip[] = "127.0.0.1";
+        constexpr char kIp[] = "127.0.0.1";
         streams_report_start(kStream, kStreamLength, QOLIVE_STREAM_SAMPLED);
-        streams_add_report_string_data(kStream, kStreamLength, QOLIVE_STRING_SERVER_IP, ip, sizeof ip - 1);
+        streams_add_report_string_data(kStream, kStreamLength, QOLIVE_STRING_SERVER_IP, kIp, sizeof kIp - 1);
         streams_add_report_data(kStream, kStreamLength, QOLIVE_DATA_VIDEO_FRAMES_SENT, 1);
         streams_report_event_data(kStream, kStreamLength, QOLIVE_EVENT_STREAM_START, "{}", 2);
         heartbeat_update_live_status(1);
@@ -80,8 +80,8 @@ struct Host {
     }
 
     void awaitConnections() const {
-        check(becomesTrue([this] { return heartbeat_is_connecting() == 1; }), "heartbeat connects");
-        check(becomesTrue([this] { return streams_is_connected() == 1; }), "streams connect");
+        Check(BecomesTrue([this] { return heartbeat_is_connecting() == 1; }), "heartbeat connects");
+        Check(BecomesTrue([this] { return streams_is_connected() == 1; }), "streams connect");
     }
 
     void runConnected(const std::string& port) const {
@@ -93,7 +93,7 @@ struct Host {
     void stopAll() const {
         heartbeat_manager_stop();
         streams_report_stop(kStream, kStreamLength);
-        check(centers_stop() == QOLIVE_DONE, "centers stop");
+        Check(centers_stop() == QOLIVE_DONE, "centers stop");
     }
 
     SharedLibrary library;

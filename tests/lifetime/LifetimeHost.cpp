@@ -17,7 +17,7 @@ namespace {
 using namespace lifetime;
 
 /// Gives the processor to nobody: on a busy machine it would be long in coming back.
-void spin(std::chrono::microseconds duration) {
+void Spin(std::chrono::microseconds duration) {
     const auto until = std::chrono::steady_clock::now() + duration;
     while (std::chrono::steady_clock::now() < until) {
     }
@@ -43,132 +43,132 @@ struct Logger {
     }
 };
 
-void logQuietly(const Host& host) {
+void LogQuietly(const Host& host) {
     static Logger& logger = *new Logger;
     host.set_log_sink(Logger::receive, &logger);
 }
 
-int loadAndFree(const Arguments& arguments) {
+int LoadAndFree(const Arguments& arguments) {
     SharedLibrary library(arguments.library);
-    sayEnding();
+    SayEnding();
     library.free();
     return 0;
 }
 
-int useStopFree(const Arguments& arguments) {
+int UseStopFree(const Arguments& arguments) {
     Host host(arguments.library);
-    logQuietly(host);
+    LogQuietly(host);
     host.runConnected(arguments.port);
-    sayEnding();
+    SayEnding();
     host.stopAll();
     host.set_log_sink(nullptr, nullptr);
     host.library.free();
     return 0;
 }
 
-int freeWhileRunning(const Arguments& arguments) {
+int FreeWhileRunning(const Arguments& arguments) {
     Host host(arguments.library);
-    logQuietly(host);
+    LogQuietly(host);
     host.runConnected(arguments.port);
-    sayEnding();
+    SayEnding();
     host.library.free();
-    pause(300);  // its threads go on
+    Pause(300);  // its threads go on
     return 0;
 }
 
-int returnWhileRunning(const Arguments& arguments) {
+int ReturnWhileRunning(const Arguments& arguments) {
     Host host(arguments.library);
-    logQuietly(host);
+    LogQuietly(host);
     host.runConnected(arguments.port);
-    sayEnding();
+    SayEnding();
     return 0;
 }
 
-int returnWhileConnecting(const Arguments& arguments) {
+int ReturnWhileConnecting(const Arguments& arguments) {
     Host host(arguments.library);
-    logQuietly(host);
+    LogQuietly(host);
     host.startAll(arguments.port);
-    sayEnding();
+    SayEnding();
     return 0;
 }
 
 // Objects of the process end in reverse order of their making: one that is made first uses the centers last.
-int returnWithStreamsMadeFirst(const Arguments& arguments) {
+int ReturnWithStreamsMadeFirst(const Arguments& arguments) {
     Host host(arguments.library);
-    check(host.streams_is_connected() == 0, "nothing is connected yet");
-    return returnWhileRunning(arguments);
+    Check(host.streams_is_connected() == 0, "nothing is connected yet");
+    return ReturnWhileRunning(arguments);
 }
 
-int returnWithHeartbeatMadeFirst(const Arguments& arguments) {
+int ReturnWithHeartbeatMadeFirst(const Arguments& arguments) {
     Host host(arguments.library);
-    check(host.heartbeat_is_connecting() == 0, "nothing is connected yet");
-    return returnWhileRunning(arguments);
+    Check(host.heartbeat_is_connecting() == 0, "nothing is connected yet");
+    return ReturnWhileRunning(arguments);
 }
 
-int exitFromThread(const Arguments& arguments) {
+int ExitFromThread(const Arguments& arguments) {
     static Host host(arguments.library);
-    logQuietly(host);
+    LogQuietly(host);
     host.runConnected(arguments.port);
-    sayEnding();
+    SayEnding();
     std::thread([] { EndProcess(0); }).detach();
     for (;;)
-        pause(1000);
+        Pause(1000);
 }
 
-int exitFromThreadWithStreamsMadeFirst(const Arguments& arguments) {
+int ExitFromThreadWithStreamsMadeFirst(const Arguments& arguments) {
     Host host(arguments.library);
-    check(host.streams_is_connected() == 0, "nothing is connected yet");
-    return exitFromThread(arguments);
+    Check(host.streams_is_connected() == 0, "nothing is connected yet");
+    return ExitFromThread(arguments);
 }
 
-int callFromThreadThatEnds(const Arguments& arguments) {
+int CallFromThreadThatEnds(const Arguments& arguments) {
     Host host(arguments.library);
-    logQuietly(host);
+    LogQuietly(host);
     std::thread([&] { host.runConnected(arguments.port); }).join();
     host.awaitConnections();
-    sayEnding();
+    SayEnding();
     std::thread([&] { host.stopAll(); }).join();
     return 0;
 }
 
 // The pauses let the stop meet the heartbeat thread everywhere: starting, at work, in its pause.
-int startAndStopOften(const Arguments& arguments) {
+int StartAndStopOften(const Arguments& arguments) {
     Host host(arguments.library);
-    logQuietly(host);
+    LogQuietly(host);
     host.runConnected(arguments.port);
     host.heartbeat_stop();
     for (int round = 0; round < 2000; ++round) {
-        check(host.heartbeat_start() == QOLIVE_DONE, "heartbeat starts again");
+        Check(host.heartbeat_start() == QOLIVE_DONE, "heartbeat starts again");
         host.heartbeat_send_command(1, "{}", 2);
-        spin(std::chrono::microseconds(round % 8 * 50));
+        Spin(std::chrono::microseconds(round % 8 * 50));
         host.heartbeat_stop();
     }
-    sayEnding();
+    SayEnding();
     host.stopAll();
     return 0;
 }
 
-const std::map<std::string, int (*)(const Arguments&)>& scenarios() {
+const std::map<std::string, int (*)(const Arguments&)>& Scenarios() {
     static const std::map<std::string, int (*)(const Arguments&)> all = {
-        {"load-and-free", loadAndFree},
-        {"use-stop-free", useStopFree},
-        {"free-while-running", freeWhileRunning},
-        {"return-while-running", returnWhileRunning},
-        {"return-while-connecting", returnWhileConnecting},
-        {"return-with-streams-made-first", returnWithStreamsMadeFirst},
-        {"return-with-heartbeat-made-first", returnWithHeartbeatMadeFirst},
-        {"exit-from-thread", exitFromThread},
-        {"exit-from-thread-with-streams-made-first", exitFromThreadWithStreamsMadeFirst},
-        {"call-from-thread-that-ends", callFromThreadThatEnds},
-        {"start-and-stop-often", startAndStopOften}};
+        {"load-and-free", LoadAndFree},
+        {"use-stop-free", UseStopFree},
+        {"free-while-running", FreeWhileRunning},
+        {"return-while-running", ReturnWhileRunning},
+        {"return-while-connecting", ReturnWhileConnecting},
+        {"return-with-streams-made-first", ReturnWithStreamsMadeFirst},
+        {"return-with-heartbeat-made-first", ReturnWithHeartbeatMadeFirst},
+        {"exit-from-thread", ExitFromThread},
+        {"exit-from-thread-with-streams-made-first", ExitFromThreadWithStreamsMadeFirst},
+        {"call-from-thread-that-ends", CallFromThreadThatEnds},
+        {"start-and-stop-often", StartAndStopOften}};
     return all;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    const auto scenario = argc < 3 ? scenarios().end() : scenarios().find(argv[2]);
-    if (scenario == scenarios().end()) {
+    const auto scenario = argc < 3 ? Scenarios().end() : Scenarios().find(argv[2]);
+    if (scenario == Scenarios().end()) {
         std::fprintf(stderr, "usage: lifetime_host LIBRARY SCENARIO [PORT]\n");
         return 2;
     }

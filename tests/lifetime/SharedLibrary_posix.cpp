@@ -8,7 +8,7 @@
 namespace {
 
 template <class Result>
-Result orExit(Result result) {
+Result OrExit(Result result) {
     if (result) return result;
     std::fprintf(stderr, "%s\n", dlerror());
     std::_Exit(2);
@@ -16,14 +16,14 @@ Result orExit(Result result) {
 
 }  // namespace
 
-SharedLibrary::SharedLibrary(const std::string& path) : m_handle(orExit(dlopen(path.c_str(), RTLD_NOW))) {}
+SharedLibrary::SharedLibrary(const std::string& path) : m_handle(OrExit(dlopen(path.c_str(), RTLD_NOW))) {}
 
 SharedLibrary::Address SharedLibrary::address(const char* name) const {
-    return reinterpret_cast<Address>(orExit(dlsym(m_handle, name)));
+    return reinterpret_cast<Address>(OrExit(dlsym(m_handle, name)));
 }
 
 void SharedLibrary::free() {
-    if (dlclose(m_handle) != 0) orExit<void*>(nullptr);
+    if (dlclose(m_handle) != 0) OrExit<void*>(nullptr);
 }
 
 void EndProcess(int code) {

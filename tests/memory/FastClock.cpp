@@ -14,30 +14,30 @@ namespace {
 
 constexpr std::int64_t kSecond = 1'000'000'000;
 
-std::int64_t speed() {
+std::int64_t Speed() {
     static const char* const text = std::getenv("QOLIVE_CLOCK_SPEED");
     static const std::int64_t value = text ? std::atoll(text) : 1;
     return value;
 }
 
-std::int64_t nsOf(const timespec& time) {
+std::int64_t NsOf(const timespec& time) {
     return static_cast<std::int64_t>(time.tv_sec) * kSecond + time.tv_nsec;
 }
 
-timespec timeOf(std::int64_t ns) {
+timespec TimeOf(std::int64_t ns) {
     return {static_cast<time_t>(ns / kSecond), static_cast<long>(ns % kSecond)};
 }
 
-std::int64_t realNs(clockid_t clock) {
+std::int64_t RealNs(clockid_t clock) {
     timespec now{};
     syscall(SYS_clock_gettime, clock, &now);
-    return nsOf(now);
+    return NsOf(now);
 }
 
 struct Beginnings {
-    std::int64_t real = realNs(CLOCK_REALTIME);
-    std::int64_t monotonic = realNs(CLOCK_MONOTONIC);
-    std::int64_t boot = realNs(CLOCK_BOOTTIME);
+    std::int64_t real = RealNs(CLOCK_REALTIME);
+    std::int64_t monotonic = RealNs(CLOCK_MONOTONIC);
+    std::int64_t boot = RealNs(CLOCK_BOOTTIME);
 
     std::int64_t of(clockid_t clock) const {
         if (clock == CLOCK_REALTIME) return real;
@@ -45,19 +45,19 @@ struct Beginnings {
     }
 };
 
-const Beginnings& beginnings() {
+const Beginnings& TheBeginnings() {
     static const Beginnings at;
     return at;
 }
 
-std::int64_t fastNs(clockid_t clock) {
-    const std::int64_t beginning = beginnings().of(clock);
-    return beginning + (realNs(clock) - beginning) * speed();
+std::int64_t FastNs(clockid_t clock) {
+    const std::int64_t beginning = TheBeginnings().of(clock);
+    return beginning + (RealNs(clock) - beginning) * Speed();
 }
 
-std::int64_t realOf(clockid_t clock, std::int64_t fast) {
-    const std::int64_t beginning = beginnings().of(clock);
-    return beginning + (fast - beginning) / speed();
+std::int64_t RealOf(clockid_t clock, std::int64_t fast) {
+    const std::int64_t beginning = TheBeginnings().of(clock);
+    return beginning + (fast - beginning) / Speed();
 }
 
 }  // namespace
@@ -67,24 +67,24 @@ extern "C" {
 int clock_gettime(clockid_t clock, timespec* now) noexcept {
     if (clock != CLOCK_REALTIME && clock != CLOCK_MONOTONIC && clock != CLOCK_BOOTTIME)
         return static_cast<int>(syscall(SYS_clock_gettime, clock, now));
-    *now = timeOf(fastNs(clock));
+    *now = TimeOf(FastNs(clock));
     return 0;
 }
 
 int gettimeofday(timeval* now, void*) noexcept {
-    const timespec time = timeOf(fastNs(CLOCK_REALTIME));
+    const timespec time = TimeOf(FastNs(CLOCK_REALTIME));
     *now = {time.tv_sec, time.tv_nsec / 1000};
     return 0;
 }
 
 time_t time(time_t* now) noexcept {
-    const time_t seconds = timeOf(fastNs(CLOCK_REALTIME)).tv_sec;
+    const time_t seconds = TimeOf(FastNs(CLOCK_REALTIME)).tv_sec;
     if (now) *now = seconds;
     return seconds;
 }
 
 int nanosleep(const timespec* duration, timespec*) {
-    const timespec real = timeOf(nsOf(*duration) / speed());
+    const timespec real = TimeOf(NsOf(*duration) / Speed());
     syscall(SYS_nanosleep, &real, nullptr);
     return 0;
 }
@@ -94,7 +94,7 @@ int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, cl
     using Wait = int (*)(pthread_cond_t*, pthread_mutex_t*, clockid_t, const timespec*);
     static const auto wait = reinterpret_cast<Wait>(dlsym(RTLD_NEXT, "pthread_cond_clockwait"));
     // Not a moment too early by the fast clock, which is what the caller looks at.
-    const timespec real = timeOf(realOf(clock, nsOf(*deadline)) + 1);
+    const timespec real = TimeOf(RealOf(clock, NsOf(*deadline)) + 1);
     return wait(condition, mutex, clock, &real);
 }
 }

@@ -41,13 +41,13 @@ thread_local int systemCalls = 0;
 thread_local bool isLooking = false;
 
 // The system's own: the program's clock is another.
-std::int64_t realNs() {
+std::int64_t RealNs() {
     timespec now{};
     syscall(SYS_clock_gettime, CLOCK_MONOTONIC, &now);
     return static_cast<std::int64_t>(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
 }
 
-int addModule(dl_phdr_info* info, std::size_t, void*) {
+int AddModule(dl_phdr_info* info, std::size_t, void*) {
     if (moduleCount == kMostModules) return 1;
     Module& module = modules[moduleCount++];
     module = {info->dlpi_addr, info->dlpi_addr};
@@ -59,7 +59,7 @@ int addModule(dl_phdr_info* info, std::size_t, void*) {
 }
 
 /// The same in every process, wherever the system has put the modules.
-std::uint64_t placeOf(std::uintptr_t address) {
+std::uint64_t PlaceOf(std::uintptr_t address) {
     for (std::size_t i = 0; i < moduleCount; ++i)
         if (address >= modules[i].begin && address < modules[i].end)
             return (static_cast<std::uint64_t>(i + 1) << 40U) | (address - modules[i].begin);
@@ -71,19 +71,19 @@ struct Walk {
     int depth = 0;
 };
 
-_Unwind_Reason_Code step(_Unwind_Context* context, void* argument) {
+_Unwind_Reason_Code Step(_Unwind_Context* context, void* argument) {
     auto& walk = *static_cast<Walk*>(argument);
-    walk.hash = (walk.hash ^ placeOf(_Unwind_GetIP(context))) * 1099511628211U;
+    walk.hash = (walk.hash ^ PlaceOf(_Unwind_GetIP(context))) * 1099511628211U;
     return ++walk.depth < kDeepest ? _URC_NO_REASON : _URC_END_OF_STACK;
 }
 
-std::uint64_t thisPoint() {
+std::uint64_t ThisPoint() {
     Walk walk;
-    _Unwind_Backtrace(step, &walk);
+    _Unwind_Backtrace(Step, &walk);
     return walk.hash;
 }
 
-void record(std::uint64_t point) {
+void Record(std::uint64_t point) {
     for (std::size_t i = 0; i < kMostPoints; ++i) {
         auto& place = recorded[(point + i) % kMostPoints];
         std::uint64_t there = 0;
@@ -98,24 +98,24 @@ void record(std::uint64_t point) {
     }
 }
 
-bool meets(std::uint64_t point) {
+bool Meets(std::uint64_t point) {
     bool before = false;
     if (point != wanted || !met.compare_exchange_strong(before, true)) return false;
-    if (wantedExtent == Extent::All) endsAt = realNs() + kShortageNs;
+    if (wantedExtent == Extent::All) endsAt = RealNs() + kShortageNs;
     return true;
 }
 
-bool look() {
-    if (met) return realNs() < endsAt;
+bool Look() {
+    if (met) return RealNs() < endsAt;
     if (!recording && wanted == 0) return false;
-    const std::uint64_t point = thisPoint();
-    if (recording) record(point);
-    return meets(point);
+    const std::uint64_t point = ThisPoint();
+    if (recording) Record(point);
+    return Meets(point);
 }
 
 }  // namespace
 
-void beHostThread() {
+void BeHostThread() {
     isHostThread = true;
 }
 
@@ -135,30 +135,30 @@ SystemCall::~SystemCall() {
     --systemCalls;
 }
 
-void refuseAt(unsigned long long point, Extent extent) {
-    dl_iterate_phdr(addModule, nullptr);
+void RefuseAt(unsigned long long point, Extent extent) {
+    dl_iterate_phdr(AddModule, nullptr);
     wantedExtent = extent;
     wanted = point;
 }
 
-void recordPoints(const char* file) {
-    dl_iterate_phdr(addModule, nullptr);
+void RecordPoints(const char* file) {
+    dl_iterate_phdr(AddModule, nullptr);
     recordFile = open(file, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
     recording = recordFile >= 0;
 }
 
-bool hasRefused() {
+bool HasRefused() {
     return met;
 }
 
-bool isOver() {
-    return met && realNs() >= endsAt;
+bool IsOver() {
+    return met && RealNs() >= endsAt;
 }
 
-bool refusesThis() noexcept {
+bool RefusesThis() noexcept {
     if (isLooking || systemCalls > 0 || (isHostThread && libraryCalls == 0)) return false;
     isLooking = true;
-    const bool refused = look();
+    const bool refused = Look();
     isLooking = false;
     return refused;
 }

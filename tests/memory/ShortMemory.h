@@ -13,7 +13,7 @@ enum class Extent {
 };
 
 /// Marks this thread as the host's for as long as it lives.
-void beHostThread();
+void BeHostThread();
 
 class LibraryCall {
 public:
@@ -33,18 +33,18 @@ public:
 };
 
 /// From now on; once in a process.
-void refuseAt(unsigned long long point, Extent extent);
+void RefuseAt(unsigned long long point, Extent extent);
 
 /// From now on until the process ends: every point that is met goes to the file, one number a line.
-void recordPoints(const char* file);
+void RecordPoints(const char* file);
 
 /// The point has been met. Memory may still be short.
-bool hasRefused();
+bool HasRefused();
 
 /// The point has been met, and memory is to be had again.
-bool isOver();
+bool IsOver();
 
 /// For those who hand out memory: whether this request is to be refused.
-bool refusesThis() noexcept;
+bool RefusesThis() noexcept;
 
 }  // namespace short_memory

@@ -14,11 +14,11 @@ namespace {
 
 constexpr std::chrono::seconds kLongestLife{180};
 
-std::string addressOf(const char* port) {
+std::string AddressOf(const char* port) {
     return std::string("\"127.0.0.1:") + port + "\"";
 }
 
-bool bothReported() {
+bool BothReported() {
     std::int64_t mainTm = -1;
     std::int64_t backTm = -1;
     LiveHeartReport::GetInstance()->GetLastReportTm(mainTm, backTm);
@@ -33,12 +33,12 @@ int main(int argc, char** argv) {
     base.textValue1 = "studio-7";
     if (argc == 5) base.intValue1 = std::atoi(argv[4]);
     const std::string config =
-        R"({"gatewayDns":{"main":[)" + addressOf(argv[1]) + R"(],"backup":[)" + addressOf(argv[2]) + "]}}";
+        R"({"gatewayDns":{"main":[)" + AddressOf(argv[1]) + R"(],"backup":[)" + AddressOf(argv[2]) + "]}}";
     if (Bas::CMsgCenterFactory::Inst()->Start(config, base) != 1) return 3;
     int mode = 0;
     if (LiveHeartReportManager::GetInstance()->startLiveheart("{}", mode) != 1) return 4;
     const std::string ending = argv[3];
     if (ending == "never") support::Eventually([] { return false; }, kLongestLife);
-    if (ending == "when-connected") support::Eventually(&bothReported, kLongestLife);
+    if (ending == "when-connected") support::Eventually(&BothReported, kLongestLife);
     return 0;
 }

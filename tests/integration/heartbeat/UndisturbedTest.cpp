@@ -23,7 +23,7 @@ using support::SilentListener;
 
 constexpr std::int64_t kLongestGapMs = 4000;  // a period, and one step of the clock that "ts" is read from
 
-std::int64_t longestGapMs(const std::vector<Json::Value>& reports) {
+std::int64_t LongestGapMs(const std::vector<Json::Value>& reports) {
     std::int64_t longest = 0;
     for (std::size_t i = 1; i < reports.size(); ++i)
         longest = std::max(longest, reports[i]["ts"].asInt64() - reports[i - 1]["ts"].asInt64());
@@ -31,25 +31,25 @@ std::int64_t longestGapMs(const std::vector<Json::Value>& reports) {
 }
 
 /// Reports on one connection that last as long as the main center needs for some attempts.
-std::size_t enoughReports() {
+std::size_t EnoughReports() {
     return support::LongForm() ? 21 : 6;
 }
 
 class UndisturbedTest : public HeartbeatTest {
 protected:
     void theBackupBeatsOn() {
-        const std::size_t before = onBackup.on(kReports).size();
-        ASSERT_TRUE(Eventually([&] { return onBackup.on(kReports).size() >= before + enoughReports(); },
+        const std::size_t before = m_onBackup.on(kReports).size();
+        ASSERT_TRUE(Eventually([&] { return m_onBackup.on(kReports).size() >= before + EnoughReports(); },
                                std::chrono::seconds(100)));
-        EXPECT_LE(longestGapMs(bodiesOn(onBackup, kReports)), kLongestGapMs);
-        EXPECT_EQ(onBackup.on(kPresence).size(), 1U);
-        EXPECT_EQ(fullReportsOn(onBackup).size(), 1U);
+        EXPECT_LE(LongestGapMs(BodiesOn(m_onBackup, kReports)), kLongestGapMs);
+        EXPECT_EQ(m_onBackup.on(kPresence).size(), 1U);
+        EXPECT_EQ(FullReportsOn(m_onBackup).size(), 1U);
     }
 
     void theBackupBeatsWithMainAt(int port) {
-        start(port, backup.port());
+        start(port, m_backup.port());
         theBackupBeatsOn();
-        EXPECT_TRUE(onMain.on(kReports).empty());
+        EXPECT_TRUE(m_onMain.on(kReports).empty());
     }
 };
 
@@ -68,14 +68,14 @@ TEST_F(UndisturbedTest, TheBackupBeatsWhileTheMainServerAcceptsAndNeverAnswers) 
 }
 
 TEST_F(UndisturbedTest, TheBackupBeatsWhileTheMainConnectionFallsIntoABlackhole) {
-    Relay relay(main.port());
-    start(relay.port(), backup.port());
-    ASSERT_TRUE(onMain.waitFor(kReports));
+    Relay relay(m_main.port());
+    start(relay.port(), m_backup.port());
+    ASSERT_TRUE(m_onMain.waitFor(kReports));
     relay.swallow(true);
     theBackupBeatsOn();
 }
 
-std::vector<Json::Value> parsed(const std::vector<std::string>& texts) {
+std::vector<Json::Value> Parsed(const std::vector<std::string>& texts) {
     std::vector<Json::Value> values(texts.size());
     for (std::size_t i = 0; i < texts.size(); ++i)
         EXPECT_TRUE(ParseJson(texts[i], values[i])) << texts[i];
@@ -86,20 +86,20 @@ std::vector<Json::Value> parsed(const std::vector<std::string>& texts) {
 TEST_F(UndisturbedTest, HeartbeatsKeepTheirPeriodWhileAServerAsksAgainAndAgain) {
     SetLogSink([](void*, int, const char*) {}, nullptr);
     FloodingServer server(R"({"type":3})", std::chrono::milliseconds(100));
-    start(server.port(), backup.port());
+    start(server.port(), m_backup.port());
     ASSERT_TRUE(Eventually([&] { return server.heartbeats().size() >= 2; }));
     const long before = support::ResidentKiB();
     const std::size_t sent = server.sent();
-    ASSERT_TRUE(Eventually([&] { return server.heartbeats().size() >= 2 + enoughReports(); },
+    ASSERT_TRUE(Eventually([&] { return server.heartbeats().size() >= 2 + EnoughReports(); },
                            std::chrono::seconds(100)));
     const long taken = support::ResidentKiB() - before;
     EXPECT_TRUE(!support::kResidentTells || taken < 4000) << taken << " KiB";
     EXPECT_GT(server.sent() - sent, 1000U);
-    const std::vector<Json::Value> reports = parsed(server.heartbeats());
-    EXPECT_LE(longestGapMs(reports), kLongestGapMs);
+    const std::vector<Json::Value> reports = Parsed(server.heartbeats());
+    EXPECT_LE(LongestGapMs(reports), kLongestGapMs);
     for (const Json::Value& report : reports)
         EXPECT_EQ(report["type"].asInt(), 1);
-    EXPECT_LE(longestGapMs(bodiesOn(onBackup, kReports)), kLongestGapMs);
+    EXPECT_LE(LongestGapMs(BodiesOn(m_onBackup, kReports)), kLongestGapMs);
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ using support::WireWatcher;
 namespace {
 
 /// Acknowledges every subscription and floods the topic that it was for, for as long as anybody listens.
-void flood(ScriptedConnection& connection) {
+void Flood(ScriptedConnection& connection) {
     std::string topic;
     if (!connection.accept()) return;
     while (connection.answerSubscribe(0, topic)) {
@@ -29,15 +29,15 @@ void flood(ScriptedConnection& connection) {
 using CallbacksTest = CenterTest;
 
 TEST_F(CallbacksTest, NoneComesOnceCloseSenderHasReturned) {
-    ScriptedServer server(flood);
-    ASSERT_TRUE(center.start(Config(server.port())));
+    ScriptedServer server(Flood);
+    ASSERT_TRUE(m_center.start(Config(server.port())));
     const auto openAndClose = [this](int cmd) {
         for (int round = 0; round < 60; ++round) {
             auto own = std::make_unique<Recorder>();
-            QoPlayer::MsgSender* const sender = center.createSender(cmd, Recorder::callback, own.get());
+            QoPlayer::MsgSender* const sender = m_center.createSender(cmd, Recorder::callback, own.get());
             ASSERT_NE(sender, nullptr);
             if (round % 3 != 0) Eventually([&] { return !own->events().empty(); });
-            center.closeSender(cmd);
+            m_center.closeSender(cmd);
             own.reset();  // a callback now would use what is gone
         }
     };
@@ -49,63 +49,63 @@ TEST_F(CallbacksTest, NoneComesOnceCloseSenderHasReturned) {
 }
 
 TEST_F(CallbacksTest, ASenderMayCloseItselfInItsCallback) {
-    ScriptedServer server(flood);
-    recorder.then = [this](const Recorder::Event& event) {
-        if (event.msgType == 1) center.closeSender(7);
+    ScriptedServer server(Flood);
+    m_recorder.then = [this](const Recorder::Event& event) {
+        if (event.msgType == 1) m_center.closeSender(7);
     };
-    center.createSender(7, Recorder::callback, &recorder);
-    center.createSender(8, Recorder::callback, &other);
-    ASSERT_TRUE(center.start(Config(server.port())));
-    ASSERT_TRUE(other.waitPackets(50));
-    EXPECT_EQ(recorder.packets().size(), 1U);
+    m_center.createSender(7, Recorder::callback, &m_recorder);
+    m_center.createSender(8, Recorder::callback, &m_other);
+    ASSERT_TRUE(m_center.start(Config(server.port())));
+    ASSERT_TRUE(m_other.waitPackets(50));
+    EXPECT_EQ(m_recorder.packets().size(), 1U);
 }
 
 TEST_F(CallbacksTest, ASenderMaySendAndOpenAnotherInItsCallback) {
     Broker broker;
     WireWatcher watcher(broker);
     std::atomic<QoPlayer::MsgSender*> sender{nullptr};
-    recorder.then = [&](const Recorder::Event& event) {
+    m_recorder.then = [&](const Recorder::Event& event) {
         if (event.code != 1) return;
         EXPECT_TRUE(Send(sender, "from the callback"));
-        EXPECT_NE(center.createSender(6, Recorder::callback, &other), nullptr);
+        EXPECT_NE(m_center.createSender(6, Recorder::callback, &m_other), nullptr);
     };
-    sender = center.createSender(5, Recorder::callback, &recorder);
-    ASSERT_TRUE(center.start(Config(broker.port())));
+    sender = m_center.createSender(5, Recorder::callback, &m_recorder);
+    ASSERT_TRUE(m_center.start(Config(broker.port())));
     EXPECT_TRUE(watcher.waitFor("/up/5"));
-    EXPECT_TRUE(other.waitConnected());
-    StopWithinASecond(center);
+    EXPECT_TRUE(m_other.waitConnected());
+    StopWithinASecond(m_center);
 }
 
 TEST_F(CallbacksTest, AClosedAndReopenedCommandReceivesAgain) {
     Broker broker;
     WireWatcher watcher(broker);
-    QoPlayer::MsgSender* sender = center.createSender(5, Recorder::callback, &recorder);
-    ASSERT_TRUE(center.start(Config(broker.port())));
-    ASSERT_TRUE(recorder.waitConnected());
+    QoPlayer::MsgSender* sender = m_center.createSender(5, Recorder::callback, &m_recorder);
+    ASSERT_TRUE(m_center.start(Config(broker.port())));
+    ASSERT_TRUE(m_recorder.waitConnected());
     ASSERT_TRUE(Send(sender, "first"));
-    center.closeSender(5);
-    sender = center.createSender(5, Recorder::callback, &other);
+    m_center.closeSender(5);
+    sender = m_center.createSender(5, Recorder::callback, &m_other);
     ASSERT_NE(sender, nullptr);
-    ASSERT_TRUE(other.waitConnected());
+    ASSERT_TRUE(m_other.waitConnected());
     ASSERT_TRUE(watcher.waitFor("/up/5"));
     support::Publish(broker, watcher.on("/up/5")[0].responseTopic, "hello");
-    EXPECT_TRUE(other.waitPackets());
-    EXPECT_TRUE(recorder.packets().empty());
+    EXPECT_TRUE(m_other.waitPackets());
+    EXPECT_TRUE(m_recorder.packets().empty());
 }
 
 TEST_F(CallbacksTest, AClosedSenderRefusesAndIsTheSameObjectWhenItsCommandIsOpenedAgain) {
     Broker broker;
     WireWatcher watcher(broker);
-    QoPlayer::MsgSender* const first = center.createSender(5, Recorder::callback, &recorder);
-    ASSERT_TRUE(center.start(Config(broker.port())));
-    ASSERT_TRUE(recorder.waitConnected());
-    center.closeSender(5);
+    QoPlayer::MsgSender* const first = m_center.createSender(5, Recorder::callback, &m_recorder);
+    ASSERT_TRUE(m_center.start(Config(broker.port())));
+    ASSERT_TRUE(m_recorder.waitConnected());
+    m_center.closeSender(5);
     EXPECT_FALSE(Send(first, "closed"));
-    center.closeSender(5);  // again: nothing to close
+    m_center.closeSender(5);  // again: nothing to close
     EXPECT_FALSE(Send(first, "closed"));
 
-    ASSERT_EQ(center.createSender(5, Recorder::callback, &other), first);
-    ASSERT_TRUE(other.waitConnected());
+    ASSERT_EQ(m_center.createSender(5, Recorder::callback, &m_other), first);
+    ASSERT_TRUE(m_other.waitConnected());
     EXPECT_TRUE(Send(first, "open again"));
     ASSERT_TRUE(watcher.waitFor("/up/5"));
     EXPECT_EQ(watcher.on("/up/5")[0].payload, "open again");
@@ -113,8 +113,8 @@ TEST_F(CallbacksTest, AClosedSenderRefusesAndIsTheSameObjectWhenItsCommandIsOpen
 
 TEST_F(CallbacksTest, AnOldPointerMayBeUsedOnAnotherThreadWhileItsCommandIsClosedAndOpenedAgain) {
     Broker broker;
-    ASSERT_TRUE(center.start(Config(broker.port())));
-    QoPlayer::MsgSender* const sender = center.createSender(5, Recorder::callback, &recorder);
+    ASSERT_TRUE(m_center.start(Config(broker.port())));
+    QoPlayer::MsgSender* const sender = m_center.createSender(5, Recorder::callback, &m_recorder);
     ASSERT_NE(sender, nullptr);
     std::atomic<bool> done{false};
     std::thread user([&] {
@@ -122,8 +122,8 @@ TEST_F(CallbacksTest, AnOldPointerMayBeUsedOnAnotherThreadWhileItsCommandIsClose
             Send(sender, "{}");
     });
     for (int i = 0; i < 200; ++i) {
-        center.closeSender(5);
-        ASSERT_EQ(center.createSender(5, Recorder::callback, &other), sender);
+        m_center.closeSender(5);
+        ASSERT_EQ(m_center.createSender(5, Recorder::callback, &m_other), sender);
     }
     EXPECT_TRUE(Eventually([&] { return Send(sender, "last"); }));
     done = true;
@@ -138,16 +138,16 @@ TEST_F(CallbacksTest, SendersComeAndGoOnFourThreadsWhileTheCenterStartsAndStops)
         threads.emplace_back([this, cmd, &done] {
             while (!done) {
                 auto own = std::make_unique<Recorder>();
-                QoPlayer::MsgSender* const sender = center.createSender(cmd, Recorder::callback, own.get());
+                QoPlayer::MsgSender* const sender = m_center.createSender(cmd, Recorder::callback, own.get());
                 Send(sender, "{}", "{}");
-                center.closeSender(cmd);
+                m_center.closeSender(cmd);
             }
         });
     }
     for (int i = 0; i < 20; ++i) {
-        EXPECT_TRUE(center.start(Config(broker.port())));
+        EXPECT_TRUE(m_center.start(Config(broker.port())));
         CenterLog::waitFor("connected to", static_cast<std::size_t>(i) + 1);
-        StopWithinASecond(center);
+        StopWithinASecond(m_center);
     }
     done = true;
     for (std::thread& thread : threads)
@@ -156,7 +156,7 @@ TEST_F(CallbacksTest, SendersComeAndGoOnFourThreadsWhileTheCenterStartsAndStops)
 
 using ExitTest = CenterTest;
 
-void ignore(void*, int, int, const unsigned char*, std::size_t) {}
+void Ignore(void*, int, int, const unsigned char*, std::size_t) {}
 
 TEST_F(ExitTest, AProcessThatEndsWithAConnectedCenterEndsWell) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
@@ -164,7 +164,7 @@ TEST_F(ExitTest, AProcessThatEndsWithAConnectedCenterEndsWell) {
         Broker broker;
         CenterLog::install();
         static QoPlayer::MsgCenter connected;
-        QoPlayer::MsgSender* const sender = connected.createSender(2, ignore, nullptr);
+        QoPlayer::MsgSender* const sender = connected.createSender(2, Ignore, nullptr);
         connected.start(Config(broker.port()));
         const bool sent = Eventually([&] { return Send(sender, "last"); });
         std::exit(sent ? 0 : 1);

@@ -6,17 +6,17 @@
 namespace {
 
 std::mutex logMutex;
-std::vector<CenterLog::Line>& logLines() {
+std::vector<CenterLog::Line>& LogLines() {
     static auto* const lines = new std::vector<CenterLog::Line>;
     return *lines;
 }
 
-void record(int level, const char*, const char* text) {
+void Record(int level, const char*, const char* text) {
     const std::lock_guard<std::mutex> lock(logMutex);
-    logLines().push_back({level, text});
+    LogLines().push_back({level, text});
 }
 
-const std::uint8_t* bytesOf(const std::string& text) {
+const std::uint8_t* BytesOf(const std::string& text) {
     return reinterpret_cast<const std::uint8_t*>(text.data());
 }
 
@@ -25,14 +25,14 @@ const std::uint8_t* bytesOf(const std::string& text) {
 void CenterLog::install() {
     {
         const std::lock_guard<std::mutex> lock(logMutex);
-        logLines().clear();
+        LogLines().clear();
     }
-    QoPlayer::SetLogPtr(record);
+    QoPlayer::SetLogPtr(Record);
 }
 
 std::vector<CenterLog::Line> CenterLog::lines() {
     const std::lock_guard<std::mutex> lock(logMutex);
-    return logLines();
+    return LogLines();
 }
 
 std::size_t CenterLog::count(const std::string& part) {
@@ -82,11 +82,11 @@ std::string Config::host() const {
 }
 
 bool Send(QoPlayer::MsgSender* sender, const std::string& body) {
-    return sender->send(bytesOf(body), body.size(), nullptr, 0);
+    return sender->send(BytesOf(body), body.size(), nullptr, 0);
 }
 
 bool Send(QoPlayer::MsgSender* sender, const std::string& body, const std::string& head) {
-    return sender->send(bytesOf(body), body.size(), bytesOf(head), static_cast<int>(head.size()));
+    return sender->send(BytesOf(body), body.size(), BytesOf(head), static_cast<int>(head.size()));
 }
 
 void StopWithinASecond(QoPlayer::MsgCenter& center) {

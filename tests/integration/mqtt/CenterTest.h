@@ -56,7 +56,7 @@ protected:
     void SetUp() override { CenterLog::install(); }
 
     // Before the center, whose end they still hear of.
-    support::Recorder recorder;
-    support::Recorder other;
-    QoPlayer::MsgCenter center;
+    support::Recorder m_recorder;
+    support::Recorder m_other;
+    QoPlayer::MsgCenter m_center;
 };

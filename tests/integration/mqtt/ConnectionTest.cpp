@@ -33,17 +33,17 @@ namespace {
 class ConnectionTest : public CenterTest {
 protected:
     QoPlayer::MsgSender* connect(const QoPlayer::MsgCenterConfig& config) {
-        QoPlayer::MsgSender* const sender = center.createSender(5, Recorder::callback, &recorder);
-        EXPECT_TRUE(center.start(config));
-        EXPECT_TRUE(recorder.waitConnected()) << CenterLog::all();
+        QoPlayer::MsgSender* const sender = m_center.createSender(5, Recorder::callback, &m_recorder);
+        EXPECT_TRUE(m_center.start(config));
+        EXPECT_TRUE(m_recorder.waitConnected()) << CenterLog::all();
         return sender;
     }
 };
 
 TEST_F(ConnectionTest, StartWithoutAUsableAddressFailsWithOneLine) {
-    EXPECT_FALSE(center.start(Config(std::vector<std::pair<std::string, int>>{})));
+    EXPECT_FALSE(m_center.start(Config(std::vector<std::pair<std::string, int>>{})));
     EXPECT_EQ(CenterLog::lines().size(), 1U);
-    EXPECT_FALSE(center.start(Config({{"", 80}, {"host", 0}})));
+    EXPECT_FALSE(m_center.start(Config({{"", 80}, {"host", 0}})));
     EXPECT_EQ(CenterLog::lines().size(), 2U);
     EXPECT_EQ(CenterLog::lines()[1].text, "error: start: no usable server address");
 }
@@ -53,9 +53,9 @@ TEST_F(ConnectionTest, EveryLineBeginsWithItsSeverityAndTheNameOfItsCenter) {
     QoPlayer::MsgCenterWatch(named).setName("main");
     EXPECT_FALSE(named.start(Config(std::vector<std::pair<std::string, int>>{})));
     Broker broker;
-    named.createSender(5, Recorder::callback, &recorder);
+    named.createSender(5, Recorder::callback, &m_recorder);
     ASSERT_TRUE(named.start(Config({{"", 80}, {"127.0.0.1", broker.port()}})));
-    ASSERT_TRUE(recorder.waitConnected());
+    ASSERT_TRUE(m_recorder.waitConnected());
     const std::string server = "127.0.0.1:" + std::to_string(broker.port()) + " over plain TCP";
     broker.stop();
     ASSERT_TRUE(CenterLog::waitFor("warning: main: connection to " + server + " lost: "));
@@ -76,9 +76,9 @@ TEST_F(ConnectionTest, AStopBeforeTheAnswerSaysGoodbyeToo) {
         asked.set_value();
         goodbye.set_value(connection.readUntil(0xe0, body));
     });
-    ASSERT_TRUE(center.start(Config(server.port())));
+    ASSERT_TRUE(m_center.start(Config(server.port())));
     asked.get_future().wait();
-    StopWithinASecond(center);
+    StopWithinASecond(m_center);
     EXPECT_TRUE(goodbye.get_future().get());
 }
 
@@ -103,47 +103,47 @@ TEST_F(ConnectionTest, ProgramsThatTheHostStartsInheritNoSocket) {
 TEST_F(ConnectionTest, StartWithABadClientNameFailsWithOneLine) {
     Config config(1883);
     config->textValue1 = "dots.are.refused";
-    EXPECT_FALSE(center.start(config));
+    EXPECT_FALSE(m_center.start(config));
     EXPECT_EQ(CenterLog::lines().size(), 1U);
     config->textValue1 = "fine";
-    EXPECT_TRUE(center.start(config));
+    EXPECT_TRUE(m_center.start(config));
 }
 
 TEST_F(ConnectionTest, StartOfAStartedCenterFailsAndChangesNothing) {
     Broker broker;
     QoPlayer::MsgSender* const sender = connect(Config(broker.port()));
-    EXPECT_FALSE(center.start(Config(FreePort())));
+    EXPECT_FALSE(m_center.start(Config(FreePort())));
     EXPECT_TRUE(Send(sender, "still here"));
-    EXPECT_EQ(recorder.count(0, 0), 0U);
+    EXPECT_EQ(m_recorder.count(0, 0), 0U);
 }
 
 TEST_F(ConnectionTest, TheConfigurationMayGoAsSoonAsStartReturns) {
     Broker broker;
     auto config = std::make_unique<Config>(broker.port());
-    center.createSender(2, Recorder::callback, &recorder);
-    ASSERT_TRUE(center.start(*config));
+    m_center.createSender(2, Recorder::callback, &m_recorder);
+    ASSERT_TRUE(m_center.start(*config));
     config.reset();
-    EXPECT_TRUE(recorder.waitConnected());
+    EXPECT_TRUE(m_recorder.waitConnected());
 }
 
 TEST_F(ConnectionTest, StopOfACenterThatIsNotStartedDoesNothing) {
-    center.stop();
-    center.stop();
+    m_center.stop();
+    m_center.stop();
     EXPECT_TRUE(CenterLog::lines().empty());
 }
 
 TEST_F(ConnectionTest, ASenderOpenedBeforeStartHearsNothingAndRefuses) {
-    QoPlayer::MsgSender* const sender = center.createSender(2, Recorder::callback, &recorder);
+    QoPlayer::MsgSender* const sender = m_center.createSender(2, Recorder::callback, &m_recorder);
     EXPECT_FALSE(Send(sender, "x"));
-    center.closeSender(2);
-    EXPECT_TRUE(recorder.events().empty());
+    m_center.closeSender(2);
+    EXPECT_TRUE(m_recorder.events().empty());
 }
 
 TEST_F(ConnectionTest, CreateSenderRefusesASecondSenderAndNoCallback) {
-    EXPECT_NE(center.createSender(2, Recorder::callback, &recorder), nullptr);
-    EXPECT_EQ(center.createSender(2, Recorder::callback, &recorder), nullptr);
-    EXPECT_EQ(center.createSender(3, nullptr, &recorder), nullptr);
-    center.closeSender(77);
+    EXPECT_NE(m_center.createSender(2, Recorder::callback, &m_recorder), nullptr);
+    EXPECT_EQ(m_center.createSender(2, Recorder::callback, &m_recorder), nullptr);
+    EXPECT_EQ(m_center.createSender(3, nullptr, &m_recorder), nullptr);
+    m_center.closeSender(77);
 }
 
 TEST_F(ConnectionTest, GoesThroughDeadRefusingAndBlackholedAddressesToTheGoodOne) {
@@ -168,7 +168,7 @@ TEST_F(ConnectionTest, GoesThroughDeadRefusingAndBlackholedAddressesToTheGoodOne
     EXPECT_EQ(failed(refusing.port(), ""), 1U);
     EXPECT_EQ(failed(unauthorised.port(), "refused by the server: Not authorized"), 1U);
     EXPECT_EQ(failed(blackhole.port(), "no answer within 5 s"), 1U);
-    EXPECT_EQ(recorder.last(0, 1),
+    EXPECT_EQ(m_recorder.last(0, 1),
               "connected to 127.0.0.1:" + std::to_string(good.port()) + " over plain TCP");
 }
 
@@ -184,10 +184,10 @@ TEST_F(ConnectionTest, SurvivesTwentyDeathsOfTheBroker) {
     QoPlayer::MsgSender* const sender = connect(Config(broker.port()));
     for (std::size_t death = 1; death <= 20; ++death) {
         broker.kill();
-        ASSERT_TRUE(recorder.waitDisconnected(death)) << CenterLog::all();
+        ASSERT_TRUE(m_recorder.waitDisconnected(death)) << CenterLog::all();
         EXPECT_TRUE(Eventually([&] { return !Send(sender, "nobody there"); }));
         broker.restart();
-        ASSERT_TRUE(recorder.waitConnected(death + 1)) << CenterLog::all();
+        ASSERT_TRUE(m_recorder.waitConnected(death + 1)) << CenterLog::all();
     }
     WireWatcher watcher(broker);
     EXPECT_TRUE(Send(sender, "still alive"));
@@ -200,10 +200,10 @@ TEST_F(ConnectionTest, OnlyTheKeepAliveFindsAFrozenBroker) {
     config->intValue1 = 5;
     connect(config);
     broker.freeze();
-    ASSERT_TRUE(recorder.waitDisconnected()) << CenterLog::all();
-    EXPECT_NE(recorder.last(0, 0).find("lost"), std::string::npos);
+    ASSERT_TRUE(m_recorder.waitDisconnected()) << CenterLog::all();
+    EXPECT_NE(m_recorder.last(0, 0).find("lost"), std::string::npos);
     broker.thaw();
-    EXPECT_TRUE(recorder.waitConnected(2));
+    EXPECT_TRUE(m_recorder.waitConnected(2));
 }
 
 TEST_F(ConnectionTest, ADeadHostIsShownByTheLastWill) {
@@ -228,7 +228,7 @@ TEST_F(ConnectionTest, WhatWasAcceptedBeforeALossArrivesAfterIt) {
         ASSERT_TRUE(Send(sender, std::to_string(i)));
     relay.cut();
     relay.swallow(false);
-    ASSERT_TRUE(recorder.waitConnected(2));
+    ASSERT_TRUE(m_recorder.waitConnected(2));
     const auto arrived = [&] {
         std::size_t next = 0;
         for (const support::WireMessage& message : watcher.on("/up/5"))
@@ -248,11 +248,11 @@ TEST_F(ConnectionTest, TheServerKeepsTheSessionAndItsDownlinksThroughALoss) {
     topic = topic.substr(0, topic.rfind('/')) + "/down/5";
     relay.refuse(true);
     relay.cut();
-    ASSERT_TRUE(recorder.waitDisconnected());
+    ASSERT_TRUE(m_recorder.waitDisconnected());
     support::Publish(broker, topic, "while you were away");
     relay.refuse(false);
-    ASSERT_TRUE(recorder.waitPackets());
-    EXPECT_EQ(recorder.packets()[0], "while you were away");
+    ASSERT_TRUE(m_recorder.waitPackets());
+    EXPECT_EQ(m_recorder.packets()[0], "while you were away");
 }
 
 TEST_F(ConnectionTest, TwoCentersOnOneBrokerAreTwoConnectionsOfOneClient) {
@@ -262,19 +262,19 @@ TEST_F(ConnectionTest, TwoCentersOnOneBrokerAreTwoConnectionsOfOneClient) {
     Config config(broker.port());
     config->textValue1.clear();
     connect(config);
-    QoPlayer::MsgSender* const onBackup = backup.createSender(2, Recorder::callback, &other);
+    QoPlayer::MsgSender* const onBackup = backup.createSender(2, Recorder::callback, &m_other);
     ASSERT_TRUE(backup.start(config));
-    ASSERT_TRUE(other.waitConnected());
+    ASSERT_TRUE(m_other.waitConnected());
     ASSERT_TRUE(watcher.waitFor("/presence", 2));
     const std::string one = watcher.on("/presence")[0].topic;
     const std::string two = watcher.on("/presence")[1].topic;
     EXPECT_NE(one, two);
     EXPECT_EQ(one.substr(0, 16), two.substr(0, 16));
     EXPECT_EQ(one.size(), std::string("qolive/12345678/12345678/presence").size());
-    StopWithinASecond(center);
+    StopWithinASecond(m_center);
     EXPECT_TRUE(Send(onBackup, "goes on"));
     EXPECT_TRUE(watcher.waitFor("/up/2"));
-    EXPECT_EQ(other.count(0, 0), 0U);
+    EXPECT_EQ(m_other.count(0, 0), 0U);
     backup.stop();
 }
 
@@ -298,9 +298,9 @@ TEST_F(ConnectionTest, TheGoodbyeWaitsForAnAnswerThatIsOnItsWay) {
         saidGoodbye = connection.readUntil(0xe0, text);
     });
     connect(Config(server.port()));
-    center.closeSender(5);
+    m_center.closeSender(5);
     ASSERT_TRUE(Eventually([&] { return isAnswering.load(); }));
-    StopWithinASecond(center);
+    StopWithinASecond(m_center);
     EXPECT_TRUE(Eventually([&] { return saidGoodbye.load(); }));
     EXPECT_FALSE(wentBeforeTheAnswer);
 }
@@ -309,11 +309,11 @@ TEST_F(ConnectionTest, ADestroyedCenterSaysGoodbyeAndTellsItsSenders) {
     Broker broker;
     WireWatcher watcher(broker);
     auto own = std::make_unique<QoPlayer::MsgCenter>();
-    own->createSender(2, Recorder::callback, &recorder);
+    own->createSender(2, Recorder::callback, &m_recorder);
     ASSERT_TRUE(own->start(Config(broker.port())));
-    ASSERT_TRUE(recorder.waitConnected());
+    ASSERT_TRUE(m_recorder.waitConnected());
     EXPECT_LT(support::TimeOf([&] { own.reset(); }).count(), 1000);
-    EXPECT_EQ(recorder.last(0, 0), "stopped");
+    EXPECT_EQ(m_recorder.last(0, 0), "stopped");
     ASSERT_TRUE(watcher.waitFor("/presence", 2));
     EXPECT_EQ(watcher.on("/presence")[1].payload, "{\"online\":false}");
 }
@@ -326,7 +326,7 @@ TEST_F(ConnectionTest, TheHostsSignalHandlingStaysAsItIs) {
     QoPlayer::MsgSender* const sender = connect(Config(broker.port()));
     broker.kill();
     Send(sender, "into a broken pipe");
-    ASSERT_TRUE(recorder.waitDisconnected());
+    ASSERT_TRUE(m_recorder.waitDisconnected());
     struct sigaction after = {};
     ASSERT_EQ(sigaction(SIGPIPE, nullptr, &after), 0);
     EXPECT_EQ(after.sa_handler, SIG_DFL);
@@ -352,8 +352,8 @@ TEST_F(ConnectionTest, TheHostsSignalHandlingSurvivesCentersThatConnectAtOnce) {
 class StopTest : public ConnectionTest {
 protected:
     void startAndWaitFor(const QoPlayer::MsgCenterConfig& config, const std::string& line) {
-        center.createSender(2, Recorder::callback, &recorder);
-        ASSERT_TRUE(center.start(config));
+        m_center.createSender(2, Recorder::callback, &m_recorder);
+        ASSERT_TRUE(m_center.start(config));
         ASSERT_TRUE(CenterLog::waitFor(line)) << CenterLog::all();
     }
 };
@@ -362,15 +362,15 @@ TEST_F(StopTest, ReturnsWhileConnectingToABlackhole) {
     Blackhole blackhole;
     const int dead = FreePort();
     startAndWaitFor(Config({{"127.0.0.1", dead}, {"127.0.0.1", blackhole.port()}}), "Connection refused");
-    StopWithinASecond(center);
-    EXPECT_TRUE(recorder.events().empty());
+    StopWithinASecond(m_center);
+    EXPECT_TRUE(m_recorder.events().empty());
 }
 
 TEST_F(StopTest, ReturnsWhileAServerNeverAnswers) {
     SilentListener silent;
     const int dead = FreePort();
     startAndWaitFor(Config({{"127.0.0.1", dead}, {"127.0.0.1", silent.port()}}), "Connection refused");
-    StopWithinASecond(center);
+    StopWithinASecond(m_center);
 }
 
 TEST_F(StopTest, ReturnsWhileATlsHandshakeHangs) {
@@ -378,14 +378,14 @@ TEST_F(StopTest, ReturnsWhileATlsHandshakeHangs) {
     Config config({{"127.0.0.1", FreePort()}, {"127.0.0.1", silent.port()}});
     config->intValue2 = 1;
     startAndWaitFor(config, "cannot connect to");
-    StopWithinASecond(center);
+    StopWithinASecond(m_center);
 }
 
 TEST_F(StopTest, ReturnsInThePauseBetweenRounds) {
     Config config(FreePort());
     config->int64Value1 = 3'600'000;
     startAndWaitFor(config, "Connection refused");
-    StopWithinASecond(center);
+    StopWithinASecond(m_center);
 }
 
 TEST_F(StopTest, ReturnsWhenTheBrokerIsFrozenAndNothingIsAcknowledged) {
@@ -394,8 +394,8 @@ TEST_F(StopTest, ReturnsWhenTheBrokerIsFrozenAndNothingIsAcknowledged) {
     broker.freeze();
     while (Send(sender, std::string(100'000, 'x'))) {
     }
-    StopWithinASecond(center);
-    EXPECT_EQ(recorder.last(0, 0), "stopped");
+    StopWithinASecond(m_center);
+    EXPECT_EQ(m_recorder.last(0, 0), "stopped");
     EXPECT_EQ(CenterLog::count("messages unacknowledged"), 1U);
 }
 
@@ -403,8 +403,8 @@ TEST_F(StopTest, ReturnsRightAfterTheBrokerDied) {
     Broker broker;
     connect(Config(broker.port()));
     broker.kill();
-    StopWithinASecond(center);
-    EXPECT_EQ(recorder.count(0, 0), 1U);
+    StopWithinASecond(m_center);
+    EXPECT_EQ(m_recorder.count(0, 0), 1U);
 }
 
 TEST_F(StopTest, ReturnsWhileTheServerFloodsTheConnection) {
@@ -416,25 +416,25 @@ TEST_F(StopTest, ReturnsWhileTheServerFloodsTheConnection) {
         }
     });
     connect(Config(flooding.port()));
-    ASSERT_TRUE(recorder.waitPackets(100));
-    StopWithinASecond(center);
+    ASSERT_TRUE(m_recorder.waitPackets(100));
+    StopWithinASecond(m_center);
 }
 
 TEST_F(StopTest, FromACallbackIsRefused) {
     Broker broker;
-    recorder.then = [this](const Recorder::Event&) { center.stop(); };
+    m_recorder.then = [this](const Recorder::Event&) { m_center.stop(); };
     connect(Config(broker.port()));
     ASSERT_TRUE(CenterLog::waitFor("stop: called from a callback"));
 }
 
 TEST_F(StopTest, AHundredStartsAndStopsLeaveTheCenterUsable) {
     Broker broker;
-    QoPlayer::MsgSender* const sender = center.createSender(2, Recorder::callback, &recorder);
+    QoPlayer::MsgSender* const sender = m_center.createSender(2, Recorder::callback, &m_recorder);
     for (int i = 0; i < 100; ++i) {
-        ASSERT_TRUE(center.start(Config(broker.port())));
-        StopWithinASecond(center);
+        ASSERT_TRUE(m_center.start(Config(broker.port())));
+        StopWithinASecond(m_center);
     }
-    ASSERT_TRUE(center.start(Config(broker.port())));
+    ASSERT_TRUE(m_center.start(Config(broker.port())));
     ASSERT_TRUE(Eventually([&] { return Send(sender, "up"); }));
 }
 
@@ -456,19 +456,19 @@ TEST_F(NamesTest, EveryAddressOfANameIsTried) {
     };
     EXPECT_EQ(refused("127.0.0.2"), 1U);
     EXPECT_EQ(refused("127.0.0.3"), 1U);
-    EXPECT_EQ(recorder.last(0, 1), "connected to broker.test:" + port + " (127.0.0.1) over plain TCP");
+    EXPECT_EQ(m_recorder.last(0, 1), "connected to broker.test:" + port + " (127.0.0.1) over plain TCP");
 }
 
 TEST_F(NamesTest, LocalhostIsFoundOnWhicheverOfItsAddressesTheBrokerListens) {
     Broker broker;
     connect(Config({{"localhost", broker.port()}}));
-    StopWithinASecond(center);
+    StopWithinASecond(m_center);
     if (!support::HasIpv6Loopback()) GTEST_SKIP() << "no IPv6 loopback address here";
     Broker::Options onIpv6;
     onIpv6.address = "::1";
     Broker ipv6(onIpv6);
-    ASSERT_TRUE(center.start(Config({{"::1", ipv6.port()}})));
-    EXPECT_TRUE(recorder.waitConnected(2)) << CenterLog::all();
+    ASSERT_TRUE(m_center.start(Config({{"::1", ipv6.port()}})));
+    EXPECT_TRUE(m_recorder.waitConnected(2)) << CenterLog::all();
 }
 
 TEST_F(NamesTest, AnUnknownNameIsSkipped) {
@@ -478,26 +478,26 @@ TEST_F(NamesTest, AnUnknownNameIsSkipped) {
     EXPECT_EQ(CenterLog::count("no address found for nowhere.test"), 1U);
 }
 
-std::promise<void>& releaseHanging() {
+std::promise<void>& ReleaseHanging() {
     static auto* const promise = new std::promise<void>;
     return *promise;
 }
-std::shared_future<void>& released() {
-    static auto* const future = new std::shared_future<void>(releaseHanging().get_future());
+std::shared_future<void>& Released() {
+    static auto* const future = new std::shared_future<void>(ReleaseHanging().get_future());
     return *future;
 }
 std::atomic<int> hanging{0};
 
-std::vector<std::string> resolveOrHang(const std::string& host) {
+std::vector<std::string> ResolveOrHang(const std::string& host) {
     if (host != "hang.test") return {"127.0.0.1"};
     ++hanging;
-    released().wait();
+    Released().wait();
     return {};
 }
 
 TEST_F(NamesTest, AHangingLookUpOfTheBackupDelaysNothingOnTheMain) {
-    released();
-    qolive::SetNameResolver(resolveOrHang);
+    Released();
+    qolive::SetNameResolver(ResolveOrHang);
     Broker broker;
     WireWatcher watcher(broker);
     QoPlayer::MsgCenter backup;
@@ -507,23 +507,23 @@ TEST_F(NamesTest, AHangingLookUpOfTheBackupDelaysNothingOnTheMain) {
     for (int i = 0; i < 50; ++i)
         EXPECT_TRUE(Send(sender, "main"));
     EXPECT_TRUE(watcher.waitFor("/up/5", 50));
-    StopWithinASecond(center);
+    StopWithinASecond(m_center);
     StopWithinASecond(backup);
     for (int i = 0; i < 10; ++i) {
         EXPECT_TRUE(backup.start(Config({{"hang.test", broker.port()}})));
         StopWithinASecond(backup);
     }
     EXPECT_EQ(hanging, 1);
-    releaseHanging().set_value();
+    ReleaseHanging().set_value();
 }
 
 TEST_F(NamesTest, AHangingLookUpIsLeftForTheNextAddress) {
-    released();
-    qolive::SetNameResolver(resolveOrHang);
+    Released();
+    qolive::SetNameResolver(ResolveOrHang);
     Broker broker;
     connect(Config({{"hang.test", broker.port()}, {"broker.test", broker.port()}}));
     EXPECT_EQ(CenterLog::count("no answer to the name look-up of hang.test"), 1U);
-    releaseHanging().set_value();
+    ReleaseHanging().set_value();
 }
 
 }  // namespace

@@ -15,11 +15,11 @@ using support::FloodingServer;
 
 namespace {
 
-void countPackets(void* user, int type, int, const unsigned char*, std::size_t) {
+void CountPackets(void* user, int type, int, const unsigned char*, std::size_t) {
     if (type == 1) ++*static_cast<std::atomic<std::size_t>*>(user);
 }
 
-bool hasCome(const FloodingServer& server, const std::string& body) {
+bool HasCome(const FloodingServer& server, const std::string& body) {
     const std::vector<std::string> all = server.heartbeats();
     return std::find(all.begin(), all.end(), body) != all.end();
 }
@@ -31,7 +31,7 @@ TEST(FloodTest, HeartbeatsLeaveThroughAFloodOfDownlinksAndNoMemoryIsTaken) {
     FloodingServer server(R"({"type":3})", std::chrono::milliseconds(0));
     std::atomic<std::size_t> received{0};
     QoPlayer::MsgCenter center;
-    QoPlayer::MsgSender* const sender = center.createSender(2, countPackets, &received);
+    QoPlayer::MsgSender* const sender = center.createSender(2, CountPackets, &received);
     ASSERT_TRUE(center.start(Config(server.port())));
     ASSERT_TRUE(Eventually([&] { return received > 10'000; }));
     const long before = support::ResidentKiB();
@@ -39,7 +39,7 @@ TEST(FloodTest, HeartbeatsLeaveThroughAFloodOfDownlinksAndNoMemoryIsTaken) {
         const std::string body = std::to_string(i);
         const std::size_t earlier = received;
         ASSERT_TRUE(Send(sender, body));
-        ASSERT_TRUE(Eventually([&] { return hasCome(server, body); })) << i;
+        ASSERT_TRUE(Eventually([&] { return HasCome(server, body); })) << i;
         std::this_thread::sleep_for(pause);
         EXPECT_GT(received, earlier);
     }

@@ -25,26 +25,26 @@ constexpr int kRecord = 5;
 
 class LanesTest : public CenterTest {
 protected:
-    void TearDown() override { center.stop(); }  // before the third recorder goes
+    void TearDown() override { m_center.stop(); }  // before the third recorder goes
 
     void connect(int port) {
-        heartbeats = center.createSender(kHeartbeat, Recorder::callback, &recorder);
-        commands = center.createSender(kCommand, Recorder::callback, &other);
-        records = center.createSender(kRecord, Recorder::callback, &third);
-        ASSERT_TRUE(center.start(Config(port)));
-        ASSERT_TRUE(recorder.waitConnected()) << CenterLog::all();
-        ASSERT_TRUE(other.waitConnected());
-        ASSERT_TRUE(third.waitConnected());
+        m_heartbeats = m_center.createSender(kHeartbeat, Recorder::callback, &m_recorder);
+        m_commands = m_center.createSender(kCommand, Recorder::callback, &m_other);
+        m_records = m_center.createSender(kRecord, Recorder::callback, &m_third);
+        ASSERT_TRUE(m_center.start(Config(port)));
+        ASSERT_TRUE(m_recorder.waitConnected()) << CenterLog::all();
+        ASSERT_TRUE(m_other.waitConnected());
+        ASSERT_TRUE(m_third.waitConnected());
     }
 
-    support::Recorder third;
-    QoPlayer::MsgSender* heartbeats = nullptr;
-    QoPlayer::MsgSender* commands = nullptr;
-    QoPlayer::MsgSender* records = nullptr;
+    support::Recorder m_third;
+    QoPlayer::MsgSender* m_heartbeats = nullptr;
+    QoPlayer::MsgSender* m_commands = nullptr;
+    QoPlayer::MsgSender* m_records = nullptr;
 };
 
 /// How many messages of the ending `later` had come before the first of `first`.
-std::size_t comeBefore(WireWatcher& watcher, const std::string& first, const std::string& later) {
+std::size_t ComeBefore(WireWatcher& watcher, const std::string& first, const std::string& later) {
     std::size_t count = 0;
     for (const WireMessage& message : watcher.messages()) {
         const auto endsWith = [&](const std::string& ending) {
@@ -67,15 +67,15 @@ TEST_F(LanesTest, AHeartbeatAndACommandPassTheBacklogOfAThinAndLongLink) {
     WireWatcher watcher(broker);
     connect(thin.port());
     for (int i = 0; i < 400; ++i)
-        ASSERT_TRUE(Send(records, std::string(300, 'r')));
+        ASSERT_TRUE(Send(m_records, std::string(300, 'r')));
     ASSERT_TRUE(watcher.waitFor("/up/5", 100));
     const std::size_t under = watcher.on("/up/5").size();
-    ASSERT_TRUE(Send(heartbeats, "heartbeat"));
-    ASSERT_TRUE(Send(commands, "command"));
+    ASSERT_TRUE(Send(m_heartbeats, "heartbeat"));
+    ASSERT_TRUE(Send(m_commands, "command"));
     ASSERT_TRUE(watcher.waitFor("/up/2"));
     ASSERT_TRUE(watcher.waitFor("/up/4"));
-    EXPECT_LE(comeBefore(watcher, "/up/2", "/up/5"), under + 53);
-    EXPECT_LE(comeBefore(watcher, "/up/4", "/up/5"), under + 54);
+    EXPECT_LE(ComeBefore(watcher, "/up/2", "/up/5"), under + 53);
+    EXPECT_LE(ComeBefore(watcher, "/up/4", "/up/5"), under + 54);
 }
 
 TEST_F(LanesTest, RecordsKeepTheirOrderOnAThinLinkThatIsLost) {
@@ -85,7 +85,7 @@ TEST_F(LanesTest, RecordsKeepTheirOrderOnAThinLinkThatIsLost) {
     WireWatcher watcher(broker);
     connect(thin.port());
     for (int i = 0; i < 300; ++i)
-        ASSERT_TRUE(Send(records, std::to_string(i) + "." + std::string(300, 'r')));
+        ASSERT_TRUE(Send(m_records, std::to_string(i) + "." + std::string(300, 'r')));
     ASSERT_TRUE(watcher.waitFor("/up/5", 50));
     thin.cut();
     ASSERT_TRUE(Eventually([&] {
@@ -106,13 +106,13 @@ TEST_F(LanesTest, AConnectionThatComesBackDoesNotBeginWithHeartbeatsOfBefore) {
     WireWatcher watcher(broker);
     connect(relay.port());
     relay.swallow(true);
-    ASSERT_TRUE(Send(heartbeats, "before"));
-    ASSERT_TRUE(Send(commands, "command"));
+    ASSERT_TRUE(Send(m_heartbeats, "before"));
+    ASSERT_TRUE(Send(m_commands, "command"));
     relay.cut();
-    ASSERT_TRUE(recorder.waitDisconnected());
+    ASSERT_TRUE(m_recorder.waitDisconnected());
     relay.swallow(false);
-    ASSERT_TRUE(recorder.waitConnected(2));
-    ASSERT_TRUE(Send(heartbeats, "after"));
+    ASSERT_TRUE(m_recorder.waitConnected(2));
+    ASSERT_TRUE(Send(m_heartbeats, "after"));
     ASSERT_TRUE(watcher.waitFor("/up/2"));
     ASSERT_TRUE(watcher.waitFor("/up/4"));
     EXPECT_EQ(watcher.on("/up/2")[0].payload, "after");
@@ -125,10 +125,10 @@ TEST_F(LanesTest, TheLastHeartbeatOfAClosedSenderStillComesAfterAShortLoss) {
     WireWatcher watcher(broker);
     connect(relay.port());
     relay.swallow(true);
-    ASSERT_TRUE(Send(heartbeats, "the last"));
-    center.closeSender(kHeartbeat);
+    ASSERT_TRUE(Send(m_heartbeats, "the last"));
+    m_center.closeSender(kHeartbeat);
     relay.cut();
-    ASSERT_TRUE(other.waitDisconnected());
+    ASSERT_TRUE(m_other.waitDisconnected());
     relay.swallow(false);
     ASSERT_TRUE(watcher.waitFor("/up/2"));
     EXPECT_EQ(watcher.on("/up/2")[0].payload, "the last");
@@ -142,22 +142,22 @@ TEST_F(LanesTest, HeartbeatsThatWaitForTooLongAreLeftOutAndTheNextIsAskedToBeAFu
     connect(relay.port());
     relay.swallow(true);
     for (const char* body : {"in flight 1", "in flight 2", "too old"})
-        ASSERT_TRUE(Send(heartbeats, body));
+        ASSERT_TRUE(Send(m_heartbeats, body));
     std::this_thread::sleep_for(std::chrono::milliseconds(3500));
     relay.swallow(false);
-    ASSERT_TRUE(recorder.waitConnected(2)) << "a status notice makes the next heartbeat a full one";
-    ASSERT_TRUE(Send(heartbeats, "the next"));
+    ASSERT_TRUE(m_recorder.waitConnected(2)) << "a status notice makes the next heartbeat a full one";
+    ASSERT_TRUE(Send(m_heartbeats, "the next"));
     ASSERT_TRUE(watcher.waitFor("/up/2", 3));
     EXPECT_EQ(watcher.on("/up/2").back().payload, "the next");
-    EXPECT_EQ(recorder.count(0, 0), 0U) << "the connection was never lost";
+    EXPECT_EQ(m_recorder.count(0, 0), 0U) << "the connection was never lost";
 }
 
 TEST_F(LanesTest, ASubscriptionThatIsNeverAnsweredEndsTheConnection) {
     ScriptedServer silent([](ScriptedConnection& connection) {
         if (connection.accept()) connection.drain();
     });
-    records = center.createSender(kRecord, Recorder::callback, &recorder);
-    ASSERT_TRUE(center.start(Config(silent.port())));
+    m_records = m_center.createSender(kRecord, Recorder::callback, &m_recorder);
+    ASSERT_TRUE(m_center.start(Config(silent.port())));
     ASSERT_TRUE(CenterLog::waitFor("no answer to a subscription within 10 s")) << CenterLog::all();
     EXPECT_TRUE(Eventually([&] { return silent.connectionsSeen() >= 2; }));
 }
@@ -166,16 +166,16 @@ TEST_F(LanesTest, ASubscriptionThatIsNeverAnsweredEndsTheConnection) {
 TEST_F(LanesTest, ALinkThatLosesEachConnectionAfterAWhileComesBackSoon) {
     Broker broker;
     Relay relay(broker.port());
-    records = center.createSender(kRecord, Recorder::callback, &recorder);
-    ASSERT_TRUE(center.start(Config(relay.port())));
+    m_records = m_center.createSender(kRecord, Recorder::callback, &m_recorder);
+    ASSERT_TRUE(m_center.start(Config(relay.port())));
     const auto started = std::chrono::steady_clock::now();
     for (std::size_t i = 1; i <= 9; ++i) {
-        ASSERT_TRUE(recorder.waitConnected(i));
+        ASSERT_TRUE(m_recorder.waitConnected(i));
         std::this_thread::sleep_for(std::chrono::milliseconds(1050));
         relay.cut();
-        ASSERT_TRUE(recorder.waitDisconnected(i));
+        ASSERT_TRUE(m_recorder.waitDisconnected(i));
     }
-    ASSERT_TRUE(recorder.waitConnected(10));
+    ASSERT_TRUE(m_recorder.waitConnected(10));
     EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(30));
 }
 

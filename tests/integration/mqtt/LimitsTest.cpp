@@ -20,7 +20,7 @@ using support::WireWatcher;
 
 namespace {
 
-std::string downTopicOf(WireWatcher& watcher, int cmd) {
+std::string DownTopicOf(WireWatcher& watcher, int cmd) {
     EXPECT_TRUE(watcher.waitFor("/presence"));
     const std::string presence = watcher.on("/presence")[0].topic;
     return presence.substr(0, presence.rfind('/')) + "/down/" + std::to_string(cmd);
@@ -29,9 +29,9 @@ std::string downTopicOf(WireWatcher& watcher, int cmd) {
 class LimitsTest : public CenterTest {
 protected:
     QoPlayer::MsgSender* connect(int port) {
-        QoPlayer::MsgSender* const sender = center.createSender(5, Recorder::callback, &recorder);
-        EXPECT_TRUE(center.start(Config(port)));
-        EXPECT_TRUE(recorder.waitConnected()) << CenterLog::all();
+        QoPlayer::MsgSender* const sender = m_center.createSender(5, Recorder::callback, &m_recorder);
+        EXPECT_TRUE(m_center.start(Config(port)));
+        EXPECT_TRUE(m_recorder.waitConnected()) << CenterLog::all();
         return sender;
     }
 
@@ -91,7 +91,7 @@ TEST_F(LimitsTest, AMessageLargerThanTheBrokerTakesIsDroppedAndTheNextGoes) {
     ASSERT_TRUE(watcher.waitFor("/up/5"));
     EXPECT_EQ(watcher.on("/up/5")[0].payload, "small");
     EXPECT_EQ(dropLines(), 1U) << CenterLog::all();
-    EXPECT_EQ(recorder.count(0, 0), 0U);
+    EXPECT_EQ(m_recorder.count(0, 0), 0U);
 }
 
 TEST_F(LimitsTest, AMessageOfExactlyTheBrokersLimitGoes) {
@@ -100,14 +100,14 @@ TEST_F(LimitsTest, AMessageOfExactlyTheBrokersLimitGoes) {
     Broker broker(small);
     WireWatcher watcher(broker);
     QoPlayer::MsgSender* const sender = connect(broker.port());
-    const std::size_t topic = downTopicOf(watcher, 5).size() - 2;
+    const std::size_t topic = DownTopicOf(watcher, 5).size() - 2;
     const std::size_t around = 3 + 2 + topic + 2 + 1 + 1 + 2 + 16 + 1 + 2 + topic + 2;
     EXPECT_TRUE(Send(sender, std::string(1000 - around + 1, 'x')));
     EXPECT_TRUE(Send(sender, std::string(1000 - around, 'y')));
     ASSERT_TRUE(watcher.waitFor("/up/5"));
     EXPECT_EQ(watcher.on("/up/5")[0].payload, std::string(1000 - around, 'y'));
     EXPECT_EQ(dropLines(), 1U) << CenterLog::all();
-    EXPECT_EQ(recorder.count(0, 0), 0U);
+    EXPECT_EQ(m_recorder.count(0, 0), 0U);
 }
 
 TEST_F(LimitsTest, MessagesWithAHeadThatCannotTravelAreDroppedAndTheNextGoes) {
@@ -126,7 +126,7 @@ TEST_F(LimitsTest, MessagesWithAHeadThatCannotTravelAreDroppedAndTheNextGoes) {
     ASSERT_TRUE(watcher.waitFor("/up/5"));
     EXPECT_EQ(watcher.on("/up/5")[0].payload, "good");
     EXPECT_EQ(watcher.on("/up/5")[0].head(), std::string(65535, 'h'));
-    EXPECT_EQ(recorder.count(0, 0), 0U);
+    EXPECT_EQ(m_recorder.count(0, 0), 0U);
 }
 
 TEST_F(LimitsTest, AMessageThatTheBrokersRulesForbidIsDroppedAndTheNextGoes) {
@@ -138,17 +138,17 @@ TEST_F(LimitsTest, AMessageThatTheBrokersRulesForbidIsDroppedAndTheNextGoes) {
     WireWatcher watcher(broker, {"watch", "secret", ""});
     Config config(broker.port());
     config->accessToken = "secret";
-    QoPlayer::MsgSender* const allowed = center.createSender(5, Recorder::callback, &recorder);
-    QoPlayer::MsgSender* const forbidden = center.createSender(6, Recorder::callback, &other);
-    ASSERT_TRUE(center.start(config));
-    ASSERT_TRUE(recorder.waitConnected()) << CenterLog::all() << broker.log();
-    ASSERT_TRUE(other.waitConnected());
+    QoPlayer::MsgSender* const allowed = m_center.createSender(5, Recorder::callback, &m_recorder);
+    QoPlayer::MsgSender* const forbidden = m_center.createSender(6, Recorder::callback, &m_other);
+    ASSERT_TRUE(m_center.start(config));
+    ASSERT_TRUE(m_recorder.waitConnected()) << CenterLog::all() << broker.log();
+    ASSERT_TRUE(m_other.waitConnected());
     EXPECT_TRUE(Send(forbidden, "forbidden"));
     EXPECT_TRUE(Send(allowed, "allowed"));
     ASSERT_TRUE(watcher.waitFor("/up/5"));
     EXPECT_TRUE(CenterLog::waitFor("a message was dropped: the server refused it: Not authorized"));
     EXPECT_TRUE(watcher.on("/up/6").empty());
-    EXPECT_EQ(recorder.count(0, 0), 0U);
+    EXPECT_EQ(m_recorder.count(0, 0), 0U);
 }
 
 TEST_F(LimitsTest, ManyThreadsSendAtOnceAndNothingIsLost) {
@@ -178,30 +178,30 @@ TEST_F(LimitsTest, ADownlinkOfMoreThan64KiBIsNotSentToUs) {
     Broker broker;
     WireWatcher watcher(broker, {}, "qolive/+/+/presence");
     connect(broker.port());
-    const std::string topic = downTopicOf(watcher, 5);
+    const std::string topic = DownTopicOf(watcher, 5);
     support::Publish(broker, topic, std::string(64 * 1024, 'x'));
     support::Publish(broker, topic, "small");
-    ASSERT_TRUE(recorder.waitPackets());
-    EXPECT_EQ(recorder.packets()[0], "small");
-    EXPECT_EQ(recorder.count(0, 0), 0U);
+    ASSERT_TRUE(m_recorder.waitPackets());
+    EXPECT_EQ(m_recorder.packets()[0], "small");
+    EXPECT_EQ(m_recorder.count(0, 0), 0U);
 }
 
 TEST_F(LimitsTest, ABinaryAndAnEmptyDownlinkArriveAsTheyAre) {
     Broker broker;
     WireWatcher watcher(broker);
     connect(broker.port());
-    const std::string topic = downTopicOf(watcher, 5);
+    const std::string topic = DownTopicOf(watcher, 5);
     const std::string binary("\0\xff{\0}", 5);
     support::Publish(broker, topic, binary);
     support::Publish(broker, topic, "");
-    ASSERT_TRUE(recorder.waitPackets(2));
-    EXPECT_EQ(recorder.packets(), (std::vector<std::string>{binary, ""}));
+    ASSERT_TRUE(m_recorder.waitPackets(2));
+    EXPECT_EQ(m_recorder.packets(), (std::vector<std::string>{binary, ""}));
 }
 
 // What no honest server does.
 
 /// A PUBLISH packet for `topic` of `size` bytes in all.
-std::string downlinkOf(std::size_t size, const std::string& topic) {
+std::string DownlinkOf(std::size_t size, const std::string& topic) {
     const std::string start = MqttString(topic) + std::string(1, '\0');
     const std::size_t remaining = size - 1 - 3;
     std::string packet = "\x30";
@@ -218,7 +218,7 @@ TEST_F(LimitsTest, ASecondAnswerToTheConnectionEndsIt) {
         connection.drain();
     });
     connect(rude.port());
-    ASSERT_TRUE(recorder.waitDisconnected());
+    ASSERT_TRUE(m_recorder.waitDisconnected());
 }
 
 TEST_F(LimitsTest, DownlinksOnTopicsOfNobodyAreIgnored) {
@@ -233,8 +233,8 @@ TEST_F(LimitsTest, DownlinksOnTopicsOfNobodyAreIgnored) {
         connection.drain();
     });
     connect(rude.port());
-    ASSERT_TRUE(recorder.waitPackets());
-    EXPECT_EQ(recorder.packets(), std::vector<std::string>{"mine"});
+    ASSERT_TRUE(m_recorder.waitPackets());
+    EXPECT_EQ(m_recorder.packets(), std::vector<std::string>{"mine"});
 }
 
 TEST_F(LimitsTest, NonsenseFromAServerEndsTheConnectionAndTheNextIsTried) {
@@ -270,10 +270,10 @@ TEST_F(LimitsTest, AServerThatAcknowledgesNoMessagesIsRefused) {
         connection.accept(std::string("\x24\x00", 2));
         connection.drain();
     });
-    center.createSender(5, Recorder::callback, &recorder);
-    ASSERT_TRUE(center.start(Config(poor.port())));
-    ASSERT_TRUE(recorder.waitDisconnected()) << CenterLog::all();
-    EXPECT_NE(recorder.last(0, 0).find("the server acknowledges no messages"), std::string::npos);
+    m_center.createSender(5, Recorder::callback, &m_recorder);
+    ASSERT_TRUE(m_center.start(Config(poor.port())));
+    ASSERT_TRUE(m_recorder.waitDisconnected()) << CenterLog::all();
+    EXPECT_NE(m_recorder.last(0, 0).find("the server acknowledges no messages"), std::string::npos);
 }
 
 TEST_F(LimitsTest, NoMoreMessagesAreInFlightThanTheServerTakes) {
@@ -294,12 +294,12 @@ TEST_F(LimitsTest, NoMoreMessagesAreInFlightThanTheServerTakes) {
     for (int i = 0; i < 100; ++i)
         EXPECT_TRUE(Send(sender, "x"));
     EXPECT_TRUE(Eventually([&] { return most == 3; }));  // of five, two are kept for heartbeats and commands
-    QoPlayer::MsgSender* const commands = center.createSender(4, Recorder::callback, &other);
-    ASSERT_TRUE(other.waitConnected());
+    QoPlayer::MsgSender* const commands = m_center.createSender(4, Recorder::callback, &m_other);
+    ASSERT_TRUE(m_other.waitConnected());
     for (int i = 0; i < 100; ++i)
         EXPECT_TRUE(Send(commands, "x"));
     EXPECT_TRUE(Eventually([&] { return most == 5; }));
-    StopWithinASecond(center);
+    StopWithinASecond(m_center);
     EXPECT_LE(most, 6);  // the goodbye needs no acknowledgement
 }
 
@@ -310,14 +310,14 @@ TEST_F(LimitsTest, ARefusedSubscriptionIsToldAndLeavesTheSenderUnconnected) {
         connection.answerSubscribe(0x87, topic);
         connection.drain();
     });
-    QoPlayer::MsgSender* const sender = center.createSender(5, Recorder::callback, &recorder);
-    ASSERT_TRUE(center.start(Config(refusing.port())));
-    ASSERT_TRUE(recorder.waitDisconnected());
-    EXPECT_EQ(recorder.last(0, 0), "the server refused the subscription of command 5: Not authorized");
-    EXPECT_EQ(recorder.count(0, 1), 0U);
+    QoPlayer::MsgSender* const sender = m_center.createSender(5, Recorder::callback, &m_recorder);
+    ASSERT_TRUE(m_center.start(Config(refusing.port())));
+    ASSERT_TRUE(m_recorder.waitDisconnected());
+    EXPECT_EQ(m_recorder.last(0, 0), "the server refused the subscription of command 5: Not authorized");
+    EXPECT_EQ(m_recorder.count(0, 1), 0U);
     EXPECT_FALSE(Send(sender, "x"));
-    StopWithinASecond(center);
-    EXPECT_EQ(recorder.count(0, 0), 1U);
+    StopWithinASecond(m_center);
+    EXPECT_EQ(m_recorder.count(0, 0), 1U);
 }
 
 TEST_F(LimitsTest, TheServersReasonForClosingIsTold) {
@@ -328,8 +328,8 @@ TEST_F(LimitsTest, TheServersReasonForClosingIsTold) {
         connection.drain();
     });
     connect(closing.port());
-    ASSERT_TRUE(recorder.waitDisconnected());
-    EXPECT_NE(recorder.last(0, 0).find("Server shutting down"), std::string::npos) << recorder.last(0, 0);
+    ASSERT_TRUE(m_recorder.waitDisconnected());
+    EXPECT_NE(m_recorder.last(0, 0).find("Server shutting down"), std::string::npos) << m_recorder.last(0, 0);
 }
 
 TEST_F(LimitsTest, ManyOfTheLargestDownlinksLeaveTheProcessAsSmallAsBefore) {
@@ -338,26 +338,26 @@ TEST_F(LimitsTest, ManyOfTheLargestDownlinksLeaveTheProcessAsSmallAsBefore) {
     ScriptedServer rude([](ScriptedConnection& connection) {
         std::string topic;
         if (!connection.accept() || !connection.answerSubscribe(0, topic)) return;
-        const std::string packet = downlinkOf(65536, topic);
+        const std::string packet = DownlinkOf(65536, topic);
         for (int i = 0; i < kPackets; ++i)
             connection.send(packet);
         connection.drain();
     });
     std::atomic<int> received{0};
-    center.createSender(
+    m_center.createSender(
         5,
         [](void* user, int type, int, const unsigned char*, std::size_t) {
             if (type == 1) ++*static_cast<std::atomic<int>*>(user);
         },
         &received);
-    ASSERT_TRUE(center.start(Config(rude.port())));
+    ASSERT_TRUE(m_center.start(Config(rude.port())));
     ASSERT_TRUE(Eventually([&] { return received > kPackets / 10; }));
     const long before = support::ResidentKiB();
     ASSERT_TRUE(Eventually([&] { return received == kPackets; }));
     EXPECT_LT(support::ResidentKiB() - before, 4'000);
 }
 
-double processorSeconds() {
+double ProcessorSeconds() {
     rusage usage = {};
     getrusage(RUSAGE_SELF, &usage);
     return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
@@ -365,16 +365,16 @@ double processorSeconds() {
 }
 
 // Waits by sleeping: what is looked for is a network thread that does not sleep.
-double processorSecondsWithinASecond() {
-    const double before = processorSeconds();
+double ProcessorSecondsWithinASecond() {
+    const double before = ProcessorSeconds();
     std::this_thread::sleep_for(std::chrono::seconds(1));
-    return processorSeconds() - before;
+    return ProcessorSeconds() - before;
 }
 
 TEST_F(LimitsTest, AnIdleConnectionUsesNoProcessor) {
     Broker broker;
     connect(broker.port());
-    EXPECT_LT(processorSecondsWithinASecond(), 0.5);
+    EXPECT_LT(ProcessorSecondsWithinASecond(), 0.5);
 }
 
 TEST_F(LimitsTest, ATlsHandshakeThatHangsUsesNoProcessor) {
@@ -385,9 +385,9 @@ TEST_F(LimitsTest, ATlsHandshakeThatHangsUsesNoProcessor) {
     });
     Config config(silent.port());
     config->intValue2 = 1;
-    ASSERT_TRUE(center.start(config));
+    ASSERT_TRUE(m_center.start(config));
     ASSERT_TRUE(Eventually([&] { return greeted.load(); }));
-    EXPECT_LT(processorSecondsWithinASecond(), 0.5);
+    EXPECT_LT(ProcessorSecondsWithinASecond(), 0.5);
 }
 
 }  // namespace

@@ -34,7 +34,7 @@ namespace {
 
 constexpr int kMessages = 100;
 
-std::size_t openFiles() {
+std::size_t OpenFiles() {
     const std::filesystem::directory_iterator files("/proc/self/fd");
     return static_cast<std::size_t>(std::distance(files, std::filesystem::directory_iterator()));
 }
@@ -50,124 +50,124 @@ protected:
     }
 
     void connect() {
-        sender = center.createSender(5, Recorder::callback, &recorder);
-        ASSERT_TRUE(center.start(configFor(relay.port())));
-        ASSERT_TRUE(recorder.waitConnected()) << CenterLog::all();
-        backupSender = backup.createSender(2, Recorder::callback, &other);
-        ASSERT_TRUE(backup.start(configFor(broker.port())));
-        ASSERT_TRUE(other.waitConnected());
+        m_sender = m_center.createSender(5, Recorder::callback, &m_recorder);
+        ASSERT_TRUE(m_center.start(configFor(m_relay.port())));
+        ASSERT_TRUE(m_recorder.waitConnected()) << CenterLog::all();
+        m_backupSender = m_backup.createSender(2, Recorder::callback, &m_other);
+        ASSERT_TRUE(m_backup.start(configFor(m_broker.port())));
+        ASSERT_TRUE(m_other.waitConnected());
     }
 
     void sendAll() {
         for (int i = 0; i < kMessages; ++i)
-            ASSERT_TRUE(Send(sender, std::to_string(i)));
+            ASSERT_TRUE(Send(m_sender, std::to_string(i)));
     }
 
     // Some may come twice, none out of turn for the first time.
     bool allCame() {
         int next = 0;
-        for (const WireMessage& message : watcher.on("/up/5"))
+        for (const WireMessage& message : m_watcher.on("/up/5"))
             if (message.payload == std::to_string(next)) ++next;
         return next == kMessages;
     }
 
     void everythingCame() {
         EXPECT_TRUE(Eventually([this] { return allCame(); })) << CenterLog::all();
-        EXPECT_EQ(other.count(0, 0), 0U) << "the backup was disturbed";
-        EXPECT_TRUE(Send(backupSender, "undisturbed"));
-        EXPECT_TRUE(watcher.waitFor("/up/2"));
-        StopWithinASecond(center);
+        EXPECT_EQ(m_other.count(0, 0), 0U) << "the backup was disturbed";
+        EXPECT_TRUE(Send(m_backupSender, "undisturbed"));
+        EXPECT_TRUE(m_watcher.waitFor("/up/2"));
+        StopWithinASecond(m_center);
     }
 
-    Broker broker;
-    WireWatcher watcher{broker};
-    Relay relay{broker.port()};
-    QoPlayer::MsgCenter backup;
-    QoPlayer::MsgSender* sender = nullptr;
-    QoPlayer::MsgSender* backupSender = nullptr;
+    Broker m_broker;
+    WireWatcher m_watcher{m_broker};
+    Relay m_relay{m_broker.port()};
+    QoPlayer::MsgCenter m_backup;
+    QoPlayer::MsgSender* m_sender = nullptr;
+    QoPlayer::MsgSender* m_backupSender = nullptr;
 };
 
 TEST_F(LinksTest, AResetLosesNothing) {
     connect();
-    relay.swallow(true);
+    m_relay.swallow(true);
     sendAll();
-    relay.reset();
-    relay.swallow(false);
-    EXPECT_TRUE(recorder.waitConnected(2));
+    m_relay.reset();
+    m_relay.swallow(false);
+    EXPECT_TRUE(m_recorder.waitConnected(2));
     everythingCame();
 }
 
 TEST_F(LinksTest, AHalfOpenConnectionIsFoundAndLosesNothing) {
     connect();
-    relay.halfOpen();
+    m_relay.halfOpen();
     sendAll();
-    EXPECT_TRUE(recorder.waitDisconnected()) << CenterLog::all();
-    EXPECT_TRUE(recorder.waitConnected(2));
+    EXPECT_TRUE(m_recorder.waitDisconnected()) << CenterLog::all();
+    EXPECT_TRUE(m_recorder.waitConnected(2));
     everythingCame();
 }
 
 // Sleeps: nothing can be seen of a link that carries nothing.
 TEST_F(LinksTest, ABlackholeOfTwoSecondsIsOnlyAPause) {
     connect();
-    relay.swallow(true);
+    m_relay.swallow(true);
     sendAll();
     std::this_thread::sleep_for(std::chrono::seconds(2));
-    relay.swallow(false);
+    m_relay.swallow(false);
     everythingCame();
-    EXPECT_EQ(recorder.count(0, 0), 1U);
+    EXPECT_EQ(m_recorder.count(0, 0), 1U);
 }
 
 // What the link has swallowed of the attempts meanwhile is lost, as it is in a network.
 TEST_F(LinksTest, ABlackholeOfTwoMinutesLosesNothing) {
     if (!support::LongForm()) GTEST_SKIP() << "two minutes: in the long form";
     connect();
-    relay.swallow(true);
+    m_relay.swallow(true);
     sendAll();
     const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(2);
-    ASSERT_TRUE(recorder.waitDisconnected()) << CenterLog::all();
+    ASSERT_TRUE(m_recorder.waitDisconnected()) << CenterLog::all();
     EXPECT_LT(std::chrono::steady_clock::now(), end);
     std::this_thread::sleep_until(end);
-    EXPECT_EQ(recorder.count(0, 1), 1U) << "nothing answers in there";
-    relay.cut();
-    relay.swallow(false);
+    EXPECT_EQ(m_recorder.count(0, 1), 1U) << "nothing answers in there";
+    m_relay.cut();
+    m_relay.swallow(false);
     everythingCame();
 }
 
 TEST_F(LinksTest, SegmentsOfOneByteAreOnlySlow) {
-    relay.segment(1);
+    m_relay.segment(1);
     connect();
     sendAll();
     everythingCame();
-    EXPECT_EQ(recorder.count(0, 0), 1U);  // that of the stop
+    EXPECT_EQ(m_recorder.count(0, 0), 1U);  // that of the stop
 }
 
 TEST_F(LinksTest, ARoundTripOf800MillisecondsIsOnlySlow) {
-    relay.delay(std::chrono::milliseconds(400));
+    m_relay.delay(std::chrono::milliseconds(400));
     connect();
     sendAll();
     everythingCame();
-    EXPECT_EQ(recorder.count(0, 0), 1U);
+    EXPECT_EQ(m_recorder.count(0, 0), 1U);
 }
 
 TEST_F(LinksTest, ALinkOf64KilobitsIsOnlySlow) {
-    relay.limit(8000);
+    m_relay.limit(8000);
     connect();
     sendAll();
     everythingCame();
-    EXPECT_EQ(recorder.count(0, 0), 1U);
+    EXPECT_EQ(m_recorder.count(0, 0), 1U);
 }
 
 TEST_F(LinksTest, AServerThatRefusesForAWhileLosesNothing) {
     connect();
-    relay.swallow(true);
+    m_relay.swallow(true);
     sendAll();
-    relay.refuse(true);
-    relay.cut();
-    relay.swallow(false);
-    ASSERT_TRUE(recorder.waitDisconnected());
-    const int seen = relay.connectionsSeen();
-    EXPECT_TRUE(Eventually([&] { return relay.connectionsSeen() >= seen + 3; }));
-    relay.refuse(false);
+    m_relay.refuse(true);
+    m_relay.cut();
+    m_relay.swallow(false);
+    ASSERT_TRUE(m_recorder.waitDisconnected());
+    const int seen = m_relay.connectionsSeen();
+    EXPECT_TRUE(Eventually([&] { return m_relay.connectionsSeen() >= seen + 3; }));
+    m_relay.refuse(false);
     everythingCame();
 }
 
@@ -177,14 +177,14 @@ TEST_F(LinksTest, ANameThatFailsAndComesBackLosesNothing) {
     qolive::SetNameResolver([](const std::string&) {
         return nameKnown ? std::vector<std::string>{"127.0.0.1"} : std::vector<std::string>{};
     });
-    sender = center.createSender(5, Recorder::callback, &recorder);
-    ASSERT_TRUE(center.start(Config({{"broker.test", relay.port()}})));
-    ASSERT_TRUE(recorder.waitConnected());
-    relay.swallow(true);
+    m_sender = m_center.createSender(5, Recorder::callback, &m_recorder);
+    ASSERT_TRUE(m_center.start(Config({{"broker.test", m_relay.port()}})));
+    ASSERT_TRUE(m_recorder.waitConnected());
+    m_relay.swallow(true);
     sendAll();
     nameKnown = false;
-    relay.cut();
-    relay.swallow(false);
+    m_relay.cut();
+    m_relay.swallow(false);
     ASSERT_TRUE(CenterLog::waitFor("no address found for broker.test", 2)) << CenterLog::all();
     nameKnown = true;
     EXPECT_TRUE(Eventually([this] { return allCame(); })) << CenterLog::all();
@@ -196,28 +196,28 @@ protected:
     // would be memory taken.
     void reconnect(int times) {
         QoPlayer::SetLogPtr(nullptr);
-        center.createSender(5, countEnd, &ends);
-        ASSERT_TRUE(center.start(Config(std::vector<std::pair<std::string, int>>(
-            static_cast<std::size_t>(2 * times), {"127.0.0.1", fickle.port()}))));
-        ASSERT_TRUE(Eventually([&] { return ends >= times / 10; }));
-        const std::size_t files = openFiles();
+        m_center.createSender(5, countEnd, &m_ends);
+        ASSERT_TRUE(m_center.start(Config(std::vector<std::pair<std::string, int>>(
+            static_cast<std::size_t>(2 * times), {"127.0.0.1", m_fickle.port()}))));
+        ASSERT_TRUE(Eventually([&] { return m_ends >= times / 10; }));
+        const std::size_t files = OpenFiles();
         const long resident = support::ResidentKiB();
-        ASSERT_TRUE(Eventually([&] { return ends >= times; }));
-        newFiles = static_cast<long>(openFiles()) - static_cast<long>(files);
-        newKiB = support::ResidentKiB() - resident;
-        StopWithinASecond(center);
+        ASSERT_TRUE(Eventually([&] { return m_ends >= times; }));
+        m_newFiles = static_cast<long>(OpenFiles()) - static_cast<long>(files);
+        m_newKiB = support::ResidentKiB() - resident;
+        StopWithinASecond(m_center);
     }
 
-    long newFiles = 0;
-    long newKiB = 0;
+    long m_newFiles = 0;
+    long m_newKiB = 0;
 
 private:
     static void countEnd(void* user, int type, int code, const unsigned char*, std::size_t) {
         if (type == 0 && code == 0) ++*static_cast<std::atomic<int>*>(user);
     }
 
-    std::atomic<int> ends{0};
-    ScriptedServer fickle{[](ScriptedConnection& connection) {
+    std::atomic<int> m_ends{0};
+    ScriptedServer m_fickle{[](ScriptedConnection& connection) {
         std::string topic;
         if (connection.accept()) connection.answerSubscribe(0, topic);
     }};
@@ -225,13 +225,13 @@ private:
 
 TEST_F(ReconnectsTest, HundredsLeaveNoFilesOpen) {
     reconnect(400);
-    EXPECT_LE(newFiles, 4);
+    EXPECT_LE(m_newFiles, 4);
 }
 
 TEST_F(ReconnectsTest, ThousandsLeaveNoMemoryTaken) {
     if (!support::kResidentTells) GTEST_SKIP() << "sanitizers keep freed memory";
     reconnect(5000);
-    EXPECT_LT(newKiB, 1024) << "of 4500 connections";
+    EXPECT_LT(m_newKiB, 1024) << "of 4500 connections";
 }
 
 using RefusingMachineTest = CenterTest;
@@ -255,38 +255,38 @@ private:
 TEST_F(RefusingMachineTest, ACenterWithoutFilesIsToldAndStartsWhenThereAreSome) {
     Broker broker;
     QoPlayer::MsgCenter own;
-    own.createSender(5, Recorder::callback, &other);
+    own.createSender(5, Recorder::callback, &m_other);
     {
         const Limit limit(RLIMIT_NOFILE, 4);
         QoPlayer::MsgCenter poor;
-        poor.createSender(5, Recorder::callback, &recorder);
+        poor.createSender(5, Recorder::callback, &m_recorder);
         EXPECT_TRUE(poor.start(Config(broker.port())) || !CenterLog::lines().empty());
         std::this_thread::sleep_for(std::chrono::milliseconds(300));  // it tries, and must not spin or end
         StopWithinASecond(poor);
-        EXPECT_EQ(recorder.count(0, 1), 0U);
+        EXPECT_EQ(m_recorder.count(0, 1), 0U);
     }
     ASSERT_TRUE(own.start(Config(broker.port()))) << CenterLog::all();
-    EXPECT_TRUE(other.waitConnected()) << CenterLog::all();
+    EXPECT_TRUE(m_other.waitConnected()) << CenterLog::all();
 }
 
 TEST_F(RefusingMachineTest, ACenterThatLosesItsFilesWhileConnectedComesBack) {
     Broker broker;
     Relay relay(broker.port());
-    center.createSender(5, Recorder::callback, &recorder);
-    ASSERT_TRUE(center.start(Config(relay.port())));
-    ASSERT_TRUE(recorder.waitConnected());
+    m_center.createSender(5, Recorder::callback, &m_recorder);
+    ASSERT_TRUE(m_center.start(Config(relay.port())));
+    ASSERT_TRUE(m_recorder.waitConnected());
     {
         const Limit limit(RLIMIT_NOFILE, 4);
         relay.cut();
-        ASSERT_TRUE(recorder.waitDisconnected());
+        ASSERT_TRUE(m_recorder.waitDisconnected());
         ASSERT_TRUE(CenterLog::waitFor("cannot connect to", 2)) << CenterLog::all();
     }
-    EXPECT_TRUE(recorder.waitConnected(2)) << CenterLog::all();
+    EXPECT_TRUE(m_recorder.waitConnected(2)) << CenterLog::all();
 }
 
 constexpr rlim_t kLessThanAStack = rlim_t{2} * 1024 * 1024;
 
-rlim_t addressSpace() {
+rlim_t AddressSpace() {
     std::ifstream file("/proc/self/statm");
     rlim_t pages = 0;
     file >> pages;
@@ -298,17 +298,17 @@ TEST_F(RefusingMachineTest, ACenterWithoutAThreadIsToldAndStartsWhenThereIsOne) 
     GTEST_SKIP() << "sanitizers need the address space";
 #endif
     Broker broker;
-    center.createSender(5, Recorder::callback, &recorder);
+    m_center.createSender(5, Recorder::callback, &m_recorder);
     const Config config(broker.port());
     bool started = true;
     {
-        const Limit limit(RLIMIT_AS, addressSpace() + kLessThanAStack);
-        started = center.start(config);
+        const Limit limit(RLIMIT_AS, AddressSpace() + kLessThanAStack);
+        started = m_center.start(config);
     }
     EXPECT_FALSE(started);
     EXPECT_FALSE(CenterLog::lines().empty());
-    ASSERT_TRUE(center.start(config)) << CenterLog::all();
-    EXPECT_TRUE(recorder.waitConnected()) << CenterLog::all();
+    ASSERT_TRUE(m_center.start(config)) << CenterLog::all();
+    EXPECT_TRUE(m_recorder.waitConnected()) << CenterLog::all();
 }
 
 }  // namespace

@@ -19,7 +19,7 @@ constexpr int kNeverTls = 2;
 class PlainOrTlsTest : public CenterTest {
 protected:
     void TearDown() override {
-        center.stop();  // in the network that it was started in
+        m_center.stop();  // in the network that it was started in
         qolive::SetNameResolver(nullptr);
     }
 
@@ -33,22 +33,22 @@ protected:
         Config config({{host, broker.port()}});
         config->intValue2 = mode;
         config->textValue2 = caFile;
-        center.createSender(5, Recorder::callback, &recorder);
-        EXPECT_TRUE(center.start(config));
+        m_center.createSender(5, Recorder::callback, &m_recorder);
+        EXPECT_TRUE(m_center.start(config));
         EXPECT_TRUE(
-            Eventually([&] { return recorder.count(0, 1) > 0 || CenterLog::count("cannot connect") > 0; }));
-        return recorder.count(0, 1) > 0;
+            Eventually([&] { return m_recorder.count(0, 1) > 0 || CenterLog::count("cannot connect") > 0; }));
+        return m_recorder.count(0, 1) > 0;
     }
 
     static bool hasSeenTheClient(const Broker& broker) {
         return broker.log().find("studio-7") != std::string::npos;
     }
 
-    const OwnNetwork network;
+    const OwnNetwork m_network;
 };
 
 TEST_F(PlainOrTlsTest, ByDefaultAnotherMachineIsSpokenToWithTlsOnly) {
-    if (!network.problem().empty()) GTEST_SKIP() << network.problem();
+    if (!m_network.problem().empty()) GTEST_SKIP() << m_network.problem();
     const Broker plain(at(OwnNetwork::kAddress));
     EXPECT_FALSE(connects(OwnNetwork::kAddress, plain, kPlainToLoopbackOnly));
     EXPECT_GT(CenterLog::count("TLS handshake"), 0U) << CenterLog::all();
@@ -56,7 +56,7 @@ TEST_F(PlainOrTlsTest, ByDefaultAnotherMachineIsSpokenToWithTlsOnly) {
 }
 
 TEST_F(PlainOrTlsTest, ByDefaultAnotherMachineWithACertificateIsConnectedTo) {
-    if (!network.problem().empty()) GTEST_SKIP() << network.problem();
+    if (!m_network.problem().empty()) GTEST_SKIP() << m_network.problem();
     Certificates certificates;
     const Certificates::Server server = certificates.make(std::string("IP:") + OwnNetwork::kAddress);
     Broker::Options options = at(OwnNetwork::kAddress);
@@ -68,7 +68,7 @@ TEST_F(PlainOrTlsTest, ByDefaultAnotherMachineWithACertificateIsConnectedTo) {
 }
 
 TEST_F(PlainOrTlsTest, OnATrustedNetworkAnotherMachineIsSpokenToPlainly) {
-    if (!network.problem().empty()) GTEST_SKIP() << network.problem();
+    if (!m_network.problem().empty()) GTEST_SKIP() << m_network.problem();
     const Broker plain(at(OwnNetwork::kAddress));
     EXPECT_TRUE(connects(OwnNetwork::kAddress, plain, kNeverTls)) << CenterLog::all();
 }

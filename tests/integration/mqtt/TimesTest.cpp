@@ -46,42 +46,42 @@ using Times = std::vector<std::int64_t>;  // ms since the start
 class RoundTimesTest : public testing::Test {
 protected:
     RoundTimesTest() {
-        settings.client = "studio-7";
-        settings.userName = "studio-7";
-        settings.tls = TlsUse::Never;
-        settings.keepAliveSeconds = 15;
-        settings.longestPauseMs = 30'000;
-        time->others = [this] {
-            const bool firstMoved = first.step();
-            return second.step() || firstMoved;
+        m_settings.client = "studio-7";
+        m_settings.userName = "studio-7";
+        m_settings.tls = TlsUse::Never;
+        m_settings.keepAliveSeconds = 15;
+        m_settings.longestPauseMs = 30'000;
+        m_time->others = [this] {
+            const bool firstMoved = m_first.step();
+            return m_second.step() || firstMoved;
         };
-        first.onConnect = [this] { offers.push_back(elapsedMs()); };
-        second.onConnect = [this] { offersToSecond.push_back(elapsedMs()); };
+        m_first.onConnect = [this] { m_offers.push_back(elapsedMs()); };
+        m_second.onConnect = [this] { m_offersToSecond.push_back(elapsedMs()); };
         qolive::SetNameResolver(nullptr);
         current = this;
         QoPlayer::SetLogPtr(record);
     }
     ~RoundTimesTest() override { QoPlayer::SetLogPtr(nullptr); }
-    void TearDown() override { EXPECT_EQ(time->emptyWaits(), 0) << "the network thread spins"; }
+    void TearDown() override { EXPECT_EQ(m_time->emptyWaits(), 0) << "the network thread spins"; }
 
     void use(std::initializer_list<int> ports) {
         for (const int port : ports)
-            settings.addresses.push_back({"127.0.0.1", port});
+            m_settings.addresses.push_back({"127.0.0.1", port});
     }
 
     /// Runs rounds that are told to stop after `length`.
     void runFor(milliseconds length) {
-        time->at(length, [this] { state.stopping = true; });
-        state.outbox.open();
-        AddressRounds(settings, "0badcafe", kSeed, state).run();
+        m_time->at(length, [this] { m_state.stopping = true; });
+        m_state.outbox.open();
+        AddressRounds(m_settings, "0badcafe", kSeed, m_state).run();
     }
 
-    std::int64_t elapsedMs() const { return std::chrono::floor<milliseconds>(time->elapsed()).count(); }
+    std::int64_t elapsedMs() const { return std::chrono::floor<milliseconds>(m_time->elapsed()).count(); }
 
     /// As a host that has seen the connection does.
     void send(int cmd, int count, const std::string& body = "x") {
         for (int i = 0; i < count; ++i)
-            ASSERT_TRUE(state.outbox.add({cmd, body, "", time->now()}));
+            ASSERT_TRUE(m_state.outbox.add({cmd, body, "", m_time->now()}));
     }
 
     static std::string nameOf(const SteppedServer& server) {
@@ -91,42 +91,42 @@ protected:
     /// When lines that hold `part` were logged.
     Times timesOf(const std::string& part) const {
         Times times;
-        for (const auto& [when, line] : lines)
+        for (const auto& [when, line] : m_lines)
             if (line.find(part) != std::string::npos) times.push_back(when);
         return times;
     }
 
-    std::shared_ptr<SimulatedTime> time = std::make_shared<SimulatedTime>();
-    Recorder recorder;
-    CenterState state{time};
-    SteppedServer first;
-    SteppedServer second;
-    Times offers;          ///< when `first` has seen a CONNECT
-    Times offersToSecond;  ///< and `second`
-    Settings settings;
-    std::vector<std::pair<std::int64_t, std::string>> lines;
-    std::function<void(const std::string&)> onLine;  ///< called first for each of them
+    std::shared_ptr<SimulatedTime> m_time = std::make_shared<SimulatedTime>();
+    Recorder m_recorder;
+    CenterState m_state{m_time};
+    SteppedServer m_first;
+    SteppedServer m_second;
+    Times m_offers;          ///< when `first` has seen a CONNECT
+    Times m_offersToSecond;  ///< and `second`
+    Settings m_settings;
+    std::vector<std::pair<std::int64_t, std::string>> m_lines;
+    std::function<void(const std::string&)> m_onLine;  ///< called first for each of them
 
 private:
     static void record(int, const char*, const char* line) {
-        if (current->onLine) current->onLine(line);
-        current->lines.emplace_back(current->elapsedMs(), line);
+        if (current->m_onLine) current->m_onLine(line);
+        current->m_lines.emplace_back(current->elapsedMs(), line);
     }
     static inline RoundTimesTest* current = nullptr;
 };
 
 TEST_F(RoundTimesTest, AServerThatNeverAnswersIsLeftAfterFiveSeconds) {
-    first.answersConnect = false;
-    use({first.port(), second.port()});
-    time->at(2500'300us, [] {});  // ends a wait in between, and not at a whole millisecond
+    m_first.answersConnect = false;
+    use({m_first.port(), m_second.port()});
+    m_time->at(2500'300us, [] {});  // ends a wait in between, and not at a whole millisecond
     runFor(60s);
     EXPECT_EQ(timesOf("no answer within 5 s"), Times{5000});
-    EXPECT_EQ(offersToSecond, Times{5000});
+    EXPECT_EQ(m_offersToSecond, Times{5000});
 }
 
 std::shared_future<void> answered;
 
-std::vector<std::string> resolveLate(const std::string&) {
+std::vector<std::string> ResolveLate(const std::string&) {
     std::shared_future<void>(answered).wait();
     return {};
 }
@@ -134,76 +134,76 @@ std::vector<std::string> resolveLate(const std::string&) {
 TEST_F(RoundTimesTest, ANameThatIsNotFoundIsLeftAfterFiveSeconds) {
     std::promise<void> answer;
     answered = answer.get_future().share();
-    qolive::SetNameResolver(resolveLate);
-    settings.addresses.push_back({"hang.test", 1883});
-    use({first.port()});
+    qolive::SetNameResolver(ResolveLate);
+    m_settings.addresses.push_back({"hang.test", 1883});
+    use({m_first.port()});
     runFor(60s);
     answer.set_value();
     EXPECT_EQ(timesOf("no answer to the name look-up of hang.test"), Times{5000});
-    EXPECT_EQ(offers, Times{5000});
+    EXPECT_EQ(m_offers, Times{5000});
 }
 
 TEST_F(RoundTimesTest, ATokenThatHasExpiredIsNotOfferedAndANewOneIsAtOnce) {
-    settings.token = "old-secret";
-    settings.tokenExpiry = SimulatedTime::kStart;
-    use({first.port()});
+    m_settings.token = "old-secret";
+    m_settings.tokenExpiry = SimulatedTime::kStart;
+    use({m_first.port()});
     MsgCenterState before{};
-    time->at(100s, [&] {
-        before = state.status.state();
-        state.token.renew("new-secret", SimulatedTime::kStart + 3600);
+    m_time->at(100s, [&] {
+        before = m_state.status.state();
+        m_state.token.renew("new-secret", SimulatedTime::kStart + 3600);
     });
     runFor(110s);
     EXPECT_EQ(before, MsgCenterState::TokenExpired);
-    EXPECT_EQ(offers, Times{100'000});
-    EXPECT_NE(first.lastConnect().find("new-secret"), std::string::npos);
+    EXPECT_EQ(m_offers, Times{100'000});
+    EXPECT_NE(m_first.lastConnect().find("new-secret"), std::string::npos);
     EXPECT_EQ(timesOf("the access token has expired"), Times{0});
 }
 
 TEST_F(RoundTimesTest, ATokenThatIsReplacedByAnExpiredOneIsStillNotOffered) {
-    settings.token = "old-secret";
-    settings.tokenExpiry = SimulatedTime::kStart;
-    use({first.port()});
-    time->at(10s, [&] { state.token.renew("new-secret", SimulatedTime::kStart + 5); });
+    m_settings.token = "old-secret";
+    m_settings.tokenExpiry = SimulatedTime::kStart;
+    use({m_first.port()});
+    m_time->at(10s, [&] { m_state.token.renew("new-secret", SimulatedTime::kStart + 5); });
     runFor(60s);
-    EXPECT_EQ(offers, Times{});
+    EXPECT_EQ(m_offers, Times{});
 }
 
 TEST_F(RoundTimesTest, WhomAServerHasRefusedComesBackAtOnceWithANewToken) {
-    settings.token = "old-secret";
-    settings.longestPauseMs = 24 * 3600 * 1000;
-    first.connectCode = 0x87;
-    use({first.port()});
-    time->at(300s, [&] {
-        offers.clear();
-        state.token.renew("new-secret", 0);
-        first.connectCode = 0;
+    m_settings.token = "old-secret";
+    m_settings.longestPauseMs = 24 * 3600 * 1000;
+    m_first.connectCode = 0x87;
+    use({m_first.port()});
+    m_time->at(300s, [&] {
+        m_offers.clear();
+        m_state.token.renew("new-secret", 0);
+        m_first.connectCode = 0;
     });
     runFor(301s);
-    EXPECT_EQ(offers, Times{300'000});
-    EXPECT_NE(first.lastConnect().find("new-secret"), std::string::npos);
+    EXPECT_EQ(m_offers, Times{300'000});
+    EXPECT_NE(m_first.lastConnect().find("new-secret"), std::string::npos);
 }
 
 TEST_F(RoundTimesTest, ANewTokenThatIsRefusedTooWaitsAsTheOldOneDid) {
-    settings.token = "old-secret";
-    settings.longestPauseMs = 24 * 3600 * 1000;
-    first.connectCode = 0x87;
-    use({first.port()});
-    time->at(300s, [&] {
-        offers.clear();
-        state.token.renew("new-secret", 0);
+    m_settings.token = "old-secret";
+    m_settings.longestPauseMs = 24 * 3600 * 1000;
+    m_first.connectCode = 0x87;
+    use({m_first.port()});
+    m_time->at(300s, [&] {
+        m_offers.clear();
+        m_state.token.renew("new-secret", 0);
     });
     runFor(330s);
-    EXPECT_EQ(offers, Times{300'000});
+    EXPECT_EQ(m_offers, Times{300'000});
 }
 
 TEST_F(RoundTimesTest, ANewTokenDoesNotHurryWhomNobodyRefused) {
     use({support::FreePort()});
-    settings.token = "old-secret";
-    settings.longestPauseMs = 24 * 3600 * 1000;
+    m_settings.token = "old-secret";
+    m_settings.longestPauseMs = 24 * 3600 * 1000;
     std::size_t attempts = 0;
-    time->at(300s, [&] {
+    m_time->at(300s, [&] {
         attempts = timesOf("cannot connect").size();
-        state.token.renew("new-secret", 0);
+        m_state.token.renew("new-secret", 0);
     });
     runFor(301s);
     EXPECT_GT(attempts, 0U);
@@ -212,41 +212,41 @@ TEST_F(RoundTimesTest, ANewTokenDoesNotHurryWhomNobodyRefused) {
 
 // The client library keeps the connection alive only when it is called.
 TEST_F(RoundTimesTest, AnIdleConnectionIsLookedAtOnceASecond) {
-    use({first.port()});
+    use({m_first.port()});
     runFor(60s);
-    EXPECT_EQ(time->longestWait().count(), 1'000'000);
+    EXPECT_EQ(m_time->longestWait().count(), 1'000'000);
 }
 
 TEST_F(RoundTimesTest, ASubscriptionWithoutAnAnswerEndsTheConnectionAfterTenSeconds) {
-    first.answersSubscribe = false;
-    state.senders.open(kRecord, Recorder::callback, &recorder);
-    state.senders.open(kCommand, Recorder::callback, &recorder);
-    time->at(5s, [this] { state.senders.close(kRecord); });
-    use({first.port(), second.port()});
+    m_first.answersSubscribe = false;
+    m_state.senders.open(kRecord, Recorder::callback, &m_recorder);
+    m_state.senders.open(kCommand, Recorder::callback, &m_recorder);
+    m_time->at(5s, [this] { m_state.senders.close(kRecord); });
+    use({m_first.port(), m_second.port()});
     runFor(60s);
     const Times ends = timesOf("lost: no answer to a subscription within 10 s");
     ASSERT_EQ(ends.size(), 1U);
     EXPECT_GT(ends[0], 10'000);
     EXPECT_LE(ends[0], 11'000);  // it is looked at once a second
-    EXPECT_EQ(second.connectionsSeen(), 1) << "and not that connection";
+    EXPECT_EQ(m_second.connectionsSeen(), 1) << "and not that connection";
 }
 
 // What comes after a connection that was lost.
 
 TEST_F(RoundTimesTest, AConnectionThatHeldThirtySecondsBeginsWithTheFirstAddressAgain) {
-    use({first.port(), second.port()});
-    time->at(30'000ms, [this] { first.close(); });
+    use({m_first.port(), m_second.port()});
+    m_time->at(30'000ms, [this] { m_first.close(); });
     runFor(60s);
-    EXPECT_EQ(offersToSecond, Times{});
-    EXPECT_EQ(offers, (Times{0, 30'000 + Backoff(settings.longestPauseMs, kSeed).pauseAfterServingMs()}));
+    EXPECT_EQ(m_offersToSecond, Times{});
+    EXPECT_EQ(m_offers, (Times{0, 30'000 + Backoff(m_settings.longestPauseMs, kSeed).pauseAfterServingMs()}));
 }
 
 TEST_F(RoundTimesTest, OneThatHeldForLessIsFollowedByTheNextAddressAtOnce) {
-    use({first.port(), second.port()});
-    time->at(29'999ms, [this] { first.close(); });
+    use({m_first.port(), m_second.port()});
+    m_time->at(29'999ms, [this] { m_first.close(); });
     runFor(60s);
-    EXPECT_EQ(offersToSecond, Times{29'999});
-    EXPECT_EQ(offers, Times{0});
+    EXPECT_EQ(m_offersToSecond, Times{29'999});
+    EXPECT_EQ(m_offers, Times{0});
 }
 
 /// The pauses of a server that refuses `kRefused` times, then loses one connection and refuses again.
@@ -255,21 +255,21 @@ protected:
     static constexpr int kRefused = 5;
 
     void loseAfter(milliseconds held) {
-        first.onConnect = [this, held] {
-            offers.push_back(elapsedMs());
-            if (offers.size() == kRefused + 1)
-                time->at(time->elapsed() + held, [this] { first.close(); });
+        m_first.onConnect = [this, held] {
+            m_offers.push_back(elapsedMs());
+            if (m_offers.size() == kRefused + 1)
+                m_time->at(m_time->elapsed() + held, [this] { m_first.close(); });
             else
-                first.close();
-            state.stopping = offers.size() == kRefused + 4U;
+                m_first.close();
+            m_state.stopping = m_offers.size() == kRefused + 4U;
         };
-        use({first.port()});
+        use({m_first.port()});
         runFor(5min);
     }
 
     /// What the offers are when `afterLoss` gives the pause after the loss.
     Times expected(milliseconds held, const std::function<std::int64_t(Backoff&)>& afterLoss) const {
-        Backoff backoff(settings.longestPauseMs, kSeed);
+        Backoff backoff(m_settings.longestPauseMs, kSeed);
         Times times{0};
         for (int i = 0; i < kRefused; ++i)
             times.push_back(times.back() + backoff.nextPauseMs());
@@ -282,29 +282,29 @@ protected:
 
 TEST_F(RoundPausesTest, GrowOnAfterAConnectionThatServedForLessThanASecond) {
     loseAfter(999ms);
-    EXPECT_EQ(offers, expected(999ms, [](Backoff& backoff) { return backoff.nextPauseMs(); }));
+    EXPECT_EQ(m_offers, expected(999ms, [](Backoff& backoff) { return backoff.nextPauseMs(); }));
 }
 
 TEST_F(RoundPausesTest, GrowShorterAfterAConnectionThatServedForASecond) {
     loseAfter(1000ms);
-    EXPECT_EQ(offers, expected(1000ms, [](Backoff& backoff) { return backoff.pauseAfterServingMs(); }));
+    EXPECT_EQ(m_offers, expected(1000ms, [](Backoff& backoff) { return backoff.pauseAfterServingMs(); }));
 }
 
 TEST_F(RoundPausesTest, GrowOnAfterAConnectionWhoseSubscriptionHadNoAnswer) {
-    first.answersSubscribe = false;
-    state.senders.open(kRecord, Recorder::callback, &recorder);
+    m_first.answersSubscribe = false;
+    m_state.senders.open(kRecord, Recorder::callback, &m_recorder);
     loseAfter(5000ms);
-    EXPECT_EQ(offers, expected(5000ms, [](Backoff& backoff) { return backoff.nextPauseMs(); }));
+    EXPECT_EQ(m_offers, expected(5000ms, [](Backoff& backoff) { return backoff.nextPauseMs(); }));
 }
 
 TEST_F(RoundPausesTest, AreNotForgottenBeforeThirtySeconds) {
     loseAfter(29'999ms);
-    EXPECT_EQ(offers, expected(29'999ms, [](Backoff& backoff) { return backoff.pauseAfterServingMs(); }));
+    EXPECT_EQ(m_offers, expected(29'999ms, [](Backoff& backoff) { return backoff.pauseAfterServingMs(); }));
 }
 
 TEST_F(RoundPausesTest, BeginAgainAfterAConnectionThatHeldThirtySeconds) {
     loseAfter(30'000ms);
-    EXPECT_EQ(offers, expected(30'000ms, [](Backoff& backoff) {
+    EXPECT_EQ(m_offers, expected(30'000ms, [](Backoff& backoff) {
                   backoff.reset();
                   return backoff.pauseAfterServingMs();
               }));
@@ -314,24 +314,24 @@ TEST_F(RoundPausesTest, BeginAgainAfterAConnectionThatHeldThirtySeconds) {
 class RoundTokenTest : public RoundTimesTest {
 protected:
     void runWithExpiryAfter(std::int64_t seconds) {
-        settings.token = "secret";
-        settings.tokenExpiry = SimulatedTime::kStart + seconds;
-        first.answersConnect = false;
-        use({first.port(), second.port()});
+        m_settings.token = "secret";
+        m_settings.tokenExpiry = SimulatedTime::kStart + seconds;
+        m_first.answersConnect = false;
+        use({m_first.port(), m_second.port()});
         runFor(1min);
     }
 };
 
 TEST_F(RoundTokenTest, IsNotOfferedToTheNextServerOnceItHasExpired) {
     runWithExpiryAfter(5);
-    EXPECT_EQ(offers, Times{0});
-    EXPECT_EQ(offersToSecond, Times{});
+    EXPECT_EQ(m_offers, Times{0});
+    EXPECT_EQ(m_offersToSecond, Times{});
     EXPECT_EQ(timesOf("the access token has expired"), Times{5000});
 }
 
 TEST_F(RoundTokenTest, IsOfferedToTheNextServerASecondBefore) {
     runWithExpiryAfter(6);
-    EXPECT_EQ(offersToSecond, Times{5000});
+    EXPECT_EQ(m_offersToSecond, Times{5000});
 }
 
 // What is told of what a server answers.
@@ -343,33 +343,34 @@ protected:
 
     /// Sends a record after a second, and runs for another.
     QoPlayer::MsgCenterCounters sendOne() {
-        time->at(1s, [this] { send(kRecord, 1); });
-        use({first.port()});
+        m_time->at(1s, [this] { send(kRecord, 1); });
+        use({m_first.port()});
         runFor(2s);
-        return state.outbox.counters(time->now());
+        return m_state.outbox.counters(m_time->now());
     }
 };
 
 TEST_F(AnswersTest, TheReasonOfARefusedConnectionIsShown) {
-    first.connectCode = 0x87;
-    first.properties = '\x1f' + support::MqttString("ask for a seat");
-    use({first.port()});
+    m_first.connectCode = 0x87;
+    m_first.properties = '\x1f' + support::MqttString("ask for a seat");
+    use({m_first.port()});
     runFor(1ms);
-    EXPECT_EQ(timesOf(nameOf(first) + ": refused by the server: Not authorized (ask for a seat)"), Times{0});
+    EXPECT_EQ(timesOf(nameOf(m_first) + ": refused by the server: Not authorized (ask for a seat)"),
+              Times{0});
 }
 
 TEST_F(AnswersTest, ARefusalWithoutAReasonHasNoBrackets) {
-    first.connectCode = 0x87;
-    first.properties = '\x1f' + support::MqttString("");
-    use({first.port()});
+    m_first.connectCode = 0x87;
+    m_first.properties = '\x1f' + support::MqttString("");
+    use({m_first.port()});
     runFor(1ms);
-    ASSERT_EQ(lines.size(), 1U);
-    EXPECT_EQ(lines[0].second,
-              "warning: cannot connect to " + nameOf(first) + ": refused by the server: Not authorized");
+    ASSERT_EQ(m_lines.size(), 1U);
+    EXPECT_EQ(m_lines[0].second,
+              "warning: cannot connect to " + nameOf(m_first) + ": refused by the server: Not authorized");
 }
 
 TEST_F(AnswersTest, AMessageThatIsAcknowledgedWithAnErrorIsRefused) {
-    first.publishCode = kFirstError;
+    m_first.publishCode = kFirstError;
     const QoPlayer::MsgCenterCounters counters = sendOne();
     EXPECT_EQ(counters.refused, 1U);
     EXPECT_EQ(counters.acknowledged, 0U);
@@ -378,7 +379,7 @@ TEST_F(AnswersTest, AMessageThatIsAcknowledgedWithAnErrorIsRefused) {
 }
 
 TEST_F(AnswersTest, AMessageThatNobodyListensToIsTaken) {
-    first.publishCode = kNobodyListens;
+    m_first.publishCode = kNobodyListens;
     const QoPlayer::MsgCenterCounters counters = sendOne();
     EXPECT_EQ(counters.refused, 0U);
     EXPECT_EQ(counters.acknowledged, 1U);
@@ -386,20 +387,20 @@ TEST_F(AnswersTest, AMessageThatNobodyListensToIsTaken) {
 }
 
 TEST_F(AnswersTest, ASubscriptionThatIsAnsweredWithAnErrorIsRefused) {
-    first.subscribeCode = kFirstError;
-    state.senders.open(kRecord, Recorder::callback, &recorder);
-    use({first.port()});
+    m_first.subscribeCode = kFirstError;
+    m_state.senders.open(kRecord, Recorder::callback, &m_recorder);
+    use({m_first.port()});
     runFor(1s);
-    EXPECT_EQ(recorder.count(0, 1), 0U);
-    EXPECT_EQ(recorder.last(0, 0), "the server refused the subscription of command 5: Unspecified error");
+    EXPECT_EQ(m_recorder.count(0, 1), 0U);
+    EXPECT_EQ(m_recorder.last(0, 0), "the server refused the subscription of command 5: Unspecified error");
 }
 
 TEST_F(AnswersTest, APlainConnectionThatIsResetIsNoFaultOfTls) {
-    first.resets = true;
-    use({first.port()});
+    m_first.resets = true;
+    use({m_first.port()});
     runFor(1ms);
     const std::string reset = std::make_error_code(std::errc::connection_reset).message();
-    EXPECT_EQ(timesOf("cannot connect to " + nameOf(first) + ": " + reset), Times{0});
+    EXPECT_EQ(timesOf("cannot connect to " + nameOf(m_first) + ": " + reset), Times{0});
 }
 
 // What the status says meanwhile.
@@ -407,30 +408,30 @@ TEST_F(AnswersTest, APlainConnectionThatIsResetIsNoFaultOfTls) {
 class StatusTimesTest : public RoundTimesTest {
 protected:
     void runAndLookAt(milliseconds when) {
-        time->at(when, [this] { seen = state.status.get(); });
+        m_time->at(when, [this] { m_seen = m_state.status.get(); });
         runFor(when + 1s);
     }
 
-    MsgCenterStatus seen;
+    MsgCenterStatus m_seen;
 };
 
 TEST_F(StatusTimesTest, UntilASubscriptionIsAnsweredItIsConnectingAndNamesTheServer) {
-    first.answersSubscribe = false;
-    state.senders.open(kRecord, Recorder::callback, &recorder);
-    use({first.port()});
+    m_first.answersSubscribe = false;
+    m_state.senders.open(kRecord, Recorder::callback, &m_recorder);
+    use({m_first.port()});
     runAndLookAt(1s);
-    EXPECT_EQ(seen.state, MsgCenterState::Connecting);
-    EXPECT_EQ(seen.reason, "connected to " + nameOf(first));
+    EXPECT_EQ(m_seen.state, MsgCenterState::Connecting);
+    EXPECT_EQ(m_seen.reason, "connected to " + nameOf(m_first));
 }
 
 TEST_F(StatusTimesTest, AfterALossItTellsOfItUntilTheNextServerAnswers) {
-    second.answersConnect = false;
-    use({first.port(), second.port()});
-    time->at(5s, [this] { first.close(); });
+    m_second.answersConnect = false;
+    use({m_first.port(), m_second.port()});
+    m_time->at(5s, [this] { m_first.close(); });
     runAndLookAt(6s);
-    EXPECT_EQ(offersToSecond, Times{5000});
-    EXPECT_EQ(seen.state, MsgCenterState::Connecting);
-    EXPECT_EQ(seen.reason.find("connection to " + nameOf(first) + " lost: "), 0U) << seen.reason;
+    EXPECT_EQ(m_offersToSecond, Times{5000});
+    EXPECT_EQ(m_seen.state, MsgCenterState::Connecting);
+    EXPECT_EQ(m_seen.reason.find("connection to " + nameOf(m_first) + " lost: "), 0U) << m_seen.reason;
 }
 
 TEST_F(StatusTimesTest, AStopIsNotFollowedByAWaitForTheNextRound) {
@@ -438,8 +439,8 @@ TEST_F(StatusTimesTest, AStopIsNotFollowedByAWaitForTheNextRound) {
     const auto note = [](void* noted, MsgCenterState next, const char*) {
         static_cast<std::vector<MsgCenterState>*>(noted)->push_back(next);
     };
-    state.status.setListener(note, &states);
-    use({first.port()});
+    m_state.status.setListener(note, &states);
+    use({m_first.port()});
     runFor(5s);
     EXPECT_EQ(states, (std::vector<MsgCenterState>{MsgCenterState::Connecting, MsgCenterState::Connected,
                                                    MsgCenterState::Stopped}));
@@ -451,30 +452,30 @@ class ShortageTest : public RoundTimesTest {
 protected:
     /// There is no memory for the line about the loss, nor for so many of those that follow it.
     void loseWithShortageFor(int linesMore) {
-        onLine = [this, linesMore](const std::string& line) {
+        m_onLine = [this, linesMore](const std::string& line) {
             const bool isEnd = line.find(" lost: ") != std::string::npos || line == "warning: out of memory";
-            if (isEnd && attempts++ <= linesMore) throw std::bad_alloc();
+            if (isEnd && m_attempts++ <= linesMore) throw std::bad_alloc();
         };
-        state.senders.open(kRecord, Recorder::callback, &recorder);
-        use({first.port()});
-        time->at(5s, [this] { first.close(); });
+        m_state.senders.open(kRecord, Recorder::callback, &m_recorder);
+        use({m_first.port()});
+        m_time->at(5s, [this] { m_first.close(); });
         runFor(6s);
     }
 
-    int attempts = 0;
+    int m_attempts = 0;
 };
 
 TEST_F(ShortageTest, ASenderIsToldAtTheLastOf15Attempts) {
     loseWithShortageFor(14);
-    ASSERT_GE(recorder.events().size(), 2U);
-    EXPECT_EQ(recorder.events()[0].code, 1);
-    EXPECT_EQ(recorder.events()[1].code, 0);
-    EXPECT_EQ(recorder.events()[1].data, "out of memory");
+    ASSERT_GE(m_recorder.events().size(), 2U);
+    EXPECT_EQ(m_recorder.events()[0].code, 1);
+    EXPECT_EQ(m_recorder.events()[1].code, 0);
+    EXPECT_EQ(m_recorder.events()[1].data, "out of memory");
 }
 
 TEST_F(ShortageTest, ThatNeverEndsHoldsUpNoStop) {
     loseWithShortageFor(1000);
-    EXPECT_EQ(attempts, 1 + 15);
+    EXPECT_EQ(m_attempts, 1 + 15);
 }
 
 // What a stop takes.
@@ -482,7 +483,7 @@ TEST_F(ShortageTest, ThatNeverEndsHoldsUpNoStop) {
 class StopTimesTest : public RoundTimesTest {
 protected:
     void stopAfterTenSeconds() {
-        use({first.port()});
+        use({m_first.port()});
         runFor(10s);
     }
 };
@@ -493,43 +494,43 @@ TEST_F(StopTimesTest, TakesNoTimeWithNothingToSay) {
 }
 
 TEST_F(StopTimesTest, TakesNoTimeWhenTheLastMessagesAreAcknowledged) {
-    time->at(10s, [this] { send(kRecord, 100); });
+    m_time->at(10s, [this] { send(kRecord, 100); });
     stopAfterTenSeconds();
     EXPECT_EQ(elapsedMs(), 10'000);
     const auto allHaveCome = [this] {
-        first.step();
-        return first.published() == 100 + 2;  // and the presence, twice
+        m_first.step();
+        return m_first.published() == 100 + 2;  // and the presence, twice
     };
     EXPECT_TRUE(support::Eventually(allHaveCome));
     EXPECT_EQ(timesOf("unacknowledged"), Times{});
 }
 
 TEST_F(StopTimesTest, WaitsFor400MillisecondsForTheLastMessages) {
-    first.acknowledges = false;
-    time->at(10s, [this] { send(kCommand, 1); });
+    m_first.acknowledges = false;
+    m_time->at(10s, [this] { send(kCommand, 1); });
     stopAfterTenSeconds();
     EXPECT_EQ(elapsedMs(), 10'400);
     EXPECT_EQ(timesOf("stopped with 1 messages unacknowledged"), Times{10'400});
 }
 
 TEST_F(StopTimesTest, TakesNoTimeOnceTheServerKnowsOfAClosedSender) {
-    state.senders.open(kRecord, Recorder::callback, &recorder);
-    time->at(5s, [this] { state.senders.close(kRecord); });
+    m_state.senders.open(kRecord, Recorder::callback, &m_recorder);
+    m_time->at(5s, [this] { m_state.senders.close(kRecord); });
     stopAfterTenSeconds();
     EXPECT_EQ(elapsedMs(), 10'000);
 }
 
 TEST_F(StopTimesTest, WaitsFor400MillisecondsUntilTheServerKnowsOfAClosedSender) {
-    first.answersUnsubscribe = false;
-    state.senders.open(kRecord, Recorder::callback, &recorder);
-    time->at(5s, [this] { state.senders.close(kRecord); });
+    m_first.answersUnsubscribe = false;
+    m_state.senders.open(kRecord, Recorder::callback, &m_recorder);
+    m_time->at(5s, [this] { m_state.senders.close(kRecord); });
     stopAfterTenSeconds();
     EXPECT_EQ(elapsedMs(), 10'400);
 }
 
 TEST_F(StopTimesTest, WaitsForAnother200MillisecondsForTheGoodbye) {
-    time->at(5s, [this] {
-        first.reads = false;
+    m_time->at(5s, [this] {
+        m_first.reads = false;
         send(kRecord, 1, std::string(64'000'000, 'x'));
     });
     stopAfterTenSeconds();
@@ -547,34 +548,34 @@ protected:
     /// How many are in flight when many records wait, and then when many commands do.
     std::pair<int, int> inFlight() {
         std::pair<int, int> seen;
-        time->at(1s, [this] {
-            first.acknowledges = false;
+        m_time->at(1s, [this] {
+            m_first.acknowledges = false;
             send(kRecord, 100);
         });
-        time->at(2s, [&] {
-            seen.first = first.unacknowledged();
+        m_time->at(2s, [&] {
+            seen.first = m_first.unacknowledged();
             send(kCommand, 100);
         });
-        time->at(3s, [&] { seen.second = first.unacknowledged(); });
-        use({first.port()});
+        m_time->at(3s, [&] { seen.second = m_first.unacknowledged(); });
+        use({m_first.port()});
         runFor(4s);
         return seen;
     }
 };
 
 TEST_F(RoomInFlightTest, IsWhatTheServerTakesAndRecordsLeaveTwo) {
-    first.properties = receiveMaximum(5);
+    m_first.properties = receiveMaximum(5);
     EXPECT_EQ(inFlight(), std::make_pair(3, 5));
 }
 
 TEST_F(RoomInFlightTest, CountsThePresence) {
-    first.properties = receiveMaximum(5);
-    first.acknowledges = false;
+    m_first.properties = receiveMaximum(5);
+    m_first.acknowledges = false;
     EXPECT_EQ(inFlight(), std::make_pair(3, 5));
 }
 
 TEST_F(RoomInFlightTest, OfOneMessageIsEnough) {
-    first.properties = receiveMaximum(1);
+    m_first.properties = receiveMaximum(1);
     EXPECT_EQ(inFlight(), std::make_pair(1, 1));
 }
 
@@ -585,18 +586,18 @@ TEST_F(RoomInFlightTest, IsBoundedWhereTheServerSetsNoBound) {
 TEST_F(RoomInFlightTest, InBytesIsLearntAnewOnEachConnection) {
     const std::string kibibyte(1024, 'x');
     std::pair<int, int> inFlight;
-    time->at(1s, [&] { send(kRecord, 500, kibibyte); });
-    time->at(2s, [&] {
-        first.acknowledges = false;
-        second.acknowledges = false;
+    m_time->at(1s, [&] { send(kRecord, 500, kibibyte); });
+    m_time->at(2s, [&] {
+        m_first.acknowledges = false;
+        m_second.acknowledges = false;
         send(kRecord, 100, kibibyte);
     });
-    time->at(3s, [&] {
-        inFlight.first = first.unacknowledged();
-        first.close();
+    m_time->at(3s, [&] {
+        inFlight.first = m_first.unacknowledged();
+        m_first.close();
     });
-    time->at(4s, [&] { inFlight.second = second.unacknowledged(); });
-    use({first.port(), second.port()});
+    m_time->at(4s, [&] { inFlight.second = m_second.unacknowledged(); });
+    use({m_first.port(), m_second.port()});
     runFor(5s);
     EXPECT_GT(inFlight.first, 16);
     EXPECT_EQ(inFlight.second, 8 + 1);  // of 8 KiB, and the presence

@@ -22,7 +22,7 @@ using support::ScriptedServer;
 namespace {
 
 template <std::size_t size>
-std::string bytes(const char (&literal)[size]) {
+std::string Bytes(const char (&literal)[size]) {
     return std::string(literal, size - 1);
 }
 
@@ -72,7 +72,7 @@ protected:
     Config configFor(const std::vector<std::pair<std::string, int>>& addresses) {
         Config config(addresses);
         config->intValue2 = 1;
-        config->textValue2 = certificates.caFile();
+        config->textValue2 = m_certificates.caFile();
         return config;
     }
 
@@ -94,9 +94,10 @@ protected:
         QoPlayer::MsgCenter own;
         Recorder heard;
         own.createSender(2, Recorder::callback, &heard);
-        ASSERT_TRUE(own.start(configFor({{"127.0.0.1", faulty.port()}, {"127.0.0.1", honest.port()}})));
+        ASSERT_TRUE(own.start(configFor({{"127.0.0.1", faulty.port()}, {"127.0.0.1", m_honest.port()}})));
         ASSERT_TRUE(heard.waitConnected()) << CenterLog::all();
-        EXPECT_EQ(heard.last(0, 1), "connected to 127.0.0.1:" + std::to_string(honest.port()) + " over TLS");
+        EXPECT_EQ(heard.last(0, 1),
+                  "connected to 127.0.0.1:" + std::to_string(m_honest.port()) + " over TLS");
         expectReason(faulty.port(), reasons);
         StopWithinASecond(own);
     }
@@ -114,16 +115,16 @@ protected:
         stopsWhile(fault);
     }
 
-    Certificates certificates;
-    const Certificates::Server server = certificates.make("IP:127.0.0.1");
-    Broker honest{speaking(server)};
+    Certificates m_certificates;
+    const Certificates::Server m_server = m_certificates.make("IP:127.0.0.1");
+    Broker m_honest{speaking(m_server)};
 
 private:
     void (*m_before)(int) = SIG_DFL;
 };
 
 /// Answers the first message of the client with `bytes`, and listens on.
-ScriptedServer::Script answering(const std::string& bytes) {
+ScriptedServer::Script Answering(const std::string& bytes) {
     return [bytes](ScriptedConnection& connection) {
         std::uint8_t type = 0;
         std::string body;
@@ -134,20 +135,20 @@ ScriptedServer::Script answering(const std::string& bytes) {
 TEST_F(TlsFaultsTest, WhatIsNoServerHelloEndsTheConnection) {
     const std::vector<std::string> answers = {
         "HTTP/1.1 400 Bad Request\r\n\r\n",
-        bytes("\x20\x03\x00\x00\x00\x00\x00\x00"),  // MQTT's answer to a connection
+        Bytes("\x20\x03\x00\x00\x00\x00\x00\x00"),  // MQTT's answer to a connection
         std::string(64, '\0'),
-        bytes("\x16\x03\x03\x00\x04\x02\x00\x00\x00"),                  // an empty ServerHello
-        bytes("\x16\x03\x03\x00\x08\x02\x00\x00\x04\xff\xff\xff\xff"),  // one of no version
-        bytes("\x17\x03\x03\x00\x02hi"),                                // data before there are keys
-        bytes("\x15\x03\x03\x00\x02\x02\x28"),                          // an alert: handshake failure
-        bytes("\x16\x03\x03\xff\xff") + std::string(65535, 'x'),        // a record longer than records are
+        Bytes("\x16\x03\x03\x00\x04\x02\x00\x00\x00"),                  // an empty ServerHello
+        Bytes("\x16\x03\x03\x00\x08\x02\x00\x00\x04\xff\xff\xff\xff"),  // one of no version
+        Bytes("\x17\x03\x03\x00\x02hi"),                                // data before there are keys
+        Bytes("\x15\x03\x03\x00\x02\x02\x28"),                          // an alert: handshake failure
+        Bytes("\x16\x03\x03\xff\xff") + std::string(65535, 'x'),        // a record longer than records are
     };
     for (const std::string& answer : answers)
-        isOnlyAFault(answering(answer), {"the TLS handshake failed: "});
+        isOnlyAFault(Answering(answer), {"the TLS handshake failed: "});
 }
 
 TEST_F(TlsFaultsTest, TheLongestRecordThatNeverCompletesIsLeftAfterFiveSeconds) {
-    isOnlyAFault(answering(bytes("\x16\x03\x03\x40\x00\x02\x00\x3f\xfc") + std::string(16000, 'x')),
+    isOnlyAFault(Answering(Bytes("\x16\x03\x03\x40\x00\x02\x00\x3f\xfc") + std::string(16000, 'x')),
                  {"no answer within 5 s"});
 }
 
@@ -157,7 +158,7 @@ TEST_F(TlsFaultsTest, AResetInTheMiddleOfTheHandshakeEndsTheConnection) {
             std::uint8_t type = 0;
             std::string body;
             if (!connection.read(type, body)) return;
-            connection.send(bytes("\x16\x03\x03\x00\x7a\x02\x00\x00\x76\x03\x03"));
+            connection.send(Bytes("\x16\x03\x03\x00\x7a\x02\x00\x00\x76\x03\x03"));
             connection.resetOnClose();
         },
         {"closed by the server during the TLS handshake", "reset during the TLS handshake",
@@ -168,7 +169,7 @@ TEST_F(TlsFaultsTest, AServerThatSaysGoodbyeRightAfterTheHandshakeIsLeft) {
     for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
         isOnlyAFault(
             [&](ScriptedConnection& connection) {
-                TlsServerSide tls(server, version, version);
+                TlsServerSide tls(m_server, version, version);
                 if (!tls.accept(connection)) return;
                 tls.readSomething();
                 tls.sayGoodbye();
@@ -181,7 +182,7 @@ TEST_F(TlsFaultsTest, VersionsOfBefore12AreRefused) {
     for (const int version : {TLS1_VERSION, TLS1_1_VERSION}) {
         isOnlyAFault(
             [&](ScriptedConnection& connection) {
-                TlsServerSide tls(server, TLS1_VERSION, version);
+                TlsServerSide tls(m_server, TLS1_VERSION, version);
                 tls.accept(connection);
                 connection.drain();
             },

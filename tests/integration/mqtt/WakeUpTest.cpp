@@ -94,61 +94,61 @@ class WakeUpTest : public testing::Test {
 protected:
     void SetUp() override { CenterLog::install(); }
     void TearDown() override {
-        waiter->patient = false;
-        center.stop();
+        m_waiter->patient = false;
+        m_center.stop();
     }
 
     void connect() {
-        sender = center.createSender(5, Recorder::callback, &recorder);
-        ASSERT_TRUE(center.start(Config(server.port())));
-        ASSERT_TRUE(recorder.waitConnected()) << CenterLog::all();
-        waiter->awaitIdleness();
+        m_sender = m_center.createSender(5, Recorder::callback, &m_recorder);
+        ASSERT_TRUE(m_center.start(Config(m_server.port())));
+        ASSERT_TRUE(m_recorder.waitConnected()) << CenterLog::all();
+        m_waiter->awaitIdleness();
     }
 
-    NotingServer server;
-    Recorder recorder;
-    Recorder other;
-    std::shared_ptr<PatientWaiter> waiter = std::make_shared<PatientWaiter>();
-    MsgCenter center{std::make_unique<MsgCenter::Impl>(waiter)};
-    QoPlayer::MsgSender* sender = nullptr;
+    NotingServer m_server;
+    Recorder m_recorder;
+    Recorder m_other;
+    std::shared_ptr<PatientWaiter> m_waiter = std::make_shared<PatientWaiter>();
+    MsgCenter m_center{std::make_unique<MsgCenter::Impl>(m_waiter)};
+    QoPlayer::MsgSender* m_sender = nullptr;
 };
 
 TEST_F(WakeUpTest, AMessageLeavesAtOnce) {
     connect();
-    ASSERT_TRUE(Send(sender, "x"));
-    EXPECT_TRUE(server.waitFor(kPublish, 2)) << "one is the presence";
+    ASSERT_TRUE(Send(m_sender, "x"));
+    EXPECT_TRUE(m_server.waitFor(kPublish, 2)) << "one is the presence";
 }
 
 TEST_F(WakeUpTest, ANewSenderIsSubscribedAtOnce) {
     connect();
-    ASSERT_NE(center.createSender(6, Recorder::callback, &other), nullptr);
-    EXPECT_TRUE(other.waitConnected());
+    ASSERT_NE(m_center.createSender(6, Recorder::callback, &m_other), nullptr);
+    EXPECT_TRUE(m_other.waitConnected());
 }
 
 TEST_F(WakeUpTest, AClosedSenderIsUnsubscribedAtOnce) {
     connect();
-    center.closeSender(5);
-    EXPECT_TRUE(server.waitFor(kUnsubscribe));
+    m_center.closeSender(5);
+    EXPECT_TRUE(m_server.waitFor(kUnsubscribe));
 }
 
 TEST_F(WakeUpTest, AStopIsNoticedAtOnce) {
     connect();
-    EXPECT_LT(support::TimeOf([&] { center.stop(); }).count(), 1000);
+    EXPECT_LT(support::TimeOf([&] { m_center.stop(); }).count(), 1000);
 }
 
 TEST_F(WakeUpTest, ASenderThatComesAfterTheTokenExpiredIsToldAtOnce) {
-    Config config(server.port());
+    Config config(m_server.port());
     config->accessToken = "secret";
     config->expireTime = std::time(nullptr) - 1;
-    ASSERT_TRUE(center.start(config));
-    waiter->awaitIdleness();
-    center.createSender(5, Recorder::callback, &recorder);
-    EXPECT_TRUE(recorder.waitDisconnected());
+    ASSERT_TRUE(m_center.start(config));
+    m_waiter->awaitIdleness();
+    m_center.createSender(5, Recorder::callback, &m_recorder);
+    EXPECT_TRUE(m_recorder.waitDisconnected());
 }
 
 std::shared_future<void> known;
 
-std::vector<std::string> resolveOnceKnown(const std::string&) {
+std::vector<std::string> ResolveOnceKnown(const std::string&) {
     std::shared_future<void>(known).wait();
     return {"127.0.0.1"};
 }
@@ -156,12 +156,12 @@ std::vector<std::string> resolveOnceKnown(const std::string&) {
 TEST_F(WakeUpTest, AnAnswerToANameLookUpIsUsedAtOnce) {
     std::promise<void> answer;
     known = answer.get_future().share();
-    qolive::SetNameResolver(resolveOnceKnown);
-    center.createSender(5, Recorder::callback, &recorder);
-    ASSERT_TRUE(center.start(Config({{"broker.test", server.port()}})));
-    waiter->awaitIdleness();
+    qolive::SetNameResolver(ResolveOnceKnown);
+    m_center.createSender(5, Recorder::callback, &m_recorder);
+    ASSERT_TRUE(m_center.start(Config({{"broker.test", m_server.port()}})));
+    m_waiter->awaitIdleness();
     answer.set_value();
-    EXPECT_TRUE(recorder.waitConnected()) << CenterLog::all();
+    EXPECT_TRUE(m_recorder.waitConnected()) << CenterLog::all();
     qolive::SetNameResolver(nullptr);
 }
 

@@ -62,7 +62,7 @@ private:
 class WatchTest : public CenterTest {
 protected:
     MsgCenterCounters counters() {
-        const MsgCenterCounters told = watch.counters();
+        const MsgCenterCounters told = m_watch.counters();
         EXPECT_EQ(told.accepted, told.acknowledged + told.refused + told.droppedUnusable + told.droppedLate +
                                      told.droppedAtReconnect + told.droppedAtStop + told.waiting);
         return told;
@@ -70,57 +70,58 @@ protected:
 
     bool comesTo(MsgCenterState state, const std::string& reason) {
         return Eventually([&] {
-            const MsgCenterStatus status = watch.status();
+            const MsgCenterStatus status = m_watch.status();
             return status.state == state && status.reason.find(reason) != std::string::npos;
         });
     }
 
     std::string now() {
-        const MsgCenterStatus status = watch.status();
+        const MsgCenterStatus status = m_watch.status();
         return std::to_string(static_cast<int>(status.state)) + " " + status.reason + "\n" + CenterLog::all();
     }
 
     QoPlayer::MsgSender* connect(const QoPlayer::MsgCenterConfig& config, int cmd = 5) {
-        QoPlayer::MsgSender* const sender = center.createSender(cmd, support::Recorder::callback, &recorder);
-        EXPECT_TRUE(center.start(config));
-        EXPECT_TRUE(recorder.waitConnected()) << CenterLog::all();
+        QoPlayer::MsgSender* const sender =
+            m_center.createSender(cmd, support::Recorder::callback, &m_recorder);
+        EXPECT_TRUE(m_center.start(config));
+        EXPECT_TRUE(m_recorder.waitConnected()) << CenterLog::all();
         return sender;
     }
 
-    MsgCenterWatch watch{center};
+    MsgCenterWatch m_watch{m_center};
 };
 
-std::string server(int port) {
+std::string Server(int port) {
     return "127.0.0.1:" + std::to_string(port) + " over plain TCP";
 }
 
 TEST_F(WatchTest, TheStatusFollowsTheConnectionAndTheListenerHearsEachState) {
     const std::int64_t before = support::WallMs();
-    Changes changes(center);
-    EXPECT_EQ(watch.status().state, MsgCenterState::Stopped);
+    Changes changes(m_center);
+    EXPECT_EQ(m_watch.status().state, MsgCenterState::Stopped);
     Broker broker;
     broker.kill();
-    center.createSender(5, support::Recorder::callback, &recorder);
-    ASSERT_TRUE(center.start(Config(broker.port())));
-    const std::string refused = "cannot connect to " + server(broker.port()) + ": Connection refused";
+    m_center.createSender(5, support::Recorder::callback, &m_recorder);
+    ASSERT_TRUE(m_center.start(Config(broker.port())));
+    const std::string refused = "cannot connect to " + Server(broker.port()) + ": Connection refused";
     ASSERT_TRUE(comesTo(MsgCenterState::Waiting, refused)) << now();
     broker.restart();
-    ASSERT_TRUE(comesTo(MsgCenterState::Connected, "connected to " + server(broker.port()))) << now();
-    const std::int64_t since = watch.status().sinceMs;
+    ASSERT_TRUE(comesTo(MsgCenterState::Connected, "connected to " + Server(broker.port()))) << now();
+    const std::int64_t since = m_watch.status().sinceMs;
     EXPECT_GE(since, before);
     EXPECT_LE(since, support::WallMs());
     broker.kill();
-    const std::string lost = "connection to " + server(broker.port()) + " lost: ";
+    const std::string lost = "connection to " + Server(broker.port()) + " lost: ";
     ASSERT_TRUE(Eventually([&] {
         for (const MsgCenterStatus& change : changes.all())
             if (change.reason.find(lost) != std::string::npos) return true;
         return false;
     })) << now();
     ASSERT_TRUE(comesTo(MsgCenterState::Waiting, refused)) << now();
-    center.stop();
-    EXPECT_EQ(watch.status().state, MsgCenterState::Stopped);
-    EXPECT_EQ(watch.status().reason, "stopped");
-    EXPECT_GE(watch.status().sinceMs, since);
+    m_center.stop();
+    EXPECT_EQ(m_watch.status().state, MsgCenterState::Stopped);
+    EXPECT_EQ(m_watch.status().reason, "stopped");
+    EXPECT_GE(m_watch.status().sinceMs, since);
     const std::vector<MsgCenterState> states = changes.states();
     EXPECT_EQ(states.front(), MsgCenterState::Connecting);
     EXPECT_EQ(states.back(), MsgCenterState::Stopped);
@@ -128,25 +129,25 @@ TEST_F(WatchTest, TheStatusFollowsTheConnectionAndTheListenerHearsEachState) {
 }
 
 TEST_F(WatchTest, WhyACenterCouldNotBeStartedIsTold) {
-    EXPECT_FALSE(center.start(Config({{"", 80}})));
-    EXPECT_EQ(watch.status().state, MsgCenterState::Stopped);
-    EXPECT_EQ(watch.status().reason, "cannot start: no usable server address");
+    EXPECT_FALSE(m_center.start(Config({{"", 80}})));
+    EXPECT_EQ(m_watch.status().state, MsgCenterState::Stopped);
+    EXPECT_EQ(m_watch.status().reason, "cannot start: no usable server address");
 }
 
 TEST_F(WatchTest, ACenterWithoutSendersIsConnectedToo) {
     Broker broker;
-    ASSERT_TRUE(center.start(Config(broker.port())));
-    EXPECT_TRUE(comesTo(MsgCenterState::Connected, server(broker.port()))) << now();
+    ASSERT_TRUE(m_center.start(Config(broker.port())));
+    EXPECT_TRUE(comesTo(MsgCenterState::Connected, Server(broker.port()))) << now();
 }
 
 TEST_F(WatchTest, ARefusedTokenIsTheServersWordAndStaysSoFromRoundToRound) {
     Broker::Options usersOnly;
     usersOnly.users = {{"studio-7", "the-secret"}};
     Broker broker(usersOnly);
-    Changes changes(center);
+    Changes changes(m_center);
     Config config(broker.port());
     config->accessToken = "wrong-secret";
-    ASSERT_TRUE(center.start(config));
+    ASSERT_TRUE(m_center.start(config));
     ASSERT_TRUE(comesTo(MsgCenterState::Refused, "refused by the server: Not authorized")) << now();
     ASSERT_TRUE(CenterLog::waitFor("refused by the server: Not authorized", 3));
     EXPECT_EQ(changes.states(),
@@ -159,7 +160,7 @@ TEST_F(WatchTest, OnceNobodyRefusesAnyMoreTheStateSaysSo) {
     Broker::Options usersOnly;
     usersOnly.users = {{"studio-7", "the-secret"}};
     Broker broker(usersOnly);
-    ASSERT_TRUE(center.start(Config(broker.port())));
+    ASSERT_TRUE(m_center.start(Config(broker.port())));
     ASSERT_TRUE(comesTo(MsgCenterState::Refused, "Not authorized")) << now();
     broker.kill();
     EXPECT_TRUE(comesTo(MsgCenterState::Waiting, "cannot connect to")) << now();
@@ -169,10 +170,10 @@ TEST_F(WatchTest, AnExpiredTokenIsAStateOfItsOwn) {
     Config config(FreePort());
     config->accessToken = "the-secret";
     config->expireTime = std::time(nullptr) - 1;
-    ASSERT_TRUE(center.start(config));
+    ASSERT_TRUE(m_center.start(config));
     EXPECT_TRUE(comesTo(MsgCenterState::TokenExpired, "the access token has expired")) << now();
-    center.stop();
-    EXPECT_EQ(watch.status().state, MsgCenterState::Stopped);
+    m_center.stop();
+    EXPECT_EQ(m_watch.status().state, MsgCenterState::Stopped);
 }
 
 TEST_F(WatchTest, ARefusedSubscriptionIsARefusal) {
@@ -182,8 +183,8 @@ TEST_F(WatchTest, ARefusedSubscriptionIsARefusal) {
         connection.answerSubscribe(0x87, topic);
         connection.drain();
     });
-    center.createSender(5, support::Recorder::callback, &recorder);
-    ASSERT_TRUE(center.start(Config(refusing.port())));
+    m_center.createSender(5, support::Recorder::callback, &m_recorder);
+    ASSERT_TRUE(m_center.start(Config(refusing.port())));
     EXPECT_TRUE(
         comesTo(MsgCenterState::Refused, "the server refused the subscription of command 5: Not authorized"))
         << now();
@@ -205,9 +206,9 @@ TEST_F(WatchTest, ABrokerThatRefusesEveryMessageIsVisible) {
     EXPECT_EQ(counters().published, 10U);
     EXPECT_EQ(counters().acknowledged, 0U);
     const std::string reason =
-        "connected to " + server(broker.port()) + "; it has refused messages: Not authorized";
+        "connected to " + Server(broker.port()) + "; it has refused messages: Not authorized";
     EXPECT_TRUE(comesTo(MsgCenterState::Connected, reason)) << now();
-    EXPECT_EQ(recorder.count(0, 0), 0U);
+    EXPECT_EQ(m_recorder.count(0, 0), 0U);
 }
 
 TEST_F(WatchTest, TheCountersGoOnOverLostConnectionsAndStops) {
@@ -219,15 +220,15 @@ TEST_F(WatchTest, TheCountersGoOnOverLostConnectionsAndStops) {
         ASSERT_TRUE(Eventually([&] { return counters().acknowledged == round * 20; })) << now();
         EXPECT_EQ(counters().reconnects, round - 1);
         broker.restart();
-        ASSERT_TRUE(recorder.waitConnected(round + 1)) << CenterLog::all();
+        ASSERT_TRUE(m_recorder.waitConnected(round + 1)) << CenterLog::all();
     }
     EXPECT_EQ(counters().reconnects, 3U);
-    center.stop();
+    m_center.stop();
     EXPECT_EQ(counters().accepted, 60U);
     EXPECT_FALSE(Send(sender, "x"));
     EXPECT_EQ(counters().notAcceptedUnconnected, 1U);
-    ASSERT_TRUE(center.start(Config(broker.port())));
-    ASSERT_TRUE(recorder.waitConnected(5));
+    ASSERT_TRUE(m_center.start(Config(broker.port())));
+    ASSERT_TRUE(m_recorder.waitConnected(5));
     EXPECT_TRUE(Send(sender, "x"));
     EXPECT_TRUE(Eventually([&] { return counters().acknowledged == 61; })) << now();
     EXPECT_EQ(counters().reconnects, 3U);
@@ -237,8 +238,8 @@ TEST_F(WatchTest, TheCountersGoOnOverLostConnectionsAndStops) {
 TEST_F(WatchTest, WhatAFrozenServerHasNotAcknowledgedWaits) {
     Broker broker;
     QoPlayer::MsgSender* const records = connect(Config(broker.port()));
-    QoPlayer::MsgSender* const commands = center.createSender(4, support::Recorder::callback, &other);
-    ASSERT_TRUE(other.waitConnected());
+    QoPlayer::MsgSender* const commands = m_center.createSender(4, support::Recorder::callback, &m_other);
+    ASSERT_TRUE(m_other.waitConnected());
     broker.freeze();
     for (int i = 0; i < 3; ++i)
         EXPECT_TRUE(Send(records, "x"));
@@ -256,8 +257,8 @@ TEST_F(WatchTest, EachDropIsCountedByItsCause) {
     small.lines = {"max_packet_size 2000"};
     Broker broker(small);
     QoPlayer::MsgSender* const records = connect(Config(broker.port()));
-    QoPlayer::MsgSender* const beats = center.createSender(2, support::Recorder::callback, &other);
-    ASSERT_TRUE(other.waitConnected());
+    QoPlayer::MsgSender* const beats = m_center.createSender(2, support::Recorder::callback, &m_other);
+    ASSERT_TRUE(m_other.waitConnected());
     EXPECT_TRUE(Send(records, std::string(3000, 'x')));
     EXPECT_TRUE(Send(records, "bad", "a\tb"));
     ASSERT_TRUE(Eventually([&] { return counters().droppedUnusable == 2; })) << now();
@@ -268,11 +269,11 @@ TEST_F(WatchTest, EachDropIsCountedByItsCause) {
     broker.restart();
     EXPECT_TRUE(Eventually([&] { return counters().droppedLate + counters().droppedAtReconnect == 4; }))
         << now();
-    ASSERT_TRUE(recorder.waitConnected(2)) << CenterLog::all();
+    ASSERT_TRUE(m_recorder.waitConnected(2)) << CenterLog::all();
     broker.freeze();
     for (int i = 0; i < 5; ++i)
         EXPECT_TRUE(Send(records, "x"));
-    center.stop();
+    m_center.stop();
     EXPECT_EQ(counters().droppedAtStop, 5U) << now();
     EXPECT_EQ(counters().waiting, 0U);
 }
@@ -296,7 +297,7 @@ TEST_F(WatchTest, TheCountersAddUpAtAnyMoment) {
         const std::uint64_t before = counters().acknowledged;
         EXPECT_TRUE(Eventually([&] { return counters().acknowledged > before + 500; }));
         broker.restart();
-        EXPECT_TRUE(recorder.waitConnected(outage + 1)) << CenterLog::all();
+        EXPECT_TRUE(m_recorder.waitConnected(outage + 1)) << CenterLog::all();
     }
     run = false;
     for (std::thread& host : hosts)

@@ -24,7 +24,7 @@ using support::WireWatcher;
 
 namespace {
 
-std::vector<std::string> resolveToLoopback(const std::string& host) {
+std::vector<std::string> ResolveToLoopback(const std::string& host) {
     if (host == "only-the-proxy-knows.test") return {};
     return {"127.0.0.1"};
 }
@@ -33,92 +33,92 @@ class WaysTest : public CenterTest {
 protected:
     void SetUp() override {
         CenterTest::SetUp();
-        qolive::SetNameResolver(resolveToLoopback);
-        center.createSender(2, Recorder::callback, &recorder);
+        qolive::SetNameResolver(ResolveToLoopback);
+        m_center.createSender(2, Recorder::callback, &m_recorder);
     }
     void TearDown() override { qolive::SetNameResolver(nullptr); }
 
     void start(const Config& config) {
-        ASSERT_TRUE(QoPlayer::MsgCenterWatch(center).setOptions(options));
-        ASSERT_TRUE(center.start(config)) << CenterLog::all();
+        ASSERT_TRUE(QoPlayer::MsgCenterWatch(m_center).setOptions(m_options));
+        ASSERT_TRUE(m_center.start(config)) << CenterLog::all();
     }
 
     bool connects(const Config& config) {
         start(config);
         return Eventually(
-                   [&] { return recorder.count(0, 1) > 0 || CenterLog::count("cannot connect") > 0; }) &&
-               recorder.count(0, 1) > 0;
+                   [&] { return m_recorder.count(0, 1) > 0 || CenterLog::count("cannot connect") > 0; }) &&
+               m_recorder.count(0, 1) > 0;
     }
 
-    MsgCenterOptions options;
+    MsgCenterOptions m_options;
 };
 
 class ClientCertificateTest : public WaysTest {
 protected:
     Broker::Options askingForCertificates() {
-        const Certificates::Server server = certificates.make("DNS:broker.test");
+        const Certificates::Server server = m_certificates.make("DNS:broker.test");
         Broker::Options made;
         made.certificate = server.certificate;
         made.key = server.key;
-        made.lines = {"require_certificate true", "cafile " + certificates.caFile()};
+        made.lines = {"require_certificate true", "cafile " + m_certificates.caFile()};
         return made;
     }
 
     Config configFor(int port) {
         Config config({{"broker.test", port}});
         config->intValue2 = 1;
-        config->textValue2 = certificates.caFile();
+        config->textValue2 = m_certificates.caFile();
         return config;
     }
 
     bool endsWith(const std::string& problem) {
-        return !connects(configFor(broker.port())) && CenterLog::count(problem) > 0;
+        return !connects(configFor(m_broker.port())) && CenterLog::count(problem) > 0;
     }
 
-    Certificates certificates;
-    Certificates::Server own = certificates.make("DNS:studio-7");
-    Broker broker{askingForCertificates()};
+    Certificates m_certificates;
+    Certificates::Server m_own = m_certificates.make("DNS:studio-7");
+    Broker m_broker{askingForCertificates()};
 };
 
 TEST_F(ClientCertificateTest, IsShownToTheServer) {
-    options.clientCertificate = own.certificate;
-    options.clientKey = own.key;
-    EXPECT_TRUE(connects(configFor(broker.port()))) << CenterLog::all();
+    m_options.clientCertificate = m_own.certificate;
+    m_options.clientKey = m_own.key;
+    EXPECT_TRUE(connects(configFor(m_broker.port()))) << CenterLog::all();
 }
 
 TEST_F(ClientCertificateTest, MayHoldItsKeyInTheSameFile) {
     const TempFolder folder;
-    options.clientCertificate = folder.write("both.pem", ReadFile(own.certificate) + ReadFile(own.key));
-    EXPECT_TRUE(connects(configFor(broker.port()))) << CenterLog::all();
+    m_options.clientCertificate = folder.write("both.pem", ReadFile(m_own.certificate) + ReadFile(m_own.key));
+    EXPECT_TRUE(connects(configFor(m_broker.port()))) << CenterLog::all();
 }
 
 TEST_F(ClientCertificateTest, WithoutOneAServerThatAsksForItRefuses) {
-    start(configFor(broker.port()));
+    start(configFor(m_broker.port()));
     EXPECT_TRUE(
         Eventually([&] { return CenterLog::count("cannot connect") + CenterLog::count("lost") > 0; }));
-    EXPECT_EQ(recorder.count(0, 1), 0U);
+    EXPECT_EQ(m_recorder.count(0, 1), 0U);
 }
 
 TEST_F(ClientCertificateTest, AFileThatCannotBeReadIsTold) {
-    options.clientCertificate = "/nowhere/client.pem";
+    m_options.clientCertificate = "/nowhere/client.pem";
     EXPECT_TRUE(endsWith("no certificate can be read from the client certificate file /nowhere/client.pem"))
         << CenterLog::all();
 }
 
 TEST_F(ClientCertificateTest, TheKeyOfAnotherCertificateIsTold) {
-    options.clientCertificate = own.certificate;
-    options.clientKey = certificates.make("DNS:other").key;
-    EXPECT_TRUE(endsWith("no key of the client certificate can be read from " + options.clientKey))
+    m_options.clientCertificate = m_own.certificate;
+    m_options.clientKey = m_certificates.make("DNS:other").key;
+    EXPECT_TRUE(endsWith("no key of the client certificate can be read from " + m_options.clientKey))
         << CenterLog::all();
 }
 
 TEST_F(ClientCertificateTest, AnEncryptedKeyIsToldAndNobodyIsAskedForItsPassword) {
     const TempFolder folder;
-    options.clientCertificate = own.certificate;
-    options.clientKey = folder.path("encrypted.key");
-    support::Run(
-        {"openssl", "ec", "-in", own.key, "-aes128", "-passout", "pass:secret", "-out", options.clientKey});
-    EXPECT_TRUE(endsWith("no key of the client certificate can be read from " + options.clientKey))
+    m_options.clientCertificate = m_own.certificate;
+    m_options.clientKey = folder.path("encrypted.key");
+    support::Run({"openssl", "ec", "-in", m_own.key, "-aes128", "-passout", "pass:secret", "-out",
+                  m_options.clientKey});
+    EXPECT_TRUE(endsWith("no key of the client certificate can be read from " + m_options.clientKey))
         << CenterLog::all();
 }
 
@@ -133,28 +133,28 @@ protected:
 
     std::string firstMessageTo(int port) {
         SocksProxy::Options towards;
-        towards.serverPort = server.port();
+        towards.serverPort = m_server.port();
         const SocksProxy proxy(towards);
-        options.proxyHost = "proxy.test";
-        options.proxyPort = proxy.port();
+        m_options.proxyHost = "proxy.test";
+        m_options.proxyPort = proxy.port();
         start(Config({{"broker.test", port}}));
-        EXPECT_TRUE(Eventually([&] { return seen.load(); })) << CenterLog::all();
-        center.stop();
-        return firstMessage;
+        EXPECT_TRUE(Eventually([&] { return m_seen.load(); })) << CenterLog::all();
+        m_center.stop();
+        return m_firstMessage;
     }
 
-    std::atomic<bool> seen{false};
-    std::string firstMessage;
-    ScriptedServer server{[this](ScriptedConnection& connection) {
+    std::atomic<bool> m_seen{false};
+    std::string m_firstMessage;
+    ScriptedServer m_server{[this](ScriptedConnection& connection) {
         char bytes[4096];
         const ssize_t length = recv(connection.socket(), bytes, sizeof bytes, 0);
-        if (!seen && length > 0) firstMessage.assign(bytes, static_cast<std::size_t>(length));
-        seen = true;
+        if (!m_seen && length > 0) m_firstMessage.assign(bytes, static_cast<std::size_t>(length));
+        m_seen = true;
     }};
 };
 
 TEST_F(AlpnTest, TheProtocolThatIsSetIsOffered) {
-    options.alpn = "x-other";
+    m_options.alpn = "x-other";
     const std::string message = firstMessageTo(8883);
     EXPECT_NE(message.find(extensionFor("x-other")), std::string::npos);
 }
@@ -169,7 +169,7 @@ TEST_F(AlpnTest, ToPort443MqttIsOfferedByDefault) {
 }
 
 TEST_F(AlpnTest, ToPort443TheProtocolThatIsSetIsOffered) {
-    options.alpn = "x-other";
+    m_options.alpn = "x-other";
     const std::string message = firstMessageTo(443);
     EXPECT_NE(message.find(extensionFor("x-other")), std::string::npos);
 }
@@ -178,13 +178,13 @@ class ProxyTest : public WaysTest {
 protected:
     SocksProxy::Options towardsBroker() const {
         SocksProxy::Options made;
-        made.serverPort = broker.port();
+        made.serverPort = m_broker.port();
         return made;
     }
 
     void use(const SocksProxy& proxy) {
-        options.proxyHost = "proxy.test";
-        options.proxyPort = proxy.port();
+        m_options.proxyHost = "proxy.test";
+        m_options.proxyPort = proxy.port();
     }
 
     static Config plainTo(const std::string& host, int port) {
@@ -193,7 +193,7 @@ protected:
         return config;
     }
 
-    Broker broker;
+    Broker m_broker;
 };
 
 TEST_F(ProxyTest, ConnectionsGoThroughItAndItLooksTheNameUp) {
@@ -210,17 +210,17 @@ TEST_F(ProxyTest, ConnectionsGoThroughItAndItLooksTheNameUp) {
 TEST_F(ProxyTest, MessagesGoThroughItBothWays) {
     const SocksProxy proxy(towardsBroker());
     use(proxy);
-    WireWatcher watcher(broker);
-    QoPlayer::MsgSender* const sender = center.createSender(5, Recorder::callback, &other);
+    WireWatcher watcher(m_broker);
+    QoPlayer::MsgSender* const sender = m_center.createSender(5, Recorder::callback, &m_other);
     start(plainTo("broker.test", 1883));
-    ASSERT_TRUE(other.waitConnected()) << CenterLog::all();
+    ASSERT_TRUE(m_other.waitConnected()) << CenterLog::all();
     const std::string body(300'000, 'x');
     EXPECT_TRUE(Send(sender, body, "{}"));
     ASSERT_TRUE(watcher.waitFor("/up/5"));
     EXPECT_TRUE(watcher.on("/up/5")[0].payload == body);
-    support::Publish(broker, watcher.on("/up/5")[0].responseTopic, "answer");
-    ASSERT_TRUE(other.waitPackets());
-    StopWithinASecond(center);
+    support::Publish(m_broker, watcher.on("/up/5")[0].responseTopic, "answer");
+    ASSERT_TRUE(m_other.waitPackets());
+    StopWithinASecond(m_center);
     ASSERT_TRUE(watcher.waitFor("/presence", 2));
     EXPECT_EQ(watcher.on("/presence")[1].payload, R"({"online":false})");
 }
@@ -229,9 +229,9 @@ TEST_F(ProxyTest, LiteralAddressesAreHandedOnAsSuch) {
     const SocksProxy proxy(towardsBroker());
     use(proxy);
     ASSERT_TRUE(connects(plainTo("192.0.2.7", 1883))) << CenterLog::all();
-    center.stop();
+    m_center.stop();
     start(plainTo("2001-db8--7.ipv6-literal.net", 1884));
-    ASSERT_TRUE(recorder.waitConnected(2));
+    ASSERT_TRUE(m_recorder.waitConnected(2));
     EXPECT_EQ(proxy.askedFor(), (std::vector<std::string>{"192.0.2.7:1883", "2001:db8::7:1884"}));
 }
 
@@ -241,8 +241,8 @@ TEST_F(ProxyTest, IsGivenUserAndPassword) {
     wanted.password = "the-secret";
     const SocksProxy proxy(wanted);
     use(proxy);
-    options.proxyUser = "studio";
-    options.proxyPassword = "the-secret";
+    m_options.proxyUser = "studio";
+    m_options.proxyPassword = "the-secret";
     ASSERT_TRUE(connects(plainTo("broker.test", 1883))) << CenterLog::all();
     EXPECT_EQ(CenterLog::all().find("secret"), std::string::npos);
 }
@@ -253,8 +253,8 @@ TEST_F(ProxyTest, OneThatRefusesThePasswordIsTold) {
     wanted.password = "another";
     const SocksProxy proxy(wanted);
     use(proxy);
-    options.proxyUser = "studio";
-    options.proxyPassword = "the-secret";
+    m_options.proxyUser = "studio";
+    m_options.proxyPassword = "the-secret";
     EXPECT_FALSE(connects(plainTo("broker.test", 1883)));
     EXPECT_GT(CenterLog::count("the proxy refused the user name and password"), 0U) << CenterLog::all();
     EXPECT_EQ(CenterLog::all().find("secret"), std::string::npos);
@@ -302,17 +302,17 @@ TEST_F(ProxyTest, TheServerIsAskedForTheSameAsWithoutIt) {
     const std::string connect = asked.get_future().get();
     EXPECT_NE(connect.find(std::string("\x11\0\0\x02\x58", 5)), std::string::npos);
     EXPECT_NE(connect.find(std::string("\x27\0\x01\0\0", 5)), std::string::npos);
-    center.stop();
+    m_center.stop();
 }
 
 // It may be anywhere, and so may what a loopback address means to it.
 TEST_F(ProxyTest, ThroughItNothingIsPlainUnlessTlsIsSwitchedOff) {
     const SocksProxy proxy(towardsBroker());
     use(proxy);
-    Config config({{"127.0.0.1", broker.port()}});
+    Config config({{"127.0.0.1", m_broker.port()}});
     config->intValue2 = 0;
     EXPECT_FALSE(connects(config));
-    EXPECT_EQ(recorder.count(0, 1), 0U);
+    EXPECT_EQ(m_recorder.count(0, 1), 0U);
 }
 
 TEST_F(ProxyTest, TlsGoesThroughItToTheServer) {
@@ -352,8 +352,8 @@ TEST_F(ProxyTest, WhateverItAnswersIsSurvived) {
         shutdown(connection.socket(), SHUT_WR);
         connection.drain();
     });
-    options.proxyHost = "127.0.0.1";
-    options.proxyPort = hostile.port();
+    m_options.proxyHost = "127.0.0.1";
+    m_options.proxyPort = hostile.port();
     Config config({{"a.test", 1},
                    {"b.test", 1},
                    {"c.test", 1},
@@ -370,14 +370,14 @@ TEST_F(ProxyTest, WhateverItAnswersIsSurvived) {
     start(config);
     EXPECT_TRUE(Eventually([&] { return next > answers.size(); })) << CenterLog::all();
     EXPECT_EQ(CenterLog::count("no answer within 5 s"), 0U) << CenterLog::all();
-    StopWithinASecond(center);
+    StopWithinASecond(m_center);
 }
 
 TEST_F(ProxyTest, OptionsThatCannotBeUsedRefuseTheStart) {
-    options.proxyHost = "proxy.test";
-    options.proxyPort = 0;
-    ASSERT_TRUE(QoPlayer::MsgCenterWatch(center).setOptions(options));
-    EXPECT_FALSE(center.start(plainTo("broker.test", 1883)));
+    m_options.proxyHost = "proxy.test";
+    m_options.proxyPort = 0;
+    ASSERT_TRUE(QoPlayer::MsgCenterWatch(m_center).setOptions(m_options));
+    EXPECT_FALSE(m_center.start(plainTo("broker.test", 1883)));
     EXPECT_EQ(CenterLog::count("start: unusable SOCKS5 proxy: proxy.test:0"), 1U) << CenterLog::all();
 }
 

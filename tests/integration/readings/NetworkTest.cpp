@@ -30,7 +30,7 @@ struct Ping {
     milliseconds took;
 };
 
-Ping ping(const std::string& host) {
+Ping PingOf(const std::string& host) {
     int rttMs = 3000;
     const auto before = steady_clock::now();
     const bool answered = CPing::GetInstance()->PingHost(host, rttMs);
@@ -43,21 +43,21 @@ Ping ping(const std::string& host) {
 #define HOST_OR_SKIP(host) \
     if (!(host).problem().empty()) GTEST_SKIP() << (host).problem()
 
-void expectDelay(const Ping& result, int delayMs) {
+void ExpectDelay(const Ping& result, int delayMs) {
     EXPECT_TRUE(result.answered);
     EXPECT_GE(result.rttMs, delayMs);
     EXPECT_LT(result.rttMs, delayMs + 500);
     EXPECT_LE(result.rttMs, result.took.count());
 }
 
-void expectTimeLimit(const Ping& result) {
+void ExpectTimeLimit(const Ping& result) {
     EXPECT_FALSE(result.answered);
     EXPECT_EQ(result.rttMs, 3000);
     EXPECT_GE(result.took, milliseconds(2990));
     EXPECT_LT(result.took, milliseconds(4500));
 }
 
-void expectRefusal(const Ping& result) {
+void ExpectRefusal(const Ping& result) {
     EXPECT_FALSE(result.answered);
     EXPECT_EQ(result.rttMs, 3000);
 }
@@ -66,7 +66,7 @@ TEST(NetworkPing, ADelayedAnswerReadsAsItsDelayThroughARawSocket) {
     OWN_NETWORK_OR_SKIP();
     const SlowHost host(milliseconds(120), SlowHost::Answers::All);
     HOST_OR_SKIP(host);
-    expectDelay(ping("10.77.0.2"), 120);
+    ExpectDelay(PingOf("10.77.0.2"), 120);
     EXPECT_EQ(host.requests(), 1);
 }
 
@@ -75,8 +75,8 @@ TEST(NetworkPing, ADelayedAnswerReadsAsItsDelayThroughADatagramSocket) {
     const SlowHost host(milliseconds(120), SlowHost::Answers::All);
     HOST_OR_SKIP(host);
     std::ofstream("/proc/sys/net/ipv4/ping_group_range") << "0 0";
-    ASSERT_TRUE(succeeds("grep -q '^0.0$' /proc/sys/net/ipv4/ping_group_range"));
-    expectDelay(ping("10.77.0.2"), 120);
+    ASSERT_TRUE(Succeeds("grep -q '^0.0$' /proc/sys/net/ipv4/ping_group_range"));
+    ExpectDelay(PingOf("10.77.0.2"), 120);
     EXPECT_EQ(host.requests(), 1);
 }
 
@@ -84,8 +84,8 @@ TEST(NetworkPing, ADelayedAnswerReadsAsItsDelayOverIpv6) {
     OWN_NETWORK_OR_SKIP();
     const SlowHost host(milliseconds(120), SlowHost::Answers::All);
     HOST_OR_SKIP(host);
-    if (!succeeds("ip -6 addr show dev slow0 | grep -q fd77::1")) GTEST_SKIP() << "no IPv6 on this machine";
-    expectDelay(ping("fd77::2"), 120);
+    if (!Succeeds("ip -6 addr show dev slow0 | grep -q fd77::1")) GTEST_SKIP() << "no IPv6 on this machine";
+    ExpectDelay(PingOf("fd77::2"), 120);
     EXPECT_EQ(host.requests(), 1);
 }
 
@@ -93,14 +93,14 @@ TEST(NetworkPing, AnAnswerToSomeoneElseIsNotTaken) {
     OWN_NETWORK_OR_SKIP();
     const SlowHost host(milliseconds(200), SlowHost::Answers::WithStrangersFirst);
     HOST_OR_SKIP(host);
-    expectDelay(ping("10.77.0.2"), 200);
+    ExpectDelay(PingOf("10.77.0.2"), 200);
 }
 
 TEST(NetworkPing, AHostThatNeverAnswersIsWaitedForThreeSeconds) {
     OWN_NETWORK_OR_SKIP();
     const SlowHost host(milliseconds(0), SlowHost::Answers::None);
     HOST_OR_SKIP(host);
-    expectTimeLimit(ping("10.77.0.2"));
+    ExpectTimeLimit(PingOf("10.77.0.2"));
     EXPECT_EQ(host.requests(), 1);
 }
 
@@ -108,11 +108,11 @@ TEST(NetworkPing, AnAnswerAfterThreeSecondsIsTooLate) {
     OWN_NETWORK_OR_SKIP();
     const SlowHost host(milliseconds(3300), SlowHost::Answers::All);
     HOST_OR_SKIP(host);
-    expectTimeLimit(ping("10.77.0.2"));
+    ExpectTimeLimit(PingOf("10.77.0.2"));
 }
 
 /// Makes `path` read as `text` for this process alone.
-bool replaceFile(const char* path, const std::string& text) {
+bool ReplaceFile(const char* path, const std::string& text) {
     char temporary[] = "/tmp/readings.XXXXXX";
     const int file = mkstemp(temporary);
     if (file < 0) return false;
@@ -128,13 +128,13 @@ TEST(NetworkPing, AServerOfNamesThatNeverAnswersDoesNotExceedTheLimit) {
     OWN_NETWORK_OR_SKIP();
     const SlowHost host(milliseconds(0), SlowHost::Answers::None);
     HOST_OR_SKIP(host);
-    if (!replaceFile("/etc/resolv.conf", "nameserver 10.77.0.2\noptions timeout:10 attempts:3\n") ||
-        !replaceFile("/etc/nsswitch.conf", "hosts: files dns\n"))
+    if (!ReplaceFile("/etc/resolv.conf", "nameserver 10.77.0.2\noptions timeout:10 attempts:3\n") ||
+        !ReplaceFile("/etc/nsswitch.conf", "hosts: files dns\n"))
         GTEST_SKIP() << "the resolver's configuration cannot be replaced";
-    expectTimeLimit(ping("somewhere.test"));
+    ExpectTimeLimit(PingOf("somewhere.test"));
     std::vector<std::thread> pingers;
     for (int i = 0; i < 4; ++i)
-        pingers.emplace_back([] { expectTimeLimit(ping("somewhere.test")); });
+        pingers.emplace_back([] { ExpectTimeLimit(PingOf("somewhere.test")); });
     for (auto& pinger : pingers)
         pinger.join();
 }
@@ -142,8 +142,8 @@ TEST(NetworkPing, AServerOfNamesThatNeverAnswersDoesNotExceedTheLimit) {
 TEST(NetworkPing, AHostWithoutARouteIsRefusedAtOnce) {
     OWN_NETWORK_OR_SKIP();
     for (const char* host : {"192.0.2.1", "2001:db8::1", "255.255.255.255", "ff02::1%nosuchinterface"}) {
-        const Ping result = ping(host);
-        expectRefusal(result);
+        const Ping result = PingOf(host);
+        ExpectRefusal(result);
         EXPECT_LT(result.took, seconds(2)) << host;
     }
 }
@@ -151,20 +151,20 @@ TEST(NetworkPing, AHostWithoutARouteIsRefusedAtOnce) {
 TEST(NetworkPing, OddNamesAreRefused) {
     OWN_NETWORK_OR_SKIP();
     for (const char* host : {" ", "%s%n", "\xff\xfe", "127.0.0.1:80", "[::1]", "a..b", "-", "\x1b[0m\n"})
-        expectRefusal(ping(host));
+        ExpectRefusal(PingOf(host));
 }
 
 TEST(NetworkPing, AgreesWithThePingTool) {
     OWN_NETWORK_OR_SKIP();
     const SlowHost host(milliseconds(80), SlowHost::Answers::All);
     HOST_OR_SKIP(host);
-    const auto lines = outputOf("ping -c 1 -n 10.77.0.2");
+    const auto lines = OutputOf("ping -c 1 -n 10.77.0.2");
     if (lines.empty()) GTEST_SKIP() << "no ping (iputils-ping)";
     ASSERT_EQ(lines.back().at(0), "rtt") << "ping had no answer";
     // "rtt min/avg/max/mdev = 80.1/80.1/80.1/0.000 ms"
     // A busy machine can delay one of them by much, the quickest of three hardly.
     const auto quickest =
-        std::min({ping("10.77.0.2").rttMs, ping("10.77.0.2").rttMs, ping("10.77.0.2").rttMs});
+        std::min({PingOf("10.77.0.2").rttMs, PingOf("10.77.0.2").rttMs, PingOf("10.77.0.2").rttMs});
     EXPECT_NEAR(quickest, std::stod(lines.back().at(3)), 100);
     EXPECT_EQ(host.requests(), 4);
 }

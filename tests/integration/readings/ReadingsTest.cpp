@@ -16,11 +16,11 @@ using std::chrono::seconds;
 
 constexpr wchar_t kThisProgram[] = L"Readings_Test.EXE";
 
-int shareOfOneProcessor() {
+int ShareOfOneProcessor() {
     return 100 / static_cast<int>(std::thread::hardware_concurrency());
 }
 
-bool pings(const std::string& host, int& rttMs) {
+bool Pings(const std::string& host, int& rttMs) {
     return CPing::GetInstance()->PingHost(host, rttMs);
 }
 
@@ -31,7 +31,7 @@ TEST(SystemCpu, OneBusyProcessorReadsAsItsShareOfAll) {
     std::this_thread::sleep_for(seconds(2));
     const int percent = rate.GetCPUUseRate();
     // The machine may be doing more than this. If it is so busy that the thread gets less, that is use too.
-    EXPECT_GE(percent, shareOfOneProcessor() * 9 / 10);
+    EXPECT_GE(percent, ShareOfOneProcessor() * 9 / 10);
     EXPECT_LE(percent, 100);
 }
 
@@ -40,7 +40,7 @@ TEST(SystemCpu, AReadingWithoutInitializeStartsTheMeasurement) {
     EXPECT_EQ(rate.GetCPUUseRate(), 0);
     const BusyThread busy;
     std::this_thread::sleep_for(seconds(1));
-    EXPECT_GE(rate.GetCPUUseRate(), shareOfOneProcessor() / 2);
+    EXPECT_GE(rate.GetCPUUseRate(), ShareOfOneProcessor() / 2);
 }
 
 TEST(SystemCpu, TwoThreadsMayReadOneObject) {
@@ -108,14 +108,14 @@ TEST(Memory, SomeOfItIsAvailable) {
 
 TEST(Ping, LoopbackAnswersAtOnce) {
     int rttMs = 3000;
-    ASSERT_TRUE(pings("127.0.0.1", rttMs));
+    ASSERT_TRUE(Pings("127.0.0.1", rttMs));
     EXPECT_GE(rttMs, 0);
     EXPECT_LT(rttMs, 1000);
 }
 
 TEST(Ping, ANameIsLookedUp) {
     int rttMs = 3000;
-    ASSERT_TRUE(pings("localhost", rttMs));
+    ASSERT_TRUE(Pings("localhost", rttMs));
     EXPECT_LT(rttMs, 1000);
 }
 
@@ -125,7 +125,7 @@ TEST(Ping, SeveralThreadsMayPingAtOnce) {
         pingers.emplace_back([i] {
             for (int ping = 0; ping < 20; ++ping) {
                 int rttMs = 3000;
-                EXPECT_TRUE(pings(i % 2 ? "127.0.0.1" : "localhost", rttMs));
+                EXPECT_TRUE(Pings(i % 2 ? "127.0.0.1" : "localhost", rttMs));
             }
         });
     for (auto& pinger : pingers)

@@ -21,30 +21,30 @@ constexpr std::size_t kIpv6Header = 40;
 constexpr unsigned char kIcmpv4 = 1;
 constexpr unsigned char kIcmpv6 = 58;
 
-bool isIpv6(const unsigned char* packet) {
+bool IsIpv6(const unsigned char* packet) {
     return packet[0] >> 4 == 6;
 }
 
-std::size_t messageStart(const unsigned char* packet) {
-    return isIpv6(packet) ? kIpv6Header : std::size_t{4} * (packet[0] & 0x0f);
+std::size_t MessageStart(const unsigned char* packet) {
+    return IsIpv6(packet) ? kIpv6Header : std::size_t{4} * (packet[0] & 0x0f);
 }
 
-bool isEchoRequest(const unsigned char* packet, std::size_t length) {
-    if (length < messageStart(packet) + 8) return false;
-    const unsigned char protocol = isIpv6(packet) ? packet[6] : packet[9];
-    const unsigned char type = packet[messageStart(packet)];
-    return isIpv6(packet) ? protocol == kIcmpv6 && type == 128 : protocol == kIcmpv4 && type == 8;
+bool IsEchoRequest(const unsigned char* packet, std::size_t length) {
+    if (length < MessageStart(packet) + 8) return false;
+    const unsigned char protocol = IsIpv6(packet) ? packet[6] : packet[9];
+    const unsigned char type = packet[MessageStart(packet)];
+    return IsIpv6(packet) ? protocol == kIcmpv6 && type == 128 : protocol == kIcmpv4 && type == 8;
 }
 
-void swapAddresses(unsigned char* packet) {
-    if (isIpv6(packet))
+void SwapAddresses(unsigned char* packet) {
+    if (IsIpv6(packet))
         std::swap_ranges(packet + 8, packet + 24, packet + 24);
     else
         std::swap_ranges(packet + 12, packet + 16, packet + 16);
 }
 
 /// Adds to a message's checksum what takes `less` (in one's complement) away from the sum that it covers.
-void reduceSum(unsigned char* message, unsigned less) {
+void ReduceSum(unsigned char* message, unsigned less) {
     unsigned sum = (static_cast<unsigned>(message[2]) << 8 | message[3]) + less;
     sum = (sum & 0xffff) + (sum >> 16);
     message[2] = static_cast<unsigned char>(sum >> 8);
@@ -52,11 +52,11 @@ void reduceSum(unsigned char* message, unsigned less) {
 }
 
 /// The checksum is carried over, so that a wrong one in the request is a wrong one in the answer too.
-void makeReply(unsigned char* packet) {
-    unsigned char* message = packet + messageStart(packet);
-    swapAddresses(packet);
-    message[0] = isIpv6(packet) ? 129 : 0;
-    reduceSum(message, isIpv6(packet) ? 0xffffU - 0x100U : 0x800U);
+void MakeReply(unsigned char* packet) {
+    unsigned char* message = packet + MessageStart(packet);
+    SwapAddresses(packet);
+    message[0] = IsIpv6(packet) ? 129 : 0;
+    ReduceSum(message, IsIpv6(packet) ? 0xffffU - 0x100U : 0x800U);
 }
 
 }  // namespace
@@ -79,10 +79,10 @@ void SlowHost::openInterface() {
     std::strcpy(request.ifr_name, "slow0");
     if (m_interface < 0 || ioctl(m_interface, TUNSETIFF, &request) != 0)
         m_problem = std::string("no tunnel interface: ") + std::strerror(errno);
-    else if (!succeeds("ip addr add 10.77.0.1/24 dev slow0 && ip link set slow0 up"))
+    else if (!Succeeds("ip addr add 10.77.0.1/24 dev slow0 && ip link set slow0 up"))
         m_problem = "ip (iproute2) cannot set up the tunnel interface";
     else
-        succeeds("ip -6 addr add fd77::1/64 dev slow0 nodad");
+        Succeeds("ip -6 addr add fd77::1/64 dev slow0 nodad");
 }
 
 void SlowHost::serve() {
@@ -91,15 +91,15 @@ void SlowHost::serve() {
         pollfd wanted{m_interface, POLLIN, 0};
         if (poll(&wanted, 1, 20) <= 0) continue;
         const ssize_t length = read(m_interface, packet.data(), packet.size());
-        if (length <= 0 || !isEchoRequest(packet.data(), static_cast<std::size_t>(length))) continue;
+        if (length <= 0 || !IsEchoRequest(packet.data(), static_cast<std::size_t>(length))) continue;
         ++m_requests;
         if (m_answers != Answers::None) answer(packet.data(), static_cast<std::size_t>(length));
     }
 }
 
 void SlowHost::answer(unsigned char* packet, std::size_t length) {
-    makeReply(packet);
-    if (m_answers == Answers::WithStrangersFirst) sendStranger(packet, length, messageStart(packet));
+    MakeReply(packet);
+    if (m_answers == Answers::WithStrangersFirst) sendStranger(packet, length, MessageStart(packet));
     std::this_thread::sleep_for(m_delay);
     [[maybe_unused]] const ssize_t written = write(m_interface, packet, length);
 }

@@ -8,7 +8,7 @@
 
 namespace {
 
-Words wordsOf(const std::string& line) {
+Words WordsOf(const std::string& line) {
     std::istringstream text(line);
     Words words;
     for (std::string word; text >> word;)
@@ -18,16 +18,16 @@ Words wordsOf(const std::string& line) {
 
 }  // namespace
 
-std::vector<Words> outputOf(const std::string& commandLine) {
+std::vector<Words> OutputOf(const std::string& commandLine) {
     const std::string command = "export LC_ALL=C HOME=/nonexistent; " + commandLine + " 2>/dev/null";
     const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
     std::vector<Words> lines;
     char line[1024];
     while (pipe && fgets(line, sizeof line, pipe.get()))
-        if (Words words = wordsOf(line); !words.empty()) lines.push_back(std::move(words));
+        if (Words words = WordsOf(line); !words.empty()) lines.push_back(std::move(words));
     return lines;
 }
 
-bool succeeds(const std::string& commandLine) {
+bool Succeeds(const std::string& commandLine) {
     return std::system(("(" + commandLine + ") >/dev/null 2>&1").c_str()) == 0;
 }

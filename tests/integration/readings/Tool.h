@@ -8,7 +8,7 @@
 using Words = std::vector<std::string>;
 
 /// What a command line writes to its standard output, line by line; empty lines are left out.
-std::vector<Words> outputOf(const std::string& commandLine);
+std::vector<Words> OutputOf(const std::string& commandLine);
 
 /// Whether a command line succeeds. Its output is dropped.
-bool succeeds(const std::string& commandLine);
+bool Succeeds(const std::string& commandLine);

@@ -24,7 +24,7 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 /// The figure below `heading` in the last line; below zero when there is none.
-double lastFigure(const std::vector<Words>& lines, const std::string& heading) {
+double LastFigure(const std::vector<Words>& lines, const std::string& heading) {
     for (const Words& words : lines) {
         const auto found = std::find(words.begin(), words.end(), heading);
         const auto column = static_cast<std::size_t>(found - words.begin());
@@ -33,7 +33,7 @@ double lastFigure(const std::vector<Words>& lines, const std::string& heading) {
     return -1;
 }
 
-int processors() {
+int Processors() {
     return static_cast<int>(std::thread::hardware_concurrency());
 }
 
@@ -41,28 +41,28 @@ TEST(Tools, SystemCpuAgreesWithVmstat) {
     const BusyThread busy;
     CCPUUseRate rate;
     rate.Initialize();
-    const auto lines = outputOf("vmstat -n 3 2");
+    const auto lines = OutputOf("vmstat -n 3 2");
     const int percent = rate.GetCPUUseRate();
-    const double idle = lastFigure(lines, "id");
-    const double waiting = lastFigure(lines, "wa");
+    const double idle = LastFigure(lines, "id");
+    const double waiting = LastFigure(lines, "wa");
     if (idle < 0) GTEST_SKIP() << "no vmstat (procps)";
     EXPECT_NEAR(percent, 100 - idle - waiting, 6);
-    EXPECT_GE(percent, 100 / processors() * 9 / 10);
+    EXPECT_GE(percent, 100 / Processors() * 9 / 10);
 }
 
 TEST(Tools, ProcessCpuAgreesWithTop) {
     const BusyThread busy;
     CProcessCPUUseRate rate;
     rate.GetProcessCpuUsage(L"readings_test.exe", false);
-    const auto lines = outputOf("top -b -n 2 -d 3 -p " + std::to_string(getpid()));
+    const auto lines = OutputOf("top -b -n 2 -d 3 -p " + std::to_string(getpid()));
     const int percent = rate.GetProcessCpuUsage(L"readings_test.exe", false);
-    const double ofOneProcessor = lastFigure(lines, "%CPU");
+    const double ofOneProcessor = LastFigure(lines, "%CPU");
     if (ofOneProcessor < 0) GTEST_SKIP() << "no top (procps)";
-    EXPECT_NEAR(percent, ofOneProcessor / processors(), 8);
+    EXPECT_NEAR(percent, ofOneProcessor / Processors(), 8);
 }
 
 TEST(Tools, MemoryAgreesWithFree) {
-    const auto lines = outputOf("free -k");
+    const auto lines = OutputOf("free -k");
     CurrentMemoryInfo info;
     ASSERT_EQ(GetCurrentMemoryInfo(&info), 0u);
     if (lines.size() < 2 || lines[1].size() < 7) GTEST_SKIP() << "no free (procps)";
@@ -115,52 +115,52 @@ private:
     pid_t m_id;
 };
 
-std::string ownName() {
+std::string OwnName() {
     return "Busy" + std::to_string(getpid());
 }
 
-std::wstring wideName() {
+std::wstring WideName() {
     return L"bUSY" + std::to_wstring(getpid()) + L".EXE";
 }
 
-double percentOf(milliseconds used, steady_clock::duration elapsed) {
+double PercentOf(milliseconds used, steady_clock::duration elapsed) {
     return 100.0 * static_cast<double>(used.count()) /
-           std::chrono::duration<double, std::milli>(elapsed).count() / processors();
+           std::chrono::duration<double, std::milli>(elapsed).count() / Processors();
 }
 
 TEST(Processes, TwoOfOneNameReadAsTheirSum) {
-    const BusyProcess one(ownName());
-    const BusyProcess two(ownName());
+    const BusyProcess one(OwnName());
+    const BusyProcess two(OwnName());
     CProcessCPUUseRate rate;
-    EXPECT_EQ(rate.GetProcessCpuUsage(wideName(), false), 0);
+    EXPECT_EQ(rate.GetProcessCpuUsage(WideName(), false), 0);
     const auto started = steady_clock::now();
     const milliseconds before = one.used() + two.used();
     std::this_thread::sleep_for(std::chrono::seconds(2));
-    const int percent = rate.GetProcessCpuUsage(wideName(), false);
-    const double expected = percentOf(one.used() + two.used() - before, steady_clock::now() - started);
+    const int percent = rate.GetProcessCpuUsage(WideName(), false);
+    const double expected = PercentOf(one.used() + two.used() - before, steady_clock::now() - started);
     EXPECT_NEAR(percent, expected, 6);
     EXPECT_GE(percent, 1);
 }
 
 TEST(Processes, OneThatEndsLeavesTheOther) {
-    const BusyProcess staying(ownName());
-    BusyProcess ending(ownName());
+    const BusyProcess staying(OwnName());
+    BusyProcess ending(OwnName());
     CProcessCPUUseRate rate;
-    rate.GetProcessCpuUsage(wideName(), false);
+    rate.GetProcessCpuUsage(WideName(), false);
     const auto started = steady_clock::now();
     const milliseconds before = staying.used();
     std::this_thread::sleep_for(milliseconds(500));
     ending.end();
     std::this_thread::sleep_for(milliseconds(1500));
-    const int percent = rate.GetProcessCpuUsage(wideName(), false);
-    EXPECT_NEAR(percent, percentOf(staying.used() - before, steady_clock::now() - started), 6);
+    const int percent = rate.GetProcessCpuUsage(WideName(), false);
+    EXPECT_NEAR(percent, PercentOf(staying.used() - before, steady_clock::now() - started), 6);
 }
 
 // On a machine that is busy with other things, the process may have to wait for its turn.
-bool readsAsBusy(CProcessCPUUseRate& rate) {
+bool ReadsAsBusy(CProcessCPUUseRate& rate) {
     for (int reading = 0; reading < 20; ++reading) {
         std::this_thread::sleep_for(milliseconds(500));
-        if (rate.GetProcessCpuUsage(wideName(), false) >= 1) return true;
+        if (rate.GetProcessCpuUsage(WideName(), false) >= 1) return true;
     }
     return false;
 }
@@ -168,16 +168,16 @@ bool readsAsBusy(CProcessCPUUseRate& rate) {
 TEST(Processes, OneThatEndedReadsAsZeroAndANewOneFromItsSecondReading) {
     CProcessCPUUseRate rate;
     {
-        const BusyProcess first(ownName());
-        rate.GetProcessCpuUsage(wideName(), false);
-        EXPECT_TRUE(readsAsBusy(rate));
+        const BusyProcess first(OwnName());
+        rate.GetProcessCpuUsage(WideName(), false);
+        EXPECT_TRUE(ReadsAsBusy(rate));
     }
     std::this_thread::sleep_for(milliseconds(150));
-    EXPECT_EQ(rate.GetProcessCpuUsage(wideName(), false), 0);
-    const BusyProcess second(ownName());
+    EXPECT_EQ(rate.GetProcessCpuUsage(WideName(), false), 0);
+    const BusyProcess second(OwnName());
     std::this_thread::sleep_for(milliseconds(150));
-    EXPECT_EQ(rate.GetProcessCpuUsage(wideName(), false), 0);
-    EXPECT_TRUE(readsAsBusy(rate));
+    EXPECT_EQ(rate.GetProcessCpuUsage(WideName(), false), 0);
+    EXPECT_TRUE(ReadsAsBusy(rate));
 }
 
 }  // namespace

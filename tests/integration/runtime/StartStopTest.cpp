@@ -19,9 +19,9 @@ constexpr int kThreads = 16;
 constexpr int kRounds = 40;
 constexpr char kServers[] = R"({"gatewayDns":{"main":["127.0.0.1:1"],"backup":["127.0.0.1:1"]}})";
 
-void ignoreLine(void*, int, const char*) {}
+void IgnoreLine(void*, int, const char*) {}
 
-void startAndStopByTurns(int first) {
+void StartAndStopByTurns(int first) {
     for (int round = 0; round < kRounds; ++round) {
         if ((first + round) % 2 == 0)
             EXPECT_NE(CMsgCenterFactory::Inst()->Start(kServers, {}), 0);
@@ -31,11 +31,11 @@ void startAndStopByTurns(int first) {
 }
 
 TEST(StartStop, SixteenThreadsMayStartAndStopAtOnce) {
-    SetLogSink(ignoreLine, nullptr);
+    SetLogSink(IgnoreLine, nullptr);
     std::vector<std::thread> threads;
     threads.reserve(kThreads);
     for (int i = 0; i < kThreads; ++i)
-        threads.emplace_back(startAndStopByTurns, i);
+        threads.emplace_back(StartAndStopByTurns, i);
     for (std::thread& thread : threads)
         thread.join();
     CMsgCenterFactory::Inst()->Stop();

@@ -16,7 +16,7 @@ namespace {
 
 constexpr int kAttempts = 20;
 
-std::string withLine(const std::string& text, const std::string& line) {
+std::string WithLine(const std::string& text, const std::string& line) {
     return text + line + "\n";
 }
 
@@ -46,26 +46,26 @@ Broker::Broker(Options options) : m_options(std::move(options)) {
 Broker::~Broker() = default;
 
 std::string Broker::configuration() const {
-    std::string text = withLine("", "listener " + std::to_string(m_port) + " " + m_options.address);
+    std::string text = WithLine("", "listener " + std::to_string(m_port) + " " + m_options.address);
     if (!m_options.certificate.empty()) {
-        text = withLine(text, "certfile " + m_options.certificate);
-        text = withLine(text, "keyfile " + m_options.key);
+        text = WithLine(text, "certfile " + m_options.certificate);
+        text = WithLine(text, "keyfile " + m_options.key);
     }
-    if (geteuid() == 0) text = withLine(text, "user root");
-    text = withLine(text, "log_dest stderr");
+    if (geteuid() == 0) text = WithLine(text, "user root");
+    text = WithLine(text, "log_dest stderr");
     // By default mosquitto drops what a slow subscriber, such as the one that watches, has not taken yet.
     // (Without any bound it ends connections whose message an access rule forbids.)
-    text = withLine(text, "max_queued_messages 100000");
-    text = withLine(text, "set_tcp_nodelay true");
-    text = withLine(text, m_options.users.empty() ? "allow_anonymous true"
+    text = WithLine(text, "max_queued_messages 100000");
+    text = WithLine(text, "set_tcp_nodelay true");
+    text = WithLine(text, m_options.users.empty() ? "allow_anonymous true"
                                                   : "password_file " + m_folder.path("passwords"));
-    if (!m_options.acl.empty()) text = withLine(text, "acl_file " + m_folder.write("acl", m_options.acl));
+    if (!m_options.acl.empty()) text = WithLine(text, "acl_file " + m_folder.write("acl", m_options.acl));
     if (m_options.persistent) {
-        text = withLine(text, "persistence true\nautosave_on_changes true\nautosave_interval 1");
-        text = withLine(text, "persistence_location " + m_folder.path(""));
+        text = WithLine(text, "persistence true\nautosave_on_changes true\nautosave_interval 1");
+        text = WithLine(text, "persistence_location " + m_folder.path(""));
     }
     for (const std::string& line : m_options.lines)
-        text = withLine(text, line);
+        text = WithLine(text, line);
     return text;
 }
 
@@ -74,7 +74,7 @@ bool Broker::launch() {
     if (!m_options.users.empty()) {
         std::string passwords;
         for (const auto& [name, password] : m_options.users)
-            passwords = withLine(passwords, name + ":" + password);
+            passwords = WithLine(passwords, name + ":" + password);
         Run({"mosquitto_passwd", "-U", m_folder.write("passwords", passwords)});
     }
     m_logSeen = log().size();

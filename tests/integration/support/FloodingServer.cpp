@@ -9,13 +9,13 @@ namespace {
 
 constexpr std::size_t kAtOnce = 100;
 
-bool isOfHeartbeats(const std::string& topic) {
+bool IsOfHeartbeats(const std::string& topic) {
     const std::string ending = "/2";
     return topic.size() > ending.size() &&
            topic.compare(topic.size() - ending.size(), ending.size(), ending) == 0;
 }
 
-std::string manyOf(const std::string& topic, const std::string& payload) {
+std::string ManyOf(const std::string& topic, const std::string& payload) {
     const std::string body = MqttString(topic) + std::string(1, '\0') + payload;
     std::string many;
     for (std::size_t i = 0; i < kAtOnce; ++i)
@@ -23,16 +23,16 @@ std::string manyOf(const std::string& topic, const std::string& payload) {
     return many;
 }
 
-std::size_t byteAt(const std::string& body, std::size_t at) {
+std::size_t ByteAt(const std::string& body, std::size_t at) {
     return static_cast<unsigned char>(body[at]);
 }
 
 /// Where the payload of a message begins whose properties' length is told at `at`.
-std::size_t behindProperties(const std::string& body, std::size_t at) {
+std::size_t BehindProperties(const std::string& body, std::size_t at) {
     std::size_t length = 0;
     for (int shift = 0;; shift += 7) {
-        length |= (byteAt(body, at) & 0x7f) << shift;
-        if ((byteAt(body, at++) & 0x80) == 0) return at + length;
+        length |= (ByteAt(body, at) & 0x7f) << shift;
+        if ((ByteAt(body, at++) & 0x80) == 0) return at + length;
     }
 }
 
@@ -50,7 +50,7 @@ std::vector<std::string> FloodingServer::heartbeats() const {
 void FloodingServer::serve(ScriptedConnection& connection) {
     if (!connection.accept()) return;
     std::string topic;
-    while (!isOfHeartbeats(topic))
+    while (!IsOfHeartbeats(topic))
         if (!connection.answerSubscribe(0, topic)) return;
     m_ended = false;
     std::thread flooding([&] { flood(connection, topic); });
@@ -61,7 +61,7 @@ void FloodingServer::serve(ScriptedConnection& connection) {
 
 // Sends everything, answers too, so that they come between the messages.
 void FloodingServer::flood(ScriptedConnection& connection, const std::string& topic) {
-    const std::string many = manyOf(topic, m_payload);
+    const std::string many = ManyOf(topic, m_payload);
     while (!m_ended && connection.send(takeAnswers() + many)) {
         m_sent += kAtOnce;
         std::this_thread::sleep_for(m_pause);
@@ -89,12 +89,12 @@ void FloodingServer::listen(ScriptedConnection& connection) {
 
 // All of them want an acknowledgement.
 void FloodingServer::take(const std::string& body) {
-    const std::size_t length = byteAt(body, 0) << 8 | byteAt(body, 1);
+    const std::size_t length = ByteAt(body, 0) << 8 | ByteAt(body, 1);
     const std::size_t behindTopic = 2 + length;
     answer("\x40\x02" + body.substr(behindTopic, 2));
-    if (!isOfHeartbeats(body.substr(2, length))) return;
+    if (!IsOfHeartbeats(body.substr(2, length))) return;
     const std::lock_guard<std::mutex> lock(m_mutex);
-    m_heartbeats.push_back(body.substr(behindProperties(body, behindTopic + 2)));
+    m_heartbeats.push_back(body.substr(BehindProperties(body, behindTopic + 2)));
 }
 
 }  // namespace support

@@ -14,21 +14,21 @@
 namespace support {
 namespace {
 
-ifreq named(const char* interface) {
+ifreq Named(const char* interface) {
     ifreq request = {};
     std::strncpy(request.ifr_name, interface, sizeof request.ifr_name - 1);
     return request;
 }
 
-bool bringUpLoopback(int control) {
-    ifreq request = named("lo");
+bool BringUpLoopback(int control) {
+    ifreq request = Named("lo");
     if (ioctl(control, SIOCGIFFLAGS, &request) != 0) return false;
     request.ifr_flags = static_cast<short>(request.ifr_flags | IFF_UP);
     return ioctl(control, SIOCSIFFLAGS, &request) == 0;
 }
 
-bool addAddress(int control, const char* literal) {
-    ifreq request = named("lo:1");
+bool AddAddress(int control, const char* literal) {
+    ifreq request = Named("lo:1");
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     inet_pton(AF_INET, literal, &address.sin_addr);
@@ -45,7 +45,7 @@ OwnNetwork::OwnNetwork() {
         return;
     }
     const int control = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (!bringUpLoopback(control) || !addAddress(control, kAddress))
+    if (!BringUpLoopback(control) || !AddAddress(control, kAddress))
         m_problem = "the network takes no address";
     close(control);
 }

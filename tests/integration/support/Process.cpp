@@ -14,23 +14,23 @@
 namespace support {
 namespace {
 
-void redirect(int descriptor, const char* file, int flags) {
+void Redirect(int descriptor, const char* file, int flags) {
     const int opened = open(file, flags | O_CLOEXEC, 0600);
     if (opened < 0 || dup2(opened, descriptor) < 0) _exit(126);
 }
 
-const char* fileOrNothing(const std::string& file) {
+const char* FileOrNothing(const std::string& file) {
     return file.empty() ? "/dev/null" : file.c_str();
 }
 
-[[noreturn]] void become(const std::vector<char*>& arguments, const char* output, const char* errors) {
+[[noreturn]] void Become(const std::vector<char*>& arguments, const char* output, const char* errors) {
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    redirect(STDIN_FILENO, "/dev/null", O_RDONLY);
-    redirect(STDOUT_FILENO, output, O_WRONLY | O_CREAT | O_APPEND);
-    redirect(STDERR_FILENO, errors, O_WRONLY | O_CREAT | O_APPEND);
+    Redirect(STDIN_FILENO, "/dev/null", O_RDONLY);
+    Redirect(STDOUT_FILENO, output, O_WRONLY | O_CREAT | O_APPEND);
+    Redirect(STDERR_FILENO, errors, O_WRONLY | O_CREAT | O_APPEND);
     execvp(arguments[0], arguments.data());
     _exit(127);
 }
@@ -43,11 +43,11 @@ Process::Process(const std::vector<std::string>& arguments, const std::string& o
     for (const std::string& argument : arguments)
         pointers.push_back(const_cast<char*>(argument.c_str()));
     pointers.push_back(nullptr);
-    const char* const output = fileOrNothing(outputFile);
-    const char* const errors = fileOrNothing(errorFile);
+    const char* const output = FileOrNothing(outputFile);
+    const char* const errors = FileOrNothing(errorFile);
     m_pid = fork();
     if (m_pid < 0) throw std::runtime_error("fork failed");
-    if (m_pid == 0) become(pointers, output, errors);
+    if (m_pid == 0) Become(pointers, output, errors);
 }
 
 Process::~Process() {

@@ -24,27 +24,27 @@ constexpr milliseconds kTakenAhead(250);  // by a thin link
 constexpr std::size_t kMostPieces = 256;  // on their way over a wide one
 
 // Small packets and little room for them, so that what a thin link has not taken stays with the sender.
-void keepBuffersSmall(int socket) {
+void KeepBuffersSmall(int socket) {
     constexpr int kRoom = 4096;
     constexpr int kSegment = 536;
     setsockopt(socket, SOL_SOCKET, SO_RCVBUF, &kRoom, sizeof kRoom);
     setsockopt(socket, IPPROTO_TCP, TCP_MAXSEG, &kSegment, sizeof kSegment);
 }
 
-void sendAtOnce(int socket) {
+void SendAtOnce(int socket) {
     constexpr int kOn = 1;
     setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &kOn, sizeof kOn);
 }
 
 // The close that follows sends RST.
-void abortOnClose(int client, int server) {
+void AbortOnClose(int client, int server) {
     constexpr linger kAtOnce = {1, 0};
     setsockopt(client, SOL_SOCKET, SO_LINGER, &kAtOnce, sizeof kAtOnce);
     setsockopt(server, SOL_SOCKET, SO_LINGER, &kAtOnce, sizeof kAtOnce);
 }
 
 // False when the other side has gone.
-bool discard(int socket) {
+bool Discard(int socket) {
     char bytes[65536];
     const ssize_t length = recv(socket, bytes, sizeof bytes, MSG_DONTWAIT);
     return length > 0 || (length < 0 && (errno == EAGAIN || errno == EINTR));
@@ -105,7 +105,7 @@ void Relay::delay(std::chrono::milliseconds oneWay) {
 
 void Relay::limit(std::size_t bytesPerSecond) {
     m_rate = bytesPerSecond;
-    if (bytesPerSecond > 0) keepBuffersSmall(m_listener);
+    if (bytesPerSecond > 0) KeepBuffersSmall(m_listener);
 }
 
 void Relay::segment(std::size_t bytes) {
@@ -173,7 +173,7 @@ void Relay::obey() {
             loseServer(pair);
     }
     while (order != Order::HalfOpen && !m_pairs.empty()) {
-        if (order == Order::Reset) abortOnClose(m_pairs[0].up.from, m_pairs[0].up.to);
+        if (order == Order::Reset) AbortOnClose(m_pairs[0].up.from, m_pairs[0].up.to);
         closePair(0);
     }
     m_order = Order::None;
@@ -193,13 +193,13 @@ void Relay::accept() {
     if (client < 0) return;
     ++m_seen;
     const int server =
-        m_refuse ? -1 : ConnectToLoopback(m_targetPort, m_rate > 0 ? keepBuffersSmall : nullptr);
+        m_refuse ? -1 : ConnectToLoopback(m_targetPort, m_rate > 0 ? KeepBuffersSmall : nullptr);
     if (server < 0) {
         close(client);
         return;
     }
-    sendAtOnce(client);
-    sendAtOnce(server);
+    SendAtOnce(client);
+    SendAtOnce(server);
     m_pairs.emplace_back();
     m_pairs.back().up = {client, server, false, {}, {}};
     m_pairs.back().down = {server, client, false, {}, {}};
@@ -215,7 +215,7 @@ void Relay::forward() {
 }
 
 bool Relay::move(Pair& pair) const {
-    if (pair.halfOpen) return discard(pair.up.from);
+    if (pair.halfOpen) return Discard(pair.up.from);
     return take(pair.up) && hand(pair.up) && take(pair.down) && hand(pair.down);
 }
 

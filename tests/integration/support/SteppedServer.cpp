@@ -25,7 +25,7 @@ constexpr std::uint8_t kUnsubscribe = 0xa2;
 constexpr std::uint8_t kPing = 0xc0;
 
 /// Takes one packet from the front of `bytes`; false when it has not come whole.
-bool takePacket(std::string& bytes, std::uint8_t& type, std::string& body) {
+bool TakePacket(std::string& bytes, std::uint8_t& type, std::string& body) {
     std::size_t length = 0;
     std::size_t at = 1;
     for (int shift = 0;; shift += 7) {
@@ -90,7 +90,7 @@ bool SteppedServer::receive() {
     m_received.append(bytes, static_cast<std::size_t>(got));
     std::uint8_t type = 0;
     std::string body;
-    while (m_peer >= 0 && takePacket(m_received, type, body))
+    while (m_peer >= 0 && TakePacket(m_received, type, body))
         obey(type, body);
     return true;
 }

@@ -13,7 +13,7 @@ namespace {
 
 constexpr char kProbeTopic[] = "probe";
 
-std::vector<std::string> commandOf(const char* program, const Broker& broker, const WireClient& client) {
+std::vector<std::string> CommandOf(const char* program, const Broker& broker, const WireClient& client) {
     std::vector<std::string> command = {
         program, "-V", "5", "-h", broker.address(), "-p", std::to_string(broker.port()), "-q", "1"};
     const auto add = [&command](const char* option, const std::string& value) {
@@ -28,21 +28,21 @@ std::vector<std::string> commandOf(const char* program, const Broker& broker, co
     return command;
 }
 
-int nibbleOf(char digit) {
+int NibbleOf(char digit) {
     return digit <= '9' ? digit - '0' : digit - 'a' + 10;
 }
 
-std::string bytesOfHex(const std::string& line, std::size_t begin) {
+std::string BytesOfHex(const std::string& line, std::size_t begin) {
     std::string bytes((line.size() - begin) / 2, '\0');
     const char* digits = line.data() + begin;
     for (char& byte : bytes) {
-        byte = static_cast<char>(nibbleOf(digits[0]) << 4 | nibbleOf(digits[1]));
+        byte = static_cast<char>(NibbleOf(digits[0]) << 4 | NibbleOf(digits[1]));
         digits += 2;
     }
     return bytes;
 }
 
-WireMessage parse(const std::string& line) {
+WireMessage Parse(const std::string& line) {
     std::vector<std::string> fields;
     std::size_t begin = 0;
     while (fields.size() < 6) {
@@ -58,11 +58,11 @@ WireMessage parse(const std::string& line) {
     message.contentType = fields[3];
     message.responseTopic = fields[4];
     message.userProperties = fields[5];
-    message.payload = bytesOfHex(line, begin);
+    message.payload = BytesOfHex(line, begin);
     return message;
 }
 
-bool endsWith(const std::string& text, const std::string& ending) {
+bool EndsWith(const std::string& text, const std::string& ending) {
     return text.size() >= ending.size() &&
            text.compare(text.size() - ending.size(), ending.size(), ending) == 0;
 }
@@ -75,7 +75,7 @@ std::string WireMessage::head() const {
 }
 
 WireWatcher::WireWatcher(const Broker& broker, const WireClient& client, const std::string& topicFilter) {
-    std::vector<std::string> command = commandOf("mosquitto_sub", broker, client);
+    std::vector<std::string> command = CommandOf("mosquitto_sub", broker, client);
     for (const std::string& part :
          {std::string("-t"), topicFilter, std::string("-t"), std::string(kProbeTopic), std::string("-F"),
           std::string("%t\t%q\t%r\t%C\t%R\t%P\t%x")})
@@ -96,7 +96,7 @@ void WireWatcher::read() {
     file.seekg(static_cast<std::streamoff>(m_offset));
     for (std::string line; std::getline(file, line) && !file.eof();) {
         m_offset += line.size() + 1;
-        m_messages.push_back(parse(line));
+        m_messages.push_back(Parse(line));
     }
 }
 
@@ -109,7 +109,7 @@ std::vector<WireMessage> WireWatcher::on(const std::string& topicEnding) {
     read();
     std::vector<WireMessage> found;
     std::copy_if(m_messages.begin(), m_messages.end(), std::back_inserter(found),
-                 [&](const WireMessage& message) { return endsWith(message.topic, topicEnding); });
+                 [&](const WireMessage& message) { return EndsWith(message.topic, topicEnding); });
     return found;
 }
 
@@ -120,7 +120,7 @@ bool WireWatcher::waitFor(const std::string& topicEnding, std::size_t count) {
 void Publish(const Broker& broker, const std::string& topic, const std::string& payload,
              const WireClient& client) {
     const TempFolder folder;
-    std::vector<std::string> command = commandOf("mosquitto_pub", broker, client);
+    std::vector<std::string> command = CommandOf("mosquitto_pub", broker, client);
     for (const std::string& part :
          {std::string("-t"), topic, std::string("-f"), folder.write("payload", payload)})
         command.push_back(part);

@@ -54,18 +54,18 @@ std::string With(const std::string& text, const std::string& key, const Json::Va
 TEST(Message, EachKindIsTold) {
     EXPECT_EQ(ReadPresence(R"({"online":true})").kind, Kind::Online);
     EXPECT_EQ(ReadPresence(R"({"online":false})").kind, Kind::Offline);
-    EXPECT_EQ(Read(kHeartbeatCommand, samples::idle).kind, Kind::FullHeartbeat);
-    EXPECT_EQ(Read(kHeartbeatCommand, samples::live).kind, Kind::FullHeartbeat);
-    EXPECT_EQ(Read(kHeartbeatCommand, samples::keepAlive).kind, Kind::KeepAlive);
-    EXPECT_EQ(Read(kHostCommand, samples::command).kind, Kind::Command);
+    EXPECT_EQ(Read(kHeartbeatCommand, samples::kIdle).kind, Kind::FullHeartbeat);
+    EXPECT_EQ(Read(kHeartbeatCommand, samples::kLive).kind, Kind::FullHeartbeat);
+    EXPECT_EQ(Read(kHeartbeatCommand, samples::kEepAlive).kind, Kind::KeepAlive);
+    EXPECT_EQ(Read(kHostCommand, samples::kCommand).kind, Kind::Command);
     EXPECT_EQ(ReadStream(samples::StreamRecord("7", "show"), 1).kind, Kind::StreamRecord);
     EXPECT_EQ(ReadStream(samples::Quality(1, "7"), 2).kind, Kind::QualityRecord);
-    EXPECT_EQ(ReadStream(samples::firstFrame, 4).kind, Kind::FirstFrameRecord);
+    EXPECT_EQ(ReadStream(samples::kFirstFrame, 4).kind, Kind::FirstFrameRecord);
     EXPECT_EQ(Read(9, "[1]").kind, Kind::Unknown);
 }
 
 TEST(Message, TheLineBreakOfTheCompactWriterIsNoFault) {
-    EXPECT_EQ(Read(kHeartbeatCommand, samples::keepAlive + "\n").kind, Kind::KeepAlive);
+    EXPECT_EQ(Read(kHeartbeatCommand, samples::kEepAlive + "\n").kind, Kind::KeepAlive);
 }
 
 TEST(Message, AnEventOfTheHostMayHaveAnyBody) {
@@ -101,9 +101,9 @@ TEST(Message, TenMegabytesAreMalformed) {
 }
 
 TEST(Message, LengthIsRefusedFromOneByteAboveTheBound) {
-    const std::string padding(kMostPayloadBytes - samples::keepAlive.size(), ' ');
-    EXPECT_EQ(Read(kHeartbeatCommand, samples::keepAlive + padding).kind, Kind::KeepAlive);
-    EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, samples::keepAlive + padding + " ")),
+    const std::string padding(kMostPayloadBytes - samples::kEepAlive.size(), ' ');
+    EXPECT_EQ(Read(kHeartbeatCommand, samples::kEepAlive + padding).kind, Kind::KeepAlive);
+    EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, samples::kEepAlive + padding + " ")),
               "the payload is too long");
 }
 
@@ -125,16 +125,16 @@ TEST(Message, AHeartbeatOfAnotherShapeIsMalformed) {
 
 TEST(Message, EveryMemberOfAFullHeartbeatIsRequiredAndTyped) {
     for (const char* key : {"sessionId", "streamName", "channelId", "mixStreamName"}) {
-        EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, With(samples::live, key, 5))),
+        EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, With(samples::kLive, key, 5))),
                   "\"" + std::string(key) + "\" is not a text");
     }
     for (const char* key :
          {"liveStatus", "micStatus", "business", "codec",     "height",        "pushStatus", "sid",
           "videoAppId", "width",     "micCodec", "micHeight", "micPushStatus", "micWidth",   "mixCodec",
           "mixHeight",  "mixMode",   "mixSid",   "mixStatus", "mixWidth",      "role"}) {
-        EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, With(samples::live, key, "5"))),
+        EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, With(samples::kLive, key, "5"))),
                   "\"" + std::string(key) + "\" is not a 32-bit integer");
-        EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, Without(samples::live, key))),
+        EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, Without(samples::kLive, key))),
                   "\"" + std::string(key) + "\" is missing");
     }
     EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, R"({"liveInfo":[],"liveStatus":1,"micStatus":2,"order":1,)"
@@ -181,7 +181,7 @@ TEST(Message, ARecordOfAnotherShapeIsMalformed) {
               "\"vsFps\" is not an unsigned 32-bit integer");
     EXPECT_EQ(ReasonOf(ReadStream(With(samples::Quality(1, "7"), "mem", "x"), 2)),
               "\"mem\" is not a 32-bit integer");
-    EXPECT_EQ(ReasonOf(ReadStream(Without(samples::firstFrame, "duration"), 4)), "\"duration\" is missing");
+    EXPECT_EQ(ReasonOf(ReadStream(Without(samples::kFirstFrame, "duration"), 4)), "\"duration\" is missing");
     const std::string noSamples =
         R"({"aBitrateAvg":0,"lostFrames":0,"order":1,"sid":"7","t":1,"vBitrateAvg":0)";
     EXPECT_EQ(ReadStream(noSamples + "}", 2).kind, Kind::QualityRecord);

@@ -74,21 +74,21 @@ protected:
             message = received.parsedTopic->command
                           ? ReadUplink(*received.parsedTopic->command, payload, head)
                           : ReadPresence(payload);
-            outcome =
-                fleet.Receive({received.parsedTopic->source, received.parsedTopic->command, {}}, message, 0);
+            outcome = m_fleet.Receive({received.parsedTopic->source, received.parsedTopic->command, {}},
+                                      message, 0);
         }
-        terminal.Show(received, message, outcome);
-        json.Show(received, message, outcome);
+        m_terminal.Show(received, message, outcome);
+        m_json.Show(received, message, outcome);
         for (const Notice& notice : outcome.before)
-            json.Show(0, notice);
+            m_json.Show(0, notice);
         for (const Notice& notice : outcome.after)
-            json.Show(0, notice);
+            m_json.Show(0, notice);
     }
 
     // Whatever has been written since the last call, one value per line; every line must be JSON.
     std::vector<Json::Value> JsonLinesWritten() {
-        std::istringstream lines(jsonText.str());
-        jsonText.str({});
+        std::istringstream lines(m_jsonText.str());
+        m_jsonText.str({});
         std::vector<Json::Value> values;
         for (std::string line; std::getline(lines, line);) {
             Json::Value value;
@@ -99,16 +99,16 @@ protected:
         return values;
     }
 
-    Fleet fleet{FleetRules{}};
-    std::ostringstream text;
-    std::ostringstream jsonText;
-    std::size_t width = 1000;
-    Terminal terminal{text, false, [this] { return width; }};
-    JsonLines json{jsonText};
+    Fleet m_fleet{FleetRules{}};
+    std::ostringstream m_text;
+    std::ostringstream m_jsonText;
+    std::size_t m_width = 1000;
+    Terminal m_terminal{m_text, false, [this] { return m_width; }};
+    JsonLines m_json{m_jsonText};
 };
 
 TEST_F(OutputTest, EveryMessageIsOneJsonLineWithItsSource) {
-    Send("qolive/demo/0123abcd/up/4", samples::command);
+    Send("qolive/demo/0123abcd/up/4", samples::kCommand);
     const Json::Value line = JsonLinesWritten().at(0);
     EXPECT_EQ(line["kind"], "command");
     EXPECT_EQ(line["client"], "demo");
@@ -128,8 +128,8 @@ TEST_F(OutputTest, AHeadIsShownBesideTheBody) {
 TEST_F(OutputTest, AMalformedMessageIsShownBoundedAndHarmless) {
     Send("qolive/demo/0123abcd/up/2", std::string(10U << 20U, '\x1b'));
     Send("qolive/\x1b[2J/0123abcd/up/2", "{}");
-    EXPECT_LT(text.str().size(), 1000U);
-    EXPECT_EQ(text.str().find('\x1b'), std::string::npos);
+    EXPECT_LT(m_text.str().size(), 1000U);
+    EXPECT_EQ(m_text.str().find('\x1b'), std::string::npos);
     const std::vector<Json::Value> lines = JsonLinesWritten();
     ASSERT_EQ(lines.size(), 2U);
     EXPECT_EQ(lines[0]["kind"], "malformed");
@@ -141,8 +141,8 @@ TEST_F(OutputTest, AMalformedMessageIsShownBoundedAndHarmless) {
 
 TEST_F(OutputTest, TextsOfABroadcasterReachTheTerminalEscaped) {
     Send("qolive/demo/0123abcd/up/4", R"({"bizType":7,"data":"\u001b]0;owned\u0007"})");
-    EXPECT_EQ(text.str().find('\x1b'), std::string::npos);
-    EXPECT_NE(text.str().find("\\x1b]0;owned\\x07"), std::string::npos);
+    EXPECT_EQ(m_text.str().find('\x1b'), std::string::npos);
+    EXPECT_NE(m_text.str().find("\\x1b]0;owned\\x07"), std::string::npos);
 }
 
 class WidthTest : public OutputTest {
@@ -150,18 +150,18 @@ protected:
     void SendOfEveryKind(const std::string& client) {
         const std::string topic = "qolive/" + client + "/0123abcd/";
         Send(topic + "presence", R"({"online":true})");
-        Send(topic + "up/2", samples::live);
+        Send(topic + "up/2", samples::kLive);
         Send(topic + "up/4", R"({"bizType":7,"data":")" + std::string(90, 'x') + "\"}");
         Send(topic + "up/5", samples::StreamRecord("7", "show"), samples::Head("1", 1));
         Send(topic + "up/5", samples::Quality(1, "7"), samples::Head("3", 2));
         Send(topic + "up/2", std::string(500, 'y'));
-        terminal.Remark(0, "listening at " + std::string(100, 'z'));
-        terminal.Summarise(0, fleet);
+        m_terminal.Remark(0, "listening at " + std::string(100, 'z'));
+        m_terminal.Summarise(0, m_fleet);
     }
 
     std::size_t Widest() const {
         std::size_t widest = 0;
-        std::istringstream lines(text.str());
+        std::istringstream lines(m_text.str());
         for (std::string line; std::getline(lines, line);)
             widest = std::max(widest, apps::Columns(line));
         return widest;
@@ -170,8 +170,8 @@ protected:
 
 TEST_F(WidthTest, EverythingFitsTheWidthThatThereIs) {
     for (const std::size_t columns : {80U, 100U, 109U, 110U, 132U, 200U}) {
-        width = columns;
-        text.str({});
+        m_width = columns;
+        m_text.str({});
         SendOfEveryKind("demo-12345");
         EXPECT_LE(Widest(), columns);
         EXPECT_GT(Widest(), columns - 20) << "the width is used";
@@ -179,30 +179,30 @@ TEST_F(WidthTest, EverythingFitsTheWidthThatThereIs) {
 }
 
 TEST_F(WidthTest, TheWidthMayChangeAtAnyTime) {
-    width = 200;
+    m_width = 200;
     SendOfEveryKind("demo");
-    text.str({});
-    width = 80;
+    m_text.str({});
+    m_width = 80;
     SendOfEveryKind("demo");
     EXPECT_LE(Widest(), 80U);
 }
 
 TEST_F(WidthTest, ANarrowTerminalNamesABroadcasterOnceUntilAnotherComes) {
-    width = 80;
+    m_width = 80;
     for (const char* client : {"one", "one", "two", "one"})
-        Send("qolive/" + std::string(client) + "/0123abcd/up/4", samples::command);
+        Send("qolive/" + std::string(client) + "/0123abcd/up/4", samples::kCommand);
     std::string names;
-    std::istringstream lines(text.str());
+    std::istringstream lines(m_text.str());
     for (std::string line; std::getline(lines, line);)
         if (line == "one" || line == "two") names += line + ".";
     EXPECT_EQ(names, "one.two.one.");
-    EXPECT_EQ(text.str().find("one "), std::string::npos);
+    EXPECT_EQ(m_text.str().find("one "), std::string::npos);
 }
 
 TEST_F(WidthTest, AWideTerminalNamesTheBroadcasterInEveryLine) {
-    width = 132;
-    Send("qolive/one/0123abcd/up/4", samples::command);
-    EXPECT_NE(text.str().find(" one          0123abcd "), std::string::npos) << text.str();
+    m_width = 132;
+    Send("qolive/one/0123abcd/up/4", samples::kCommand);
+    EXPECT_NE(m_text.str().find(" one          0123abcd "), std::string::npos) << m_text.str();
 }
 
 /// Takes some bytes and then nothing more.
@@ -258,11 +258,11 @@ TEST(Outputs, WithoutAnyLeftNothingIsLeftToDo) {
 
 TEST_F(OutputTest, EveryKindHasALineForAPerson) {
     Send("qolive/demo/0123abcd/presence", R"({"online":true})");
-    Send("qolive/demo/0123abcd/up/2", samples::live);
-    Send("qolive/demo/0123abcd/up/2", samples::keepAlive);
-    Send("qolive/demo/0123abcd/up/4", samples::command);
+    Send("qolive/demo/0123abcd/up/2", samples::kLive);
+    Send("qolive/demo/0123abcd/up/2", samples::kEepAlive);
+    Send("qolive/demo/0123abcd/up/4", samples::kCommand);
     Send("qolive/demo/0123abcd/up/5", samples::StreamRecord("7", "show"), samples::Head("1", 1));
-    Send("qolive/demo/0123abcd/up/5", samples::firstFrame, samples::Head("2", 4));
+    Send("qolive/demo/0123abcd/up/5", samples::kFirstFrame, samples::Head("2", 4));
     Send("qolive/demo/0123abcd/up/5", samples::Quality(1, "7"), samples::Head("3", 2));
     Send("qolive/demo/0123abcd/up/5", "[1]", samples::Head("4", 3));
     Send("qolive/demo/0123abcd/up/5", "[1]", samples::Head("4", 3));
@@ -272,18 +272,18 @@ TEST_F(OutputTest, EveryKindHasALineForAPerson) {
                              "keep-alive", "type 7  {", "show (sid 7) 1280x720 at 25 fps, 2500+128 kbps",
                              "show after 412 ms", "show #1 · 2490+128 kbps", "fps █ 25", "cpu ▂ 20 %",
                              "event", "seen before, dropped", "command 77", "offline"})
-        EXPECT_NE(text.str().find(part), std::string::npos) << part << "\n" << text.str();
+        EXPECT_NE(m_text.str().find(part), std::string::npos) << part << "\n" << m_text.str();
 }
 
 TEST_F(OutputTest, TheSummaryNamesConnectionsAndStreams) {
-    Send("qolive/demo/0000000a/up/2", samples::idle);
-    Send("qolive/demo/0000000a/up/4", samples::command);
-    Send("qolive/demo/0000000b/up/2", samples::idle);
+    Send("qolive/demo/0000000a/up/2", samples::kIdle);
+    Send("qolive/demo/0000000a/up/4", samples::kCommand);
+    Send("qolive/demo/0000000b/up/2", samples::kIdle);
     Send("qolive/demo/0000000a/up/5", samples::Quality(1, "7"), samples::Head("3", 2));
     Send("qolive/demo/0000000a/up/5", samples::Quality(4, "7"), samples::Head("4", 2));
     Send("qolive/demo/0000000a/up/5", samples::Quality(4, "7"), samples::Head("4", 2));
     JsonLinesWritten();
-    json.Summarise(0, fleet);
+    m_json.Summarise(0, m_fleet);
     const Json::Value demo = JsonLinesWritten().at(0)["broadcasters"]["demo"];
     EXPECT_EQ(demo["connections"]["0000000a"]["role"], "main");
     EXPECT_EQ(demo["connections"]["0000000a"]["full"], 1);
@@ -292,8 +292,9 @@ TEST_F(OutputTest, TheSummaryNamesConnectionsAndStreams) {
     EXPECT_EQ(demo["streams"]["7"]["qualityRecords"], 2);
     EXPECT_EQ(demo["streams"]["7"]["lost"], 2);
 
-    terminal.Summarise(0, fleet);
-    EXPECT_NE(text.str().find("quality records 2 with 2 samples · lost 2"), std::string::npos) << text.str();
+    m_terminal.Summarise(0, m_fleet);
+    EXPECT_NE(m_text.str().find("quality records 2 with 2 samples · lost 2"), std::string::npos)
+        << m_text.str();
 }
 
 TEST_F(OutputTest, ColoursAreUsedOnlyWhereWanted) {
@@ -301,8 +302,8 @@ TEST_F(OutputTest, ColoursAreUsedOnlyWhereWanted) {
     Terminal painter(coloured, true, [] { return std::size_t{80}; });
     painter.Remark(0, "text");
     EXPECT_NE(coloured.str().find("\x1b[33mtext\x1b[0m"), std::string::npos);
-    terminal.Remark(0, "text");
-    EXPECT_EQ(text.str().find('\x1b'), std::string::npos);
+    m_terminal.Remark(0, "text");
+    EXPECT_EQ(m_text.str().find('\x1b'), std::string::npos);
 }
 
 }  // namespace

@@ -6,21 +6,21 @@
 
 namespace collector::samples {
 
-inline const std::string keepAlive = R"({"order":17,"ts":1700000003000,"type":2})";
+inline const std::string kEepAlive = R"({"order":17,"ts":1700000003000,"type":2})";
 
-inline const std::string idle =
+inline const std::string kIdle =
     R"({"liveStatus":2,"micStatus":2,"order":16,"sessionId":"","ts":1700000000000,"type":1})";
 
-inline const std::string live =
+inline const std::string kLive =
     R"({"liveInfo":{"business":1,"codec":1,"height":1080,"pushStatus":2,"sid":3,"streamName":"show",)"
     R"("videoAppId":5,"width":1920},"liveStatus":1,"micInfo":{"business":1,"channelId":"c","micCodec":1,)"
     R"("micHeight":720,"micPushStatus":1,"micWidth":1280,"mixCodec":1,"mixHeight":1080,"mixMode":2,"mixSid":4,)"
     R"("mixStatus":1,"mixStreamName":"mix","mixWidth":1920,"role":1,"sid":6,"streamName":"guest",)"
     R"("videoAppId":5},"micStatus":1,"order":18,"sessionId":"s-1","ts":1700000006000,"type":1})";
 
-inline const std::string command = R"({"bizType":7,"data":"{\"text\":\"hello\"}"})";
+inline const std::string kCommand = R"({"bizType":7,"data":"{\"text\":\"hello\"}"})";
 
-inline const std::string firstFrame =
+inline const std::string kFirstFrame =
     R"({"code":0,"duration":412,"firstFrameTime":1700000000412,"startTime":1700000000000,"state":1})";
 
 inline std::string Head(const std::string& mid, int type) {

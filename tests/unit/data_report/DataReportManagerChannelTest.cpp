@@ -15,13 +15,13 @@ class Mid : public ManagerUnderTest {
 protected:
     std::string nextMid() {
         Json::Value head;
-        EXPECT_TRUE(manager.SendStreamReport(Json::Value(), head));
+        EXPECT_TRUE(m_manager.SendStreamReport(Json::Value(), head));
         return head["mid"].asString();
     }
 };
 class Callback : public ManagerUnderTest {};
 
-void expectInfoLines(const fakes::CapturingLog& log, const std::vector<std::string>& texts) {
+void ExpectInfoLines(const fakes::CapturingLog& log, const std::vector<std::string>& texts) {
     EXPECT_EQ(log.texts(), texts);
     for (const fakes::LogLine& line : log.lines())
         EXPECT_EQ(line.level, 2) << line.text;
@@ -51,7 +51,7 @@ TEST_F(Mid, IdsOfManyThreadsAreUniqueAndEachThreadsOwnAscend) {
     constexpr int kEach = 5000;
     start();
     std::vector<std::vector<std::int64_t>> ids(kThreads);
-    atOnce(kThreads, [&](int thread) {
+    AtOnce(kThreads, [&](int thread) {
         for (int i = 0; i < kEach; ++i)
             ids[static_cast<std::size_t>(thread)].push_back(Id(nextMid()).value);
     });
@@ -66,7 +66,7 @@ TEST_F(Mid, IdsOfManyThreadsAreUniqueAndEachThreadsOwnAscend) {
 TEST_F(Channel, ADisabledManagerLeavesTheHeadWithoutAMid) {
     Json::Value head;
     head["type"] = 1;
-    EXPECT_FALSE(manager.SendStreamReport(Json::Value(), head));
+    EXPECT_FALSE(m_manager.SendStreamReport(Json::Value(), head));
     EXPECT_EQ(head.getMemberNames(), std::vector<std::string>{"type"});
 }
 
@@ -76,7 +76,7 @@ TEST_F(Channel, AHeadKeepsItsKeysAndGainsAMidInPlaceOfAnEarlierOne) {
     head["type"] = 7;
     head["event"] = 8;
     head["mid"] = "earlier";
-    EXPECT_TRUE(manager.SendStreamReport(Json::Value(), head));
+    EXPECT_TRUE(m_manager.SendStreamReport(Json::Value(), head));
     EXPECT_EQ(head["type"].asInt(), 7);
     EXPECT_EQ(head["event"].asInt(), 8);
     EXPECT_GT(Id(head["mid"].asString()).value, 0);
@@ -91,9 +91,9 @@ TEST_F(Channel, BodyAndHeadAreWhatTheCompactWriterWrote) {
     record["b"] = 1;
     record["a"] = "x";
     Json::Value head;
-    ASSERT_TRUE(manager.SendStreamReport(record, head));
+    ASSERT_TRUE(m_manager.SendStreamReport(record, head));
     ASSERT_EQ(sentSoFar().size(), 1U);
-    const fakes::SentMessage message = center.sent(kStreamCommand)[0];
+    const fakes::SentMessage message = m_center.sent(kStreamCommand)[0];
     EXPECT_EQ(message.body, "{\"a\":\"x\",\"b\":1}\n");
     EXPECT_EQ(message.head, "{\"mid\":\"" + head["mid"].asString() + "\"}\n");
 }
@@ -102,7 +102,7 @@ TEST_F(Channel, AHeadThatHoldsNoKeysIsRefusedWithOneLine) {
     startConnected();
     const fakes::CapturingLog log;
     Json::Value head("text");
-    EXPECT_FALSE(manager.SendStreamReport(Json::Value(), head));
+    EXPECT_FALSE(m_manager.SendStreamReport(Json::Value(), head));
     EXPECT_EQ(head, Json::Value("text"));
     EXPECT_EQ(log.countContaining("[DataReportManager] SendStreamReport not queued: "), 1);
 }
@@ -111,7 +111,7 @@ TEST_F(Channel, WhatWasQueuedWhileDisconnectedGoesOutInOrderWithTheNextRecord) {
     start();
     for (const char* text : {"1", "2", "3"})
         EXPECT_TRUE(send(text));
-    ASSERT_TRUE(center.connect(kStreamCommand));
+    ASSERT_TRUE(m_center.connect(kStreamCommand));
     EXPECT_TRUE(send("4"));
     EXPECT_TRUE(Eventually([this] { return sent().size() == 4; }));
     EXPECT_EQ(sentTexts(), (std::vector<std::string>{"1", "2", "3", "4"}));
@@ -122,9 +122,9 @@ TEST_F(Channel, AConnectStatusAloneDoesNotWakeTheSendThread) {
     std::this_thread::sleep_for(std::chrono::milliseconds(200));  // the send thread waits by then
     EXPECT_TRUE(send("1"));
     std::this_thread::sleep_for(std::chrono::milliseconds(100));  // and waits again
-    ASSERT_TRUE(center.connect(kStreamCommand));
+    ASSERT_TRUE(m_center.connect(kStreamCommand));
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    EXPECT_EQ(center.sendAttempts(kStreamCommand), 0);
+    EXPECT_EQ(m_center.sendAttempts(kStreamCommand), 0);
     EXPECT_TRUE(send("2"));
     EXPECT_TRUE(Eventually([this] { return sent().size() == 2; }));
     EXPECT_EQ(sentTexts(), (std::vector<std::string>{"1", "2"}));
@@ -139,51 +139,51 @@ TEST_F(Channel, ManyThousandMessagesWaitAndLeaveInOrder) {
         texts.push_back(std::to_string(i));
         ASSERT_TRUE(send(texts.back()));
     }
-    ASSERT_TRUE(center.connect(kStreamCommand));
+    ASSERT_TRUE(m_center.connect(kStreamCommand));
     texts.emplace_back("one more");
     EXPECT_TRUE(send(texts.back()));
-    EXPECT_TRUE(Eventually([this] { return center.sendAttempts(kStreamCommand) == kWaiting + 1; }));
+    EXPECT_TRUE(Eventually([this] { return m_center.sendAttempts(kStreamCommand) == kWaiting + 1; }));
     EXPECT_TRUE(sentTexts() == texts) << "of " << sent().size() << " messages some are out of order";
 }
 
 TEST_F(Channel, ADisconnectDuringABatchDropsTheRest) {
     startConnected();
-    center.sendFails(kStreamCommand);
-    std::thread sending([this] { peer.sendBatch(3); });
-    ASSERT_TRUE(Eventually([this] { return center.sendAttempts(kStreamCommand) > 0; }));
-    ASSERT_TRUE(center.disconnect(kStreamCommand));
+    m_center.sendFails(kStreamCommand);
+    std::thread sending([this] { m_peer.sendBatch(3); });
+    ASSERT_TRUE(Eventually([this] { return m_center.sendAttempts(kStreamCommand) > 0; }));
+    ASSERT_TRUE(m_center.disconnect(kStreamCommand));
     sending.join();
-    center.sendFails(kStreamCommand, false);
-    ASSERT_TRUE(center.connect(kStreamCommand));
+    m_center.sendFails(kStreamCommand, false);
+    ASSERT_TRUE(m_center.connect(kStreamCommand));
     EXPECT_TRUE(sentSoFar().empty());
 }
 
 TEST_F(Channel, ARefusedMessageIsTriedAgainUntilItIsAccepted) {
     startConnected();
-    center.sendFails(kStreamCommand);
+    m_center.sendFails(kStreamCommand);
     EXPECT_TRUE(send("1"));
     EXPECT_TRUE(send("2"));
-    ASSERT_TRUE(Eventually([this] { return center.sendAttempts(kStreamCommand) >= 2; }));
+    ASSERT_TRUE(Eventually([this] { return m_center.sendAttempts(kStreamCommand) >= 2; }));
     EXPECT_TRUE(sent().empty());
-    center.sendFails(kStreamCommand, false);
+    m_center.sendFails(kStreamCommand, false);
     EXPECT_TRUE(Eventually([this] { return sent().size() == 2; }));
     EXPECT_EQ(sentTexts(), (std::vector<std::string>{"1", "2"}));
 }
 
 TEST_F(Channel, ARefusedMessageIsTriedAgainAfterAPause) {
     startConnected();
-    center.sendFails(kStreamCommand);
+    m_center.sendFails(kStreamCommand);
     const auto begun = std::chrono::steady_clock::now();
     EXPECT_TRUE(send("1"));
-    ASSERT_TRUE(Eventually([this] { return center.sendAttempts(kStreamCommand) >= 4; }));
+    ASSERT_TRUE(Eventually([this] { return m_center.sendAttempts(kStreamCommand) >= 4; }));
     EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(550));
-    center.sendFails(kStreamCommand, false);
+    m_center.sendFails(kStreamCommand, false);
 }
 
 TEST_F(Channel, AMessageThatMemoryIsTooShortForIsTriedAgainUntilItIsAccepted) {
     const fakes::CapturingLog log;
     startConnected();
-    center.sendThrows(kStreamCommand, 2);
+    m_center.sendThrows(kStreamCommand, 2);
     EXPECT_TRUE(send("a"));
     EXPECT_TRUE(send("b"));
     ASSERT_TRUE(Eventually([&] { return sent().size() == 2; }));
@@ -193,17 +193,17 @@ TEST_F(Channel, AMessageThatMemoryIsTooShortForIsTriedAgainUntilItIsAccepted) {
 }
 
 TEST_F(Channel, NothingIsHandedOverWithoutALinkOrASender) {
-    EXPECT_FALSE(peer.handOver("no sender"));
+    EXPECT_FALSE(m_peer.handOver("no sender"));
     start();
-    EXPECT_FALSE(peer.handOver("no link"));
-    EXPECT_EQ(center.sendAttempts(kStreamCommand), 0);
-    ASSERT_TRUE(center.connect(kStreamCommand));
-    EXPECT_TRUE(peer.handOver("both"));
-    center.sendFails(kStreamCommand);
-    EXPECT_FALSE(peer.handOver("refused"));
-    ASSERT_TRUE(center.disconnect(kStreamCommand));
-    EXPECT_FALSE(peer.handOver("no link any more"));
-    EXPECT_EQ(center.sendAttempts(kStreamCommand), 2);
+    EXPECT_FALSE(m_peer.handOver("no link"));
+    EXPECT_EQ(m_center.sendAttempts(kStreamCommand), 0);
+    ASSERT_TRUE(m_center.connect(kStreamCommand));
+    EXPECT_TRUE(m_peer.handOver("both"));
+    m_center.sendFails(kStreamCommand);
+    EXPECT_FALSE(m_peer.handOver("refused"));
+    ASSERT_TRUE(m_center.disconnect(kStreamCommand));
+    EXPECT_FALSE(m_peer.handOver("no link any more"));
+    EXPECT_EQ(m_center.sendAttempts(kStreamCommand), 2);
 }
 
 TEST_F(Channel, EachSentMessageIsLogged) {
@@ -211,25 +211,25 @@ TEST_F(Channel, EachSentMessageIsLogged) {
     const fakes::CapturingLog log;
     sentSoFar();
     EXPECT_TRUE(Eventually([&log] { return !log.lines().empty(); }));
-    expectInfoLines(log, {"SendStreamReport success"});
+    ExpectInfoLines(log, {"SendStreamReport success"});
 }
 
 TEST_F(Channel, ASenderThatCannotBeMadeIsLogged) {
     const fakes::CapturingLog log;
-    center.createSenderFails();
-    EXPECT_FALSE(manager.Init());
-    expectInfoLines(log, {"[DataReportManager] m_senderPtr is null cmd:5"});
+    m_center.createSenderFails();
+    EXPECT_FALSE(m_manager.Init());
+    ExpectInfoLines(log, {"[DataReportManager] m_senderPtr is null cmd:5"});
 }
 
 TEST_F(Callback, AStatusSaysWhetherTheLinkIsUp) {
     start();
     const fakes::CapturingLog log;
-    EXPECT_FALSE(manager.IsConnected());
-    ASSERT_TRUE(center.callback(kStreamCommand, 0, 1, "to server"));
-    EXPECT_TRUE(manager.IsConnected());
-    ASSERT_TRUE(center.callback(kStreamCommand, 0, 0, "gone"));
-    EXPECT_FALSE(manager.IsConnected());
-    expectInfoLines(log, {"[LiveState] OnSrvCb sender:StreamSender cmd:5 msgType:0 code:1 len:9",
+    EXPECT_FALSE(m_manager.IsConnected());
+    ASSERT_TRUE(m_center.callback(kStreamCommand, 0, 1, "to server"));
+    EXPECT_TRUE(m_manager.IsConnected());
+    ASSERT_TRUE(m_center.callback(kStreamCommand, 0, 0, "gone"));
+    EXPECT_FALSE(m_manager.IsConnected());
+    ExpectInfoLines(log, {"[LiveState] OnSrvCb sender:StreamSender cmd:5 msgType:0 code:1 len:9",
                           "[LiveState] disponseStatus sender:StreamSender connect info:to server",
                           "[LiveState] OnSrvCb sender:StreamSender cmd:5 msgType:0 code:0 len:4",
                           "[LiveState] disponseStatus sender:StreamSender disconnect info:gone"});
@@ -238,35 +238,35 @@ TEST_F(Callback, AStatusSaysWhetherTheLinkIsUp) {
 TEST_F(Callback, TheCodeOfADataNoticeIsNotUsed) {
     start();
     startEventsOnly("a");
-    ASSERT_TRUE(center.callback(kStreamCommand, 1, 7, R"({"type":1,"code":0})"));
-    EXPECT_TRUE(peer.report("a")->IsEnabled());
+    ASSERT_TRUE(m_center.callback(kStreamCommand, 1, 7, R"({"type":1,"code":0})"));
+    EXPECT_TRUE(m_peer.report("a")->IsEnabled());
 }
 
 TEST_F(Callback, AStatusOfAnotherCodeOnlyNotesThatAStatusHasCome) {
     start();
     for (const int code : {2, -1}) {
         const fakes::CapturingLog log;
-        ASSERT_TRUE(center.callback(kStreamCommand, 0, code, "?"));
-        EXPECT_FALSE(manager.IsConnected());
-        EXPECT_TRUE(peer.statusReceived());
+        ASSERT_TRUE(m_center.callback(kStreamCommand, 0, code, "?"));
+        EXPECT_FALSE(m_manager.IsConnected());
+        EXPECT_TRUE(m_peer.statusReceived());
         EXPECT_EQ(log.lines().size(), 1U);
     }
-    ASSERT_TRUE(center.connect(kStreamCommand));
-    ASSERT_TRUE(center.callback(kStreamCommand, 0, 2, "?"));
-    EXPECT_TRUE(manager.IsConnected());
+    ASSERT_TRUE(m_center.connect(kStreamCommand));
+    ASSERT_TRUE(m_center.callback(kStreamCommand, 0, 2, "?"));
+    EXPECT_TRUE(m_manager.IsConnected());
 }
 
 TEST_F(Callback, NoStatusHasComeAtFirst) {
     start();
-    EXPECT_FALSE(peer.statusReceived());
+    EXPECT_FALSE(m_peer.statusReceived());
 }
 
 TEST_F(Callback, NoticesAreLoggedOnceAndIgnored) {
     start();
     for (const int type : {2, 3}) {
         const fakes::CapturingLog log;
-        ASSERT_TRUE(center.callback(kStreamCommand, type, 0, ""));
-        expectInfoLines(log, {"[LiveState] OnSrvCb sender:StreamSender cmd:5 msgType:" +
+        ASSERT_TRUE(m_center.callback(kStreamCommand, type, 0, ""));
+        ExpectInfoLines(log, {"[LiveState] OnSrvCb sender:StreamSender cmd:5 msgType:" +
                               std::to_string(type) + " code:0 len:0"});
     }
 }
@@ -275,8 +275,8 @@ TEST_F(Callback, AnUnknownTypeAddsAnErrorLine) {
     start();
     for (const int type : {7, 4, -1}) {
         const fakes::CapturingLog log;
-        ASSERT_TRUE(center.callback(kStreamCommand, type, 0, ""));
-        expectInfoLines(log, {"[LiveState] OnSrvCb sender:StreamSender cmd:5 msgType:" +
+        ASSERT_TRUE(m_center.callback(kStreamCommand, type, 0, ""));
+        ExpectInfoLines(log, {"[LiveState] OnSrvCb sender:StreamSender cmd:5 msgType:" +
                                   std::to_string(type) + " code:0 len:0",
                               "[LiveState] OnSrvCb error"});
     }
@@ -290,12 +290,12 @@ TEST_F(Callback, WithoutAUserNothingIsDoneOrLogged) {
 
 TEST_F(Callback, BeforeTheStartItNamesNoSender) {
     const fakes::CapturingLog log;
-    peer.callback(2, 0, "");
+    m_peer.callback(2, 0, "");
     EXPECT_EQ(log.count("[LiveState] OnSrvCb sender:unknown cmd:0 msgType:2 code:0 len:0"), 1);
 }
 
 // What stays behind at the end of the process: threads that run, streams, a message that is refused.
-void leaveEverythingRunning() {
+void LeaveEverythingRunning() {
     auto& manager = DataReportManager::Instance();
     if (!manager.Init()) std::_Exit(2);
     auto center = fakes::FakeMsgCenter::main();
@@ -306,7 +306,7 @@ void leaveEverythingRunning() {
     if (!Eventually([&center] { return center.sendAttempts(kStreamCommand) > 0; })) std::_Exit(3);
 }
 
-[[noreturn]] void endProcess() {
+[[noreturn]] void EndProcess() {
     std::exit(0);  // NOLINT(concurrency-mt-unsafe): the one thread that calls it
 }
 
@@ -314,8 +314,8 @@ TEST(ProcessExit, EndsWhileAMessageIsRefusedWithAManagerOlderThanTheFactory) {
     EXPECT_EXIT(
         {
             DataReportManager::Instance();
-            leaveEverythingRunning();
-            endProcess();
+            LeaveEverythingRunning();
+            EndProcess();
         },
         ::testing::ExitedWithCode(0), "");
 }
@@ -324,13 +324,13 @@ TEST(ProcessExit, EndsWhileAMessageIsRefusedWithAManagerYoungerThanTheFactory) {
     EXPECT_EXIT(
         {
             Bas::CMsgCenterFactory::Inst();
-            leaveEverythingRunning();
-            endProcess();
+            LeaveEverythingRunning();
+            EndProcess();
         },
         ::testing::ExitedWithCode(0), "");
 }
 
-void checkThatTheSenderWasClosedOnce() {
+void CheckThatTheSenderWasClosedOnce() {
     if (fakes::FakeMsgCenter::main().sendersClosed(kStreamCommand) != 1) std::_Exit(4);
     if (fakes::FakeMsgCenter::centersDestroyed() != 2) std::_Exit(5);
 }
@@ -338,32 +338,32 @@ void checkThatTheSenderWasClosedOnce() {
 TEST(ProcessExit, ClosesTheSenderBeforeTheCenterGoes) {
     EXPECT_EXIT(
         {
-            std::atexit(checkThatTheSenderWasClosedOnce);
-            leaveEverythingRunning();
-            endProcess();
+            std::atexit(CheckThatTheSenderWasClosedOnce);
+            LeaveEverythingRunning();
+            EndProcess();
         },
         ::testing::ExitedWithCode(0), "");
 }
 
-void checkThatNothingCanBeStarted() {
+void CheckThatNothingCanBeStarted() {
     if (DataReportManager::Instance().Init()) std::_Exit(4);
 }
 
 TEST(ProcessExit, NothingCanBeStartedOnceTheCentersAreGone) {
     EXPECT_EXIT(
         {
-            std::atexit(checkThatNothingCanBeStarted);
+            std::atexit(CheckThatNothingCanBeStarted);
             Bas::CMsgCenterFactory::Inst();
-            endProcess();
+            EndProcess();
         },
         ::testing::ExitedWithCode(0), "");
 }
 
-void checkThatOneMessageWasSent() {
+void CheckThatOneMessageWasSent() {
     if (fakes::FakeMsgCenter::main().sent(kStreamCommand).size() != 1) std::_Exit(4);
 }
 
-void leaveAMessageWaiting() {
+void LeaveAMessageWaiting() {
     auto& manager = DataReportManager::Instance();
     if (!manager.Init()) std::_Exit(2);
     Json::Value head;
@@ -376,40 +376,40 @@ void leaveAMessageWaiting() {
 TEST(ProcessExit, SendsWhatWaitsWhileTheLinkIsUp) {
     EXPECT_EXIT(
         {
-            std::atexit(checkThatOneMessageWasSent);
-            leaveAMessageWaiting();
-            endProcess();
+            std::atexit(CheckThatOneMessageWasSent);
+            LeaveAMessageWaiting();
+            EndProcess();
         },
         ::testing::ExitedWithCode(0), "");
 }
 
-void checkThatTheQualityRecordWasSent() {
+void CheckThatTheQualityRecordWasSent() {
     const auto sent = fakes::FakeMsgCenter::main().sent(kStreamCommand);
     Json::Value head;
     if (sent.size() != 1 || !ParseJson(sent[0].head, head) || head["type"] != 2) std::_Exit(4);
 }
 
 /// The next tick is nearly a second away, and makes the quality record due.
-void leaveAQualityRecordToTheNextTick() {
+void LeaveAQualityRecordToTheNextTick() {
     auto& manager = DataReportManager::Instance();
     if (!manager.Init()) std::_Exit(2);
     fakes::FakeMsgCenter::main().connect(kStreamCommand);
     DataReportManagerTestPeer peer{manager};
     manager.ReportStart("clock", StreamTypeEnum::EventsOnly);
-    accept(*peer.report("clock"));
+    Accept(*peer.report("clock"));
     const auto clock = peer.report("clock");
     if (!Eventually([&] { return StreamQualityReportTestPeer{*clock}.lastTickMs() != 0; })) std::_Exit(3);
     manager.ReportStart("a", StreamTypeEnum::Sampled);
     StreamQualityReportTestPeer{*peer.report("a")}.setElapsedSec(59);
-    accept(*peer.report("a"));
+    Accept(*peer.report("a"));
 }
 
 TEST(ProcessExit, SendsTheQualityRecordOfTheTickThatItWaitsFor) {
     EXPECT_EXIT(
         {
-            std::atexit(checkThatTheQualityRecordWasSent);
-            leaveAQualityRecordToTheNextTick();
-            endProcess();
+            std::atexit(CheckThatTheQualityRecordWasSent);
+            LeaveAQualityRecordToTheNextTick();
+            EndProcess();
         },
         ::testing::ExitedWithCode(0), "");
 }
@@ -418,7 +418,7 @@ TEST(ProcessExit, AManagerThatWasNeverStartedEndsAtOnce) {
     EXPECT_EXIT(
         {
             DataReportManager::Instance();
-            endProcess();
+            EndProcess();
         },
         ::testing::ExitedWithCode(0), "");
 }
@@ -426,12 +426,12 @@ TEST(ProcessExit, AManagerThatWasNeverStartedEndsAtOnce) {
 std::atomic<int> valuesFed{0};
 std::atomic<int> roundsFed{0};
 
-[[noreturn]] void feedValues() {
+[[noreturn]] void FeedValues() {
     for (;; ++valuesFed)
         DataReportManager::Instance().AddReportData("a", DataTypeEnum::VideoFramesSent, 1);
 }
 
-[[noreturn]] void feedEveryWay() {
+[[noreturn]] void FeedEveryWay() {
     auto& manager = DataReportManager::Instance();
     for (;; ++roundsFed) {
         Json::Value head;
@@ -445,7 +445,7 @@ std::atomic<int> roundsFed{0};
 }
 
 /// After the manager's end, while the host's threads go on.
-void checkThatFeedingGoesOnInVain() {
+void CheckThatFeedingGoesOnInVain() {
     const int values = valuesFed;
     const int rounds = roundsFed;
     if (!Eventually([&] { return valuesFed > values + 1000 && roundsFed > rounds + 50; })) std::_Exit(4);
@@ -458,12 +458,12 @@ void checkThatFeedingGoesOnInVain() {
 TEST(ProcessExit, AHostThreadThatStillFeedsDisturbsNothing) {
     EXPECT_EXIT(
         {
-            std::atexit(checkThatFeedingGoesOnInVain);
-            leaveEverythingRunning();
-            std::thread(feedValues).detach();
-            std::thread(feedEveryWay).detach();
+            std::atexit(CheckThatFeedingGoesOnInVain);
+            LeaveEverythingRunning();
+            std::thread(FeedValues).detach();
+            std::thread(FeedEveryWay).detach();
             if (!Eventually([] { return valuesFed > 0 && roundsFed > 0; })) std::_Exit(7);
-            endProcess();
+            EndProcess();
         },
         ::testing::ExitedWithCode(0), "");
 }

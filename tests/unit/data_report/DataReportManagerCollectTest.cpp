@@ -11,7 +11,7 @@ namespace {
 class Collection : public ManagerUnderTest {
 protected:
     std::uint64_t lastTickMs(const std::string& id) {
-        const auto report = peer.report(id);
+        const auto report = m_peer.report(id);
         return StreamQualityReportTestPeer{*report}.lastTickMs();
     }
 };
@@ -38,52 +38,52 @@ TEST_F(Collection, TicksComeEverySecond) {
 }
 
 TEST_F(Collection, TheTickOfARegistryWithoutStreamsDoesNothing) {
-    peer.enableWithoutThreads();
+    m_peer.enableWithoutThreads();
     const fakes::CapturingLog log;
-    peer.tick();
-    EXPECT_TRUE(peer.takeQueued().empty());
+    m_peer.tick();
+    EXPECT_TRUE(m_peer.takeQueued().empty());
     startEventsOnly("a");
-    const auto stopped = peer.report("a");
-    accept(*stopped);
-    manager.ReportStop("a");
-    peer.tick();
+    const auto stopped = m_peer.report("a");
+    Accept(*stopped);
+    m_manager.ReportStop("a");
+    m_peer.tick();
     EXPECT_EQ(StreamQualityReportTestPeer{*stopped}.lastTickMs(), 0U);
-    EXPECT_TRUE(peer.ids().empty());
-    EXPECT_TRUE(peer.takeQueued().empty());
+    EXPECT_TRUE(m_peer.ids().empty());
+    EXPECT_TRUE(m_peer.takeQueued().empty());
     EXPECT_EQ(log.lines().size(), 1U);  // the acceptance
 }
 
 TEST_F(Collection, EveryReportOfATickGetsTheSameTime) {
-    peer.enableWithoutThreads();
+    m_peer.enableWithoutThreads();
     for (const char* id : {"a", "b", "c"}) {
         startEventsOnly(id);
-        accept(*peer.report(id));
+        Accept(*m_peer.report(id));
     }
     const auto before = DataReportManager::GetTickCountMs();
-    peer.tick();
+    m_peer.tick();
     EXPECT_GE(lastTickMs("a"), before);
     EXPECT_EQ(lastTickMs("b"), lastTickMs("a"));
     EXPECT_EQ(lastTickMs("c"), lastTickMs("a"));
 }
 
 TEST_F(Collection, ATickPassesTheConfiguredSecond) {
-    peer.enableWithoutThreads();
+    m_peer.enableWithoutThreads();
     startEventsOnly("a");
-    accept(*peer.report("a"));
-    peer.tick();
-    peer.tick();
-    EXPECT_EQ(StreamQualityReportTestPeer{*peer.report("a")}.elapsedSec(), 2U);
+    Accept(*m_peer.report("a"));
+    m_peer.tick();
+    m_peer.tick();
+    EXPECT_EQ(StreamQualityReportTestPeer{*m_peer.report("a")}.elapsedSec(), 2U);
 }
 
 TEST_F(Collection, SixtyTicksOfAnAcceptedStreamQueueItsQualityRecord) {
-    peer.enableWithoutThreads();
+    m_peer.enableWithoutThreads();
     startSampled("a");
-    accept(*peer.report("a"));
+    Accept(*m_peer.report("a"));
     for (int i = 0; i < 60; ++i) {
-        manager.AddReportData("a", DataTypeEnum::VideoFramesSent, 30);
-        peer.tick();
+        m_manager.AddReportData("a", DataTypeEnum::VideoFramesSent, 30);
+        m_peer.tick();
     }
-    const auto queued = peer.takeQueued();
+    const auto queued = m_peer.takeQueued();
     ASSERT_EQ(queued.size(), 1U);
     for (const Json::Value& sample : queued[0].record["streams"])
         EXPECT_EQ(sample["vsFps"].asUInt(), 30U);

@@ -12,7 +12,7 @@ namespace {
 class Front : public ManagerUnderTest {};
 class Events : public ManagerUnderTest {};
 
-Json::Value eventWith(const char* key, const char* value) {
+Json::Value EventWith(const char* key, const char* value) {
     Json::Value event;
     event[key] = value;
     return event;
@@ -21,13 +21,13 @@ Json::Value eventWith(const char* key, const char* value) {
 TEST_F(Front, BeforeInitEveryOperationDoesNothing) {
     const fakes::CapturingLog log;
     startSampled("a");
-    manager.AddReportData("a", DataTypeEnum::VideoFramesSent, 1);
-    manager.AddReportStringData("a", StringDataTypeEnum::Url, "x");
-    manager.ReportEventData("a", EventTypeEnum::StreamStart, Json::Value());
-    manager.ReportStop("a");
-    EXPECT_TRUE(peer.ids().empty());
+    m_manager.AddReportData("a", DataTypeEnum::VideoFramesSent, 1);
+    m_manager.AddReportStringData("a", StringDataTypeEnum::Url, "x");
+    m_manager.ReportEventData("a", EventTypeEnum::StreamStart, Json::Value());
+    m_manager.ReportStop("a");
+    EXPECT_TRUE(m_peer.ids().empty());
     EXPECT_FALSE(send("x"));
-    EXPECT_FALSE(manager.IsConnected());
+    EXPECT_FALSE(m_manager.IsConnected());
     EXPECT_TRUE(log.lines().empty());
     EXPECT_EQ(fakes::FakeMsgCenter::centersMade(), 0);
 }
@@ -35,43 +35,43 @@ TEST_F(Front, BeforeInitEveryOperationDoesNothing) {
 TEST_F(Front, ASecondInitChangesNothing) {
     start();
     startEventsOnly("a");
-    EXPECT_TRUE(manager.Init());
-    EXPECT_EQ(center.sendersCreated(kStreamCommand), 1);
-    EXPECT_EQ(peer.ids(), std::vector<std::string>{"a"});
+    EXPECT_TRUE(m_manager.Init());
+    EXPECT_EQ(m_center.sendersCreated(kStreamCommand), 1);
+    EXPECT_EQ(m_peer.ids(), std::vector<std::string>{"a"});
 }
 
 TEST_F(Front, AFailedInitCanBeTriedAgain) {
-    center.createSenderFails();
-    EXPECT_FALSE(manager.Init());
+    m_center.createSenderFails();
+    EXPECT_FALSE(m_manager.Init());
     startEventsOnly("a");
-    EXPECT_TRUE(peer.ids().empty());
+    EXPECT_TRUE(m_peer.ids().empty());
     EXPECT_FALSE(send("x"));
-    center.createSenderFails(false);
-    EXPECT_TRUE(manager.Init());
+    m_center.createSenderFails(false);
+    EXPECT_TRUE(m_manager.Init());
     EXPECT_TRUE(send("x"));
 }
 
 TEST_F(Front, InitFromManyThreadsStartsOnce) {
-    atOnce(8, [this](int) { EXPECT_TRUE(manager.Init()); });
-    EXPECT_EQ(center.sendersCreated(kStreamCommand), 1);
+    AtOnce(8, [this](int) { EXPECT_TRUE(m_manager.Init()); });
+    EXPECT_EQ(m_center.sendersCreated(kStreamCommand), 1);
 }
 
 TEST_F(Front, TheSenderIsOpenedOnTheMainCenter) {
     start();
-    EXPECT_TRUE(center.hasSender(kStreamCommand));
+    EXPECT_TRUE(m_center.hasSender(kStreamCommand));
     EXPECT_FALSE(fakes::FakeMsgCenter::backup().hasSender(kStreamCommand));
-    EXPECT_TRUE(center.starts().empty());
+    EXPECT_TRUE(m_center.starts().empty());
 }
 
 TEST_F(Front, StartingARunningStreamKeepsItsReportItsDataAndItsType) {
     const fakes::CapturingLog log;
     start();
     startSampled("a");
-    const auto data = peer.data("a");
-    const auto report = peer.report("a");
+    const auto data = m_peer.data("a");
+    const auto report = m_peer.report("a");
     startEventsOnly("a");
-    EXPECT_EQ(peer.data("a"), data);
-    EXPECT_EQ(peer.report("a"), report);
+    EXPECT_EQ(m_peer.data("a"), data);
+    EXPECT_EQ(m_peer.report("a"), report);
     EXPECT_EQ(data->m_streamType, StreamTypeEnum::Sampled);
     EXPECT_TRUE(log.lines().empty());
 }
@@ -80,27 +80,27 @@ TEST_F(Front, CountersAddUpFromZeroToElevenAndSettingsKeepTheLatest) {
     start();
     startEventsOnly("a");
     for (const int type : {5, 11, 12, 42}) {
-        manager.AddReportData("a", dataType(type), 10);
-        manager.AddReportData("a", dataType(type), 20);
+        m_manager.AddReportData("a", DataType(type), 10);
+        m_manager.AddReportData("a", DataType(type), 20);
     }
-    const auto data = peer.data("a");
-    EXPECT_EQ(valueOf(*data, 5), 30);
-    EXPECT_EQ(valueOf(*data, 11), 30);
-    EXPECT_EQ(valueOf(*data, 12), 20);
+    const auto data = m_peer.data("a");
+    EXPECT_EQ(ValueOf(*data, 5), 30);
+    EXPECT_EQ(ValueOf(*data, 11), 30);
+    EXPECT_EQ(ValueOf(*data, 12), 20);
     for (int type = 13; type < 42; ++type)
-        EXPECT_EQ(valueOf(*data, type), 0) << type;
+        EXPECT_EQ(ValueOf(*data, type), 0) << type;
 }
 
 TEST_F(Front, TextSixIsStoredAndTextSevenIsIgnored) {
     const fakes::CapturingLog log;
     start();
     startEventsOnly("a");
-    manager.AddReportStringData("a", stringType(6), "six");
-    manager.AddReportStringData("a", stringType(7), "seven");
-    manager.AddReportStringData("a", stringType(-1), "minus one");
-    EXPECT_EQ(textOf(*peer.data("a"), 6), "six");
+    m_manager.AddReportStringData("a", StringType(6), "six");
+    m_manager.AddReportStringData("a", StringType(7), "seven");
+    m_manager.AddReportStringData("a", StringType(-1), "minus one");
+    EXPECT_EQ(TextOf(*m_peer.data("a"), 6), "six");
     for (int type = 0; type < 6; ++type)
-        EXPECT_EQ(textOf(*peer.data("a"), type), "") << type;
+        EXPECT_EQ(TextOf(*m_peer.data("a"), type), "") << type;
     EXPECT_TRUE(log.lines().empty());
 }
 
@@ -108,31 +108,31 @@ TEST_F(Front, AnUnknownStreamIsIgnoredWithoutALine) {
     const fakes::CapturingLog log;
     start();
     startEventsOnly("a");
-    manager.ReportStop("b");
-    manager.AddReportData("b", DataTypeEnum::VideoFramesSent, 1);
-    manager.AddReportStringData("b", StringDataTypeEnum::Url, "x");
-    manager.ReportEventData("b", EventTypeEnum::StreamStart, Json::Value());
-    EXPECT_EQ(peer.ids(), std::vector<std::string>{"a"});
+    m_manager.ReportStop("b");
+    m_manager.AddReportData("b", DataTypeEnum::VideoFramesSent, 1);
+    m_manager.AddReportStringData("b", StringDataTypeEnum::Url, "x");
+    m_manager.ReportEventData("b", EventTypeEnum::StreamStart, Json::Value());
+    EXPECT_EQ(m_peer.ids(), std::vector<std::string>{"a"});
     EXPECT_TRUE(log.lines().empty());
 }
 
 TEST_F(Front, AStoppedStreamIsUnknown) {
     start();
     startEventsOnly("a");
-    const auto data = peer.data("a");
-    manager.ReportStop("a");
-    manager.AddReportData("a", DataTypeEnum::VideoFramesSent, 1);
-    EXPECT_EQ(valueOf(*data, 2), 0);
-    EXPECT_TRUE(peer.ids().empty());
+    const auto data = m_peer.data("a");
+    m_manager.ReportStop("a");
+    m_manager.AddReportData("a", DataTypeEnum::VideoFramesSent, 1);
+    EXPECT_EQ(ValueOf(*data, 2), 0);
+    EXPECT_TRUE(m_peer.ids().empty());
 }
 
 TEST_F(Front, AStoppedStreamLivesUntilItsLastHolderLetsGo) {
     start();
     startEventsOnly("a");
-    std::weak_ptr<StreamQualityReport> report = peer.report("a");
+    std::weak_ptr<StreamQualityReport> report = m_peer.report("a");
     {
         const auto holder = report.lock();
-        manager.ReportStop("a");
+        m_manager.ReportStop("a");
         EXPECT_FALSE(report.expired());
     }
     EXPECT_TRUE(Eventually([&report] { return report.expired(); }));
@@ -141,17 +141,17 @@ TEST_F(Front, AStoppedStreamLivesUntilItsLastHolderLetsGo) {
 TEST_F(Front, AStreamStartedAgainStartsFromNothing) {
     start();
     startEventsOnly("a");
-    manager.AddReportData("a", DataTypeEnum::UserId, 7);
-    manager.ReportStop("a");
+    m_manager.AddReportData("a", DataTypeEnum::UserId, 7);
+    m_manager.ReportStop("a");
     startEventsOnly("a");
-    EXPECT_EQ(valueOf(*peer.data("a"), 32), 0);
+    EXPECT_EQ(ValueOf(*m_peer.data("a"), 32), 0);
 }
 
 TEST_F(Front, StreamsAreOrderedByTheirBytes) {
     start();
     for (const char* id : {"b", "\xff", "a", "B", ""})
         startEventsOnly(id);
-    EXPECT_EQ(peer.ids(), (std::vector<std::string>{"", "B", "a", "b", "\xff"}));
+    EXPECT_EQ(m_peer.ids(), (std::vector<std::string>{"", "B", "a", "b", "\xff"}));
 }
 
 TEST_F(Front, IdsOfAnyBytesAndLengthNameAStream) {
@@ -159,29 +159,29 @@ TEST_F(Front, IdsOfAnyBytesAndLengthNameAStream) {
     for (const std::string& id :
          {std::string(), std::string("a\0b", 3), std::string("\xff\xfe\x80"), std::string(kHuge, 'x')}) {
         startEventsOnly(id);
-        manager.AddReportData(id, DataTypeEnum::UserId, 7);
-        EXPECT_EQ(valueOf(*peer.data(id), 32), 7);
-        manager.ReportStop(id);
-        EXPECT_FALSE(peer.has(id));
+        m_manager.AddReportData(id, DataTypeEnum::UserId, 7);
+        EXPECT_EQ(ValueOf(*m_peer.data(id), 32), 7);
+        m_manager.ReportStop(id);
+        EXPECT_FALSE(m_peer.has(id));
     }
 }
 
 TEST_F(Front, StoppingAStreamWhosePingHangsDoesNotHoldUpTheOthers) {
     fakes::HostReadingsScript script;
     script.pingTakesMs = 1500;
-    fakes::setHostReadings(script);
+    fakes::SetHostReadings(script);
     start();
     startSampled("slow");
-    manager.AddReportStringData("slow", StringDataTypeEnum::ServerIp, "server");
+    m_manager.AddReportStringData("slow", StringDataTypeEnum::ServerIp, "server");
     startEventsOnly("other");
-    ASSERT_TRUE(Eventually([] { return !fakes::pingedHosts().empty(); }));
+    ASSERT_TRUE(Eventually([] { return !fakes::PingedHosts().empty(); }));
     std::atomic<bool> stopped{false};
     std::thread stopping([&] {
-        manager.ReportStop("slow");
+        m_manager.ReportStop("slow");
         stopped = true;
     });
-    ASSERT_TRUE(Eventually([this] { return !peer.has("slow"); }));
-    manager.AddReportData("other", DataTypeEnum::UserId, 7);
+    ASSERT_TRUE(Eventually([this] { return !m_peer.has("slow"); }));
+    m_manager.AddReportData("other", DataTypeEnum::UserId, 7);
     EXPECT_FALSE(stopped);
     stopping.join();
 }
@@ -190,7 +190,7 @@ TEST_F(Events, OnlyTheStreamStartIsSentBeforeTheAcceptance) {
     startConnected();
     startEventsOnly("a");
     for (const int type : {0, 1, 2, 3, 4, 5, -1})
-        manager.ReportEventData("a", eventType(type), eventWith("type", std::to_string(type).c_str()));
+        m_manager.ReportEventData("a", EventType(type), EventWith("type", std::to_string(type).c_str()));
     const auto records = sentSoFar();
     ASSERT_EQ(records.size(), 1U);
     EXPECT_EQ(records[0].record["type"].asString(), "1");
@@ -203,10 +203,10 @@ TEST_F(Events, AHostRecordIsTheEventUnderAHeadOfItsOwn) {
     startConnected();
     startEventsOnly("a");
     acceptStreams();
-    manager.ReportEventData("a", EventTypeEnum::HostRecord, eventWith("mine", "value"));
+    m_manager.ReportEventData("a", EventTypeEnum::HostRecord, EventWith("mine", "value"));
     const auto records = sentSoFar();
     ASSERT_EQ(records.size(), 1U);
-    EXPECT_EQ(records[0].record, eventWith("mine", "value"));
+    EXPECT_EQ(records[0].record, EventWith("mine", "value"));
     EXPECT_EQ(records[0].head["type"], Json::Value(3));
     EXPECT_EQ(records[0].head["event"], Json::Value(2));
     EXPECT_TRUE(records[0].head["mid"].isString());
@@ -217,9 +217,9 @@ TEST_F(Events, AFirstFrameIsSentWithItsRecord) {
     startConnected();
     startEventsOnly("a");
     acceptStreams();
-    manager.AddReportData("a", DataTypeEnum::RequestTime, 100);
-    manager.AddReportData("a", DataTypeEnum::FirstFrameArrivalTime, 350);
-    manager.ReportEventData("a", EventTypeEnum::FirstFrame, eventWith("mine", "kept"));
+    m_manager.AddReportData("a", DataTypeEnum::RequestTime, 100);
+    m_manager.AddReportData("a", DataTypeEnum::FirstFrameArrivalTime, 350);
+    m_manager.ReportEventData("a", EventTypeEnum::FirstFrame, EventWith("mine", "kept"));
     const auto records = sentSoFar();
     ASSERT_EQ(records.size(), 1U);
     EXPECT_EQ(records[0].record["duration"].asInt64(), 250);
@@ -232,7 +232,7 @@ TEST_F(Events, AnyOtherEventIsSentUnchangedWithAMidAlone) {
     startEventsOnly("a");
     acceptStreams();
     for (const int type : {0, 2, 5, -1})
-        manager.ReportEventData("a", eventType(type), type);
+        m_manager.ReportEventData("a", EventType(type), type);
     const auto records = sentSoFar();
     ASSERT_EQ(records.size(), 4U);
     for (const SentRecord& each : records) {
@@ -244,7 +244,7 @@ TEST_F(Events, AnyOtherEventIsSentUnchangedWithAMidAlone) {
 TEST_F(Events, ANullEventIsAnEmptyOne) {
     startConnected();
     startEventsOnly("a");
-    manager.ReportEventData("a", EventTypeEnum::StreamStart, Json::Value());
+    m_manager.ReportEventData("a", EventTypeEnum::StreamStart, Json::Value());
     const auto records = sentSoFar();
     ASSERT_EQ(records.size(), 1U);
     EXPECT_EQ(records[0].record["devName"].asString(), "windows");
@@ -259,13 +259,13 @@ TEST_F(Events, AnEventThatHoldsNoKeysIsRefusedWithOneLine) {
     for (const Json::Value& event : {Json::Value("text"), Json::Value(1), Json::Value(true), array})
         for (const EventTypeEnum type : {EventTypeEnum::StreamStart, EventTypeEnum::FirstFrame}) {
             const fakes::CapturingLog log;
-            manager.ReportEventData("a", type, event);
+            m_manager.ReportEventData("a", type, event);
             EXPECT_EQ(log.countContaining("[DataReportManager] ReportEventData event not sent: "), 1);
         }
     EXPECT_TRUE(sentSoFar().empty());
 }
 
-Json::Value nested(int levels) {
+Json::Value Nested(int levels) {
     Json::Value value;
     Json::Value* innermost = &value;
     for (int i = 1; i < levels; ++i)
@@ -277,14 +277,14 @@ TEST_F(Events, ARecordOrHeadThatNestsTooDeepToBeReadIsRefusedWithOneLine) {
     startConnected();
     const fakes::CapturingLog log;
     Json::Value head;
-    EXPECT_FALSE(manager.SendStreamReport(nested(1001), head));
-    EXPECT_FALSE(manager.SendStreamReport(nested(10000), head));
+    EXPECT_FALSE(m_manager.SendStreamReport(Nested(1001), head));
+    EXPECT_FALSE(m_manager.SendStreamReport(Nested(10000), head));
     EXPECT_TRUE(head.isNull());
-    Json::Value deepHead = nested(1001);
-    EXPECT_FALSE(manager.SendStreamReport(Json::Value(), deepHead));
+    Json::Value deepHead = Nested(1001);
+    EXPECT_FALSE(m_manager.SendStreamReport(Json::Value(), deepHead));
     EXPECT_FALSE(deepHead.isMember("mid"));
     EXPECT_EQ(log.countContaining("SendStreamReport not queued: JSON nested deeper than 1000 levels"), 3);
-    EXPECT_TRUE(manager.SendStreamReport(nested(1000), head));
+    EXPECT_TRUE(m_manager.SendStreamReport(Nested(1000), head));
     EXPECT_EQ(sentSoFar().size(), 1U);
 }
 
@@ -294,13 +294,13 @@ TEST_F(Events, AnEventThatNestsTooDeepToBeReadIsRefusedWithOneLine) {
     acceptStreams();
     for (const int levels : {1001, 10000}) {
         const fakes::CapturingLog log;
-        manager.ReportEventData("a", EventTypeEnum::StreamStart, nested(levels));
+        m_manager.ReportEventData("a", EventTypeEnum::StreamStart, Nested(levels));
         EXPECT_EQ(log.countContaining("event not sent: JSON nested deeper than 1000 levels"), 1);
     }
-    manager.ReportEventData("a", EventTypeEnum::HostRecord, nested(1000));
+    m_manager.ReportEventData("a", EventTypeEnum::HostRecord, Nested(1000));
     const auto records = sentSoFar();
     ASSERT_EQ(records.size(), 1U);
-    EXPECT_EQ(records[0].record, nested(1000));
+    EXPECT_EQ(records[0].record, Nested(1000));
 }
 
 TEST_F(Events, AnEventOfAnyKindIsSentAsAHostRecord) {
@@ -308,9 +308,9 @@ TEST_F(Events, AnEventOfAnyKindIsSentAsAHostRecord) {
     startEventsOnly("a");
     acceptStreams();
     const std::vector<Json::Value> events = {Json::Value(), Json::Value("text"),
-                                             Json::Value(Json::arrayValue), eventWith("mid", "mine")};
+                                             Json::Value(Json::arrayValue), EventWith("mid", "mine")};
     for (const Json::Value& event : events)
-        manager.ReportEventData("a", EventTypeEnum::HostRecord, event);
+        m_manager.ReportEventData("a", EventTypeEnum::HostRecord, event);
     const auto records = sentSoFar();
     ASSERT_EQ(records.size(), events.size());
     for (std::size_t i = 0; i < events.size(); ++i)
@@ -320,10 +320,10 @@ TEST_F(Events, AnEventOfAnyKindIsSentAsAHostRecord) {
 TEST_F(Events, TextsThatAreNotUtf8ArriveAsReplacementCharacters) {
     startConnected();
     startEventsOnly("a");
-    manager.AddReportStringData("a", StringDataTypeEnum::Url, std::string("\xc3\xa4 \xff", 4));
-    manager.ReportEventData("a", EventTypeEnum::StreamStart, Json::Value());
+    m_manager.AddReportStringData("a", StringDataTypeEnum::Url, std::string("\xc3\xa4 \xff", 4));
+    m_manager.ReportEventData("a", EventTypeEnum::StreamStart, Json::Value());
     ASSERT_EQ(sentSoFar().size(), 1U);
-    const std::string body = center.sent(kStreamCommand)[0].body;
+    const std::string body = m_center.sent(kStreamCommand)[0].body;
     EXPECT_NE(body.find("\"url\":\"\\u00e4 \\ufffd\""), std::string::npos) << body;
     for (const char byte : body)
         EXPECT_GE(byte, 0);
@@ -332,9 +332,9 @@ TEST_F(Events, TextsThatAreNotUtf8ArriveAsReplacementCharacters) {
 TEST_F(Events, ValuesAtBothEndsOf64BitsCross) {
     startConnected();
     startEventsOnly("a");
-    manager.AddReportData("a", DataTypeEnum::UserId, std::numeric_limits<std::int64_t>::max());
-    manager.AddReportData("a", DataTypeEnum::RoomId, std::numeric_limits<std::int64_t>::min());
-    manager.ReportEventData("a", EventTypeEnum::StreamStart, Json::Value());
+    m_manager.AddReportData("a", DataTypeEnum::UserId, std::numeric_limits<std::int64_t>::max());
+    m_manager.AddReportData("a", DataTypeEnum::RoomId, std::numeric_limits<std::int64_t>::min());
+    m_manager.ReportEventData("a", EventTypeEnum::StreamStart, Json::Value());
     const auto records = sentSoFar();
     ASSERT_EQ(records.size(), 1U);
     EXPECT_EQ(records[0].record["uid"].asInt64(), std::numeric_limits<std::int64_t>::max());
@@ -345,7 +345,7 @@ TEST_F(Events, AHugeEventCrosses) {
     startConnected();
     startEventsOnly("a");
     const std::string huge(kHuge, 'x');
-    manager.ReportEventData("a", EventTypeEnum::StreamStart, eventWith("mine", huge.c_str()));
+    m_manager.ReportEventData("a", EventTypeEnum::StreamStart, EventWith("mine", huge.c_str()));
     const auto records = sentSoFar();
     ASSERT_EQ(records.size(), 1U);
     EXPECT_EQ(records[0].record["mine"].asString(), huge);
@@ -357,9 +357,9 @@ TEST_F(Events, AcceptanceReachesEveryStreamAndNoneThatComesLater) {
     startEventsOnly("b");
     acceptStreams();
     startEventsOnly("c");
-    EXPECT_TRUE(peer.report("a")->IsEnabled());
-    EXPECT_TRUE(peer.report("b")->IsEnabled());
-    EXPECT_FALSE(peer.report("c")->IsEnabled());
+    EXPECT_TRUE(m_peer.report("a")->IsEnabled());
+    EXPECT_TRUE(m_peer.report("b")->IsEnabled());
+    EXPECT_FALSE(m_peer.report("c")->IsEnabled());
 }
 
 TEST_F(Events, DataPacketsBeforeAnyStreamAreHarmless) {
@@ -367,10 +367,10 @@ TEST_F(Events, DataPacketsBeforeAnyStreamAreHarmless) {
     start();
     for (const std::string& packet :
          {std::string(R"({"type":1,"code":0})"), std::string(), std::string("[[["), std::string(kHuge, 'x')})
-        ASSERT_TRUE(center.serverData(kStreamCommand, packet));
+        ASSERT_TRUE(m_center.serverData(kStreamCommand, packet));
     EXPECT_EQ(log.lines().size(), 4U);
     startEventsOnly("a");
-    EXPECT_FALSE(peer.report("a")->IsEnabled());
+    EXPECT_FALSE(m_peer.report("a")->IsEnabled());
 }
 
 }  // namespace

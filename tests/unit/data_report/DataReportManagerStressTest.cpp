@@ -8,7 +8,7 @@ namespace data_report {
 namespace {
 
 // How much more there is of everything in the long form.
-int times() {
+int Times() {
     return support::LongForm() ? 20 : 1;
 }
 
@@ -18,10 +18,10 @@ protected:
 
     void startAndStop(int first, int count) {
         for (int stream = first; stream < first + count; ++stream)
-            manager.ReportStart(idOf(stream),
-                                stream % 4 == 0 ? StreamTypeEnum::Sampled : StreamTypeEnum::EventsOnly);
+            m_manager.ReportStart(idOf(stream),
+                                  stream % 4 == 0 ? StreamTypeEnum::Sampled : StreamTypeEnum::EventsOnly);
         for (int stream = first; stream < first + count; ++stream)
-            manager.ReportStop(idOf(stream));
+            m_manager.ReportStop(idOf(stream));
     }
 
     template <class Action>
@@ -41,46 +41,46 @@ TEST_F(Stress, AThousandStreamsComeAndGoWhileOthersFeedReportAndReceive) {
     startConnected();
     std::vector<std::thread> users;
     users.push_back(repeat([this](const std::string& id) {
-        manager.AddReportData(id, DataTypeEnum::VideoFramesSent, 1);
-        manager.AddReportStringData(id, StringDataTypeEnum::ServerIp, id);
+        m_manager.AddReportData(id, DataTypeEnum::VideoFramesSent, 1);
+        m_manager.AddReportStringData(id, StringDataTypeEnum::ServerIp, id);
     }));
     users.push_back(repeat([this](const std::string& id) {
-        manager.ReportEventData(id, EventTypeEnum::StreamStart, Json::Value());
-        manager.ReportEventData(id, EventTypeEnum::FirstFrame, Json::Value("no object"));
+        m_manager.ReportEventData(id, EventTypeEnum::StreamStart, Json::Value());
+        m_manager.ReportEventData(id, EventTypeEnum::FirstFrame, Json::Value("no object"));
     }));
     users.push_back(repeat([this](const std::string&) {
-        center.serverData(kStreamCommand, R"({"type":1,"code":0})");
-        center.forgetSent(kStreamCommand);
+        m_center.serverData(kStreamCommand, R"({"type":1,"code":0})");
+        m_center.forgetSent(kStreamCommand);
     }));
-    for (int round = 0; round < times(); ++round)
-        atOnce(kStarters, [this](int i) { startAndStop(i * kStreams / kStarters, kStreams / kStarters); });
+    for (int round = 0; round < Times(); ++round)
+        AtOnce(kStarters, [this](int i) { startAndStop(i * kStreams / kStarters, kStreams / kStarters); });
     m_done = true;
     for (std::thread& thread : users)
         thread.join();
-    EXPECT_TRUE(peer.ids().empty());
+    EXPECT_TRUE(m_peer.ids().empty());
 }
 
 TEST_F(Stress, NothingThatIsFedFromManyThreadsIsLost) {
     constexpr int kThreads = 8;
-    const int each = 2000 * times();
+    const int each = 2000 * Times();
     start();
     startEventsOnly("a");
-    atOnce(kThreads, [this, each](int) {
+    AtOnce(kThreads, [this, each](int) {
         for (int n = 0; n < each; ++n)
-            manager.AddReportData("a", DataTypeEnum::VideoFramesSent, 1);
+            m_manager.AddReportData("a", DataTypeEnum::VideoFramesSent, 1);
     });
-    EXPECT_EQ(valueOf(*peer.data("a"), 2), kThreads * each);
+    EXPECT_EQ(ValueOf(*m_peer.data("a"), 2), kThreads * each);
 }
 
 TEST_F(Stress, ALinkThatComesAndGoesUnderTheSendThreadKeepsTheOrder) {
     startConnected();
     std::thread link([this] {
         while (!m_done) {
-            center.disconnect(kStreamCommand);
-            center.connect(kStreamCommand);
+            m_center.disconnect(kStreamCommand);
+            m_center.connect(kStreamCommand);
         }
     });
-    for (int i = 0; i < 2000 * times(); ++i)
+    for (int i = 0; i < 2000 * Times(); ++i)
         EXPECT_TRUE(send(std::to_string(100000 + i)));
     m_done = true;
     link.join();

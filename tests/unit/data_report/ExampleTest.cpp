@@ -6,7 +6,7 @@
 namespace data_report {
 namespace {
 
-void reportOneStream(const std::string& config, const Bas::HeartBaseConfig& base) {
+void ReportOneStream(const std::string& config, const Bas::HeartBaseConfig& base) {
     Bas::CMsgCenterFactory::Inst()->Start(config, base);
     auto& reports = data_report::DataReportManager::Instance();
     if (!reports.Init()) return;
@@ -27,13 +27,13 @@ void reportOneStream(const std::string& config, const Bas::HeartBaseConfig& base
 class HeaderExample : public ManagerUnderTest {};
 
 TEST_F(HeaderExample, SendsAStreamRecord) {
-    reportOneStream(R"({"gatewayDns":{"main":["a.example:8883"],"backup":[]}})", {});
-    ASSERT_TRUE(center.connect(kStreamCommand));
+    ReportOneStream(R"({"gatewayDns":{"main":["a.example:8883"],"backup":[]}})", {});
+    ASSERT_TRUE(m_center.connect(kStreamCommand));
     const auto records = sentSoFar();
     ASSERT_EQ(records.size(), 1U);
     EXPECT_EQ(records[0].record["sid"].asString(), "5f1c");
     EXPECT_EQ(records[0].record["width"].asInt64(), 1280);
-    EXPECT_TRUE(peer.ids().empty());
+    EXPECT_TRUE(m_peer.ids().empty());
 }
 
 }  // namespace

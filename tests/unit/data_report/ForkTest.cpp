@@ -10,19 +10,19 @@ class ManagerFork : public ManagerUnderTest {};
 
 TEST_F(ManagerFork, TheChildCannotStartIt) {
     InForkedChild([this] {
-        EXPECT_FALSE(manager.Init());
-        EXPECT_FALSE(center.hasSender(kStreamCommand));
+        EXPECT_FALSE(m_manager.Init());
+        EXPECT_FALSE(m_center.hasSender(kStreamCommand));
     });
 }
 
 TEST_F(ManagerFork, TheChildOfAStartedOneIsToldNothingAndSendsNothing) {
     startConnected();
-    ASSERT_TRUE(manager.IsConnected());
+    ASSERT_TRUE(m_manager.IsConnected());
     InForkedChild([this] {
-        EXPECT_FALSE(manager.Init());
-        EXPECT_FALSE(manager.IsConnected());
+        EXPECT_FALSE(m_manager.Init());
+        EXPECT_FALSE(m_manager.IsConnected());
         Json::Value head;
-        EXPECT_FALSE(manager.SendStreamReport(Json::Value(), head));
+        EXPECT_FALSE(m_manager.SendStreamReport(Json::Value(), head));
         EXPECT_TRUE(head.isNull());
     });
 }
@@ -30,17 +30,17 @@ TEST_F(ManagerFork, TheChildOfAStartedOneIsToldNothingAndSendsNothing) {
 TEST_F(ManagerFork, TheChildChangesNoStream) {
     start();
     startEventsOnly("a");
-    manager.AddReportData("a", DataTypeEnum::VideoFramesSent, 1);
-    manager.AddReportStringData("a", StringDataTypeEnum::SessionId, "parent");
+    m_manager.AddReportData("a", DataTypeEnum::VideoFramesSent, 1);
+    m_manager.AddReportStringData("a", StringDataTypeEnum::SessionId, "parent");
     InForkedChild([this] {
         startEventsOnly("b");
-        manager.AddReportData("a", DataTypeEnum::VideoFramesSent, 1);
-        manager.AddReportStringData("a", StringDataTypeEnum::SessionId, "child");
-        manager.ReportEventData("a", EventTypeEnum::StreamStart, Json::Value());
-        EXPECT_EQ(valueOf(*peer.data("a"), 2), 1);
-        EXPECT_EQ(textOf(*peer.data("a"), 2), "parent");
-        manager.ReportStop("a");
-        EXPECT_EQ(peer.ids(), std::vector<std::string>{"a"});
+        m_manager.AddReportData("a", DataTypeEnum::VideoFramesSent, 1);
+        m_manager.AddReportStringData("a", StringDataTypeEnum::SessionId, "child");
+        m_manager.ReportEventData("a", EventTypeEnum::StreamStart, Json::Value());
+        EXPECT_EQ(ValueOf(*m_peer.data("a"), 2), 1);
+        EXPECT_EQ(TextOf(*m_peer.data("a"), 2), "parent");
+        m_manager.ReportStop("a");
+        EXPECT_EQ(m_peer.ids(), std::vector<std::string>{"a"});
     });
 }
 

@@ -21,22 +21,22 @@ struct SentRecord {
 /// The manager with its threads, on the scripted main center.
 class ManagerUnderTest : public ::testing::Test {
 protected:
-    void start() { ASSERT_TRUE(manager.Init()); }
+    void start() { ASSERT_TRUE(m_manager.Init()); }
 
     void startConnected() {
         start();
-        ASSERT_TRUE(center.connect(kStreamCommand));
+        ASSERT_TRUE(m_center.connect(kStreamCommand));
     }
 
-    void startSampled(const std::string& id) { manager.ReportStart(id, StreamTypeEnum::Sampled); }
-    void startEventsOnly(const std::string& id) { manager.ReportStart(id, StreamTypeEnum::EventsOnly); }
-    void acceptStreams() { ASSERT_TRUE(center.serverData(kStreamCommand, R"({"type":1,"code":0})")); }
+    void startSampled(const std::string& id) { m_manager.ReportStart(id, StreamTypeEnum::Sampled); }
+    void startEventsOnly(const std::string& id) { m_manager.ReportStart(id, StreamTypeEnum::EventsOnly); }
+    void acceptStreams() { ASSERT_TRUE(m_center.serverData(kStreamCommand, R"({"type":1,"code":0})")); }
 
     bool send(const std::string& text) {
         Json::Value record;
         record["text"] = text;
         Json::Value head;
-        return manager.SendStreamReport(record, head);
+        return m_manager.SendStreamReport(record, head);
     }
 
     /// Queues one more record and gives what has been sent once it has arrived; the send thread has dealt
@@ -56,7 +56,7 @@ protected:
 
     std::vector<SentRecord> sent() const {
         std::vector<SentRecord> result;
-        for (const fakes::SentMessage& message : center.sent(kStreamCommand)) {
+        for (const fakes::SentMessage& message : m_center.sent(kStreamCommand)) {
             result.emplace_back();
             EXPECT_TRUE(ParseJson(message.body, result.back().record));
             EXPECT_TRUE(ParseJson(message.head, result.back().head));
@@ -71,9 +71,9 @@ protected:
         return result;
     }
 
-    DataReportManager& manager = DataReportManager::Instance();
-    DataReportManagerTestPeer peer{manager};
-    fakes::FakeMsgCenter center = fakes::FakeMsgCenter::main();
+    DataReportManager& m_manager = DataReportManager::Instance();
+    DataReportManagerTestPeer m_peer{m_manager};
+    fakes::FakeMsgCenter m_center = fakes::FakeMsgCenter::main();
 };
 
 }  // namespace data_report

@@ -9,48 +9,48 @@ constexpr std::int64_t kEpochMs = 1534832906275;
 constexpr std::int64_t kNowMs = 1700000000000;
 constexpr std::int64_t kDayNs = std::int64_t{24} * 3600 * 1000000000;
 
-void expectSlot(const std::optional<IdSlot>& slot, std::int64_t ms, std::int64_t sequence) {
+void ExpectSlot(const std::optional<IdSlot>& slot, std::int64_t ms, std::int64_t sequence) {
     ASSERT_TRUE(slot.has_value());
     EXPECT_EQ(slot->ms, ms);
     EXPECT_EQ(slot->sequence, sequence);
 }
 
 TEST(IdSlot, TheFirstIdOfAllHasSequenceZero) {
-    expectSlot(NextIdSlot(IdSlot{}, kNowMs), kNowMs, 0);
+    ExpectSlot(NextIdSlot(IdSlot{}, kNowMs), kNowMs, 0);
 }
 
 TEST(IdSlot, IdsOfOneMillisecondAreCounted) {
-    expectSlot(NextIdSlot({kNowMs, 0}, kNowMs), kNowMs, 1);
-    expectSlot(NextIdSlot({kNowMs, 1}, kNowMs), kNowMs, 2);
+    ExpectSlot(NextIdSlot({kNowMs, 0}, kNowMs), kNowMs, 1);
+    ExpectSlot(NextIdSlot({kNowMs, 1}, kNowMs), kNowMs, 2);
 }
 
 TEST(IdSlot, ANewMillisecondBeginsAtZero) {
-    expectSlot(NextIdSlot({kNowMs, 0}, kNowMs + 1), kNowMs + 1, 0);
-    expectSlot(NextIdSlot({kNowMs, 4095}, kNowMs + 1), kNowMs + 1, 0);
+    ExpectSlot(NextIdSlot({kNowMs, 0}, kNowMs + 1), kNowMs + 1, 0);
+    ExpectSlot(NextIdSlot({kNowMs, 4095}, kNowMs + 1), kNowMs + 1, 0);
 }
 
 TEST(IdSlot, AMillisecondHoldsFourThousandAndNinetySixIdsAndTheNextWaitsForTheClock) {
-    expectSlot(NextIdSlot({kNowMs, 4094}, kNowMs), kNowMs, 4095);
+    ExpectSlot(NextIdSlot({kNowMs, 4094}, kNowMs), kNowMs, 4095);
     EXPECT_FALSE(NextIdSlot({kNowMs, 4095}, kNowMs).has_value());
 }
 
 TEST(IdSlot, OfAFullMillisecondIsAwaitedUntilTheClockHasGoneOn) {
     int looks = 0;
     const auto nowMs = [&looks] { return ++looks < 4 ? kNowMs : kNowMs + 1; };
-    expectSlot(AwaitIdSlot({kNowMs, 4095}, nowMs), kNowMs + 1, 0);
+    ExpectSlot(AwaitIdSlot({kNowMs, 4095}, nowMs), kNowMs + 1, 0);
     EXPECT_EQ(looks, 4);
 }
 
 TEST(IdSlot, IsThereAtTheFirstLookWhereTheMillisecondHasRoom) {
     int looks = 0;
     const auto nowMs = [&looks] { return kNowMs + looks++; };
-    expectSlot(AwaitIdSlot({kNowMs, 4094}, nowMs), kNowMs, 4095);
+    ExpectSlot(AwaitIdSlot({kNowMs, 4094}, nowMs), kNowMs, 4095);
     EXPECT_EQ(looks, 1);
 }
 
 TEST(IdSlot, AClockThatStepsBackCountsAfresh) {
-    expectSlot(NextIdSlot({kNowMs, 7}, kNowMs - 1), kNowMs - 1, 0);
-    expectSlot(NextIdSlot({kNowMs, 4095}, kNowMs - 1), kNowMs - 1, 0);
+    ExpectSlot(NextIdSlot({kNowMs, 7}, kNowMs - 1), kNowMs - 1, 0);
+    ExpectSlot(NextIdSlot({kNowMs, 4095}, kNowMs - 1), kNowMs - 1, 0);
 }
 
 TEST(IdClock, IsTheWallClockOfItsMomentCarriedOnByTheSteadyClock) {

@@ -127,7 +127,7 @@ constexpr std::size_t kHuge = 10485760;
 
 /// Runs `action(i)` for each i below `count`, all at once, and waits for their ends.
 template <class Action>
-void atOnce(int count, Action action) {
+void AtOnce(int count, Action action) {
     std::vector<std::thread> threads;
     threads.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i)
@@ -136,31 +136,31 @@ void atOnce(int count, Action action) {
         thread.join();
 }
 
-inline void accept(StreamQualityReport& report) {
+inline void Accept(StreamQualityReport& report) {
     const std::string packet = R"({"type":1,"code":0})";
     report.OnDisponseData(0, reinterpret_cast<const unsigned char*>(packet.data()), packet.size());
 }
 
-inline DataTypeEnum dataType(std::int32_t type) {
+inline DataTypeEnum DataType(std::int32_t type) {
     return static_cast<DataTypeEnum>(type);
 }
 
-inline StringDataTypeEnum stringType(std::int32_t type) {
+inline StringDataTypeEnum StringType(std::int32_t type) {
     return static_cast<StringDataTypeEnum>(type);
 }
 
-inline EventTypeEnum eventType(std::int32_t type) {
+inline EventTypeEnum EventType(std::int32_t type) {
     return static_cast<EventTypeEnum>(type);
 }
 
-inline std::int64_t valueOf(const StreamQulityData& data, std::int32_t type) {
+inline std::int64_t ValueOf(const StreamQulityData& data, std::int32_t type) {
     const qolive::SharedLock lock(data.m_lock);
-    return data.Value(dataType(type));
+    return data.Value(DataType(type));
 }
 
-inline std::string textOf(const StreamQulityData& data, std::int32_t type) {
+inline std::string TextOf(const StreamQulityData& data, std::int32_t type) {
     const qolive::SharedLock lock(data.m_lock);
-    return data.Text(stringType(type));
+    return data.Text(StringType(type));
 }
 
 }  // namespace data_report

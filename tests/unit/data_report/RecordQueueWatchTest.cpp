@@ -41,7 +41,7 @@ TEST_F(RecordQueueWatch, ARecordIsCountedFromTheQueueToTheCenter) {
     std::this_thread::sleep_for(std::chrono::milliseconds(60));
     EXPECT_GE(GetRecordCounters().oldestWaitingMs, 40U);
 
-    ASSERT_TRUE(center.connect(kStreamCommand));
+    ASSERT_TRUE(m_center.connect(kStreamCommand));
     ASSERT_TRUE(send("wakes the thread"));
     ASSERT_TRUE(waitForHandedOver(4));
     counters = GetRecordCounters();
@@ -57,26 +57,26 @@ TEST_F(RecordQueueWatch, TheBytesAreThoseOfBothTexts) {
     sendMany(2);
     std::size_t bytes = 0;
     const RecordCounters counters = GetRecordCounters();
-    ASSERT_TRUE(center.connect(kStreamCommand));
+    ASSERT_TRUE(m_center.connect(kStreamCommand));
     ASSERT_EQ(sentSoFar().size(), 2U);
     for (std::size_t i = 0; i < 2; ++i)
-        bytes += center.sent(kStreamCommand)[i].body.size() + center.sent(kStreamCommand)[i].head.size();
+        bytes += m_center.sent(kStreamCommand)[i].body.size() + m_center.sent(kStreamCommand)[i].head.size();
     EXPECT_EQ(counters.waitingBytes, bytes);
 }
 
 TEST_F(RecordQueueWatch, WhatIsLostAtADisconnectIsCountedAndToldOf) {
     start();
     sendMany(3);
-    center.sendFails(kStreamCommand);
-    ASSERT_TRUE(center.connect(kStreamCommand));
+    m_center.sendFails(kStreamCommand);
+    ASSERT_TRUE(m_center.connect(kStreamCommand));
     ASSERT_TRUE(send("wakes the thread"));
-    ASSERT_TRUE(Eventually([this] { return center.sendAttempts(kStreamCommand) > 0; }));
+    ASSERT_TRUE(Eventually([this] { return m_center.sendAttempts(kStreamCommand) > 0; }));
     RecordCounters counters = GetRecordCounters();
     EXPECT_EQ(counters.waiting, 4U);
     EXPECT_TRUE(Eventually([] { return GetRecordCounters().oldestWaitingMs > 0; }));
 
     const fakes::CapturingLog log;
-    ASSERT_TRUE(center.disconnect(kStreamCommand));
+    ASSERT_TRUE(m_center.disconnect(kStreamCommand));
     ASSERT_TRUE(Eventually([] { return GetRecordCounters().lostAtDisconnect == 4; }));
     EXPECT_TRUE(Eventually([&] { return log.count(kLossLine + "4") == 1; }));
     counters = GetRecordCounters();
@@ -105,7 +105,7 @@ TEST_F(RecordQueueWatch, BeyondABoundOfRecordsTheOldestAreDropped) {
     EXPECT_EQ(counters.waiting, 3U);
     expectSum(counters);
     SetRecordBound(0, 0);
-    ASSERT_TRUE(center.connect(kStreamCommand));
+    ASSERT_TRUE(m_center.connect(kStreamCommand));
     sentSoFar();
     EXPECT_EQ(sentTexts(), (std::vector<std::string>{"2", "3", "4", "last"}));
 }
@@ -132,7 +132,7 @@ TEST_F(RecordQueueWatch, TheNewestRecordAlwaysStays) {
     EXPECT_EQ(GetRecordCounters().waiting, 1U);
     EXPECT_EQ(GetRecordCounters().droppedByBound, 3U);
     SetRecordBound(0, 0);
-    ASSERT_TRUE(center.connect(kStreamCommand));
+    ASSERT_TRUE(m_center.connect(kStreamCommand));
     sentSoFar();
     EXPECT_EQ(sentTexts(), (std::vector<std::string>{"3", "last"}));
 }
@@ -151,16 +151,16 @@ TEST_F(RecordQueueWatch, ABoundHoldsAtOnceAndCanBeLifted) {
 TEST_F(RecordQueueWatch, WhatTheSendThreadHasTakenIsNoLongerBound) {
     start();
     sendMany(2);
-    center.sendFails(kStreamCommand);
-    ASSERT_TRUE(center.connect(kStreamCommand));
+    m_center.sendFails(kStreamCommand);
+    ASSERT_TRUE(m_center.connect(kStreamCommand));
     ASSERT_TRUE(send("2"));
-    ASSERT_TRUE(Eventually([this] { return center.sendAttempts(kStreamCommand) > 0; }));
+    ASSERT_TRUE(Eventually([this] { return m_center.sendAttempts(kStreamCommand) > 0; }));
     SetRecordBound(1, 0);
     EXPECT_EQ(GetRecordCounters().waiting, 3U);
     sendMany(2);
     EXPECT_EQ(GetRecordCounters().waiting, 4U);
     EXPECT_EQ(GetRecordCounters().droppedByBound, 1U);
-    center.sendFails(kStreamCommand, false);
+    m_center.sendFails(kStreamCommand, false);
     EXPECT_TRUE(waitForHandedOver(4));
 }
 
@@ -181,13 +181,13 @@ TEST_F(RecordQueueWatch, TheFiguresAddUpWhileThreadsSendAndConnectionsComeAndGo)
     for (int i = 0; i < 3; ++i)
         senders.emplace_back([this] { sendMany(500); });
     for (int i = 0; i < 20; ++i) {
-        center.connect(kStreamCommand);
+        m_center.connect(kStreamCommand);
         GetRecordCounters();
-        center.disconnect(kStreamCommand);
+        m_center.disconnect(kStreamCommand);
     }
     for (std::thread& sender : senders)
         sender.join();
-    ASSERT_TRUE(center.connect(kStreamCommand));
+    ASSERT_TRUE(m_center.connect(kStreamCommand));
     sentSoFar();
     EXPECT_TRUE(Eventually([] { return GetRecordCounters().waiting == 0; }));
     const RecordCounters counters = GetRecordCounters();

@@ -13,19 +13,19 @@ namespace {
 class StreamRecords : public StreamUnderTest {
 protected:
     Json::Value streamStart(Json::Value event = Json::Value()) {
-        head = Json::Value();
-        report.BuildStreamStartRecord(event, head);
+        m_head = Json::Value();
+        m_report.BuildStreamStartRecord(event, m_head);
         return event;
     }
 
     Json::Value firstFrame() {
         Json::Value record;
-        head = Json::Value();
-        report.BuildFirstFrameRecord(record, head);
+        m_head = Json::Value();
+        m_report.BuildFirstFrameRecord(record, m_head);
         return record;
     }
 
-    Json::Value head;
+    Json::Value m_head;
 };
 
 const std::map<std::string, std::int32_t> kStreamNumbers = {
@@ -45,23 +45,23 @@ const std::map<std::string, std::int32_t> kStreamTexts = {
 
 TEST_F(StreamRecords, AStreamRecordCarriesEverySettingAndText) {
     for (std::int32_t type = 0; type < 42; ++type)
-        data->AddData(dataType(type), 1000 + type);
+        m_data->AddData(DataType(type), 1000 + type);
     for (std::int32_t type = 0; type < 7; ++type)
-        data->SetString(stringType(type), "text " + std::to_string(type));
+        m_data->SetString(StringType(type), "text " + std::to_string(type));
     const Json::Value record = streamStart();
     for (const auto& [key, type] : kStreamNumbers)
         EXPECT_EQ(record[key].asInt64(), 1000 + type) << key;
     for (const auto& [key, type] : kStreamTexts)
         EXPECT_EQ(record[key].asString(), "text " + std::to_string(type)) << key;
     EXPECT_EQ(record.size(), kStreamNumbers.size() + kStreamTexts.size() + 3);
-    EXPECT_EQ(WriteCompactJson(head), "{\"event\":2,\"type\":1}\n");
+    EXPECT_EQ(WriteCompactJson(m_head), "{\"event\":2,\"type\":1}\n");
 }
 
 TEST_F(StreamRecords, AStreamRecordBeforeAnySettingIsZerosEmptyTextsAndLiveReadings) {
     fakes::HostReadingsScript script;
     script.systemCpu = 40;
     script.processCpu = 7;
-    fakes::setHostReadings(script);
+    fakes::SetHostReadings(script);
     const Json::Value record = streamStart();
     for (const auto& number : kStreamNumbers)
         EXPECT_EQ(record[number.first], Json::Value(Json::Int64{0})) << number.first;
@@ -82,74 +82,74 @@ TEST_F(StreamRecords, AStreamRecordKeepsTheEventsOtherKeysAndReplacesItsOwn) {
 }
 
 TEST_F(StreamRecords, AFirstFrameRecordMeasuresFromTheRequest) {
-    data->AddData(DataTypeEnum::RequestTime, 1000);
-    data->AddData(DataTypeEnum::FirstFrameArrivalTime, 1250);
-    data->AddData(DataTypeEnum::StreamStartTime, 9);
-    data->AddData(DataTypeEnum::FirstFrameTime, 1240);
-    data->AddData(DataTypeEnum::State, 3);
-    data->AddData(DataTypeEnum::ResultCode, 200);
+    m_data->AddData(DataTypeEnum::RequestTime, 1000);
+    m_data->AddData(DataTypeEnum::FirstFrameArrivalTime, 1250);
+    m_data->AddData(DataTypeEnum::StreamStartTime, 9);
+    m_data->AddData(DataTypeEnum::FirstFrameTime, 1240);
+    m_data->AddData(DataTypeEnum::State, 3);
+    m_data->AddData(DataTypeEnum::ResultCode, 200);
     EXPECT_EQ(WriteCompactJson(firstFrame()),
               "{\"code\":200,\"duration\":250,\"firstFrameTime\":1240,\"startTime\":1000,\"state\":3}\n");
-    EXPECT_EQ(WriteCompactJson(head), "{\"event\":2,\"type\":4}\n");
+    EXPECT_EQ(WriteCompactJson(m_head), "{\"event\":2,\"type\":4}\n");
 }
 
 TEST_F(StreamRecords, AFirstFrameRecordWithoutAnArrivalHasANegativeDuration) {
-    data->AddData(DataTypeEnum::RequestTime, 1000);
+    m_data->AddData(DataTypeEnum::RequestTime, 1000);
     EXPECT_EQ(firstFrame()["duration"].asInt64(), -1000);
 }
 
 TEST_F(StreamRecords, ADurationBeyond64BitsWraps) {
-    data->AddData(DataTypeEnum::RequestTime, 1);
-    data->AddData(DataTypeEnum::FirstFrameArrivalTime, std::numeric_limits<std::int64_t>::min());
+    m_data->AddData(DataTypeEnum::RequestTime, 1);
+    m_data->AddData(DataTypeEnum::FirstFrameArrivalTime, std::numeric_limits<std::int64_t>::min());
     EXPECT_EQ(firstFrame()["duration"].asInt64(), std::numeric_limits<std::int64_t>::max());
 }
 
 TEST_F(StreamRecords, TheFirstQualityRecordHasOrderOneAndTheNextTwo) {
-    EXPECT_EQ(peer.qualityRecord()["order"].asUInt(), 1U);
-    EXPECT_EQ(peer.qualityRecord()["order"].asUInt(), 2U);
+    EXPECT_EQ(m_peer.qualityRecord()["order"].asUInt(), 1U);
+    EXPECT_EQ(m_peer.qualityRecord()["order"].asUInt(), 2U);
 }
 
 TEST_F(StreamRecords, AQualityRecordWithoutACollectionCarriesNoSamples) {
-    data->SetString(StringDataTypeEnum::SessionId, "s");
-    EXPECT_EQ(WriteCompactJson(peer.qualityRecord()),
+    m_data->SetString(StringDataTypeEnum::SessionId, "s");
+    EXPECT_EQ(WriteCompactJson(m_peer.qualityRecord()),
               "{\"aBitrateAvg\":0,\"lostFrames\":0,\"order\":1,\"sid\":\"s\",\"t\":0,\"vBitrateAvg\":0}\n");
 }
 
 TEST_F(StreamRecords, LostFramesCarriesWhatWasFedSinceThePreviousQualityRecord) {
-    data->AddData(DataTypeEnum::FramesLost, 3);
-    peer.collect();
-    data->AddData(DataTypeEnum::FramesLost, 4);
-    peer.collect();
-    EXPECT_EQ(peer.qualityRecord()["lostFrames"].asInt64(), 7);
-    EXPECT_EQ(peer.qualityRecord()["lostFrames"].asInt64(), 0);
+    m_data->AddData(DataTypeEnum::FramesLost, 3);
+    m_peer.collect();
+    m_data->AddData(DataTypeEnum::FramesLost, 4);
+    m_peer.collect();
+    EXPECT_EQ(m_peer.qualityRecord()["lostFrames"].asInt64(), 7);
+    EXPECT_EQ(m_peer.qualityRecord()["lostFrames"].asInt64(), 0);
 }
 
 TEST_F(StreamRecords, AveragesAreTruncated) {
-    peer.videoSendSamples() = {100, 101, 102};
-    peer.audioSendSamples() = {1, 2};
-    const Json::Value record = peer.qualityRecord();
+    m_peer.videoSendSamples() = {100, 101, 102};
+    m_peer.audioSendSamples() = {1, 2};
+    const Json::Value record = m_peer.qualityRecord();
     EXPECT_EQ(record["vBitrateAvg"].asUInt64(), 101U);
     EXPECT_EQ(record["aBitrateAvg"].asUInt64(), 1U);
 }
 
 TEST_F(StreamRecords, AveragesOfTheLargestSamplesDoNotOverflow) {
-    peer.videoSendSamples() = {0xffffffffU, 0xffffffffU};
-    EXPECT_EQ(peer.qualityRecord()["vBitrateAvg"].asUInt64(), 0xffffffffU);
+    m_peer.videoSendSamples() = {0xffffffffU, 0xffffffffU};
+    EXPECT_EQ(m_peer.qualityRecord()["vBitrateAvg"].asUInt64(), 0xffffffffU);
 }
 
 TEST_F(StreamRecords, ADeviceSampleSumsTheEncodedAndTheSentBitrates) {
-    data->AddData(DataTypeEnum::VideoBytesEncoded, 937500);  // 1500 kbps over 5 s
-    data->AddData(DataTypeEnum::AudioBytesEncoded, 40000);   // 64 kbps
-    data->AddData(DataTypeEnum::VideoBytesSent, 625000);     // 1000 kbps
-    data->AddData(DataTypeEnum::AudioBytesSent, 20000);      // 32 kbps
+    m_data->AddData(DataTypeEnum::VideoBytesEncoded, 937500);  // 1500 kbps over 5 s
+    m_data->AddData(DataTypeEnum::AudioBytesEncoded, 40000);   // 64 kbps
+    m_data->AddData(DataTypeEnum::VideoBytesSent, 625000);     // 1000 kbps
+    m_data->AddData(DataTypeEnum::AudioBytesSent, 20000);      // 32 kbps
     const Json::Value sample = deviceSample();
     EXPECT_EQ(sample["sbr"].asUInt(), 1564U);
     EXPECT_EQ(sample["rbr"].asUInt(), 1032U);
 }
 
 TEST_F(StreamRecords, SamplesHoldExactlyTheirKeys) {
-    peer.collect();
-    const Json::Value record = peer.qualityRecord();
+    m_peer.collect();
+    const Json::Value record = m_peer.qualityRecord();
     EXPECT_EQ(record["streams"][0].getMemberNames(),
               (std::vector<std::string>{"acFps", "aeBitrate", "aeFps", "asBitrate", "asFps", "collectTime",
                                         "vcFps", "veBitrate", "veFps", "vsBitrate", "vsFps"}));
@@ -166,23 +166,23 @@ struct Feeding {
     std::uint64_t rttMs;
 };
 
-void feed(StreamQulityData& data, StreamQualityReportTestPeer& peer, const Feeding& fed) {
+void Feed(StreamQulityData& data, StreamQualityReportTestPeer& peer, const Feeding& fed) {
     constexpr int kFramesPerFps = 5;
     constexpr int kBytesPerKbps = 625;
     for (const int type : {0, 1, 2, 4, 5, 6})
-        data.AddData(dataType(type), kFramesPerFps * (fed.counters + type));
+        data.AddData(DataType(type), kFramesPerFps * (fed.counters + type));
     for (const int type : {8, 9, 10, 11})
-        data.AddData(dataType(type), kBytesPerKbps * (fed.counters + type));
+        data.AddData(DataType(type), kBytesPerKbps * (fed.counters + type));
     fakes::HostReadingsScript script;
     script.systemCpu = fed.systemCpu;
     script.processCpu = fed.processCpu;
     script.totalPhysical = 100;
     script.availablePhysical = 100 - fed.memory;
-    fakes::setHostReadings(script);
+    fakes::SetHostReadings(script);
     peer.setRttMs(fed.rttMs);
 }
 
-void expectSamplesOf(const Feeding& fed, const Json::Value& stream, const Json::Value& device) {
+void ExpectSamplesOf(const Feeding& fed, const Json::Value& stream, const Json::Value& device) {
     const std::map<std::string, int> counters = {
         {"vcFps", 0}, {"veFps", 1},     {"vsFps", 2},     {"acFps", 4},      {"aeFps", 5},
         {"asFps", 6}, {"veBitrate", 8}, {"vsBitrate", 9}, {"aeBitrate", 10}, {"asBitrate", 11},
@@ -200,17 +200,17 @@ void expectSamplesOf(const Feeding& fed, const Json::Value& stream, const Json::
 TEST_F(StreamRecords, EachObjectHoldsWhatOneCollectionTook) {
     const Feeding first{100, 11, 12, 25, 150};
     const Feeding second{200, 21, 22, 50, 250};
-    feed(*data, peer, first);
-    peer.collect();
+    Feed(*m_data, m_peer, first);
+    m_peer.collect();
     const std::time_t between = std::time(nullptr);
     ASSERT_TRUE(Eventually([between] { return std::time(nullptr) > between; }));
-    feed(*data, peer, second);
-    peer.collect();
-    const Json::Value record = peer.qualityRecord();
+    Feed(*m_data, m_peer, second);
+    m_peer.collect();
+    const Json::Value record = m_peer.qualityRecord();
     ASSERT_EQ(record["streams"].size(), 2U);
     ASSERT_EQ(record["devices"].size(), 2U);
-    expectSamplesOf(first, record["streams"][0], record["devices"][0]);
-    expectSamplesOf(second, record["streams"][1], record["devices"][1]);
+    ExpectSamplesOf(first, record["streams"][0], record["devices"][0]);
+    ExpectSamplesOf(second, record["streams"][1], record["devices"][1]);
     for (const char* kind : {"streams", "devices"}) {
         EXPECT_LE(record[kind][0]["collectTime"].asInt64(), between) << kind;
         EXPECT_GT(record[kind][1]["collectTime"].asInt64(), between) << kind;
@@ -218,10 +218,10 @@ TEST_F(StreamRecords, EachObjectHoldsWhatOneCollectionTook) {
 }
 
 TEST_F(StreamRecords, AQueueShorterThanTheOthersRaises) {
-    peer.collect();
-    peer.dropLastStreamSample();
+    m_peer.collect();
+    m_peer.dropLastStreamSample();
     try {
-        peer.qualityRecord();
+        m_peer.qualityRecord();
         FAIL() << "nothing was raised";
     } catch (const std::out_of_range& error) {
         EXPECT_STREQ(error.what(), "invalid deque<T> subscript");

@@ -33,23 +33,23 @@ constexpr Expectation kByteCounters[] = {
 };
 
 TEST_F(StreamSamples, ConstructionPrimesTheReadingsOfTheHostProcess) {
-    EXPECT_EQ(fakes::processCpuReadings(), std::vector<std::wstring>{L"QoLive.exe"});
-    EXPECT_EQ(fakes::systemCpuInitializations(), 1);
-    EXPECT_EQ(fakes::systemCpuReadings(), 0);
-    EXPECT_EQ(peer.queueSizes(), queuesOf(0));
-    EXPECT_FALSE(report.IsEnabled());
+    EXPECT_EQ(fakes::ProcessCpuReadings(), std::vector<std::wstring>{L"QoLive.exe"});
+    EXPECT_EQ(fakes::SystemCpuInitializations(), 1);
+    EXPECT_EQ(fakes::SystemCpuReadings(), 0);
+    EXPECT_EQ(m_peer.queueSizes(), queuesOf(0));
+    EXPECT_FALSE(m_report.IsEnabled());
 }
 
 TEST_F(StreamSamples, TheHostProcessMayHaveAnotherName) {
     SetHostProcess("another.exe");
     deviceSample();
-    EXPECT_EQ(fakes::processCpuReadings().back(), L"another.exe");
+    EXPECT_EQ(fakes::ProcessCpuReadings().back(), L"another.exe");
 }
 
 TEST_F(StreamSamples, AFrameCounterBecomesFramesPerSecondRoundedDown) {
     for (const auto& [type, key] : kFrameCounters) {
-        data->AddData(type, 100);
-        data->AddData(type, 49);
+        m_data->AddData(type, 100);
+        m_data->AddData(type, 49);
         EXPECT_EQ(streamSample()[key].asUInt(), 29U) << key;
         EXPECT_EQ(streamSample()[key].asUInt(), 0U) << key << " starts again from 0";
     }
@@ -62,15 +62,15 @@ TEST_F(StreamSamples, AByteCounterBecomesKilobitsPerSecondRoundedDownAtEachStep)
     };
     for (const auto& [type, key] : kByteCounters)
         for (const Case& each : {Case{3124, 4}, Case{999, 1}, Case{624, 0}, Case{625, 1}, Case{0, 0}}) {
-            data->AddData(type, each.bytes);
+            m_data->AddData(type, each.bytes);
             EXPECT_EQ(streamSample()[key].asUInt(), each.kbps) << key << ' ' << each.bytes;
         }
 }
 
 TEST_F(StreamSamples, ACollectionNotesItsTimeInSeconds) {
     const auto before = static_cast<Json::UInt64>(std::time(nullptr));
-    peer.collect();
-    const Json::Value record = peer.qualityRecord();
+    m_peer.collect();
+    const Json::Value record = m_peer.qualityRecord();
     for (const char* kind : {"streams", "devices"}) {
         const Json::UInt64 collected = record[kind][0]["collectTime"].asUInt64();
         EXPECT_GE(collected, before);
@@ -79,36 +79,36 @@ TEST_F(StreamSamples, ACollectionNotesItsTimeInSeconds) {
 }
 
 TEST_F(StreamSamples, LostFramesAndCounterSevenAreLeftAloneByACollection) {
-    data->AddData(DataTypeEnum::FramesLost, 3);
-    data->AddData(DataTypeEnum::UnusedCounter7, 7);
-    peer.collect();
-    EXPECT_EQ(valueOf(*data, 3), 3);
-    EXPECT_EQ(valueOf(*data, 7), 7);
+    m_data->AddData(DataTypeEnum::FramesLost, 3);
+    m_data->AddData(DataTypeEnum::UnusedCounter7, 7);
+    m_peer.collect();
+    EXPECT_EQ(ValueOf(*m_data, 3), 3);
+    EXPECT_EQ(ValueOf(*m_data, 7), 7);
 }
 
 TEST_F(StreamSamples, NegativeCountersAreTruncatedTowardZeroAndStoredModulo32Bits) {
-    data->AddData(DataTypeEnum::VideoFramesSent, -9);
+    m_data->AddData(DataTypeEnum::VideoFramesSent, -9);
     EXPECT_EQ(streamSample()["vsFps"].asUInt(), 0xffffffffU);
 }
 
 TEST_F(StreamSamples, CountersAtBothEndsOf64BitsGiveASample) {
     for (const std::int64_t end : {kHighest, kLowest}) {
         for (std::int32_t type = 0; type < 12; ++type)
-            data->AddData(dataType(type), end);
-        peer.collect();
+            m_data->AddData(DataType(type), end);
+        m_peer.collect();
     }
-    EXPECT_EQ(peer.qualityRecord()["streams"].size(), 2U);
+    EXPECT_EQ(m_peer.qualityRecord()["streams"].size(), 2U);
 }
 
 TEST_F(StreamSamples, APeriodOfZeroStopsTheStreamSamplesOnly) {
-    peer.collect();
-    data->AddData(DataTypeEnum::VideoFramesSent, 100);
-    peer.setCollectPeriod(0);
-    peer.collect();
+    m_peer.collect();
+    m_data->AddData(DataTypeEnum::VideoFramesSent, 100);
+    m_peer.setCollectPeriod(0);
+    m_peer.collect();
     std::vector<std::size_t> elevenOfTheStreamAndFiveOfTheMachine(11, 1);
     elevenOfTheStreamAndFiveOfTheMachine.resize(16, 2);
-    EXPECT_EQ(peer.queueSizes(), elevenOfTheStreamAndFiveOfTheMachine);
-    EXPECT_EQ(valueOf(*data, 2), 100);
+    EXPECT_EQ(m_peer.queueSizes(), elevenOfTheStreamAndFiveOfTheMachine);
+    EXPECT_EQ(ValueOf(*m_data, 2), 100);
 }
 
 TEST_F(StreamSamples, HostReadingsAreTakenTogether) {
@@ -117,39 +117,39 @@ TEST_F(StreamSamples, HostReadingsAreTakenTogether) {
     script.processCpu = 12;
     script.totalPhysical = 3;
     script.availablePhysical = 1;
-    fakes::setHostReadings(script);
-    peer.setRttMs(149);
+    fakes::SetHostReadings(script);
+    m_peer.setRttMs(149);
     const Json::Value sample = deviceSample();
     EXPECT_EQ(sample["cpuUsage"].asInt(), 37);
     EXPECT_EQ(sample["cpuAppUsage"].asInt(), 12);
     EXPECT_EQ(sample["mem"].asInt(), 66);
     EXPECT_EQ(sample["nt"].asInt(), 2);
-    EXPECT_EQ(fakes::processCpuReadings().back(), L"QoLive.exe");
+    EXPECT_EQ(fakes::ProcessCpuReadings().back(), L"QoLive.exe");
 }
 
 TEST_F(StreamSamples, FailingMemoryInfoGivesAZeroSampleAndAllHostQueuesGrow) {
     fakes::HostReadingsScript script;
     script.memoryResult = 5;
-    fakes::setHostReadings(script);
+    fakes::SetHostReadings(script);
     EXPECT_EQ(deviceSample()["mem"].asInt(), 0);
-    EXPECT_EQ(peer.queueSizes(), queuesOf(1));
+    EXPECT_EQ(m_peer.queueSizes(), queuesOf(1));
 }
 
 TEST_F(StreamSamples, AMachineOfOneKibibyteIsInUseWholeOrNotAtAll) {
     fakes::HostReadingsScript script;
     script.totalPhysical = 1;
     script.availablePhysical = 0;
-    fakes::setHostReadings(script);
+    fakes::SetHostReadings(script);
     EXPECT_EQ(deviceSample()["mem"].asInt(), 100);
     script.availablePhysical = 1;
-    fakes::setHostReadings(script);
+    fakes::SetHostReadings(script);
     EXPECT_EQ(deviceSample()["mem"].asInt(), 0);
 }
 
 TEST_F(StreamSamples, AMachineWithoutMemoryGivesAZeroSample) {
     fakes::HostReadingsScript script;
     script.totalPhysical = 0;
-    fakes::setHostReadings(script);
+    fakes::SetHostReadings(script);
     EXPECT_EQ(deviceSample()["mem"].asInt(), 0);
 }
 
@@ -157,14 +157,14 @@ TEST_F(StreamSamples, MoreAvailableThanTotalMemoryIsADefinedNumber) {
     fakes::HostReadingsScript script;
     script.totalPhysical = 1;
     script.availablePhysical = 2;
-    fakes::setHostReadings(script);
+    fakes::SetHostReadings(script);
     EXPECT_EQ(deviceSample()["mem"].asInt(), static_cast<std::uint16_t>(429496729500));
 }
 
 TEST_F(StreamSamples, AReadingOfAMissingProcessIsStoredUnchanged) {
     fakes::HostReadingsScript script;
     script.processCpu = -1;
-    fakes::setHostReadings(script);
+    fakes::SetHostReadings(script);
     EXPECT_EQ(deviceSample()["cpuAppUsage"].asInt(), 65535);
 }
 
@@ -175,13 +175,13 @@ TEST_F(StreamSamples, TheNetworkGradeIsThePingTimeInSteppedFiftyMilliseconds) {
     };
     for (const Case& each :
          {Case{0, 0}, Case{49, 0}, Case{50, 1}, Case{99, 1}, Case{100, 2}, Case{3000, 60}}) {
-        peer.setRttMs(each.rttMs);
+        m_peer.setRttMs(each.rttMs);
         EXPECT_EQ(deviceSample()["nt"].asInt(), each.grade) << each.rttMs;
     }
 }
 
 TEST_F(StreamSamples, APingTimeAtTheEndOf64BitsIsADefinedNumber) {
-    peer.setRttMs(std::numeric_limits<std::uint64_t>::max());
+    m_peer.setRttMs(std::numeric_limits<std::uint64_t>::max());
     EXPECT_LE(deviceSample()["nt"].asInt(), 65535);
 }
 
@@ -190,12 +190,12 @@ TEST_F(StreamSamples, WithoutAServerAddressTheGradeIsSixty) {
 }
 
 TEST_F(EventsOnlyStreamSamples, NothingIsEverCollected) {
-    accept(report);
-    data->AddData(DataTypeEnum::VideoFramesSent, 100);
+    Accept(m_report);
+    m_data->AddData(DataTypeEnum::VideoFramesSent, 100);
     tick(120);
-    EXPECT_EQ(peer.queueSizes(), queuesOf(0));
-    EXPECT_EQ(valueOf(*data, 2), 100);
-    EXPECT_TRUE(manager.takeQueued().empty());
+    EXPECT_EQ(m_peer.queueSizes(), queuesOf(0));
+    EXPECT_EQ(ValueOf(*m_data, 2), 100);
+    EXPECT_TRUE(m_manager.takeQueued().empty());
 }
 
 TEST(StreamSamplesWithoutData, NothingIsCollected) {

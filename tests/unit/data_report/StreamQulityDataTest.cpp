@@ -14,75 +14,75 @@ constexpr std::int64_t kLowest = std::numeric_limits<std::int64_t>::min();
 
 class StreamQulityDataTest : public ::testing::Test {
 protected:
-    StreamQulityData data{"id", StreamTypeEnum::EventsOnly};
+    StreamQulityData m_data{"id", StreamTypeEnum::EventsOnly};
 };
 
 TEST_F(StreamQulityDataTest, EveryValueIsZeroAndEveryTextEmptyAtFirst) {
-    EXPECT_EQ(data.m_streamId, "id");
-    EXPECT_EQ(data.m_streamType, StreamTypeEnum::EventsOnly);
+    EXPECT_EQ(m_data.m_streamId, "id");
+    EXPECT_EQ(m_data.m_streamType, StreamTypeEnum::EventsOnly);
     for (std::int32_t type = 0; type < 42; ++type)
-        EXPECT_EQ(valueOf(data, type), 0) << type;
+        EXPECT_EQ(ValueOf(m_data, type), 0) << type;
     for (std::int32_t type = 0; type < 7; ++type)
-        EXPECT_EQ(textOf(data, type), "") << type;
+        EXPECT_EQ(TextOf(m_data, type), "") << type;
 }
 
 TEST_F(StreamQulityDataTest, ACounterFedTwiceKeepsTheSumAndASettingTheSecondValue) {
     for (std::int32_t type = 0; type < 42; ++type) {
-        data.AddData(dataType(type), 10);
-        data.AddData(dataType(type), 20);
+        m_data.AddData(DataType(type), 10);
+        m_data.AddData(DataType(type), 20);
     }
     for (std::int32_t type = 0; type < 12; ++type)
-        EXPECT_EQ(valueOf(data, type), 30) << type;
+        EXPECT_EQ(ValueOf(m_data, type), 30) << type;
     for (std::int32_t type = 12; type < 42; ++type)
-        EXPECT_EQ(valueOf(data, type), 20) << type;
+        EXPECT_EQ(ValueOf(m_data, type), 20) << type;
 }
 
 TEST_F(StreamQulityDataTest, ATextFedTwiceKeepsTheSecond) {
     for (std::int32_t type = 0; type < 7; ++type) {
-        data.SetString(stringType(type), "first");
-        data.SetString(stringType(type), "second");
-        EXPECT_EQ(textOf(data, type), "second") << type;
+        m_data.SetString(StringType(type), "first");
+        m_data.SetString(StringType(type), "second");
+        EXPECT_EQ(TextOf(m_data, type), "second") << type;
     }
 }
 
 TEST_F(StreamQulityDataTest, TypesOutsideTheBoundsChangeNothing) {
     constexpr std::int32_t kFar = std::numeric_limits<std::int32_t>::max();
     for (const std::int32_t type : {42, 43, kFar, -1, -kFar - 1})
-        data.AddData(dataType(type), 1);
+        m_data.AddData(DataType(type), 1);
     for (const std::int32_t type : {7, 8, kFar, -1, -kFar - 1})
-        data.SetString(stringType(type), "text");
+        m_data.SetString(StringType(type), "text");
     for (std::int32_t type = 0; type < 42; ++type)
-        EXPECT_EQ(valueOf(data, type), 0) << type;
+        EXPECT_EQ(ValueOf(m_data, type), 0) << type;
     for (std::int32_t type = 0; type < 7; ++type)
-        EXPECT_EQ(textOf(data, type), "") << type;
+        EXPECT_EQ(TextOf(m_data, type), "") << type;
 }
 
 TEST_F(StreamQulityDataTest, ACounterWrapsAtBothEndsOf64Bits) {
-    data.AddData(DataTypeEnum::FramesLost, kHighest);
-    data.AddData(DataTypeEnum::FramesLost, 1);
-    EXPECT_EQ(valueOf(data, 3), kLowest);
-    data.AddData(DataTypeEnum::FramesLost, -1);
-    EXPECT_EQ(valueOf(data, 3), kHighest);
+    m_data.AddData(DataTypeEnum::FramesLost, kHighest);
+    m_data.AddData(DataTypeEnum::FramesLost, 1);
+    EXPECT_EQ(ValueOf(m_data, 3), kLowest);
+    m_data.AddData(DataTypeEnum::FramesLost, -1);
+    EXPECT_EQ(ValueOf(m_data, 3), kHighest);
 }
 
 TEST_F(StreamQulityDataTest, ASettingHoldsBothEndsOf64Bits) {
-    data.AddData(DataTypeEnum::UserId, kHighest);
-    EXPECT_EQ(valueOf(data, 32), kHighest);
-    data.AddData(DataTypeEnum::UserId, kLowest);
-    EXPECT_EQ(valueOf(data, 32), kLowest);
+    m_data.AddData(DataTypeEnum::UserId, kHighest);
+    EXPECT_EQ(ValueOf(m_data, 32), kHighest);
+    m_data.AddData(DataTypeEnum::UserId, kLowest);
+    EXPECT_EQ(ValueOf(m_data, 32), kLowest);
 }
 
 TEST_F(StreamQulityDataTest, TextsAreKeptByteForByte) {
     const std::string bytes("a\0\xff\xfe z", 6);
-    data.SetString(StringDataTypeEnum::Url, bytes);
-    EXPECT_EQ(textOf(data, 0), bytes);
+    m_data.SetString(StringDataTypeEnum::Url, bytes);
+    EXPECT_EQ(TextOf(m_data, 0), bytes);
 }
 
 TEST_F(StreamQulityDataTest, TakingAValueLeavesZero) {
-    data.AddData(DataTypeEnum::VideoFramesSent, 7);
-    const qolive::ExclusiveLock lock(data.m_lock);
-    EXPECT_EQ(data.TakeValue(DataTypeEnum::VideoFramesSent), 7);
-    EXPECT_EQ(data.Value(DataTypeEnum::VideoFramesSent), 0);
+    m_data.AddData(DataTypeEnum::VideoFramesSent, 7);
+    const qolive::ExclusiveLock lock(m_data.m_lock);
+    EXPECT_EQ(m_data.TakeValue(DataTypeEnum::VideoFramesSent), 7);
+    EXPECT_EQ(m_data.Value(DataTypeEnum::VideoFramesSent), 0);
 }
 
 }  // namespace

@@ -14,24 +14,24 @@ namespace data_report {
 class StreamUnderTest : public ::testing::Test {
 protected:
     explicit StreamUnderTest(StreamTypeEnum type = StreamTypeEnum::Sampled)
-        : data(std::make_shared<StreamQulityData>("id", type)), report("id", type, data) {
-        manager.enableWithoutThreads();
+        : m_data(std::make_shared<StreamQulityData>("id", type)), m_report("id", type, m_data) {
+        m_manager.enableWithoutThreads();
     }
 
     void tick(int times, std::uint64_t seconds = 1) {
         for (int i = 0; i < times; ++i)
-            report.OnReportTick(nowMs += 1000 * seconds, seconds);
+            m_report.OnReportTick(m_nowMs += 1000 * seconds, seconds);
     }
 
     void receive(const std::string& packet) {
-        report.OnDisponseData(0, reinterpret_cast<const unsigned char*>(packet.data()), packet.size());
+        m_report.OnDisponseData(0, reinterpret_cast<const unsigned char*>(packet.data()), packet.size());
     }
 
     /// The newest sample of `kind` ("streams" or "devices") after one more collection.
     Json::Value sampleAfterCollection(const char* kind) {
-        peer.clear();
-        peer.collect();
-        const Json::Value record = peer.qualityRecord();
+        m_peer.clear();
+        m_peer.collect();
+        const Json::Value record = m_peer.qualityRecord();
         return record[kind][0];
     }
 
@@ -40,11 +40,11 @@ protected:
 
     static std::vector<std::size_t> queuesOf(std::size_t size) { return std::vector<std::size_t>(16, size); }
 
-    DataReportManagerTestPeer manager{DataReportManager::Instance()};
-    std::shared_ptr<StreamQulityData> data;
-    StreamQualityReport report;
-    StreamQualityReportTestPeer peer{report};
-    std::uint64_t nowMs = 1700000000000;
+    DataReportManagerTestPeer m_manager{DataReportManager::Instance()};
+    std::shared_ptr<StreamQulityData> m_data;
+    StreamQualityReport m_report;
+    StreamQualityReportTestPeer m_peer{m_report};
+    std::uint64_t m_nowMs = 1700000000000;
 };
 
 class EventsOnlyStreamUnderTest : public StreamUnderTest {

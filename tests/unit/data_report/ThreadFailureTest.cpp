@@ -15,13 +15,13 @@ TEST_F(ThreadFailure, InitFailsWithALineAndLeavesNothingSoThatItCanBeTriedAgain)
     const fakes::CapturingLog log;
     {
         const fakes::NoRoomForThreads tight;
-        EXPECT_FALSE(manager.Init());
+        EXPECT_FALSE(m_manager.Init());
     }
     EXPECT_EQ(log.countContaining("[DataReportManager] start failed: "), 1);
-    EXPECT_FALSE(center.hasSender(kStreamCommand));
+    EXPECT_FALSE(m_center.hasSender(kStreamCommand));
     EXPECT_FALSE(send("x"));
-    EXPECT_TRUE(manager.Init());
-    EXPECT_TRUE(center.hasSender(kStreamCommand));
+    EXPECT_TRUE(m_manager.Init());
+    EXPECT_TRUE(m_center.hasSender(kStreamCommand));
 }
 
 TEST_F(ThreadFailure, AStreamThatCannotHaveItsThreadIsNotStarted) {
@@ -30,9 +30,9 @@ TEST_F(ThreadFailure, AStreamThatCannotHaveItsThreadIsNotStarted) {
         const fakes::NoRoomForThreads tight;
         EXPECT_THROW(startSampled("a"), std::system_error);
     }
-    EXPECT_TRUE(peer.ids().empty());
+    EXPECT_TRUE(m_peer.ids().empty());
     startSampled("a");
-    EXPECT_TRUE(peer.has("a"));
+    EXPECT_TRUE(m_peer.has("a"));
 }
 
 }  // namespace

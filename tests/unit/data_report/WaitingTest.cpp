@@ -14,12 +14,12 @@ class RetryPause : public ManagerUnderTest {};
 
 TEST_F(RetryPause, IsTwoHundredMillisecondsAfterEachRefusal) {
     startConnected();
-    center.sendFails(kStreamCommand);
+    m_center.sendFails(kStreamCommand);
     fakes::HeldSleep sleep;
     EXPECT_TRUE(send("1"));
     ASSERT_TRUE(sleep.waitForSleeper());
     for (int attempts = 1; attempts <= 3; ++attempts) {
-        EXPECT_EQ(center.sendAttempts(kStreamCommand), attempts);
+        EXPECT_EQ(m_center.sendAttempts(kStreamCommand), attempts);
         ASSERT_TRUE(sleep.letOneEnd());
     }
     EXPECT_EQ(sleep.asked(), std::vector<DWORD>(4, 200));
@@ -30,27 +30,27 @@ TEST_F(RetryPause, DoesNotComeBetweenRecordsThatAreAccepted) {
     fakes::HeldSleep sleep;
     for (const char* text : {"1", "2", "3"})
         EXPECT_TRUE(send(text));
-    ASSERT_TRUE(center.connect(kStreamCommand));
+    ASSERT_TRUE(m_center.connect(kStreamCommand));
     EXPECT_EQ(sentSoFar().size(), 3U);
     EXPECT_TRUE(sleep.asked().empty());
 }
 
-std::optional<StreamQualityReport> sampledStream() {
+std::optional<StreamQualityReport> SampledStream() {
     const auto data = std::make_shared<StreamQulityData>("id", StreamTypeEnum::Sampled);
     return std::optional<StreamQualityReport>(std::in_place, "id", StreamTypeEnum::Sampled, data);
 }
 
 TEST(PingWait, IsThreeSeconds) {
-    const auto report = sampledStream();
-    ASSERT_TRUE(Eventually([] { return !fakes::timedWaits().empty(); }));
-    EXPECT_LE(fakes::timedWaits().front(), 3000);
-    EXPECT_GT(fakes::timedWaits().front(), 2000);  // a thread may be stopped before its wait begins
+    const auto report = SampledStream();
+    ASSERT_TRUE(Eventually([] { return !fakes::TimedWaits().empty(); }));
+    EXPECT_LE(fakes::TimedWaits().front(), 3000);
+    EXPECT_GT(fakes::TimedWaits().front(), 2000);  // a thread may be stopped before its wait begins
 }
 
 // The time is what is at stake: a stream that misses its wake-up ends three seconds later.
 TEST(PingWait, EndsAtOnceWhenTheStreamGoesAsItBegins) {
     const fakes::LateWaits late(200);
-    auto report = sampledStream();
+    auto report = SampledStream();
     ASSERT_TRUE(late.waitForWaiter());
     const auto asked = std::chrono::steady_clock::now();
     report.reset();
@@ -66,7 +66,7 @@ TEST(PingWait, ThatRunsOutAsTheStreamGoesIsFollowedByNoPing) {
         const StreamQualityReport report("id", StreamTypeEnum::Sampled, data);
         ASSERT_TRUE(late.waitForWaiter());
     }
-    EXPECT_TRUE(fakes::pingedHosts().empty());
+    EXPECT_TRUE(fakes::PingedHosts().empty());
 }
 
 TEST(SendThread, IsWokenByAProcessEndThatComesAsItsWaitBegins) {

@@ -13,7 +13,7 @@ using live_heartbeat::GetCommandCounters;
 const std::string kDropLine = "[LiveState] commands dropped, as more than 21 waited: ";
 
 /// How many drops the lines tell of together.
-int dropsTold(const CapturingLog& log) {
+int DropsTold(const CapturingLog& log) {
     int told = 0;
     for (const fakes::LogLine& line : log.lines()) {
         if (line.text.compare(0, kDropLine.size(), kDropLine) != 0) continue;
@@ -47,7 +47,7 @@ TEST_F(CommandCountersTest, ABurstWhileConnectedKeepsTheLastTwentyOneAndCountsTh
         expectCounters(60, sent, 39, 21 - sent);
     }
     EXPECT_FALSE(heartbeat.sendComand());
-    EXPECT_EQ(parsed(main.sent(kCommonCmd).front().body)["data"], "39");
+    EXPECT_EQ(Parsed(main.sent(kCommonCmd).front().body)["data"], "39");
 }
 
 TEST_F(CommandCountersTest, TwentyOneAreNoDrop) {
@@ -89,7 +89,7 @@ TEST_F(CommandCountersTest, AStopTellsOfDropsThatNobodyHasToldOf) {
     EXPECT_EQ(log.count(kDropLine + "4"), 1);
     heartbeat.startUndriven();
     heartbeat.stop();
-    EXPECT_EQ(dropsTold(log), 4);
+    EXPECT_EQ(DropsTold(log), 4);
 }
 
 TEST(DroppedCommands, AreToldByTheHeartbeatThread) {
@@ -98,7 +98,7 @@ TEST(DroppedCommands, AreToldByTheHeartbeatThread) {
     ASSERT_EQ(heartbeat.start(), 1);
     for (int i = 0; i < 60; ++i)
         ASSERT_TRUE(heartbeat.sendComand(1, "{}"));
-    EXPECT_TRUE(Eventually([&] { return dropsTold(log) == 39; }));
+    EXPECT_TRUE(Eventually([&] { return DropsTold(log) == 39; }));
     EXPECT_LE(log.countContaining(kDropLine), 39);
 }
 

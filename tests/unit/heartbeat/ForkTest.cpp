@@ -78,7 +78,7 @@ TEST_F(LiveHeartReportFork, TheChildChangesNothing) {
 
 TEST_F(LiveHeartReportFork, TheChildSendsNothingAndStartsAndStopsNothing) {
     fakes::FakeMsgCenter::events();
-    const int threads = fakes::threadsCreated();
+    const int threads = fakes::ThreadsCreated();
     InForkedChild([this, threads] {
         EXPECT_FALSE(heartbeat.sendComand(1, "child's"));
         EXPECT_FALSE(heartbeat.sendComand());
@@ -91,7 +91,7 @@ TEST_F(LiveHeartReportFork, TheChildSendsNothingAndStartsAndStopsNothing) {
         EXPECT_EQ(own.start(), 0);
         EXPECT_FALSE(own.startBackUp());
         EXPECT_EQ(main.sendAttempts(kHeartCmd) + main.sendAttempts(kCommonCmd), 0);
-        EXPECT_EQ(fakes::threadsCreated(), threads);
+        EXPECT_EQ(fakes::ThreadsCreated(), threads);
         EXPECT_EQ(fakes::FakeMsgCenter::events(), std::vector<std::string>());
     });
 }

@@ -20,7 +20,7 @@ namespace heartbeat_test {
 constexpr int kHeartCmd = 2;
 constexpr int kCommonCmd = 4;
 
-inline Json::Value parsed(const std::string& text) {
+inline Json::Value Parsed(const std::string& text) {
     Json::Value root;
     EXPECT_TRUE(ParseJson(text, root)) << text;
     return root;
@@ -46,7 +46,7 @@ public:
 
     /// Starts without the thread, so that the test alone decides when something is sent.
     void startUndriven() {
-        fakes::failThreadCreations(4);
+        fakes::FailThreadCreations(4);
         ASSERT_EQ(start(), 1);
         ASSERT_FALSE(hasThread());
     }
@@ -88,7 +88,7 @@ struct Undriven : testing::Test {
         return heartbeat.report(heartbeat.m_mainSender, nowMs, periodic);
     }
     std::vector<fakes::SentMessage> sentOnMain() { return main.sent(kHeartCmd); }
-    Json::Value lastOnMain() { return parsed(sentOnMain().back().body); }
+    Json::Value lastOnMain() { return Parsed(sentOnMain().back().body); }
     Json::Value fullReport() {
         heartbeat.updateDataState(true);
         EXPECT_TRUE(reportMain(0, false));

@@ -12,13 +12,13 @@ namespace {
 using namespace heartbeat_test;
 using fakes::FakeMsgCenter;
 
-int cycles() {
+int Cycles() {
     const char* const set = std::getenv("QOLIVE_STRESS_CYCLES");  // NOLINT(concurrency-mt-unsafe)
     return set ? std::atoi(set) : QOLIVE_STRESS_CYCLES * (support::LongForm() ? 10 : 1);
 }
 
 /// The threads of this process; 0 where the system does not tell.
-std::ptrdiff_t threadsOfProcess() {
+std::ptrdiff_t ThreadsOfProcess() {
     std::error_code error;
     const std::filesystem::directory_iterator tasks("/proc/self/task", error);
     return error ? 0 : std::distance(begin(tasks), end(tasks));
@@ -60,14 +60,14 @@ struct HeartbeatStress : testing::Test {
     static bool reported(FakeMsgCenter center, const std::string& streamName) {
         const auto sent = center.sent(kHeartCmd);
         return std::any_of(sent.begin(), sent.end(), [&streamName](const fakes::SentMessage& message) {
-            return parsed(message.body)["liveInfo"]["streamName"].asString() == streamName;
+            return Parsed(message.body)["liveInfo"]["streamName"].asString() == streamName;
         });
     }
     /// No report mixes two calls of a setter.
     void checkReports(FakeMsgCenter center) {
         ASSERT_FALSE(center.sent(kHeartCmd).empty());
         for (const auto& message : center.sent(kHeartCmd)) {
-            const Json::Value mic = parsed(message.body)["micInfo"];
+            const Json::Value mic = Parsed(message.body)["micInfo"];
             const std::string expected = mic["sid"].asInt() == 0 ? "" : std::to_string(mic["sid"].asInt());
             ASSERT_EQ(mic["streamName"].asString(), expected);
         }
@@ -83,7 +83,7 @@ struct HeartbeatStress : testing::Test {
 
 TEST_F(HeartbeatStress, CyclesBesideSettersAndCommandsNeitherHangNorLoseTheState) {
     std::thread([] {}).join();  // a sanitizer may start a thread of its own beside the first one
-    const std::ptrdiff_t threadsBefore = threadsOfProcess();
+    const std::ptrdiff_t threadsBefore = ThreadsOfProcess();
     std::atomic<int> queued{0};
     beside([this, n = 0]() mutable {
         ++n;
@@ -107,7 +107,7 @@ TEST_F(HeartbeatStress, CyclesBesideSettersAndCommandsNeitherHangNorLoseTheState
         const LiveHeartReportData data = heartbeat.GetLiveHeartReportData();
         ASSERT_EQ(data.micStreamName, data.micSid == 0 ? "" : std::to_string(data.micSid));
     });
-    for (int i = 0; i < cycles() && !HasFatalFailure(); ++i)
+    for (int i = 0; i < Cycles() && !HasFatalFailure(); ++i)
         oneCycle();
     end();
 
@@ -121,11 +121,11 @@ TEST_F(HeartbeatStress, CyclesBesideSettersAndCommandsNeitherHangNorLoseTheState
     EXPECT_GT(queued, 0);
     int last = 0;
     for (const auto& command : main.sent(kCommonCmd)) {
-        const int number = parsed(command.body)["bizType"].asInt();
+        const int number = Parsed(command.body)["bizType"].asInt();
         ASSERT_GT(number, last) << "twice, or out of order";
         last = number;
     }
-    EXPECT_TRUE(Eventually([threadsBefore] { return threadsOfProcess() <= threadsBefore; }));
+    EXPECT_TRUE(Eventually([threadsBefore] { return ThreadsOfProcess() <= threadsBefore; }));
 }
 
 TEST_F(HeartbeatStress, StartAndStopFromSeveralThreadsAtOnce) {
@@ -139,7 +139,7 @@ TEST_F(HeartbeatStress, StartAndStopFromSeveralThreadsAtOnce) {
             LiveHeartReportManager::GetInstance()->stopLiveheart();
         });
     // However many there are to be, each has to come.
-    for (int seen = 0; seen < cycles() / 10 && !HasFailure(); seen = started)
+    for (int seen = 0; seen < Cycles() / 10 && !HasFailure(); seen = started)
         EXPECT_TRUE(Eventually([&started, seen] { return started > seen; })) << "after " << seen;
     end();
     heartbeat.stop();

@@ -33,7 +33,7 @@ struct LiveHeartReportMessage : Undriven {
     std::vector<std::string> sentCommands() {
         std::vector<std::string> texts;
         for (const auto& message : main.sent(kCommonCmd))
-            texts.push_back(parsed(message.body)["data"].asString());
+            texts.push_back(Parsed(message.body)["data"].asString());
         return texts;
     }
 };
@@ -139,7 +139,7 @@ TEST_F(LiveHeartReportMessage, ABodyIsTheCompactTextWithoutAHead) {
     ASSERT_TRUE(reportMain(kNow));
     const fakes::SentMessage message = sentOnMain().back();
     EXPECT_FALSE(message.hasHead);
-    EXPECT_EQ(message.body, WriteCompactJson(parsed(message.body)));
+    EXPECT_EQ(message.body, WriteCompactJson(Parsed(message.body)));
     EXPECT_EQ(message.body.back(), '\n');
 }
 
@@ -149,7 +149,7 @@ TEST_F(LiveHeartReportMessage, LiveInfoNeedsAPushStatus) {
     heartbeat.updateLiveBusinessInfo(1, 2);
     heartbeat.updateLiveStreamInfo("name", 3, 4, 5, 6);
     const Json::Value info = fullReport()["liveInfo"];
-    EXPECT_EQ(info, parsed(R"({"videoAppId":1,"business":2,"streamName":"name","sid":3,"width":4,"height":5,
+    EXPECT_EQ(info, Parsed(R"({"videoAppId":1,"business":2,"streamName":"name","sid":3,"width":4,"height":5,
                                "codec":6,"pushStatus":2})"));
     heartbeat.updatePushStatus(-1);
     EXPECT_EQ(fullReport()["liveInfo"]["pushStatus"].asInt(), -1);
@@ -169,7 +169,7 @@ TEST_F(LiveHeartReportMessage, MicInfoDoesNotNeedALiveAnchor) {
     EXPECT_EQ(message["liveStatus"].asInt(), 2);
     EXPECT_EQ(message["micStatus"].asInt(), 1);
     EXPECT_EQ(message["micInfo"],
-              parsed(R"({"videoAppId":1,"business":2,"streamName":"mic","sid":3,"micWidth":4,"micHeight":5,
+              Parsed(R"({"videoAppId":1,"business":2,"streamName":"mic","sid":3,"micWidth":4,"micHeight":5,
                          "micCodec":6,"micPushStatus":9,"role":7,"channelId":"channel","mixStreamName":"mix",
                          "mixWidth":10,"mixHeight":11,"mixStatus":14,"mixSid":12,"mixCodec":13,"mixMode":8})"));
 }
@@ -232,14 +232,14 @@ TEST_F(LiveHeartReportMessage, AReportThatMemoryIsTooShortForCountsAsAFailedOne)
 TEST_F(LiveHeartReportMessage, AReportThatCannotBeWrittenIsDroppedAndTheNextOneIsFull) {
     heartbeat.updateLiveID("s");
     heartbeat.updateDataState(true);
-    fakes::failJsonWriting(1);
+    fakes::FailJsonWriting(1);
     EXPECT_FALSE(reportMain(1000, false));
     EXPECT_TRUE(sentOnMain().empty());
     EXPECT_TRUE(heartbeat.marked(heartbeat.m_mainSender));
     EXPECT_TRUE(reportMain(1000, false));
     EXPECT_EQ(lastOnMain()["sessionId"], "s");
 
-    fakes::failJsonWriting(1);
+    fakes::FailJsonWriting(1);
     EXPECT_FALSE(reportMain(2000, false));
     EXPECT_FALSE(heartbeat.marked(heartbeat.m_mainSender));
     EXPECT_TRUE(reportMain(2000, false));
@@ -257,7 +257,7 @@ TEST_F(LiveHeartReportMessage, AFailureOnTheMainConnectionDoesNotTouchTheBackup)
     main.sendFails(kHeartCmd);
     EXPECT_FALSE(reportMain(kNow));
     EXPECT_TRUE(heartbeat.report(heartbeat.m_backSender, kNow, true));
-    EXPECT_EQ(parsed(backup.sent(kHeartCmd).back().body)["type"].asInt(), 1);
+    EXPECT_EQ(Parsed(backup.sent(kHeartCmd).back().body)["type"].asInt(), 1);
 }
 
 TEST_F(LiveHeartReportMessage, AMarkThatComesWhileAReportIsUnderWaySurvivesIt) {
@@ -372,12 +372,12 @@ TEST_F(LiveHeartReportMessage, TwentyFiveCommandsWhileDisconnectedLeaveTheLastTw
 TEST_F(LiveHeartReportMessage, ACommandThatCannotBeWrittenIsRefusedAndDropsNoOther) {
     for (int i = 0; i < 21; ++i)
         ASSERT_TRUE(heartbeat.sendComand(1, std::to_string(i)));
-    fakes::failJsonWriting(1);
+    fakes::FailJsonWriting(1);
     EXPECT_FALSE(heartbeat.sendComand(1, "cannot be written"));
     EXPECT_EQ(heartbeat.queued().size(), 21u);
-    EXPECT_EQ(parsed(heartbeat.queued().front())["data"], "0");
+    EXPECT_EQ(Parsed(heartbeat.queued().front())["data"], "0");
     EXPECT_TRUE(heartbeat.sendComand(1, "21"));
-    EXPECT_EQ(parsed(heartbeat.queued().back())["data"], "21");
+    EXPECT_EQ(Parsed(heartbeat.queued().back())["data"], "21");
 }
 
 TEST_F(LiveHeartReportMessage, ACommandWhoseSendFailedStaysInFront) {
@@ -411,7 +411,7 @@ TEST_F(LiveHeartReportMessage, AnyCommandTextIsQueued) {
     for (const std::string& text : {std::string(), std::string("\0a", 2), std::string("\xff"), huge}) {
         ASSERT_TRUE(heartbeat.sendComand(INT_MIN, text));
         ASSERT_TRUE(heartbeat.sendComand());
-        EXPECT_TRUE(parsed(main.sent(kCommonCmd).back().body)["data"].isString());
+        EXPECT_TRUE(Parsed(main.sent(kCommonCmd).back().body)["data"].isString());
     }
     EXPECT_EQ(sentCommands()[1], std::string("\0a", 2));
     EXPECT_EQ(sentCommands()[2], "\xef\xbf\xbd");

@@ -41,7 +41,7 @@ TEST_F(LiveHeartReportPause, WaitingCommandsDrainInOrderWithoutOneBetweenThem) {
     const auto sent = main.sent(kCommonCmd);
     ASSERT_EQ(sent.size(), 21u);
     for (int i = 0; i < 21; ++i)
-        EXPECT_EQ(parsed(sent[static_cast<std::size_t>(i)].body)["bizType"].asInt(), i);
+        EXPECT_EQ(Parsed(sent[static_cast<std::size_t>(i)].body)["bizType"].asInt(), i);
 }
 
 TEST_F(LiveHeartReportPause, ComesAfterEachRefusalOfACommand) {
@@ -57,7 +57,7 @@ TEST_F(LiveHeartReportPause, ComesAfterEachRefusalOfACommand) {
 
 TEST_F(LiveHeartReportPause, AThreadOfTheHostPausesAsLong) {
     heartbeat.stop();
-    fakes::failThreadCreations(4);
+    fakes::FailThreadCreations(4);
     ASSERT_EQ(heartbeat.start(), 1);
     std::thread host([this] { LiveHeartReport::ThreadProc(static_cast<LiveHeartReport*>(&heartbeat)); });
     EXPECT_TRUE(sleep.letOneEnd());

@@ -7,7 +7,7 @@ namespace {
 
 using namespace heartbeat_test;
 
-void expectDefaults(const LiveHeartReportData& data) {
+void ExpectDefaults(const LiveHeartReportData& data) {
     EXPECT_EQ(data.sessionId, "");
     EXPECT_EQ(data.liveStatus, 2);
     EXPECT_EQ(data.micStatus, 2);
@@ -37,7 +37,7 @@ void expectDefaults(const LiveHeartReportData& data) {
     EXPECT_EQ(data.mixSid, 0);
 }
 
-void fill(LiveHeartReport& heartbeat) {
+void Fill(LiveHeartReport& heartbeat) {
     heartbeat.updateLiveID("s");
     heartbeat.updateliveStatus(true);
     heartbeat.updatemicStatus(true);
@@ -65,7 +65,7 @@ struct LiveHeartReportState : Undriven {
 
 TEST(LiveHeartReportDefaults, AFreshInstanceHasThem) {
     LiveHeartReport fresh;
-    expectDefaults(fresh.GetLiveHeartReportData());
+    ExpectDefaults(fresh.GetLiveHeartReportData());
     EXPECT_EQ(fresh.GetLiveHeartReportData().mixCodec, 0);
     EXPECT_EQ(fresh.getSessionId(), "");
     EXPECT_FALSE(fresh.isConnecting());
@@ -74,13 +74,13 @@ TEST(LiveHeartReportDefaults, AFreshInstanceHasThem) {
 
 TEST(LiveHeartReportDefaults, TheSettersWorkWhileNoSenderExists) {
     LiveHeartReport fresh;
-    fill(fresh);
+    Fill(fresh);
     fresh.updateDataState(true);
     EXPECT_EQ(fresh.GetLiveHeartReportData().mixStatus, 21);
 }
 
 TEST_F(LiveHeartReportState, EachSetterWritesItsFields) {
-    fill(heartbeat);
+    Fill(heartbeat);
     const LiveHeartReportData now = data();
     EXPECT_EQ(now.sessionId, "s");
     EXPECT_EQ(heartbeat.getSessionId(), "s");
@@ -247,9 +247,9 @@ TEST(LiveHeartReportReadings, IsConnectingAsksTheMainThenTheBackupSender) {
 }
 
 TEST_F(LiveHeartReportState, AfterStopTheStateIsResetButForTheMixCodec) {
-    fill(heartbeat);
+    Fill(heartbeat);
     heartbeat.stop();
-    expectDefaults(data());
+    ExpectDefaults(data());
     EXPECT_EQ(data().mixCodec, 20);
     heartbeat.startUndriven();
     EXPECT_EQ(data().mixCodec, 20);
@@ -258,7 +258,7 @@ TEST_F(LiveHeartReportState, AfterStopTheStateIsResetButForTheMixCodec) {
 }
 
 TEST_F(LiveHeartReportState, ACopyIsAStoppedInstanceWithTheSameState) {
-    fill(heartbeat);
+    Fill(heartbeat);
     ASSERT_TRUE(heartbeat.sendComand(1, "waiting"));
     OpenReport copy(heartbeat);
     EXPECT_EQ(copy.GetLiveHeartReportData().mixStatus, 21);

@@ -59,7 +59,7 @@ private:
 };
 
 template <class Call>
-auto inTime(Call call) {
+auto InTime(Call call) {
     auto result = std::async(std::launch::async, call);
     if (result.wait_for(std::chrono::seconds(20)) != std::future_status::ready) {
         ADD_FAILURE() << "the call does not return";
@@ -73,14 +73,14 @@ struct LiveHeartReportThread : testing::Test {
     FakeMsgCenter main = FakeMsgCenter::main();
     FakeMsgCenter backup = FakeMsgCenter::backup();
 
-    int typeOf(const fakes::SentMessage& message) { return parsed(message.body)["type"].asInt(); }
+    int typeOf(const fakes::SentMessage& message) { return Parsed(message.body)["type"].asInt(); }
 };
 
 TEST_F(LiveHeartReportThread, StartTwiceStartsOnceAndMakesOneThread) {
-    const int before = fakes::threadsCreated();
+    const int before = fakes::ThreadsCreated();
     EXPECT_EQ(heartbeat.start(), 1);
     EXPECT_EQ(heartbeat.start(), 2);
-    EXPECT_EQ(fakes::threadsCreated(), before + 1);
+    EXPECT_EQ(fakes::ThreadsCreated(), before + 1);
     EXPECT_EQ(main.sendersCreated(kHeartCmd), 1);
     EXPECT_EQ(main.sendersCreated(kCommonCmd), 1);
     EXPECT_EQ(backup.sendersCreated(kHeartCmd), 0);
@@ -131,7 +131,7 @@ TEST_F(LiveHeartReportThread, StartBackUpSucceedsEvenWithoutASender) {
 
 TEST_F(LiveHeartReportThread, FourFailedThreadCreationsAreLoggedAndStartSucceeds) {
     const CapturingLog log;
-    fakes::failThreadCreations(4);
+    fakes::FailThreadCreations(4);
     EXPECT_EQ(heartbeat.start(), 1);
     EXPECT_EQ(log.count("[LiveState] StartThread failed err=8"), 4);
     EXPECT_EQ(log.countContaining("StartThread Success"), 0);
@@ -145,7 +145,7 @@ TEST_F(LiveHeartReportThread, FourFailedThreadCreationsAreLoggedAndStartSucceeds
 
 TEST_F(LiveHeartReportThread, AThreadThatIsRefusedForGoodIsToldOnceAtLevelFour) {
     const CapturingLog log;
-    fakes::failThreadCreations(4);
+    fakes::FailThreadCreations(4);
     EXPECT_EQ(heartbeat.start(), 1);
     for (const auto& line : log.lines())
         EXPECT_EQ(line.level, line.text.find("StartThread gave up") == std::string::npos ? 2 : 4)
@@ -154,7 +154,7 @@ TEST_F(LiveHeartReportThread, AThreadThatIsRefusedForGoodIsToldOnceAtLevelFour) 
 }
 
 TEST_F(LiveHeartReportThread, TheNextStartTriesARefusedThreadAgain) {
-    fakes::failThreadCreations(8);
+    fakes::FailThreadCreations(8);
     EXPECT_EQ(heartbeat.start(), 1);
     EXPECT_EQ(heartbeat.start(), 2);
     EXPECT_FALSE(heartbeat.hasThread());
@@ -162,14 +162,14 @@ TEST_F(LiveHeartReportThread, TheNextStartTriesARefusedThreadAgain) {
     EXPECT_TRUE(heartbeat.hasThread());
     main.connect(kHeartCmd);
     EXPECT_TRUE(Eventually([this] { return main.sent(kHeartCmd).size() == 1; }));
-    const int threads = fakes::threadsCreated();
+    const int threads = fakes::ThreadsCreated();
     EXPECT_EQ(heartbeat.start(), 2);
-    EXPECT_EQ(fakes::threadsCreated(), threads);
+    EXPECT_EQ(fakes::ThreadsCreated(), threads);
 }
 
 TEST_F(LiveHeartReportThread, ThreeFailedThreadCreationsAreMadeUpForByTheFourth) {
     const CapturingLog log;
-    fakes::failThreadCreations(3);
+    fakes::FailThreadCreations(3);
     EXPECT_EQ(heartbeat.start(), 1);
     EXPECT_EQ(log.count("[LiveState] StartThread failed err=8"), 3);
     EXPECT_EQ(log.countContaining("[LiveState] StartThread Success id="), 1);
@@ -184,7 +184,7 @@ TEST_F(LiveHeartReportThread, TheEntryTakesNoObjectForAnAnswer) {
 
 TEST_F(LiveHeartReportThread, EveryLineIsOfLevelTwo) {
     const CapturingLog log;
-    fakes::failThreadCreations(1);
+    fakes::FailThreadCreations(1);
     ASSERT_EQ(heartbeat.start(), 1);
     main.connect(kHeartCmd);
     ASSERT_TRUE(Eventually([&log] { return log.countContaining("isMain:main sender") == 1; }));
@@ -225,7 +225,7 @@ TEST_F(LiveHeartReportThread, TheTimeOfAReportHasWholeSeconds) {
     heartbeat.start();
     main.connect(kHeartCmd);
     ASSERT_TRUE(Eventually([this] { return main.sent(kHeartCmd).size() == 1; }));
-    EXPECT_EQ(parsed(main.sent(kHeartCmd)[0].body)["ts"].asInt64() % 1000, 0);
+    EXPECT_EQ(Parsed(main.sent(kHeartCmd)[0].body)["ts"].asInt64() % 1000, 0);
 }
 
 TEST_F(LiveHeartReportThread, PeriodicAndFinalReportsCarryTheWallClock) {
@@ -238,7 +238,7 @@ TEST_F(LiveHeartReportThread, PeriodicAndFinalReportsCarryTheWallClock) {
     const auto sent = main.sent(kHeartCmd);
     ASSERT_GE(sent.size(), 2u);
     for (const auto& message : sent) {
-        const std::int64_t ts = parsed(message.body)["ts"].asInt64();
+        const std::int64_t ts = Parsed(message.body)["ts"].asInt64();
         EXPECT_GE(ts, before);
         EXPECT_LE(ts, after);
         EXPECT_EQ(ts % 1000, 0);
@@ -252,11 +252,11 @@ TEST_F(LiveHeartReportThread, WaitingCommandsDrainInOrder) {
     main.connect(kCommonCmd);
     ASSERT_TRUE(Eventually([this] { return main.sent(kCommonCmd).size() == 21; }));
     for (int i = 0; i < 21; ++i)
-        EXPECT_EQ(parsed(main.sent(kCommonCmd)[static_cast<std::size_t>(i)].body)["bizType"].asInt(), i);
+        EXPECT_EQ(Parsed(main.sent(kCommonCmd)[static_cast<std::size_t>(i)].body)["bizType"].asInt(), i);
 }
 
 TEST_F(LiveHeartReportThread, AThreadOfTheHostMayRunTheLoopUntilTheStop) {
-    fakes::failThreadCreations(4);
+    fakes::FailThreadCreations(4);
     heartbeat.start();
     std::thread host([this] { LiveHeartReport::ThreadProc(static_cast<LiveHeartReport*>(&heartbeat)); });
     main.connect(kHeartCmd);
@@ -295,7 +295,7 @@ TEST_F(LiveHeartReportThread, StopSendsFinalReportsAndClosesTheSenders) {
     EXPECT_TRUE(heartbeat.stop());
     ASSERT_EQ(main.sent(kHeartCmd).size(), 1u);
     ASSERT_EQ(backup.sent(kHeartCmd).size(), 1u);
-    EXPECT_EQ(parsed(main.sent(kHeartCmd)[0].body)["liveStatus"].asInt(), 1);
+    EXPECT_EQ(Parsed(main.sent(kHeartCmd)[0].body)["liveStatus"].asInt(), 1);
     EXPECT_FALSE(main.hasSender(kHeartCmd));
     EXPECT_FALSE(main.hasSender(kCommonCmd));
     EXPECT_FALSE(backup.hasSender(kHeartCmd));
@@ -381,7 +381,7 @@ TEST_F(LiveHeartReportThread, AThreadCaughtOutsideItsPauseIsLetGoAndReturnsByIts
     BlockingLog log(kThreadStart);
     heartbeat.start();
     ASSERT_TRUE(log.waitForBlocked(1));
-    inTime([this] { return heartbeat.stop(); });
+    InTime([this] { return heartbeat.stop(); });
     EXPECT_FALSE(heartbeat.hasThread());
     log.release();
     EXPECT_TRUE(Eventually([&log] { return log.finished() == 1; }));
@@ -408,9 +408,9 @@ TEST_F(LiveHeartReportThread, TheFinalReportsGoOutWithoutTheLock) {
     BlockingLog log("isMain:main sender");
     auto stopped = std::async(std::launch::async, [this] { return heartbeat.stop(); });
     ASSERT_TRUE(log.waitForBlocked(1));
-    EXPECT_EQ(inTime([this] { return heartbeat.getSessionId(); }), "id");
-    inTime([this] { return heartbeat.sendComand(1, "x"); });
-    EXPECT_EQ(inTime([this] { return heartbeat.start(); }), 2);
+    EXPECT_EQ(InTime([this] { return heartbeat.getSessionId(); }), "id");
+    InTime([this] { return heartbeat.sendComand(1, "x"); });
+    EXPECT_EQ(InTime([this] { return heartbeat.start(); }), 2);
     log.release();
     EXPECT_TRUE(stopped.get());
 }

@@ -13,13 +13,13 @@ namespace {
 using fakes::CapturingLog;
 using fakes::FakeMsgCenter;
 
-void dataFrom(MsgSenderStatus& status, const std::string& text) {
+void DataFrom(MsgSenderStatus& status, const std::string& text) {
     status.disponseData(reinterpret_cast<const unsigned char*>(text.data()), text.size());
 }
 
-bool asksForFullReport(const std::string& text) {
+bool AsksForFullReport(const std::string& text) {
     MsgSenderStatus status;
-    dataFrom(status, text);
+    DataFrom(status, text);
     return status.m_bDataChanged;
 }
 
@@ -190,14 +190,14 @@ TEST(MsgSenderStatus, DataThatDoesNotSayTypeThreeChangesNothing) {
          {R"({"type":2})", R"({"type":4})", R"({"type":"3"})", R"({"type":[3]})", R"({"type":null})",
           R"({"type":3e99})", R"({"Type":3})", R"({"a":{"type":3}})", "{}", "[3]", "[]", "3", "null",
           "\"type\"", "no json", R"({"type":3)", "\xff\xfe\x80"})
-        EXPECT_FALSE(asksForFullReport(text)) << text;
+        EXPECT_FALSE(AsksForFullReport(text)) << text;
 }
 
 TEST(MsgSenderStatus, TheTypeIsReadAsAnInteger) {
-    EXPECT_TRUE(asksForFullReport(R"({"type":3.0})"));
-    EXPECT_TRUE(asksForFullReport(R"({"type":3.7})"));
-    EXPECT_FALSE(asksForFullReport(R"({"type":2.9})"));
-    EXPECT_TRUE(asksForFullReport(R"(/* why */ {"type":3, "more":[1]} // end)"));
+    EXPECT_TRUE(AsksForFullReport(R"({"type":3.0})"));
+    EXPECT_TRUE(AsksForFullReport(R"({"type":3.7})"));
+    EXPECT_FALSE(AsksForFullReport(R"({"type":2.9})"));
+    EXPECT_TRUE(AsksForFullReport(R"(/* why */ {"type":3, "more":[1]} // end)"));
 }
 
 TEST(MsgSenderStatus, NoDataIsIgnoredWithoutALine) {
@@ -212,24 +212,24 @@ TEST(MsgSenderStatus, NoDataIsIgnoredWithoutALine) {
 }
 
 TEST(MsgSenderStatus, DataWithZeroBytesIsTakenWhole) {
-    EXPECT_FALSE(asksForFullReport(std::string(R"({"type":3)") + '\0' + "}"));
-    EXPECT_FALSE(asksForFullReport(std::string(64, '\0')));
-    EXPECT_TRUE(asksForFullReport(std::string("{\"type\":3,\"x\":\"a\0b\"}", 20)));
+    EXPECT_FALSE(AsksForFullReport(std::string(R"({"type":3)") + '\0' + "}"));
+    EXPECT_FALSE(AsksForFullReport(std::string(64, '\0')));
+    EXPECT_TRUE(AsksForFullReport(std::string("{\"type\":3,\"x\":\"a\0b\"}", 20)));
 }
 
 TEST(MsgSenderStatus, DataNestedTenThousandLevelsDeepIsIgnored) {
-    EXPECT_FALSE(asksForFullReport(std::string(10000, '[') + std::string(10000, ']')));
+    EXPECT_FALSE(AsksForFullReport(std::string(10000, '[') + std::string(10000, ']')));
     std::string objects;
     for (int i = 0; i < 10000; ++i)
         objects += R"({"type":)";
-    EXPECT_FALSE(asksForFullReport(objects));
+    EXPECT_FALSE(AsksForFullReport(objects));
 }
 
 TEST(MsgSenderStatus, DataOfTenMegabytesIsRead) {
     const std::string filler(10 * 1024 * 1024, 'x');
-    EXPECT_TRUE(asksForFullReport(R"({"filler":")" + filler + R"(","type":3})"));
-    EXPECT_FALSE(asksForFullReport(filler));
-    EXPECT_FALSE(asksForFullReport(std::string(10 * 1024 * 1024, '[')));
+    EXPECT_TRUE(AsksForFullReport(R"({"filler":")" + filler + R"(","type":3})"));
+    EXPECT_FALSE(AsksForFullReport(filler));
+    EXPECT_FALSE(AsksForFullReport(std::string(10 * 1024 * 1024, '[')));
 }
 
 TEST(MsgSenderStatus, TheCenterOutlivesTheFactoryWhileASenderIsOpen) {

@@ -16,7 +16,7 @@
 namespace host {
 namespace {
 
-constexpr int streamCommand = 5;
+constexpr int kStreamCommand = 5;
 
 StreamIdentity Identity() {
     StreamIdentity identity;
@@ -54,11 +54,11 @@ class ReportingFeedTest : public testing::Test {
 protected:
     ReportingFeedTest() {
         EXPECT_TRUE(data_report::DataReportManager::Instance().Init());
-        feed.emplace("anchor", data_report::StreamTypeEnum::EventsOnly, Identity());
+        m_feed.emplace("anchor", data_report::StreamTypeEnum::EventsOnly, Identity());
     }
 
-    void Connect() { ASSERT_TRUE(center.connect(streamCommand)); }
-    void Accept() { ASSERT_TRUE(center.serverData(streamCommand, R"({"type":1,"code":0})")); }
+    void Connect() { ASSERT_TRUE(m_center.connect(kStreamCommand)); }
+    void Accept() { ASSERT_TRUE(m_center.serverData(kStreamCommand, R"({"type":1,"code":0})")); }
 
     /// The records of `type` once there are `count` of them, or after a while.
     std::vector<Json::Value> Records(int type, std::size_t count) {
@@ -67,7 +67,7 @@ protected:
     }
     std::vector<Json::Value> RecordsNow(int type) {
         std::vector<Json::Value> records;
-        for (const fakes::SentMessage& message : center.sent(streamCommand)) {
+        for (const fakes::SentMessage& message : m_center.sent(kStreamCommand)) {
             Json::Value head;
             Json::Value body;
             EXPECT_TRUE(ParseJson(message.head, head) && ParseJson(message.body, body));
@@ -83,8 +83,8 @@ protected:
         return Records(m_marker, 1).size() == 1 && RecordsNow(type).size() <= count;
     }
 
-    fakes::FakeMsgCenter center = fakes::FakeMsgCenter::main();
-    std::optional<ReportingFeed> feed;
+    fakes::FakeMsgCenter m_center = fakes::FakeMsgCenter::main();
+    std::optional<ReportingFeed> m_feed;
 
 private:
     int m_marker = 100;
@@ -92,9 +92,9 @@ private:
 
 TEST_F(ReportingFeedTest, TheStreamRecordCarriesEveryFact) {
     Connect();
-    feed->OnPublishRequested(1000, Facts());
-    feed->OnPublishAnswered(1250, Facts());
-    feed->Turn(2000);
+    m_feed->OnPublishRequested(1000, Facts());
+    m_feed->OnPublishAnswered(1250, Facts());
+    m_feed->Turn(2000);
     const auto records = Records(1, 1);
     ASSERT_EQ(records.size(), 1U);
     const Json::Value& record = records[0];
@@ -115,29 +115,29 @@ TEST_F(ReportingFeedTest, TheStreamRecordCarriesEveryFact) {
 }
 
 TEST_F(ReportingFeedTest, TheStreamRecordWaitsForTheConnectionAndGoesOutOnce) {
-    feed->OnPublishRequested(1000, Facts());
-    feed->OnPublishAnswered(1250, Facts());
-    feed->Turn(1300);
+    m_feed->OnPublishRequested(1000, Facts());
+    m_feed->OnPublishAnswered(1250, Facts());
+    m_feed->Turn(1300);
     Connect();
     EXPECT_TRUE(NoMoreThan(0, 1));
-    feed->Turn(1400);
-    feed->Turn(1500);
+    m_feed->Turn(1400);
+    m_feed->Turn(1500);
     EXPECT_EQ(Records(1, 1).size(), 1U);
     EXPECT_TRUE(NoMoreThan(1, 1));
 }
 
 TEST_F(ReportingFeedTest, TheFirstFrameRecordGivesTheServerTimeToAcceptTheStream) {
     Connect();
-    feed->OnPublishRequested(1000, Facts());
-    feed->OnPublishAnswered(1250, Facts());
-    feed->Turn(1300);
+    m_feed->OnPublishRequested(1000, Facts());
+    m_feed->OnPublishAnswered(1250, Facts());
+    m_feed->Turn(1300);
     ASSERT_EQ(Records(1, 1).size(), 1U);
     Accept();
-    feed->OnFirstPacketSent(1400);
-    feed->Turn(1300 + ReportingFeed::kAcceptanceTimeMs - 1);
+    m_feed->OnFirstPacketSent(1400);
+    m_feed->Turn(1300 + ReportingFeed::kAcceptanceTimeMs - 1);
     EXPECT_TRUE(NoMoreThan(0, 4));
-    feed->Turn(1300 + ReportingFeed::kAcceptanceTimeMs);
-    feed->Turn(1300 + ReportingFeed::kAcceptanceTimeMs + 1);
+    m_feed->Turn(1300 + ReportingFeed::kAcceptanceTimeMs);
+    m_feed->Turn(1300 + ReportingFeed::kAcceptanceTimeMs + 1);
     const auto records = Records(4, 1);
     ASSERT_EQ(records.size(), 1U);
     EXPECT_EQ(records[0]["startTime"].asInt64(), 1000);
@@ -148,9 +148,9 @@ TEST_F(ReportingFeedTest, TheFirstFrameRecordGivesTheServerTimeToAcceptTheStream
 
 TEST_F(ReportingFeedTest, AStreamThatNeverBeganIsReportedWithItsCode) {
     Connect();
-    feed->OnPublishRequested(1000, Facts());
-    feed->OnEnded(1500, EndCode::PublishFailed, "refused");
-    feed->Turn(1600);
+    m_feed->OnPublishRequested(1000, Facts());
+    m_feed->OnEnded(1500, EndCode::PublishFailed, "refused");
+    m_feed->Turn(1600);
     const auto records = Records(1, 1);
     ASSERT_EQ(records.size(), 1U);
     EXPECT_EQ(records[0]["state"].asInt64(), 2);
@@ -158,20 +158,20 @@ TEST_F(ReportingFeedTest, AStreamThatNeverBeganIsReportedWithItsCode) {
     EXPECT_EQ(records[0]["endTime"].asInt64(), 1500);
     EXPECT_EQ(records[0]["url"].asString(), Facts().url);
     EXPECT_EQ(records[0]["responseTime"].asInt64(), 0);
-    EXPECT_TRUE(feed->End().ended);
-    EXPECT_EQ(feed->End().reason, "refused");
+    EXPECT_TRUE(m_feed->End().ended);
+    EXPECT_EQ(m_feed->End().reason, "refused");
 }
 
 TEST_F(ReportingFeedTest, AStreamThatWasStoppedBeforeItBeganIsNotReported) {
     Connect();
-    feed->OnEnded(1500, EndCode::Stopped, "");
-    feed->Turn(1600);
+    m_feed->OnEnded(1500, EndCode::Stopped, "");
+    m_feed->Turn(1600);
     EXPECT_TRUE(NoMoreThan(0, 1));
 }
 
 TEST_F(ReportingFeedTest, AfterItsEndNothingIsReported) {
     Connect();
-    feed.reset();
+    m_feed.reset();
     data_report::DataReportManager::Instance().ReportEventData(
         "anchor", data_report::EventTypeEnum::StreamStart, Json::Value());
     EXPECT_TRUE(NoMoreThan(0, 1));

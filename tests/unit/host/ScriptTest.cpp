@@ -11,7 +11,7 @@ namespace {
 
 class ScriptTest : public testing::Test {
 protected:
-    std::vector<Step> Parse(const std::string& text) { return ParseScript("show", text, actions); }
+    std::vector<Step> Parse(const std::string& text) { return ParseScript("show", text, m_actions); }
 
     std::string ErrorOf(const std::string& text) {
         try {
@@ -23,37 +23,37 @@ protected:
     }
 
     std::string RunAll(const std::string& text) {
-        done.clear();
+        m_done.clear();
         for (const Step& step : Parse(text))
             step.run();
-        return done;
+        return m_done;
     }
 
-    std::string done;
-    Actions actions{
+    std::string m_done;
+    Actions m_actions{
         {"live",
          {{"on|off", ParameterKind::OnOff}},
          "",
-         [&](const Arguments& a) { done += a.On(0) ? "on." : "off."; }},
+         [&](const Arguments& a) { m_done += a.On(0) ? "on." : "off."; }},
         {"size",
          {{"W", ParameterKind::Int32}, {"T", ParameterKind::Int64}},
          "",
          [&](const Arguments& a) {
-             done += std::to_string(a.Int(0)) + "," + std::to_string(a.Int64(1)) + ".";
+             m_done += std::to_string(a.Int(0)) + "," + std::to_string(a.Int64(1)) + ".";
          }},
         {"name",
          {{"A", ParameterKind::Word}, {"B", ParameterKind::Word}},
          "",
-         [&](const Arguments& a) { done += "<" + a.Text(0) + "><" + a.Text(1) + ">"; }},
+         [&](const Arguments& a) { m_done += "<" + a.Text(0) + "><" + a.Text(1) + ">"; }},
         {"say",
          {{"TEXT", ParameterKind::Rest}},
          "",
-         [&](const Arguments& a) { done += "<" + a.Text(0) + ">"; }},
+         [&](const Arguments& a) { m_done += "<" + a.Text(0) + ">"; }},
         {"json",
          {{"JSON", ParameterKind::Json}},
          "",
-         [&](const Arguments& a) { done += "<" + a.Text(0) + ">"; }},
-        {"end", {}, "", [&](const Arguments&) { done += "end."; }},
+         [&](const Arguments& a) { m_done += "<" + a.Text(0) + ">"; }},
+        {"end", {}, "", [&](const Arguments&) { m_done += "end."; }},
     };
 };
 

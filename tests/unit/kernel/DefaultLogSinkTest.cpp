@@ -15,7 +15,7 @@ constexpr time_t kSeconds = 1'767'225'599;  // 2025-12-31 23:59:59 UTC
 bool isTimeSet = false;
 suseconds_t microseconds = 0;
 
-std::string writtenAt(suseconds_t us, LogLevel level, const char* text) {
+std::string WrittenAt(suseconds_t us, LogLevel level, const char* text) {
     microseconds = us;
     isTimeSet = true;
     testing::internal::CaptureStderr();
@@ -28,8 +28,8 @@ std::string writtenAt(suseconds_t us, LogLevel level, const char* text) {
 TEST(DefaultLogSink, WritesTheLocalTimeToTheMillisecondTheLevelAndTheLine) {
     setenv("TZ", "XYZ-3", 1);  // three hours ahead
     tzset();
-    EXPECT_EQ(writtenAt(999'999, LogLevel::Error, "a\nb"), "2026-01-01 02:59:59.999 4 a\\x0ab\n");
-    EXPECT_EQ(writtenAt(7'000, LogLevel::Info, ""), "2026-01-01 02:59:59.007 2 \n");
+    EXPECT_EQ(WrittenAt(999'999, LogLevel::Error, "a\nb"), "2026-01-01 02:59:59.999 4 a\\x0ab\n");
+    EXPECT_EQ(WrittenAt(7'000, LogLevel::Info, ""), "2026-01-01 02:59:59.007 2 \n");
 }
 
 }  // namespace

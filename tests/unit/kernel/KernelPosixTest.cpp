@@ -24,7 +24,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-DWORD returnOne(void* /*parameter*/) {
+DWORD ReturnOne(void* /*parameter*/) {
     return 1;
 }
 
@@ -54,28 +54,28 @@ TEST(KernelPosix, TheTickCountIsThatOfTheSystem) {
     EXPECT_LE(ticks, now());
 }
 
-void expectSleeps(DWORD ms) {
+void ExpectSleeps(DWORD ms) {
     const auto before = steady_clock::now();
     Sleep(ms);
     EXPECT_GE(steady_clock::now() - before, milliseconds(ms));
     EXPECT_LT(steady_clock::now() - before, milliseconds(ms + 20'000));
 }
 
-DWORD expectSleepsOfAThread(void* /*parameter*/) {
-    expectSleeps(0);
-    expectSleeps(1050);
+DWORD ExpectSleepsOfAThread(void* /*parameter*/) {
+    ExpectSleeps(0);
+    ExpectSleeps(1050);
     return 0;
 }
 
 TEST(KernelPosix, ASleepTakesItsSecondsAndMilliseconds) {
-    const HANDLE thread = CreateThread(nullptr, 0, expectSleepsOfAThread, nullptr, 0, nullptr);
-    expectSleeps(0);
-    expectSleeps(1050);
+    const HANDLE thread = CreateThread(nullptr, 0, ExpectSleepsOfAThread, nullptr, 0, nullptr);
+    ExpectSleeps(0);
+    ExpectSleeps(1050);
     ExitCodeOnceEnded(thread);
     CloseHandle(thread);
 }
 
-DWORD sleepTwice(void* parameter) {
+DWORD SleepTwice(void* parameter) {
     Sleep(60'000);
     *static_cast<std::atomic<bool>*>(parameter) = true;
     Sleep(60'000);
@@ -85,7 +85,7 @@ DWORD sleepTwice(void* parameter) {
 
 TEST(KernelPosix, OnceTerminatedNoSleepHoldsAThreadAndItsResultIsTheForcedOne) {
     std::atomic<bool> wentOn{false};
-    const HANDLE thread = CreateThread(nullptr, 0, sleepTwice, &wentOn, 0, nullptr);
+    const HANDLE thread = CreateThread(nullptr, 0, SleepTwice, &wentOn, 0, nullptr);
     ASSERT_EQ(TerminateThread(thread, 77), 1);
     EXPECT_EQ(ExitCodeOnceEnded(thread), 77u);
     EXPECT_TRUE(wentOn);
@@ -95,13 +95,13 @@ TEST(KernelPosix, OnceTerminatedNoSleepHoldsAThreadAndItsResultIsTheForcedOne) {
 TEST(KernelPosix, AThreadThatTheSystemRefusesLeavesTheSystemsReason) {
     const fakes::NoRoomForThreads tight;
     DWORD id = 5;
-    EXPECT_EQ(CreateThread(nullptr, 0, returnOne, nullptr, 0, &id), nullptr);
+    EXPECT_EQ(CreateThread(nullptr, 0, ReturnOne, nullptr, 0, &id), nullptr);
     EXPECT_TRUE(GetLastError() == EAGAIN || GetLastError() == ENOMEM) << GetLastError();
     EXPECT_EQ(id, 5u);
     EXPECT_THROW(StartLibraryThread([] {}), std::system_error);
 }
 
-bool isBlocked(int signal) {
+bool IsBlocked(int signal) {
     sigset_t mask;
     pthread_sigmask(SIG_SETMASK, nullptr, &mask);
     return sigismember(&mask, signal) == 1;
@@ -111,11 +111,11 @@ TEST(KernelPosix, StartingAThreadLeavesTheCallersSignalsAsTheyWere) {
     auto joined = StartLibraryThread([] {});
     JoinUnlessEnding(joined);
     EXPECT_EQ(joined, nullptr);
-    const HANDLE thread = CreateThread(nullptr, 0, returnOne, nullptr, 0, nullptr);
+    const HANDLE thread = CreateThread(nullptr, 0, ReturnOne, nullptr, 0, nullptr);
     ExitCodeOnceEnded(thread);
     CloseHandle(thread);
     for (const int signal : {SIGINT, SIGTERM, SIGCHLD, SIGPIPE, SIGUSR1})
-        EXPECT_FALSE(isBlocked(signal)) << signal;
+        EXPECT_FALSE(IsBlocked(signal)) << signal;
 }
 
 TEST(KernelPosix, JoiningNoThreadDoesNothing) {
@@ -168,7 +168,7 @@ struct LogsItsEnd {
     ~LogsItsEnd() { Log(LogLevel::Info, "end"); }
 };
 
-LogsItsEnd& lasting() {
+LogsItsEnd& Lasting() {
     static qolive::Lasting<LogsItsEnd> instance;
     return instance.object;
 }
@@ -177,7 +177,7 @@ TEST(LastingObject, ItsEndComesWithTheProcessAndAfterTheHostsSinkWasLeft) {
     EXPECT_EXIT(
         {
             SetLogSink([](void*, int, const char*) { _exit(1); }, nullptr);
-            lasting();
+            Lasting();
             std::exit(0);
         },
         testing::ExitedWithCode(0), "");

@@ -13,23 +13,23 @@ namespace {
 
 using std::chrono::steady_clock;
 
-DWORD WINAPI returnSeven(void* /*parameter*/) {
+DWORD WINAPI ReturnSeven(void* /*parameter*/) {
     return 7;
 }
 
-DWORD WINAPI sleepForAMinute(void* parameter) {
+DWORD WINAPI SleepForAMinute(void* parameter) {
     *static_cast<std::atomic<bool>*>(parameter) = true;
     Sleep(60'000);
     return 0;
 }
 
-DWORD WINAPI awaitTermination(void* /*parameter*/) {
+DWORD WINAPI AwaitsItsEnd(void* /*parameter*/) {
     AwaitTermination();
     return 0;
 }
 
 TEST(Kernel, AThreadThatReturnedHasItsResultAsExitCode) {
-    const HANDLE thread = CreateThread(nullptr, 0, returnSeven, nullptr, 0, nullptr);
+    const HANDLE thread = CreateThread(nullptr, 0, ReturnSeven, nullptr, 0, nullptr);
     ASSERT_NE(thread, nullptr);
     EXPECT_EQ(ExitCodeOnceEnded(thread), 7u);
     EXPECT_TRUE(CloseHandle(thread));
@@ -37,7 +37,7 @@ TEST(Kernel, AThreadThatReturnedHasItsResultAsExitCode) {
 
 TEST(Kernel, ASleepingThreadIsTerminatedAtOnce) {
     std::atomic<bool> asleep{false};
-    const HANDLE thread = CreateThread(nullptr, 0, sleepForAMinute, &asleep, 0, nullptr);
+    const HANDLE thread = CreateThread(nullptr, 0, SleepForAMinute, &asleep, 0, nullptr);
     ASSERT_NE(thread, nullptr);
     while (!asleep)
         Sleep(1);
@@ -49,7 +49,7 @@ TEST(Kernel, ASleepingThreadIsTerminatedAtOnce) {
 }
 
 TEST(Kernel, AThreadAwaitsItsTermination) {
-    const HANDLE thread = CreateThread(nullptr, 0, awaitTermination, nullptr, 0, nullptr);
+    const HANDLE thread = CreateThread(nullptr, 0, AwaitsItsEnd, nullptr, 0, nullptr);
     ASSERT_NE(thread, nullptr);
     Sleep(20);
     DWORD code = 0;
@@ -63,8 +63,8 @@ TEST(Kernel, AThreadAwaitsItsTermination) {
 TEST(Kernel, EachThreadHasAnIdentifierOfItsOwn) {
     DWORD first = 0;
     DWORD second = 0;
-    const HANDLE one = CreateThread(nullptr, 0, returnSeven, nullptr, 0, &first);
-    const HANDLE two = CreateThread(nullptr, 0, returnSeven, nullptr, 0, &second);
+    const HANDLE one = CreateThread(nullptr, 0, ReturnSeven, nullptr, 0, &first);
+    const HANDLE two = CreateThread(nullptr, 0, ReturnSeven, nullptr, 0, &second);
     EXPECT_NE(first, 0u);
     EXPECT_NE(first, second);
     ExitCodeOnceEnded(one);
@@ -73,7 +73,7 @@ TEST(Kernel, EachThreadHasAnIdentifierOfItsOwn) {
     CloseHandle(two);
 }
 
-DWORD WINAPI ownIdentifier(void* parameter) {
+DWORD WINAPI OwnIdentifier(void* parameter) {
     *static_cast<std::atomic<DWORD>*>(parameter) = GetCurrentThreadId();
     return 0;
 }
@@ -81,7 +81,7 @@ DWORD WINAPI ownIdentifier(void* parameter) {
 TEST(Kernel, AThreadKnowsTheIdentifierThatItsMakerWasGiven) {
     std::atomic<DWORD> inside{0};
     DWORD outside = 0;
-    const HANDLE thread = CreateThread(nullptr, 0, ownIdentifier, &inside, 0, &outside);
+    const HANDLE thread = CreateThread(nullptr, 0, OwnIdentifier, &inside, 0, &outside);
     ExitCodeOnceEnded(thread);
     EXPECT_EQ(inside, outside);
     CloseHandle(thread);
@@ -102,8 +102,8 @@ TEST(Kernel, TheCalendarTimeIsReturnedAndStored) {
 }
 
 TEST(Kernel, AFailedThreadCreationLeavesItsReason) {
-    fakes::failThreadCreations(1);
-    EXPECT_EQ(CreateThread(nullptr, 0, returnSeven, nullptr, 0, nullptr), nullptr);
+    fakes::FailThreadCreations(1);
+    EXPECT_EQ(CreateThread(nullptr, 0, ReturnSeven, nullptr, 0, nullptr), nullptr);
     EXPECT_EQ(GetLastError(), 8u);
 }
 

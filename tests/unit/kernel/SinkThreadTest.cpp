@@ -54,7 +54,7 @@ TEST(SinkThread, ALineOfALibraryThreadComesOnAnotherThreadBeforeLogReturns) {
     EXPECT_NE(sink.thread.load(), libraryThread);
 }
 
-bool isAlive(pid_t thread) {
+bool IsAlive(pid_t thread) {
     return std::filesystem::exists("/proc/self/task/" + std::to_string(thread));
 }
 
@@ -77,10 +77,10 @@ TEST(SinkThread, LinesInSuccessionShareAThreadWhichEndsWhenNoMoreCome) {
     JoinUnlessEnding(thread);
     SetLogSink(nullptr, nullptr);
     EXPECT_LT(threads.seen.size(), 500U);  // one, on a machine that lets it run
-    for (int tries = 0; tries < 600 && std::any_of(threads.seen.begin(), threads.seen.end(), isAlive);
+    for (int tries = 0; tries < 600 && std::any_of(threads.seen.begin(), threads.seen.end(), IsAlive);
          ++tries)
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_TRUE(std::none_of(threads.seen.begin(), threads.seen.end(), isAlive));
+    EXPECT_TRUE(std::none_of(threads.seen.begin(), threads.seen.end(), IsAlive));
 }
 
 TEST(SinkThread, OnceTheHostsSinkIsLeftNoLineComesToIt) {

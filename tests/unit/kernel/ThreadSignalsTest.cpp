@@ -8,13 +8,13 @@
 
 namespace {
 
-sigset_t ownMask() {
+sigset_t OwnMask() {
     sigset_t mask;
     pthread_sigmask(SIG_SETMASK, nullptr, &mask);
     return mask;
 }
 
-void expectTheHostsSignalsBlocked(const sigset_t& mask) {
+void ExpectTheHostsSignalsBlocked(const sigset_t& mask) {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGCHLD, SIGALRM, SIGPIPE})
         EXPECT_EQ(sigismember(&mask, signal), 1) << signal;
     for (const int signal : {SIGUSR1, SIGUSR2, SIGPWR, SIGXCPU, SIGRTMIN, SIGRTMAX})
@@ -23,15 +23,15 @@ void expectTheHostsSignalsBlocked(const sigset_t& mask) {
 
 TEST(ThreadSignals, AThreadThatIsJoinedLeavesTheHostsSignalsToTheHost) {
     std::promise<sigset_t> mask;
-    auto thread = StartLibraryThread([&mask] { mask.set_value(ownMask()); });
-    expectTheHostsSignalsBlocked(mask.get_future().get());
+    auto thread = StartLibraryThread([&mask] { mask.set_value(OwnMask()); });
+    ExpectTheHostsSignalsBlocked(mask.get_future().get());
     JoinUnlessEnding(thread);
 }
 
 TEST(ThreadSignals, ADetachedThreadLeavesTheHostsSignalsToTheHost) {
     std::promise<sigset_t> mask;
-    ASSERT_TRUE(StartDetachedThread([&mask] { mask.set_value(ownMask()); }));
-    expectTheHostsSignalsBlocked(mask.get_future().get());
+    ASSERT_TRUE(StartDetachedThread([&mask] { mask.set_value(OwnMask()); }));
+    ExpectTheHostsSignalsBlocked(mask.get_future().get());
 }
 
 }  // namespace

@@ -24,12 +24,12 @@ using fakes::StartedWith;
 constexpr const char* kEntryLine = "[LiveState] CMsgCenterFactory::Start 1";
 const std::string kFailedLine = "[LiveState] CMsgCenterFactory::Start failed: ";
 
-std::string gateway(const std::string& main, const std::string& backup, const std::string& rest = "") {
+std::string Gateway(const std::string& main, const std::string& backup, const std::string& rest = "") {
     return R"({"gatewayDns":{"main":)" + main + R"(,"backup":)" + backup + "}" + rest + "}";
 }
 
-const std::string& usable() {
-    static const std::string text = gateway(R"(["m1:1","m2:2"])", R"(["b1:3"])");
+const std::string& Usable() {
+    static const std::string text = Gateway(R"(["m1:1","m2:2"])", R"(["b1:3"])");
     return text;
 }
 
@@ -59,10 +59,10 @@ struct Factory : testing::Test {
 
 TEST_F(Factory, MakesBothCentersAndInstallsTheLogSinkOnFirstUse) {
     EXPECT_EQ(FakeMsgCenter::centersMade(), 0);
-    EXPECT_EQ(fakes::sdkLogSink(), nullptr);
+    EXPECT_EQ(fakes::CurrentSdkLogSink(), nullptr);
     CMsgCenterFactory& first = factory();
     EXPECT_EQ(FakeMsgCenter::centersMade(), 2);
-    EXPECT_NE(fakes::sdkLogSink(), nullptr);
+    EXPECT_NE(fakes::CurrentSdkLogSink(), nullptr);
     EXPECT_EQ(FakeMsgCenter::centersMadeBeforeTheLogSink(), 0);
     EXPECT_EQ(&factory(), &first);
     EXPECT_NE(first.GetFactoryObj(true), nullptr);
@@ -74,7 +74,7 @@ TEST_F(Factory, MakesBothCentersAndInstallsTheLogSinkOnFirstUse) {
 }
 
 TEST_F(Factory, StartStartsBothCentersOnTheirOwnLists) {
-    EXPECT_EQ(start(usable()), 1);
+    EXPECT_EQ(start(Usable()), 1);
     EXPECT_TRUE(factory().IsMainCenterStartOK());
     EXPECT_TRUE(factory().IsHaveBKCenter());
     const StartedWith main = lastStart(FakeMsgCenter::main());
@@ -103,7 +103,7 @@ TEST_F(Factory, WhatAHostDoesNotSetReachesTheCentersAsNothing) {
     EXPECT_EQ(addr.ip, "0.0.0.0");
     EXPECT_EQ(addr.port, -1);
     EXPECT_EQ(addr.reserved, 0);
-    ASSERT_EQ(start(usable()), 1);
+    ASSERT_EQ(start(Usable()), 1);
     for (const FakeMsgCenter center : {FakeMsgCenter::main(), FakeMsgCenter::backup()}) {
         const StartedWith with = lastStart(center);
         EXPECT_EQ(with.intValue1, 0);
@@ -122,7 +122,7 @@ TEST_F(Factory, BothCentersGetTheSixValuesTheTokenAndItsExpiry) {
     base.textValue1 = std::string("t\0x", 3);
     base.textValue2 = "\xff";
     const std::string rest = R"(,"accessToken":"secret","expireTime":9007199254740993,"other":[1])";
-    EXPECT_EQ(start(gateway(R"(["m:1"])", "[]", rest), base), 1);
+    EXPECT_EQ(start(Gateway(R"(["m:1"])", "[]", rest), base), 1);
     for (const FakeMsgCenter center : {FakeMsgCenter::main(), FakeMsgCenter::backup()}) {
         const StartedWith with = lastStart(center);
         EXPECT_EQ(with.intValue1, base.intValue1);
@@ -137,7 +137,7 @@ TEST_F(Factory, BothCentersGetTheSixValuesTheTokenAndItsExpiry) {
 }
 
 TEST_F(Factory, AMissingTokenIsEmptyAndAMissingExpiryIsZero) {
-    EXPECT_EQ(start(usable()), 1);
+    EXPECT_EQ(start(Usable()), 1);
     EXPECT_EQ(lastStart(FakeMsgCenter::main()).accessToken, "");
     EXPECT_EQ(lastStart(FakeMsgCenter::main()).expireTime, 0);
 }
@@ -149,9 +149,9 @@ TEST_F(Factory, TokenAndExpiryInsideGatewayDnsAreIgnored) {
 }
 
 TEST_F(Factory, ASecondStartReturnsTwoLogsOnlyTheEntryLineAndChangesNothing) {
-    ASSERT_EQ(start(usable()), 1);
+    ASSERT_EQ(start(Usable()), 1);
     const CapturingLog log;
-    EXPECT_EQ(start(gateway(R"(["other:9","malformed"])", "[]")), 2);
+    EXPECT_EQ(start(Gateway(R"(["other:9","malformed"])", "[]")), 2);
     EXPECT_EQ(log.texts(), std::vector<std::string>{kEntryLine});
     EXPECT_EQ(FakeMsgCenter::main().starts().size(), 1u);
     EXPECT_EQ(FakeMsgCenter::backup().starts().size(), 1u);
@@ -160,7 +160,7 @@ TEST_F(Factory, ASecondStartReturnsTwoLogsOnlyTheEntryLineAndChangesNothing) {
 
 TEST_F(Factory, AnEmptyTextIsRefusedUnlessTheMainCenterRuns) {
     expectNothingStarted("", "the configuration is empty");
-    ASSERT_EQ(start(usable()), 1);
+    ASSERT_EQ(start(Usable()), 1);
     EXPECT_EQ(start(""), 2);
 }
 
@@ -189,9 +189,9 @@ TEST_F(Factory, TextThatIsNotAConfigurationStartsNothing) {
                                     std::string(R"({"gatewayDns":{}})"),
                                     std::string(R"({"gatewayDns":{"main":["m:1"]}})"),
                                     std::string(R"({"gatewayDns":{"backup":[]}})"),
-                                    gateway("{}", "[]"),
-                                    gateway("null", "[]"),
-                                    gateway(R"(["m:1"])", "null"),
+                                    Gateway("{}", "[]"),
+                                    Gateway("null", "[]"),
+                                    Gateway(R"(["m:1"])", "null"),
                                     deep,
                                     R"({"gatewayDns":)" + deep,
                                     std::string(10 * 1024 * 1024, ' ')})
@@ -199,25 +199,25 @@ TEST_F(Factory, TextThatIsNotAConfigurationStartsNothing) {
 }
 
 TEST_F(Factory, AMainListGivenAsAStringStartsNothing) {
-    expectNothingStarted(gateway(R"("m:1")", "[]"), R"("gatewayDns"."main" is no array)");
+    expectNothingStarted(Gateway(R"("m:1")", "[]"), R"("gatewayDns"."main" is no array)");
 }
 
 TEST_F(Factory, ABackupListGivenAsAStringStartsNothing) {
-    expectNothingStarted(gateway(R"(["m:1"])", R"("b:1")"), R"("gatewayDns"."backup" is no array)");
+    expectNothingStarted(Gateway(R"(["m:1"])", R"("b:1")"), R"("gatewayDns"."backup" is no array)");
 }
 
 TEST_F(Factory, AnElementThatCannotBeTextStartsNothing) {
-    expectNothingStarted(gateway(R"(["m:1",{}])", "[]"), "an address is no text");
-    expectNothingStarted(gateway(R"([["m:1"]])", "[]"), "an address is no text");
+    expectNothingStarted(Gateway(R"(["m:1",{}])", "[]"), "an address is no text");
+    expectNothingStarted(Gateway(R"([["m:1"]])", "[]"), "an address is no text");
 }
 
 TEST_F(Factory, ATokenOrExpiryOfAWrongTypeStartsNothing) {
     const std::string list = R"(["m:1"])";
     for (const char* token : {"{}", "[1]"})
-        expectNothingStarted(gateway(list, "[]", std::string(R"(,"accessToken":)") + token),
+        expectNothingStarted(Gateway(list, "[]", std::string(R"(,"accessToken":)") + token),
                              R"("accessToken" is no text)");
     for (const char* expiry : {R"("soon")", "1e300", "[]", "{}", "9223372036854775808"})
-        expectNothingStarted(gateway(list, "[]", std::string(R"(,"expireTime":)") + expiry),
+        expectNothingStarted(Gateway(list, "[]", std::string(R"(,"expireTime":)") + expiry),
                              R"("expireTime" is no 64-bit integer)");
 }
 
@@ -230,7 +230,7 @@ TEST_F(Factory, AnExpiryThatIsANumberOfAnotherKindIsRead) {
                                                          {"-9223372036854775808", INT64_MIN},
                                                          {"4294967296.5", 4294967296}};
     for (const auto& [text, seconds] : read) {
-        ASSERT_EQ(start(gateway(R"(["m:1"])", "[]", std::string(R"(,"expireTime":)") + text)), 1) << text;
+        ASSERT_EQ(start(Gateway(R"(["m:1"])", "[]", std::string(R"(,"expireTime":)") + text)), 1) << text;
         EXPECT_EQ(lastStart(FakeMsgCenter::main()).expireTime, seconds);
         factory().Stop();
     }
@@ -244,7 +244,7 @@ TEST_F(Factory, AFailedStartSaysWhatIsMissingOrWrong) {
         expectNothingStarted(std::string(R"({"gatewayDns":)") + value + "}", R"("gatewayDns" is no object)");
     expectNothingStarted(R"({"gatewayDns":{}})", R"("gatewayDns"."main" is missing)");
     expectNothingStarted(R"({"gatewayDns":{"main":[]}})", R"("gatewayDns"."backup" is missing)");
-    expectNothingStarted(gateway("null", "[]"), R"("gatewayDns"."main" is no array)");
+    expectNothingStarted(Gateway("null", "[]"), R"("gatewayDns"."main" is no array)");
     expectNothingStarted(std::string(10000, '['),
                          "the configuration nests deeper than 1000 levels, or memory is short");
 }
@@ -272,7 +272,7 @@ TEST_F(Factory, AFailedStartQuotesNothingOfTheText) {
 
 TEST_F(Factory, AFailureAfterTheMainStartSaysThatItRuns) {
     const CapturingLog log;
-    EXPECT_EQ(start(gateway(R"(["m:1"])", "[[]]")), 0);
+    EXPECT_EQ(start(Gateway(R"(["m:1"])", "[[]]")), 0);
     EXPECT_EQ(
         log.count(kFailedLine + "an address is no text; the main center runs, so Stop is due before another "
                                 "Start"),
@@ -282,7 +282,7 @@ TEST_F(Factory, AFailureAfterTheMainStartSaysThatItRuns) {
 TEST_F(Factory, AnErrorOfACenterIsAFailedStart) {
     FakeMsgCenter::main().startThrows();
     const CapturingLog log;
-    EXPECT_EQ(start(usable()), 0);
+    EXPECT_EQ(start(Usable()), 0);
     EXPECT_EQ(log.count(kFailedLine + "a message center raised an error"), 1);
 }
 
@@ -290,7 +290,7 @@ TEST_F(Factory, ATokenThatIsNoTextIsTakenAsOneWithAWarning) {
     const std::pair<const char*, const char*> read[] = {{"4711", "4711"}, {"true", "true"}, {"null", ""}};
     for (const auto& [value, token] : read) {
         const CapturingLog log;
-        ASSERT_EQ(start(gateway(R"(["m:1"])", "[]", std::string(R"(,"accessToken":)") + value)), 1);
+        ASSERT_EQ(start(Gateway(R"(["m:1"])", "[]", std::string(R"(,"accessToken":)") + value)), 1);
         EXPECT_EQ(lastStart(FakeMsgCenter::main()).accessToken, token);
         ASSERT_EQ(log.lines().size(), 2u);
         EXPECT_EQ(log.lines()[1].text,
@@ -302,7 +302,7 @@ TEST_F(Factory, ATokenThatIsNoTextIsTakenAsOneWithAWarning) {
 
 TEST_F(Factory, APortThatIsNoPlainNumberIsReadWithAWarning) {
     const CapturingLog log;
-    ASSERT_EQ(start(gateway(R"(["h:80","h1:80x","h2:secret:80","h3:99999999999"])", "[]")), 1);
+    ASSERT_EQ(start(Gateway(R"(["h:80","h1:80x","h2:secret:80","h3:99999999999"])", "[]")), 1);
     const std::string warning = "[LiveState] CMsgCenterFactory::Start warning: the port of ";
     EXPECT_EQ(log.texts(),
               (std::vector<std::string>{kEntryLine, warning + "h1 is read as 80", warning + "h2 is read as 0",
@@ -313,19 +313,19 @@ TEST_F(Factory, APortThatIsNoPlainNumberIsReadWithAWarning) {
 
 TEST_F(Factory, AnEmptyMainListIsStillHandedToTheMainCenter) {
     FakeMsgCenter::main().startFails();
-    EXPECT_EQ(start(gateway("[]", R"(["b:1"])")), 0);
+    EXPECT_EQ(start(Gateway("[]", R"(["b:1"])")), 0);
     ASSERT_EQ(FakeMsgCenter::main().starts().size(), 1u);
     EXPECT_TRUE(lastStart(FakeMsgCenter::main()).addrsWasNull);
     EXPECT_TRUE(FakeMsgCenter::backup().starts().empty());
 
     FakeMsgCenter::main().startFails(false);
-    EXPECT_EQ(start(gateway("[]", R"(["b:1"])")), 1);
+    EXPECT_EQ(start(Gateway("[]", R"(["b:1"])")), 1);
     EXPECT_TRUE(lastStart(FakeMsgCenter::main()).addrsWasNull);
     ASSERT_EQ(lastStart(FakeMsgCenter::backup()).addrs.size(), 1u);
 }
 
 TEST_F(Factory, AMainListOfMalformedEntriesIsHandedOverAsAnEmptyOne) {
-    ASSERT_EQ(start(gateway(R"(["m","n"])", R"(["b:1"])")), 1);
+    ASSERT_EQ(start(Gateway(R"(["m","n"])", R"(["b:1"])")), 1);
     EXPECT_TRUE(lastStart(FakeMsgCenter::main()).addrsWasNull);
     const StartedWith backup = lastStart(FakeMsgCenter::backup());
     ASSERT_EQ(backup.addrs.size(), 1u);
@@ -334,7 +334,7 @@ TEST_F(Factory, AMainListOfMalformedEntriesIsHandedOverAsAnEmptyOne) {
 }
 
 TEST_F(Factory, AnEmptyBackupListStartsTheBackupCenterOnTheMainServers) {
-    EXPECT_EQ(start(gateway(R"(["m1:1","m2:2"])", "[]")), 1);
+    EXPECT_EQ(start(Gateway(R"(["m1:1","m2:2"])", "[]")), 1);
     const StartedWith backup = lastStart(FakeMsgCenter::backup());
     ASSERT_EQ(backup.addrs.size(), 2u);
     EXPECT_EQ(backup.addrs[0].ip, "m1");
@@ -343,7 +343,7 @@ TEST_F(Factory, AnEmptyBackupListStartsTheBackupCenterOnTheMainServers) {
 
 TEST_F(Factory, ABackupListOfMalformedEntriesStartsTheBackupCenterOnTheMainServers) {
     const CapturingLog log;
-    EXPECT_EQ(start(gateway(R"(["m1:1"])", R"(["b1","",7,null,true])")), 1);
+    EXPECT_EQ(start(Gateway(R"(["m1:1"])", R"(["b1","",7,null,true])")), 1);
     EXPECT_EQ(log.countContaining("[srvTalk] ipaddr error:"), 5);
     ASSERT_EQ(lastStart(FakeMsgCenter::backup()).addrs.size(), 1u);
     EXPECT_EQ(lastStart(FakeMsgCenter::backup()).addrs[0].ip, "m1");
@@ -351,7 +351,7 @@ TEST_F(Factory, ABackupListOfMalformedEntriesStartsTheBackupCenterOnTheMainServe
 
 TEST_F(Factory, AnEntryWithoutAColonIsSkippedAndLoggedAtLevelFour) {
     const CapturingLog log;
-    EXPECT_EQ(start(gateway(R"(["m1:1","broken","m2:2"])", "[]")), 1);
+    EXPECT_EQ(start(Gateway(R"(["m1:1","broken","m2:2"])", "[]")), 1);
     ASSERT_EQ(log.lines().size(), 2u);
     EXPECT_EQ(log.lines()[1].level, 4);
     EXPECT_EQ(log.lines()[1].text, "[srvTalk] ipaddr error:broken");
@@ -362,7 +362,7 @@ TEST_F(Factory, AnEntryWithoutAColonIsSkippedAndLoggedAtLevelFour) {
 }
 
 TEST_F(Factory, AnEntryOfAColonAndAPortHasAnEmptyHost) {
-    EXPECT_EQ(start(gateway(R"([":80"])", "[]")), 1);
+    EXPECT_EQ(start(Gateway(R"([":80"])", "[]")), 1);
     const auto addr = lastStart(FakeMsgCenter::main()).addrs.at(0);
     EXPECT_EQ(addr.ip, "");
     EXPECT_EQ(addr.port, 80);
@@ -370,7 +370,7 @@ TEST_F(Factory, AnEntryOfAColonAndAPortHasAnEmptyHost) {
 
 TEST_F(Factory, APortTextCountsByItsLeadingDigits) {
     EXPECT_EQ(
-        start(gateway(R"(["h:80x","h:","h:x","h:-5","a:b:80","h:4294967376","h: 9","h:1\u00002"])", "[]")),
+        start(Gateway(R"(["h:80x","h:","h:x","h:-5","a:b:80","h:4294967376","h: 9","h:1\u00002"])", "[]")),
         1);
     std::vector<int> ports;
     for (const auto& addr : lastStart(FakeMsgCenter::main()).addrs)
@@ -382,7 +382,7 @@ TEST_F(Factory, APortTextCountsByItsLeadingDigits) {
 TEST_F(Factory, AFailedMainStartLeavesTheBackupCenterAlone) {
     FakeMsgCenter::main().startFails();
     const CapturingLog log;
-    EXPECT_EQ(start(usable()), 0);
+    EXPECT_EQ(start(Usable()), 0);
     EXPECT_EQ(log.texts(),
               (std::vector<std::string>{kEntryLine, kFailedLine + "the main center does not start"}));
     EXPECT_FALSE(factory().IsMainCenterStartOK());
@@ -392,34 +392,34 @@ TEST_F(Factory, AFailedMainStartLeavesTheBackupCenterAlone) {
 
 TEST_F(Factory, AFailedBackupStartDoesNotAffectTheResult) {
     FakeMsgCenter::backup().startFails();
-    EXPECT_EQ(start(usable()), 1);
+    EXPECT_EQ(start(Usable()), 1);
     EXPECT_TRUE(factory().IsMainCenterStartOK());
     EXPECT_FALSE(factory().IsHaveBKCenter());
 }
 
 TEST_F(Factory, AnExceptionOfTheMainStartIsAFailedStart) {
     FakeMsgCenter::main().startThrows();
-    EXPECT_EQ(start(usable()), 0);
+    EXPECT_EQ(start(Usable()), 0);
     EXPECT_FALSE(factory().IsMainCenterStartOK());
     EXPECT_TRUE(FakeMsgCenter::backup().starts().empty());
 }
 
 TEST_F(Factory, AnExceptionAfterTheMainStartGivesZeroThoughTheMainCenterRuns) {
-    EXPECT_EQ(start(gateway(R"(["m:1"])", R"(["b:1",{}])")), 0);
+    EXPECT_EQ(start(Gateway(R"(["m:1"])", R"(["b:1",{}])")), 0);
     EXPECT_TRUE(factory().IsMainCenterStartOK());
     EXPECT_FALSE(factory().IsHaveBKCenter());
     EXPECT_TRUE(FakeMsgCenter::backup().starts().empty());
-    EXPECT_EQ(start(usable()), 2);
+    EXPECT_EQ(start(Usable()), 2);
 
     factory().Stop();
     FakeMsgCenter::backup().startThrows();
-    EXPECT_EQ(start(usable()), 0);
+    EXPECT_EQ(start(Usable()), 0);
     EXPECT_TRUE(factory().IsMainCenterStartOK());
     EXPECT_FALSE(factory().IsHaveBKCenter());
 }
 
 TEST_F(Factory, AfterStopBothFlagsAreDownAndTheCentersAreTheSame) {
-    ASSERT_EQ(start(usable()), 1);
+    ASSERT_EQ(start(Usable()), 1);
     QoPlayer::MsgCenter* const main = factory().GetFactoryObj(true);
     QoPlayer::MsgCenter* const backup = factory().GetFactoryObj(false);
     const CapturingLog log;
@@ -432,7 +432,7 @@ TEST_F(Factory, AfterStopBothFlagsAreDownAndTheCentersAreTheSame) {
     EXPECT_FALSE(factory().IsHaveBKCenter());
     EXPECT_EQ(factory().GetFactoryObj(true), main);
     EXPECT_EQ(factory().GetFactoryObj(false), backup);
-    EXPECT_EQ(start(usable()), 1);
+    EXPECT_EQ(start(Usable()), 1);
     EXPECT_EQ(FakeMsgCenter::main().starts().size(), 2u);
 }
 
@@ -451,9 +451,9 @@ TEST_F(Factory, TheCentersHaveNames) {
 TEST_F(Factory, LinesOfTheMessageCenterLibraryAreForwarded) {
     factory();
     const CapturingLog log;
-    fakes::sdkLogSink()(7, "origin", "a %s line");
-    fakes::sdkLogSink()(0, nullptr, "");
-    fakes::sdkLogSink()(0, nullptr, nullptr);
+    fakes::CurrentSdkLogSink()(7, "origin", "a %s line");
+    fakes::CurrentSdkLogSink()(0, nullptr, "");
+    fakes::CurrentSdkLogSink()(0, nullptr, nullptr);
     ASSERT_EQ(log.lines().size(), 3u);
     EXPECT_EQ(log.lines()[0].text, "[msgcenter] sdklog: a %s line");
     EXPECT_EQ(log.lines()[0].level, 2);
@@ -463,15 +463,15 @@ TEST_F(Factory, LinesOfTheMessageCenterLibraryAreForwarded) {
 
 TEST_F(Factory, NoLineShowsTheToken) {
     const CapturingLog log;
-    start(gateway(R"(["m","m:1"])", R"(["b"])", R"(,"accessToken":"hush-hush")"));
-    start(gateway(R"(["m:1"])", R"([{}])", R"(,"accessToken":"hush-hush")"));
+    start(Gateway(R"(["m","m:1"])", R"(["b"])", R"(,"accessToken":"hush-hush")"));
+    start(Gateway(R"(["m:1"])", R"([{}])", R"(,"accessToken":"hush-hush")"));
     factory().Stop();
-    start(gateway("7", "[]", R"(,"accessToken":"hush-hush")"));
+    start(Gateway("7", "[]", R"(,"accessToken":"hush-hush")"));
     EXPECT_EQ(log.countContaining("hush-hush"), 0);
 }
 
 TEST_F(Factory, ACopySharesTheCenters) {
-    ASSERT_EQ(start(usable()), 1);
+    ASSERT_EQ(start(Usable()), 1);
     {
         CMsgCenterFactory copy(factory());
         EXPECT_EQ(copy.GetFactoryObj(true), factory().GetFactoryObj(true));
@@ -494,7 +494,7 @@ TEST_F(Factory, TheDestructorReleasesBothCentersWithoutStoppingThem) {
 
 TEST_F(Factory, TheMainCenterStartsStopsAndGoesBeforeTheBackup) {
     auto own = std::make_unique<OwnFactory>();
-    ASSERT_EQ(own->Start(usable(), {}), 1);
+    ASSERT_EQ(own->Start(Usable(), {}), 1);
     EXPECT_EQ(FakeMsgCenter::events(), (std::vector<std::string>{"main start", "backup start"}));
     own->Stop();
     EXPECT_EQ(FakeMsgCenter::events(), (std::vector<std::string>{"main stop", "backup stop"}));
@@ -514,7 +514,7 @@ TEST_F(Factory, TheFlagsMayBeReadFromOtherThreadsMeanwhile) {
             }
         });
     for (int i = 0; i < 200; ++i) {
-        ASSERT_EQ(start(usable()), 1);
+        ASSERT_EQ(start(Usable()), 1);
         factory().Stop();
     }
     done = true;
@@ -522,14 +522,14 @@ TEST_F(Factory, TheFlagsMayBeReadFromOtherThreadsMeanwhile) {
         reader.join();
 }
 
-std::string withOptions(const std::string& options) {
-    return gateway(R"(["m:1"])", "[]", R"(,"options":)" + options);
+std::string WithOptions(const std::string& options) {
+    return Gateway(R"(["m:1"])", "[]", R"(,"options":)" + options);
 }
 
 struct FactoryOptions : Factory {
     void expectRefused(const std::string& options, const std::string& why) {
         const CapturingLog log;
-        EXPECT_EQ(start(withOptions(options)), 0) << options;
+        EXPECT_EQ(start(WithOptions(options)), 0) << options;
         EXPECT_EQ(log.texts().back(), "[LiveState] CMsgCenterFactory::Start failed: " + why) << options;
         EXPECT_TRUE(FakeMsgCenter::main().starts().empty()) << options;
         EXPECT_TRUE(FakeMsgCenter::backup().starts().empty()) << options;
@@ -537,7 +537,7 @@ struct FactoryOptions : Factory {
 };
 
 TEST_F(FactoryOptions, BothCentersGetThem) {
-    EXPECT_EQ(start(withOptions(R"({"clientCertificate":"c.pem","clientKey":"k.pem","alpn":"x","socks5":)"
+    EXPECT_EQ(start(WithOptions(R"({"clientCertificate":"c.pem","clientKey":"k.pem","alpn":"x","socks5":)"
                                 R"({"host":"p","port":1080,"user":"u","password":"w"}})")),
               1);
     for (const FakeMsgCenter center : {FakeMsgCenter::main(), FakeMsgCenter::backup()}) {
@@ -553,17 +553,17 @@ TEST_F(FactoryOptions, BothCentersGetThem) {
 }
 
 TEST_F(FactoryOptions, ThoseOfAnEarlierStartAreForgotten) {
-    ASSERT_EQ(start(withOptions(R"({"alpn":"x","hostProcess":"other.exe"})")), 1);
+    ASSERT_EQ(start(WithOptions(R"({"alpn":"x","hostProcess":"other.exe"})")), 1);
     EXPECT_EQ(HostProcess(), L"other.exe");
     factory().Stop();
-    ASSERT_EQ(start(usable()), 1);
+    ASSERT_EQ(start(Usable()), 1);
     EXPECT_TRUE(lastStart(FakeMsgCenter::main()).options.isEmpty());
     EXPECT_EQ(HostProcess(), L"QoLive.exe");
 }
 
 TEST_F(FactoryOptions, NullAndEmptyOnesAreNone) {
     for (const char* options : {"null", "{}", R"({"socks5":null,"alpn":null})"}) {
-        EXPECT_EQ(start(withOptions(options)), 1) << options;
+        EXPECT_EQ(start(WithOptions(options)), 1) << options;
         EXPECT_TRUE(lastStart(FakeMsgCenter::main()).options.isEmpty());
         factory().Stop();
     }
@@ -581,7 +581,7 @@ TEST_F(FactoryOptions, OneOfAWrongTypeRefusesTheStartAndIsNamed) {
 
 TEST_F(FactoryOptions, AnUnknownOneIsIgnoredWithALine) {
     const CapturingLog log;
-    EXPECT_EQ(start(withOptions(R"({"proxy":1,"socks5":{"host":"p","port":1,"pasword":"secret"}})")), 1);
+    EXPECT_EQ(start(WithOptions(R"({"proxy":1,"socks5":{"host":"p","port":1,"pasword":"secret"}})")), 1);
     const std::string line = "[LiveState] CMsgCenterFactory::Start warning: unknown \"options.";
     EXPECT_EQ(log.texts()[1], line + "proxy\" ignored");
     EXPECT_EQ(log.texts()[2], line + "socks5.pasword\" ignored");
@@ -591,7 +591,7 @@ TEST_F(FactoryOptions, AMessageCenterLibraryWithoutThemRefusesThem) {
     FakeMsgCenter::main().takesNoOptions();
     FakeMsgCenter::backup().takesNoOptions();
     expectRefused(R"({"alpn":"x"})", "this message-center library has no options");
-    EXPECT_EQ(start(withOptions(R"({"hostProcess":"other.exe"})")), 1);
+    EXPECT_EQ(start(WithOptions(R"({"hostProcess":"other.exe"})")), 1);
     EXPECT_EQ(HostProcess(), L"other.exe");
 }
 

@@ -15,7 +15,7 @@ namespace {
 
 /// The longest and the shortest pause that `draw` gives over many seeds; the ceiling and zero, but for a few.
 template <class Draw>
-std::pair<std::int64_t, std::int64_t> range(std::int64_t longestPauseMs, const Draw& draw) {
+std::pair<std::int64_t, std::int64_t> Range(std::int64_t longestPauseMs, const Draw& draw) {
     std::int64_t longest = 0;
     std::int64_t shortest = longestPauseMs;
     for (std::uint64_t seed = 0; seed < 5000; ++seed) {
@@ -29,8 +29,8 @@ std::pair<std::int64_t, std::int64_t> range(std::int64_t longestPauseMs, const D
 
 /// That pauses are drawn from zero to `ceiling`.
 template <class Draw>
-void expectCeiling(std::int64_t ceiling, std::int64_t longestPauseMs, const Draw& draw) {
-    const auto [longest, shortest] = range(longestPauseMs, draw);
+void ExpectCeiling(std::int64_t ceiling, std::int64_t longestPauseMs, const Draw& draw) {
+    const auto [longest, shortest] = Range(longestPauseMs, draw);
     EXPECT_LE(longest, ceiling);
     EXPECT_GE(longest, ceiling - ceiling / 100);
     EXPECT_GE(shortest, 0);
@@ -38,7 +38,7 @@ void expectCeiling(std::int64_t ceiling, std::int64_t longestPauseMs, const Draw
 }
 
 /// The next pause after `rounds` without a connection.
-auto pauseAfter(int rounds) {
+auto PauseAfter(int rounds) {
     return [rounds](Backoff& backoff) {
         for (int i = 0; i < rounds; ++i)
             backoff.nextPauseMs();
@@ -49,7 +49,7 @@ auto pauseAfter(int rounds) {
 TEST(Backoff, CeilingDoublesFromHalfASecondToTheLongestPause) {
     const std::vector<std::int64_t> ceilings{500, 1000, 2000, 3000, 3000};
     for (std::size_t i = 0; i < ceilings.size(); ++i)
-        expectCeiling(ceilings[i], 3000, pauseAfter(static_cast<int>(i)));
+        ExpectCeiling(ceilings[i], 3000, PauseAfter(static_cast<int>(i)));
 }
 
 TEST(Backoff, PausesAreDrawnEvenly) {
@@ -83,8 +83,8 @@ TEST(Backoff, TheSameSeedGivesTheSamePauses) {
 }
 
 TEST(Backoff, ResetStartsAgainAtHalfASecond) {
-    expectCeiling(500, 30'000, [](Backoff& backoff) {
-        pauseAfter(4)(backoff);
+    ExpectCeiling(500, 30'000, [](Backoff& backoff) {
+        PauseAfter(4)(backoff);
         backoff.reset();
         return backoff.nextPauseMs();
     });
@@ -93,8 +93,8 @@ TEST(Backoff, ResetStartsAgainAtHalfASecond) {
 TEST(Backoff, AfterAConnectionThatServedTheCeilingIsHalfAsHigh) {
     const std::vector<std::int64_t> ceilings{2000, 1000, 500, 500};
     for (std::size_t i = 0; i < ceilings.size(); ++i)
-        expectCeiling(ceilings[i], 30'000, [i](Backoff& backoff) {
-            pauseAfter(2)(backoff);  // the next one could be 4 s
+        ExpectCeiling(ceilings[i], 30'000, [i](Backoff& backoff) {
+            PauseAfter(2)(backoff);  // the next one could be 4 s
             for (std::size_t earlier = 0; earlier < i; ++earlier)
                 backoff.pauseAfterServingMs();
             return backoff.pauseAfterServingMs();
@@ -102,8 +102,8 @@ TEST(Backoff, AfterAConnectionThatServedTheCeilingIsHalfAsHigh) {
 }
 
 TEST(Backoff, AfterAConnectionThatServedTheNextCeilingDoublesAgain) {
-    expectCeiling(4000, 30'000, [](Backoff& backoff) {
-        pauseAfter(2)(backoff);
+    ExpectCeiling(4000, 30'000, [](Backoff& backoff) {
+        PauseAfter(2)(backoff);
         backoff.pauseAfterServingMs();
         backoff.nextPauseMs();
         return backoff.nextPauseMs();
@@ -112,8 +112,8 @@ TEST(Backoff, AfterAConnectionThatServedTheNextCeilingDoublesAgain) {
 
 TEST(Backoff, ALongestPauseBelowHalfASecondIsTheCeiling) {
     for (const int rounds : {0, 1})
-        expectCeiling(100, 100, pauseAfter(rounds));
-    expectCeiling(100, 100, [](Backoff& backoff) { return backoff.pauseAfterServingMs(); });
+        ExpectCeiling(100, 100, PauseAfter(rounds));
+    ExpectCeiling(100, 100, [](Backoff& backoff) { return backoff.pauseAfterServingMs(); });
 }
 
 }  // namespace

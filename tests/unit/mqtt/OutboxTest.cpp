@@ -13,27 +13,29 @@ namespace {
 
 class OutboxTest : public testing::Test {
 protected:
-    void SetUp() override { outbox.open(); }
+    void SetUp() override { m_outbox.open(); }
 
     bool add(const std::string& body, const std::string& head = "") { return addTo(kRecord, body, head); }
 
     bool addTo(int cmd, const std::string& body, const std::string& head = "") {
-        return outbox.add({cmd, body, head, now});
+        return m_outbox.add({cmd, body, head, m_now});
     }
 
-    const Message* next(std::size_t messages = 64) { return outbox.nextToPublish({messages, kBytes}, now); }
+    const Message* next(std::size_t messages = 64) {
+        return m_outbox.nextToPublish({messages, kBytes}, m_now);
+    }
 
     std::string publishNext(int mid, std::size_t messages = 64) {
         const Message* const message = next(messages);
         if (!message) return "none";
         const std::string body = message->body;
-        outbox.published(mid, body.size(), now);
+        m_outbox.published(mid, body.size(), m_now);
         return body;
     }
 
     /// What is told of the messages so far, which must add up at any time.
     QoPlayer::MsgCenterCounters counters() {
-        const QoPlayer::MsgCenterCounters told = outbox.counters(now);
+        const QoPlayer::MsgCenterCounters told = m_outbox.counters(m_now);
         EXPECT_EQ(told.accepted, told.acknowledged + told.refused + told.droppedUnusable + told.droppedLate +
                                      told.droppedAtReconnect + told.droppedAtStop + told.waiting);
         return told;
@@ -46,8 +48,8 @@ protected:
     static constexpr std::size_t kMostMessages = 4096;
     static constexpr std::size_t kMostBytes = 4'194'304;
 
-    Outbox outbox;
-    Outbox::Clock::time_point now = Outbox::Clock::time_point() + std::chrono::hours(1);
+    Outbox m_outbox;
+    Outbox::Clock::time_point m_now = Outbox::Clock::time_point() + std::chrono::hours(1);
 };
 
 TEST_F(OutboxTest, AcceptsNothingUntilItIsOpened) {
@@ -68,20 +70,20 @@ TEST_F(OutboxTest, AcknowledgementsMayComeInAnyOrder) {
         add(body);
     for (int mid = 1; mid <= 3; ++mid)
         publishNext(mid);
-    EXPECT_TRUE(outbox.acknowledged(2).has_value());
-    EXPECT_TRUE(outbox.acknowledged(3).has_value());
-    EXPECT_FALSE(outbox.empty());
-    EXPECT_TRUE(outbox.acknowledged(1).has_value());
-    EXPECT_TRUE(outbox.empty());
+    EXPECT_TRUE(m_outbox.acknowledged(2).has_value());
+    EXPECT_TRUE(m_outbox.acknowledged(3).has_value());
+    EXPECT_FALSE(m_outbox.empty());
+    EXPECT_TRUE(m_outbox.acknowledged(1).has_value());
+    EXPECT_TRUE(m_outbox.empty());
 }
 
 TEST_F(OutboxTest, AnAcknowledgementOfNothingInFlightIsIgnored) {
     add("a");
-    EXPECT_FALSE(outbox.acknowledged(0).has_value());
-    EXPECT_FALSE(outbox.acknowledged(9).has_value());
+    EXPECT_FALSE(m_outbox.acknowledged(0).has_value());
+    EXPECT_FALSE(m_outbox.acknowledged(9).has_value());
     publishNext(1);
-    EXPECT_TRUE(outbox.acknowledged(1).has_value());
-    EXPECT_FALSE(outbox.acknowledged(1).has_value());
+    EXPECT_TRUE(m_outbox.acknowledged(1).has_value());
+    EXPECT_FALSE(m_outbox.acknowledged(1).has_value());
 }
 
 TEST_F(OutboxTest, AfterALostConnectionTheUnacknowledgedComeAgainInOrder) {
@@ -89,9 +91,9 @@ TEST_F(OutboxTest, AfterALostConnectionTheUnacknowledgedComeAgainInOrder) {
         add(body);
     publishNext(1);
     publishNext(2);
-    outbox.acknowledged(1);
-    outbox.connectionLost();
-    EXPECT_FALSE(outbox.acknowledged(2).has_value());
+    m_outbox.acknowledged(1);
+    m_outbox.connectionLost();
+    EXPECT_FALSE(m_outbox.acknowledged(2).has_value());
     EXPECT_EQ(publishNext(1), "b");
     EXPECT_EQ(publishNext(2), "c");
 }
@@ -111,7 +113,7 @@ TEST_F(OutboxTest, BytesInFlightAreBoundedButOneMessageAlwaysGoes) {
     add("b");
     EXPECT_NE(publishNext(1), "none");
     EXPECT_EQ(publishNext(2), "none");
-    outbox.acknowledged(1);
+    m_outbox.acknowledged(1);
     EXPECT_EQ(publishNext(2), "b");
 }
 
@@ -174,7 +176,7 @@ TEST_F(OutboxTest, NoMoreThanTwoHeartbeatsAreInFlight) {
     publishNext(2);
     EXPECT_EQ(publishNext(3), "command");
     EXPECT_EQ(publishNext(4), "none");
-    outbox.acknowledged(1);
+    m_outbox.acknowledged(1);
     EXPECT_EQ(publishNext(4), "3");
 }
 
@@ -183,51 +185,51 @@ TEST_F(OutboxTest, AServerThatIsSlowToAcknowledgeGoesOnGettingHeartbeats) {
     addTo(kHeartbeat, "2");
     publishNext(1);
     publishNext(2);
-    now += std::chrono::milliseconds(5999);
+    m_now += std::chrono::milliseconds(5999);
     addTo(kHeartbeat, "3");
     EXPECT_EQ(publishNext(3), "none");
-    now += std::chrono::milliseconds(1);
+    m_now += std::chrono::milliseconds(1);
     EXPECT_EQ(publishNext(3), "3");
-    EXPECT_EQ(outbox.takeExpired(), 0U);
+    EXPECT_EQ(m_outbox.takeExpired(), 0U);
 }
 
 TEST_F(OutboxTest, AHeartbeatLivesForItsPeriodAndNotLonger) {
     addTo(kHeartbeat, "old");
-    now += std::chrono::seconds(3);
+    m_now += std::chrono::seconds(3);
     addTo(kHeartbeat, "new");
     EXPECT_EQ(next()->body, "old");
-    now += std::chrono::milliseconds(1);
+    m_now += std::chrono::milliseconds(1);
     EXPECT_EQ(publishNext(1), "new");
-    EXPECT_EQ(outbox.takeExpired(), 1U);
-    EXPECT_EQ(outbox.takeExpired(), 0U);
+    EXPECT_EQ(m_outbox.takeExpired(), 1U);
+    EXPECT_EQ(m_outbox.takeExpired(), 0U);
 }
 
 TEST_F(OutboxTest, NothingButAHeartbeatExpires) {
     addTo(kCommand, "command");
     add("record");
-    now += std::chrono::hours(1);
+    m_now += std::chrono::hours(1);
     EXPECT_EQ(publishNext(1), "command");
     EXPECT_EQ(publishNext(2), "record");
-    EXPECT_EQ(outbox.takeExpired(), 0U);
+    EXPECT_EQ(m_outbox.takeExpired(), 0U);
 }
 
 TEST_F(OutboxTest, AHeartbeatInFlightDoesNotExpireButOneThatComesAgainDoes) {
     addTo(kHeartbeat, "heartbeat");
     publishNext(1);
-    now += std::chrono::hours(1);
+    m_now += std::chrono::hours(1);
     EXPECT_EQ(next(), nullptr);
-    outbox.connectionLost();
+    m_outbox.connectionLost();
     EXPECT_EQ(next(), nullptr);
-    EXPECT_EQ(outbox.takeExpired(), 1U);
-    EXPECT_TRUE(outbox.empty());
+    EXPECT_EQ(m_outbox.takeExpired(), 1U);
+    EXPECT_TRUE(m_outbox.empty());
 }
 
 TEST_F(OutboxTest, ForgettingHeartbeatsLeavesTheOthers) {
     addTo(kHeartbeat, "heartbeat");
     addTo(kCommand, "command");
-    outbox.forgetHeartbeats();
+    m_outbox.forgetHeartbeats();
     EXPECT_EQ(publishNext(1), "command");
-    EXPECT_EQ(outbox.takeExpired(), 0U);
+    EXPECT_EQ(m_outbox.takeExpired(), 0U);
 }
 
 TEST_F(OutboxTest, WhatIsForgottenFreesItsBytes) {
@@ -235,27 +237,27 @@ TEST_F(OutboxTest, WhatIsForgottenFreesItsBytes) {
     for (int i = 0; i < 3; ++i) {
         ASSERT_TRUE(addTo(kHeartbeat, large)) << i;
         ASSERT_FALSE(addTo(kHeartbeat, ""));
-        outbox.forgetHeartbeats();
+        m_outbox.forgetHeartbeats();
     }
     ASSERT_TRUE(add(large));
     next();
-    outbox.dropNext();
+    m_outbox.dropNext();
     EXPECT_TRUE(add(large));
 }
 
 TEST_F(OutboxTest, AnAcknowledgementTellsWhatItTook) {
-    const auto published = now;
+    const auto published = m_now;
     add("four");
     publishNext(1);
-    now += std::chrono::seconds(1);
+    m_now += std::chrono::seconds(1);
     add("sixsix");
     publishNext(2);
-    const auto delivery = outbox.acknowledged(1);
+    const auto delivery = m_outbox.acknowledged(1);
     ASSERT_TRUE(delivery);
     EXPECT_EQ(delivery->published, published);
     EXPECT_EQ(delivery->bytes, 4U);
     EXPECT_EQ(delivery->bytesInFlight, 10U);
-    EXPECT_EQ(outbox.acknowledged(2)->bytesInFlight, 6U);
+    EXPECT_EQ(m_outbox.acknowledged(2)->bytesInFlight, 6U);
 }
 
 TEST_F(OutboxTest, BytesInFlightEndWithTheConnection) {
@@ -263,10 +265,10 @@ TEST_F(OutboxTest, BytesInFlightEndWithTheConnection) {
     add("b");
     publishNext(1);
     ASSERT_EQ(next(), nullptr);
-    outbox.connectionLost();
+    m_outbox.connectionLost();
     EXPECT_EQ(next()->body.size(), kBytes);
     publishNext(1);
-    outbox.acknowledged(1);
+    m_outbox.acknowledged(1);
     EXPECT_EQ(publishNext(2), "b");
 }
 
@@ -274,7 +276,7 @@ TEST_F(OutboxTest, ADroppedMessageLetsTheNextThrough) {
     add("bad");
     add("good");
     ASSERT_NE(next(), nullptr);
-    outbox.dropNext();
+    m_outbox.dropNext();
     EXPECT_EQ(publishNext(1), "good");
 }
 
@@ -284,7 +286,7 @@ TEST_F(OutboxTest, Takes4096MessagesAndNotOneMore) {
     EXPECT_FALSE(add("x"));
     publishNext(1);
     EXPECT_FALSE(add("x"));
-    outbox.acknowledged(1);
+    m_outbox.acknowledged(1);
     EXPECT_TRUE(add("x"));
     EXPECT_FALSE(add("x"));
 }
@@ -295,7 +297,7 @@ TEST_F(OutboxTest, TakesNoMoreOnce4MiBAreUnacknowledged) {
     ASSERT_TRUE(add("y"));
     EXPECT_FALSE(add(""));
     publishNext(1);
-    outbox.acknowledged(1);
+    m_outbox.acknowledged(1);
     EXPECT_TRUE(add("z"));
 }
 
@@ -309,9 +311,9 @@ TEST_F(OutboxTest, ClosingForgetsWhatIsLeftAndSaysHowMuch) {
     add("b");
     addTo(kCommand, "command");
     publishNext(1);
-    EXPECT_EQ(outbox.close(), 3U);
+    EXPECT_EQ(m_outbox.close(), 3U);
     EXPECT_FALSE(add("c"));
-    outbox.open();
+    m_outbox.open();
     EXPECT_EQ(next(), nullptr);
     EXPECT_TRUE(add("d"));
 }
@@ -322,15 +324,15 @@ TEST_F(OutboxTest, CountsWhatIsAcceptedPublishedAndAnswered) {
     for (int mid = 1; mid <= 3; ++mid)
         publishNext(mid);
     EXPECT_EQ(counters().waiting, 4U);
-    outbox.acknowledged(1);
-    outbox.acknowledged(2, true);
-    outbox.acknowledged(77, true);
+    m_outbox.acknowledged(1);
+    m_outbox.acknowledged(2, true);
+    m_outbox.acknowledged(77, true);
     EXPECT_EQ(counters().accepted, 4U);
     EXPECT_EQ(counters().published, 3U);
     EXPECT_EQ(counters().acknowledged, 1U);
     EXPECT_EQ(counters().refused, 1U);
     EXPECT_EQ(counters().waiting, 2U);
-    outbox.connectionLost();
+    m_outbox.connectionLost();
     publishNext(4);
     EXPECT_EQ(counters().published, 4U);
     EXPECT_EQ(counters().waiting, 2U);
@@ -338,21 +340,21 @@ TEST_F(OutboxTest, CountsWhatIsAcceptedPublishedAndAnswered) {
 
 TEST_F(OutboxTest, CountsEachDropByItsCause) {
     addTo(kHeartbeat, "late");
-    now += std::chrono::milliseconds(3001);
+    m_now += std::chrono::milliseconds(3001);
     add("too large");
     next();
     EXPECT_EQ(counters().droppedLate, 1U);
-    outbox.dropNext();
-    outbox.countUnusable();
+    m_outbox.dropNext();
+    m_outbox.countUnusable();
     EXPECT_EQ(counters().droppedUnusable, 2U);
     addTo(kHeartbeat, "old");
     addTo(kHeartbeat, "old");
-    outbox.forgetHeartbeats();
+    m_outbox.forgetHeartbeats();
     EXPECT_EQ(counters().droppedAtReconnect, 2U);
     add("left");
     addTo(kCommand, "left");
     addTo(kHeartbeat, "left");
-    outbox.close();
+    m_outbox.close();
     EXPECT_EQ(counters().droppedAtStop, 3U);
     EXPECT_EQ(counters().accepted, 8U);
     EXPECT_EQ(counters().waiting, 0U);
@@ -363,10 +365,10 @@ TEST_F(OutboxTest, CountsWhatItDoesNotAccept) {
         add("x");
     EXPECT_EQ(counters().notAcceptedFull, 2U);
     EXPECT_EQ(counters().accepted, kMostMessages);
-    outbox.close();
+    m_outbox.close();
     EXPECT_FALSE(add("x"));
     EXPECT_EQ(counters().notAcceptedUnconnected, 1U);
-    outbox.open();
+    m_outbox.open();
     EXPECT_TRUE(add("x"));
     EXPECT_EQ(counters().accepted, kMostMessages + 1);
     EXPECT_EQ(counters().droppedAtStop, kMostMessages);
@@ -375,17 +377,17 @@ TEST_F(OutboxTest, CountsWhatItDoesNotAccept) {
 TEST_F(OutboxTest, TellsHowManyWaitAndForHowLong) {
     EXPECT_EQ(counters().oldestWaitingMs, 0);
     add("first");
-    now += std::chrono::milliseconds(700);
+    m_now += std::chrono::milliseconds(700);
     addTo(kHeartbeat, "second");
     addTo(kCommand, "third");
     add("fourth");
-    now += std::chrono::milliseconds(300);
+    m_now += std::chrono::milliseconds(300);
     EXPECT_EQ(counters().waiting, 4U);
     EXPECT_EQ(counters().waitingRecords, 2U);
     EXPECT_EQ(counters().oldestWaitingMs, 1000);
     for (int mid = 1; mid <= 3; ++mid)
         publishNext(mid);
-    outbox.acknowledged(3);
+    m_outbox.acknowledged(3);
     EXPECT_EQ(counters().waitingRecords, 1U);
     EXPECT_EQ(counters().oldestWaitingMs, 300);
 }
@@ -395,13 +397,13 @@ TEST_F(OutboxTest, NothingOfBeforeIsLeftWhenItIsOpenedAgain) {
     ASSERT_TRUE(addTo(kCommand, "command"));
     publishNext(1);
     publishNext(2);
-    outbox.close();
-    outbox.open();
-    EXPECT_TRUE(outbox.empty());
+    m_outbox.close();
+    m_outbox.open();
+    EXPECT_TRUE(m_outbox.empty());
     ASSERT_TRUE(add("a")) << "its bytes are counted still";
     EXPECT_EQ(publishNext(1, 1), "a") << "its messages are in flight still";
-    EXPECT_TRUE(outbox.acknowledged(1).has_value());
-    EXPECT_FALSE(outbox.acknowledged(2).has_value());
+    EXPECT_TRUE(m_outbox.acknowledged(1).has_value());
+    EXPECT_FALSE(m_outbox.acknowledged(2).has_value());
 }
 
 TEST_F(OutboxTest, MessagesInFlightEndWithTheConnection) {
@@ -410,9 +412,9 @@ TEST_F(OutboxTest, MessagesInFlightEndWithTheConnection) {
     publishNext(1, 2);
     publishNext(2, 3);
     ASSERT_EQ(next(1), nullptr);
-    outbox.connectionLost();
+    m_outbox.connectionLost();
     EXPECT_EQ(publishNext(1, 1), "command");
-    outbox.acknowledged(1);
+    m_outbox.acknowledged(1);
     EXPECT_EQ(publishNext(2, 1), "record");
 }
 
@@ -420,7 +422,7 @@ TEST_F(OutboxTest, ADroppedMessageFreesItsBytes) {
     add(std::string(kMostBytes, 'x'));
     ASSERT_FALSE(add("y"));
     ASSERT_NE(next(), nullptr);
-    outbox.dropNext();
+    m_outbox.dropNext();
     EXPECT_TRUE(add("y"));
     EXPECT_EQ(publishNext(1), "y");
     EXPECT_EQ(publishNext(2), "none");
@@ -429,7 +431,7 @@ TEST_F(OutboxTest, ADroppedMessageFreesItsBytes) {
 TEST_F(OutboxTest, AnExpiredHeartbeatFreesItsBytes) {
     addTo(kHeartbeat, std::string(kMostBytes, 'x'));
     ASSERT_FALSE(addTo(kHeartbeat, "new"));
-    now += std::chrono::milliseconds(3001);
+    m_now += std::chrono::milliseconds(3001);
     EXPECT_EQ(next(), nullptr);
     EXPECT_TRUE(addTo(kHeartbeat, "new"));
 }
@@ -446,13 +448,13 @@ TEST_F(OutboxTest, ManyThreadsAddWhileOnePublishes) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (published < 2000 && std::chrono::steady_clock::now() < end) {
         if (publishNext(1) == "none") continue;
-        ASSERT_TRUE(outbox.acknowledged(1).has_value());
+        ASSERT_TRUE(m_outbox.acknowledged(1).has_value());
         ++published;
     }
     for (std::thread& adder : adders)
         adder.join();
     EXPECT_EQ(published, 2000);
-    EXPECT_TRUE(outbox.empty());
+    EXPECT_TRUE(m_outbox.empty());
 }
 
 }  // namespace

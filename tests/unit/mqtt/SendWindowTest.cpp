@@ -17,70 +17,70 @@ class SendWindowTest : public testing::Test {
 protected:
     /// A message of 1000 bytes is acknowledged after `latency`, the window being full.
     void acknowledge(milliseconds latency, milliseconds later = milliseconds(10)) {
-        now += later;
-        window.acknowledged(now - latency, now, 1000, window.bytes());
+        m_now += later;
+        m_window.acknowledged(m_now - latency, m_now, 1000, m_window.bytes());
     }
 
-    SendWindow window;
-    SendWindow::Clock::time_point now = SendWindow::Clock::time_point() + std::chrono::hours(1);
+    SendWindow m_window;
+    SendWindow::Clock::time_point m_now = SendWindow::Clock::time_point() + std::chrono::hours(1);
 };
 
 TEST_F(SendWindowTest, BeginsSmall) {
-    EXPECT_EQ(window.bytes(), kFirst);
+    EXPECT_EQ(m_window.bytes(), kFirst);
 }
 
 TEST_F(SendWindowTest, QuickAcknowledgementsDoubleItWithEachRoundTrip) {
     for (std::size_t i = 0; i < kFirst / 1000; ++i)
         acknowledge(milliseconds(600));
-    EXPECT_EQ(window.bytes(), kFirst + kFirst / 1000 * 1000);
+    EXPECT_EQ(m_window.bytes(), kFirst + kFirst / 1000 * 1000);
 }
 
 TEST_F(SendWindowTest, GrowsToItsBoundAndNoFurther) {
     for (int i = 0; i < 1000; ++i)
         acknowledge(milliseconds(1));
-    EXPECT_EQ(window.bytes(), 262'144U);
+    EXPECT_EQ(m_window.bytes(), 262'144U);
 }
 
 TEST_F(SendWindowTest, UsualAcknowledgementsLetItGrowSlowly) {
     acknowledge(milliseconds(601));
-    const std::size_t grown = window.bytes() - kFirst;
+    const std::size_t grown = m_window.bytes() - kFirst;
     EXPECT_GT(grown, 0U);
     EXPECT_LT(grown, 200U);
     acknowledge(milliseconds(1200));
-    EXPECT_GT(window.bytes(), kFirst + grown);
+    EXPECT_GT(m_window.bytes(), kFirst + grown);
 }
 
 TEST_F(SendWindowTest, BetweenUsualAndLateItStaysAsItIs) {
     acknowledge(milliseconds(1201));
     acknowledge(milliseconds(1800));
-    EXPECT_EQ(window.bytes(), kFirst);
+    EXPECT_EQ(m_window.bytes(), kFirst);
 }
 
 TEST_F(SendWindowTest, ALateAcknowledgementHalvesIt) {
     acknowledge(milliseconds(1801));
-    EXPECT_EQ(window.bytes(), kFirst / 2);
+    EXPECT_EQ(m_window.bytes(), kFirst / 2);
 }
 
 TEST_F(SendWindowTest, WhatWasPublishedBeforeItWasHalvedDoesNotHalveItAgain) {
     acknowledge(milliseconds(1801));
     acknowledge(milliseconds(1801), milliseconds(1800));
-    EXPECT_EQ(window.bytes(), kFirst / 2);
+    EXPECT_EQ(m_window.bytes(), kFirst / 2);
     acknowledge(milliseconds(1801), milliseconds(1));
-    EXPECT_EQ(window.bytes(), kFirst / 4);
+    EXPECT_EQ(m_window.bytes(), kFirst / 4);
 }
 
 TEST_F(SendWindowTest, NeverClosesWholly) {
     for (int i = 0; i < 20; ++i)
         acknowledge(milliseconds(2000), milliseconds(3000));
-    EXPECT_EQ(window.bytes(), 2048U);
+    EXPECT_EQ(m_window.bytes(), 2048U);
 }
 
 TEST_F(SendWindowTest, DoesNotGrowWhileItHoldsNothingBack) {
-    now += milliseconds(1);
-    window.acknowledged(now, now, 1000, kFirst / 2 - 1);
-    EXPECT_EQ(window.bytes(), kFirst);
-    window.acknowledged(now, now, 1000, kFirst / 2);
-    EXPECT_GT(window.bytes(), kFirst);
+    m_now += milliseconds(1);
+    m_window.acknowledged(m_now, m_now, 1000, kFirst / 2 - 1);
+    EXPECT_EQ(m_window.bytes(), kFirst);
+    m_window.acknowledged(m_now, m_now, 1000, kFirst / 2);
+    EXPECT_GT(m_window.bytes(), kFirst);
 }
 
 /// A link of so many bytes per second and such a round trip, with as much to carry as the window lets through.

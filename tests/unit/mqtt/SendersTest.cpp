@@ -29,10 +29,10 @@ struct Call {
 
 class SendersTest : public testing::Test {
 protected:
-    Senders::Handle open(int cmd) { return senders.open(cmd, Call::callback, &call); }
+    Senders::Handle open(int cmd) { return m_senders.open(cmd, Call::callback, &m_call); }
 
-    Call call;
-    Senders senders;
+    Call m_call;
+    Senders m_senders;
 };
 
 TEST_F(SendersTest, ACommandHasOneSender) {
@@ -43,25 +43,25 @@ TEST_F(SendersTest, ACommandHasOneSender) {
 
 TEST_F(SendersTest, AClosedCommandCanBeOpenedAgain) {
     open(2);
-    EXPECT_NE(senders.close(2), nullptr);
-    EXPECT_EQ(senders.close(2), nullptr);
+    EXPECT_NE(m_senders.close(2), nullptr);
+    EXPECT_EQ(m_senders.close(2), nullptr);
     EXPECT_NE(open(2), nullptr);
 }
 
 TEST_F(SendersTest, NoCallbackComesAfterClosing) {
     const Senders::Handle sender = open(2);
-    senders.notify(sender, 1, 0, "x", 1);
-    senders.close(2);
-    senders.notify(sender, 1, 0, "x", 1);
-    EXPECT_EQ(call.count, 1);
+    m_senders.notify(sender, 1, 0, "x", 1);
+    m_senders.close(2);
+    m_senders.notify(sender, 1, 0, "x", 1);
+    EXPECT_EQ(m_call.count, 1);
 }
 
 TEST_F(SendersTest, ASenderClosesItselfFromItsCallback) {
     const Senders::Handle sender = open(2);
-    call.action = [&] { senders.close(2); };
-    senders.notify(sender, 1, 0, "x", 1);
-    senders.notify(sender, 1, 0, "x", 1);
-    EXPECT_EQ(call.count, 1);
+    m_call.action = [&] { m_senders.close(2); };
+    m_senders.notify(sender, 1, 0, "x", 1);
+    m_senders.notify(sender, 1, 0, "x", 1);
+    EXPECT_EQ(m_call.count, 1);
 }
 
 /// A callback that runs on a thread of its own until it is let go.
@@ -98,9 +98,9 @@ private:
 
 TEST_F(SendersTest, ClosingWaitsForTheCallbackThatRuns) {
     const Senders::Handle sender = open(2);
-    HeldCallback callback(senders, sender, call);
+    HeldCallback callback(m_senders, sender, m_call);
     auto closing = std::async(std::launch::async, [&] {
-        senders.close(2);
+        m_senders.close(2);
         return callback.left.load();
     });
     while (!sender->closed)
@@ -117,18 +117,18 @@ TEST_F(SendersTest, ClosingWhatAnotherThreadHasClosedWaitsForTheCallbackThatRuns
     std::promise<void> entered;
     std::promise<void> leave;
     std::atomic<bool> left{false};
-    call.action = [&] {
-        senders.close(2);  // from inside: does not wait
+    m_call.action = [&] {
+        m_senders.close(2);  // from inside: does not wait
         entered.set_value();
         leave.get_future().wait();
         left = true;
     };
-    std::thread network([&] { senders.notify(sender, 1, 0, "x", 1); });
+    std::thread network([&] { m_senders.notify(sender, 1, 0, "x", 1); });
     entered.get_future().wait();
     std::atomic<bool> closing{false};
     std::thread closer([&] {
         closing = true;
-        EXPECT_EQ(senders.close(2), nullptr);
+        EXPECT_EQ(m_senders.close(2), nullptr);
         EXPECT_TRUE(left);
     });
     while (!closing)
@@ -141,18 +141,18 @@ TEST_F(SendersTest, ClosingWhatAnotherThreadHasClosedWaitsForTheCallbackThatRuns
 
 TEST_F(SendersTest, ClosingDoesNotWaitForTheCallbackOfAnOpenSuccessor) {
     open(2);
-    senders.close(2);
+    m_senders.close(2);
     const Senders::Handle successor = open(2);
-    call.action = [&] { EXPECT_EQ(senders.close(3), nullptr); };
-    senders.notify(successor, 1, 0, "x", 1);
-    EXPECT_EQ(call.count, 1);
+    m_call.action = [&] { EXPECT_EQ(m_senders.close(3), nullptr); };
+    m_senders.notify(successor, 1, 0, "x", 1);
+    EXPECT_EQ(m_call.count, 1);
 }
 
 TEST_F(SendersTest, ClosingAnotherSenderDoesNotWaitForTheCallbackThatRuns) {
     const Senders::Handle sender = open(2);
     open(3);
-    HeldCallback callback(senders, sender, call);
-    const auto closing = std::async(std::launch::async, [&] { return senders.close(3) != nullptr; });
+    HeldCallback callback(m_senders, sender, m_call);
+    const auto closing = std::async(std::launch::async, [&] { return m_senders.close(3) != nullptr; });
     EXPECT_EQ(closing.wait_for(kPatience), std::future_status::ready);
     EXPECT_FALSE(callback.left);
 }
@@ -160,38 +160,38 @@ TEST_F(SendersTest, ClosingAnotherSenderDoesNotWaitForTheCallbackThatRuns) {
 TEST_F(SendersTest, ACallbackMayCloseAnotherSender) {
     const Senders::Handle sender = open(2);
     open(3);
-    call.action = [&] { EXPECT_NE(senders.close(3), nullptr); };
-    senders.notify(sender, 1, 0, "x", 1);
-    EXPECT_EQ(senders.find(3), nullptr);
+    m_call.action = [&] { EXPECT_NE(m_senders.close(3), nullptr); };
+    m_senders.notify(sender, 1, 0, "x", 1);
+    EXPECT_EQ(m_senders.find(3), nullptr);
 }
 
 TEST_F(SendersTest, ACallbackThatThrowsEndsThere) {
     const Senders::Handle sender = open(2);
-    call.action = [] { throw std::runtime_error("host"); };
-    senders.notify(sender, 1, 0, "x", 1);
-    EXPECT_NE(senders.close(2), nullptr);
+    m_call.action = [] { throw std::runtime_error("host"); };
+    m_senders.notify(sender, 1, 0, "x", 1);
+    EXPECT_NE(m_senders.close(2), nullptr);
 }
 
 TEST_F(SendersTest, ChangesAreSeenOnce) {
-    EXPECT_FALSE(senders.takeChanged());
+    EXPECT_FALSE(m_senders.takeChanged());
     open(2);
-    EXPECT_TRUE(senders.takeChanged());
-    EXPECT_FALSE(senders.takeChanged());
-    senders.close(2);
-    EXPECT_TRUE(senders.takeChanged());
-    EXPECT_EQ(senders.takeClosed(), std::set<int>{2});
-    EXPECT_TRUE(senders.takeClosed().empty());
+    EXPECT_TRUE(m_senders.takeChanged());
+    EXPECT_FALSE(m_senders.takeChanged());
+    m_senders.close(2);
+    EXPECT_TRUE(m_senders.takeChanged());
+    EXPECT_EQ(m_senders.takeClosed(), std::set<int>{2});
+    EXPECT_TRUE(m_senders.takeClosed().empty());
 }
 
 TEST_F(SendersTest, CloseRacesWithCallbacksAndFreesWhatTheyUse) {
     for (int round = 0; round < 200; ++round) {
         auto own = std::make_unique<Call>();
-        const Senders::Handle sender = senders.open(5, Call::callback, own.get());
+        const Senders::Handle sender = m_senders.open(5, Call::callback, own.get());
         std::thread network([&] {
             for (int i = 0; i < 20; ++i)
-                senders.notify(sender, 1, 0, "x", 1);
+                m_senders.notify(sender, 1, 0, "x", 1);
         });
-        senders.close(5);
+        m_senders.close(5);
         own.reset();
         network.join();
     }

@@ -19,19 +19,19 @@ protected:
     void SetUp() override { setAddresses({{"10.0.0.1", 1883}}); }
 
     void setAddresses(const std::vector<std::pair<std::string, int>>& addresses) {
-        delete[] config.addrs;
-        config.addrs = new MsgCenterAddr[addresses.size()];
-        config.addrCount = static_cast<std::uint32_t>(addresses.size());
+        delete[] m_config.addrs;
+        m_config.addrs = new MsgCenterAddr[addresses.size()];
+        m_config.addrCount = static_cast<std::uint32_t>(addresses.size());
         for (std::size_t i = 0; i < addresses.size(); ++i) {
-            config.addrs[i].ip = addresses[i].first;
-            config.addrs[i].port = addresses[i].second;
+            m_config.addrs[i].ip = addresses[i].first;
+            m_config.addrs[i].port = addresses[i].second;
         }
     }
 
-    ReadSettingsResult read() const { return ReadSettings(config, options, "a1b2c3d4"); }
+    ReadSettingsResult read() const { return ReadSettings(m_config, m_options, "a1b2c3d4"); }
 
-    MsgCenterConfig config;
-    MsgCenterOptions options;
+    MsgCenterConfig m_config;
+    MsgCenterOptions m_options;
 };
 
 TEST_F(SettingsTest, ZeroAndEmptyValuesMeanTheUsual) {
@@ -47,14 +47,14 @@ TEST_F(SettingsTest, ZeroAndEmptyValuesMeanTheUsual) {
 }
 
 TEST_F(SettingsTest, ValuesAreTakenOver) {
-    config.intValue1 = 20;
-    config.intValue2 = 1;
-    config.int64Value1 = 8000;
-    config.int64Value2 = 9'007'199'254'740'993;
-    config.textValue1 = "Studio_7-a";
-    config.textValue2 = "/etc/ca.pem";
-    config.accessToken = "t";
-    config.expireTime = 99;
+    m_config.intValue1 = 20;
+    m_config.intValue2 = 1;
+    m_config.int64Value1 = 8000;
+    m_config.int64Value2 = 9'007'199'254'740'993;
+    m_config.textValue1 = "Studio_7-a";
+    m_config.textValue2 = "/etc/ca.pem";
+    m_config.accessToken = "t";
+    m_config.expireTime = 99;
     const Settings settings = read().settings;
     EXPECT_EQ(settings.keepAliveSeconds, 20);
     EXPECT_EQ(settings.tls, TlsUse::Always);
@@ -92,9 +92,9 @@ TEST_F(SettingsTest, AddressesKeepTheirOrderAndUnusableOnesAreSkipped) {
 TEST_F(SettingsTest, WithoutAUsableAddressThereIsAProblem) {
     setAddresses({});
     EXPECT_EQ(read().problem, "no usable server address");
-    delete[] config.addrs;
-    config.addrs = nullptr;
-    config.addrCount = 3;
+    delete[] m_config.addrs;
+    m_config.addrs = nullptr;
+    m_config.addrCount = 3;
     EXPECT_EQ(read().problem, "no usable server address");
     setAddresses({{"0.0.0.0", -1}});
     EXPECT_EQ(read().problem, "no usable server address");
@@ -102,67 +102,67 @@ TEST_F(SettingsTest, WithoutAUsableAddressThereIsAProblem) {
 
 TEST_F(SettingsTest, AClientNameOfOtherCharactersIsRefused) {
     for (const char* name : {"a.b", "a/b", "a b", "a+", "#", "caf\xc3\xa9", "a\n"}) {
-        config.textValue1 = name;
+        m_config.textValue1 = name;
         EXPECT_NE(read().problem.find("client name"), std::string::npos) << name;
     }
-    config.textValue1 = std::string("a\0b", 3);
+    m_config.textValue1 = std::string("a\0b", 3);
     EXPECT_NE(read().problem.find("client name"), std::string::npos);
 }
 
 TEST_F(SettingsTest, AClientNameMayHave128Characters) {
-    config.textValue1.assign(128, 'n');
+    m_config.textValue1.assign(128, 'n');
     EXPECT_EQ(read().problem, "");
-    config.textValue1.assign(129, 'n');
+    m_config.textValue1.assign(129, 'n');
     EXPECT_NE(read().problem, "");
-    config.textValue1.assign(10'000'000, 'n');
+    m_config.textValue1.assign(10'000'000, 'n');
     EXPECT_NE(read().problem, "");
 }
 
 TEST_F(SettingsTest, AnUnknownTlsModeIsRefused) {
-    config.intValue2 = 2;
+    m_config.intValue2 = 2;
     EXPECT_EQ(read().settings.tls, TlsUse::Never);
     for (const int mode : {-1, 3, std::numeric_limits<int>::min()}) {
-        config.intValue2 = mode;
+        m_config.intValue2 = mode;
         EXPECT_NE(read().problem, "");
     }
 }
 
 TEST_F(SettingsTest, ATokenThatNoConnectionCanCarryIsRefusedWithoutBeingShown) {
-    config.accessToken = std::string("sec\0ret", 7);
+    m_config.accessToken = std::string("sec\0ret", 7);
     EXPECT_NE(read().problem, "");
     EXPECT_EQ(read().problem.find("sec"), std::string::npos);
-    config.accessToken.assign(65536, 's');
+    m_config.accessToken.assign(65536, 's');
     EXPECT_NE(read().problem, "");
-    config.accessToken.assign(65535, 's');
+    m_config.accessToken.assign(65535, 's');
     EXPECT_EQ(read().problem, "");
 }
 
 TEST_F(SettingsTest, NumbersOutOfRangeAreTakenAsTheNearestWithANote) {
-    config.intValue1 = 4;
-    config.int64Value1 = 499;
+    m_config.intValue1 = 4;
+    m_config.int64Value1 = 499;
     ReadSettingsResult result = read();
     EXPECT_EQ(result.settings.keepAliveSeconds, 5);
     EXPECT_EQ(result.settings.longestPauseMs, 500);
     EXPECT_EQ(result.notes.size(), 2U);
-    config.intValue1 = 65536;
-    config.int64Value1 = std::numeric_limits<std::int64_t>::max();
+    m_config.intValue1 = 65536;
+    m_config.int64Value1 = std::numeric_limits<std::int64_t>::max();
     result = read();
     EXPECT_EQ(result.settings.keepAliveSeconds, 65535);
     EXPECT_EQ(result.settings.longestPauseMs, 86'400'000);
-    config.intValue1 = std::numeric_limits<int>::min();
-    config.int64Value1 = -1;
+    m_config.intValue1 = std::numeric_limits<int>::min();
+    m_config.int64Value1 = -1;
     result = read();
     EXPECT_EQ(result.settings.keepAliveSeconds, 5);
     EXPECT_EQ(result.settings.longestPauseMs, 500);
 }
 
 TEST_F(SettingsTest, OptionsAreTakenOver) {
-    options.clientCertificate = "/etc/client.pem";
-    options.alpn = std::string(255, 'a');
-    options.proxyHost = "proxy.example";
-    options.proxyPort = 1080;
-    options.proxyUser = std::string(255, 'u');
-    options.proxyPassword = std::string(255, 'p');
+    m_options.clientCertificate = "/etc/client.pem";
+    m_options.alpn = std::string(255, 'a');
+    m_options.proxyHost = "proxy.example";
+    m_options.proxyPort = 1080;
+    m_options.proxyUser = std::string(255, 'u');
+    m_options.proxyPassword = std::string(255, 'p');
     const ReadSettingsResult result = read();
     EXPECT_EQ(result.problem, "");
     EXPECT_EQ(result.settings.options.clientCertificate, "/etc/client.pem");
@@ -170,40 +170,40 @@ TEST_F(SettingsTest, OptionsAreTakenOver) {
 }
 
 TEST_F(SettingsTest, AKeyWithoutACertificateIsAProblem) {
-    options.clientKey = "/etc/client.key";
+    m_options.clientKey = "/etc/client.key";
     EXPECT_EQ(read().problem, "there is a client key, but no client certificate");
 }
 
 TEST_F(SettingsTest, AProtocolOfMoreThan255BytesIsAProblem) {
-    options.alpn = std::string(256, 'a');
+    m_options.alpn = std::string(256, 'a');
     EXPECT_EQ(read().problem, "the ALPN protocol is longer than 255 bytes");
 }
 
 TEST_F(SettingsTest, FileNamesWithZeroBytesAreAProblem) {
-    options.clientCertificate = std::string("a\0b", 3);
+    m_options.clientCertificate = std::string("a\0b", 3);
     EXPECT_NE(read().problem, "");
-    options.clientCertificate = "a";
-    options.clientKey = std::string("\0", 1);
+    m_options.clientCertificate = "a";
+    m_options.clientKey = std::string("\0", 1);
     EXPECT_NE(read().problem, "");
 }
 
 TEST_F(SettingsTest, AProxyWithoutAUsableAddressIsAProblem) {
-    options.proxyPort = 1080;
+    m_options.proxyPort = 1080;
     EXPECT_EQ(read().problem, "the SOCKS5 proxy has no host");
-    options.proxyHost = "proxy.example";
+    m_options.proxyHost = "proxy.example";
     for (const int port : {0, -1, 65536}) {
-        options.proxyPort = port;
+        m_options.proxyPort = port;
         EXPECT_EQ(read().problem, "unusable SOCKS5 proxy: proxy.example:" + std::to_string(port));
     }
-    options.proxyHost = "two words";
-    options.proxyPort = 1080;
+    m_options.proxyHost = "two words";
+    m_options.proxyPort = 1080;
     EXPECT_EQ(read().problem, "unusable SOCKS5 proxy: two words:1080");
 }
 
 TEST_F(SettingsTest, SecretsThatAProxyCannotBeToldAreAProblemAndAreNotShown) {
-    options.proxyHost = "proxy.example";
-    options.proxyPort = 1080;
-    for (std::string* const secret : {&options.proxyUser, &options.proxyPassword}) {
+    m_options.proxyHost = "proxy.example";
+    m_options.proxyPort = 1080;
+    for (std::string* const secret : {&m_options.proxyUser, &m_options.proxyPassword}) {
         for (const std::string& text : {std::string(256, 's'), std::string("s\0s", 3)}) {
             *secret = text;
             EXPECT_NE(read().problem, "");

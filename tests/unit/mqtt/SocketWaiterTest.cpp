@@ -11,7 +11,7 @@ using QoPlayer::mqtt::SocketWaiter;
 namespace {
 
 // Sockets need it on Windows.
-[[maybe_unused]] const int librariesReady = mosquitto_lib_init();
+[[maybe_unused]] const int kLibrariesReady = mosquitto_lib_init();
 
 TEST(SocketWaiterTest, AWakeUpBeforeTheWaitEndsIt) {
     SocketWaiter waiter;

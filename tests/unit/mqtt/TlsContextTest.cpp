@@ -20,7 +20,7 @@ using QoPlayer::mqtt::TlsContext;
 namespace {
 
 // Literal addresses need it on Windows.
-const int librariesReady = mosquitto_lib_init();
+const int kLibrariesReady = mosquitto_lib_init();
 
 template <auto function>
 struct FreeWith {
@@ -82,7 +82,7 @@ private:
 class TlsContextTest : public testing::Test {
 protected:
     void SetUp() override {
-        ASSERT_EQ(librariesReady, MOSQ_ERR_SUCCESS);
+        ASSERT_EQ(kLibrariesReady, MOSQ_ERR_SUCCESS);
         trust(m_authority);
     }
 
@@ -91,21 +91,21 @@ protected:
         const std::string file = testing::TempDir() + "qolive_tls_context_" + test + ".pem";
         authority.writeTo(file);
         std::string problem;
-        context = TlsContext::make({file, {}, {}}, problem);
+        m_context = TlsContext::make({file, {}, {}}, problem);
         std::remove(file.c_str());
-        ASSERT_NE(context, nullptr) << problem;
+        ASSERT_NE(m_context, nullptr) << problem;
     }
 
     /// Whether a client that wants `host` takes a server whose certificate is for `names`.
     bool takes(const std::string& host, const std::string& names) {
-        return context->expect(host) && handshake(names, 0);
+        return m_context->expect(host) && handshake(names, 0);
     }
 
     /// Whether it agrees with a server that speaks no version above `newest` (0: all of them).
     bool handshake(const std::string& names, int newest) {
         const Context ours = serverFor(names, newest);
         const Side server(SSL_new(ours.get()));
-        const Side client(SSL_new(context->native()));
+        const Side client(SSL_new(m_context->native()));
         BIO* serverEnd = nullptr;
         BIO* clientEnd = nullptr;
         BIO_new_bio_pair(&serverEnd, 0, &clientEnd, 0);
@@ -122,7 +122,7 @@ protected:
         return agreed;
     }
 
-    std::unique_ptr<TlsContext> context;
+    std::unique_ptr<TlsContext> m_context;
 
 private:
     Context serverFor(const std::string& names, int newest) const {
@@ -146,7 +146,7 @@ TEST_F(TlsContextTest, TheCertificateIsForTheNameThatWasAskedFor) {
     for (const char* name : {"DNS:other.test", "DNS:broker.test.example", "DNS:a.broker.test", "DNS:test",
                              "DNS:.test", "email:broker.test", "URI:broker.test"}) {
         EXPECT_FALSE(takes("broker.test", name)) << name;
-        EXPECT_EQ(context->refusal(), "the server's certificate is not for broker.test") << name;
+        EXPECT_EQ(m_context->refusal(), "the server's certificate is not for broker.test") << name;
     }
 }
 
@@ -177,7 +177,7 @@ TEST_F(TlsContextTest, AnAddressIsFoundAmongTheAddressesOnly) {
     EXPECT_TRUE(takes("2001:DB8:0::1", "IP:2001:db8::1"));
     for (const char* name : {"IP:192.0.2.2", "DNS:192.0.2.1", "DNS:*.0.2.1", "IP:::ffff:192.0.2.1"}) {
         EXPECT_FALSE(takes("192.0.2.1", name)) << name;
-        EXPECT_EQ(context->refusal(), "the server's certificate is not for 192.0.2.1") << name;
+        EXPECT_EQ(m_context->refusal(), "the server's certificate is not for 192.0.2.1") << name;
     }
     EXPECT_FALSE(takes("2001:db8::1", "IP:2001:db8::2"));
     EXPECT_FALSE(takes("broker.test", "IP:192.0.2.1"));
@@ -185,32 +185,32 @@ TEST_F(TlsContextTest, AnAddressIsFoundAmongTheAddressesOnly) {
 
 TEST_F(TlsContextTest, NothingOfAnEarlierServerIsLeft) {
     EXPECT_FALSE(takes("192.0.2.1", "DNS:broker.test"));
-    EXPECT_NE(context->refusal(), "");
+    EXPECT_NE(m_context->refusal(), "");
     EXPECT_TRUE(takes("broker.test", "DNS:broker.test"));
-    EXPECT_EQ(context->refusal(), "");
-    EXPECT_TRUE(context->isAgreed());
+    EXPECT_EQ(m_context->refusal(), "");
+    EXPECT_TRUE(m_context->isAgreed());
     EXPECT_TRUE(takes("192.0.2.1", "IP:192.0.2.1"));
     EXPECT_FALSE(takes("other.test", "DNS:broker.test"));
-    ASSERT_TRUE(context->expect("other.test"));
-    EXPECT_EQ(context->refusal(), "");
-    EXPECT_FALSE(context->isAgreed());
+    ASSERT_TRUE(m_context->expect("other.test"));
+    EXPECT_EQ(m_context->refusal(), "");
+    EXPECT_FALSE(m_context->isAgreed());
 }
 
 TEST_F(TlsContextTest, AnUnknownAuthorityIsRefused) {
     trust(Authority());
     EXPECT_FALSE(takes("broker.test", "DNS:broker.test"));
-    EXPECT_NE(context->refusal(), "");
+    EXPECT_NE(m_context->refusal(), "");
 }
 
 // Also where the system's own rules would let them pass.
 TEST_F(TlsContextTest, VersionsOfBefore12AreRefused) {
-    SSL_CTX_set_security_level(context->native(), 0);
+    SSL_CTX_set_security_level(m_context->native(), 0);
     for (const int version : {TLS1_VERSION, TLS1_1_VERSION}) {
-        ASSERT_TRUE(context->expect("broker.test"));
+        ASSERT_TRUE(m_context->expect("broker.test"));
         EXPECT_FALSE(handshake("DNS:broker.test", version)) << version;
     }
     for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
-        ASSERT_TRUE(context->expect("broker.test"));
+        ASSERT_TRUE(m_context->expect("broker.test"));
         EXPECT_TRUE(handshake("DNS:broker.test", version)) << version;
     }
 }

@@ -6,7 +6,7 @@ using namespace QoPlayer::mqtt;
 
 namespace {
 
-bool isDownTopic(const std::string& topic, int& cmd) {
+bool IsDownTopic(const std::string& topic, int& cmd) {
     return CmdOfDownTopic("qolive/c/12345678", topic.c_str(), cmd);
 }
 
@@ -19,9 +19,9 @@ TEST(Wire, TopicsNameClientConnectionAndCommand) {
 
 TEST(Wire, ADownTopicNamesItsCommand) {
     int cmd = 0;
-    ASSERT_TRUE(isDownTopic("qolive/c/12345678/down/42", cmd));
+    ASSERT_TRUE(IsDownTopic("qolive/c/12345678/down/42", cmd));
     EXPECT_EQ(cmd, 42);
-    ASSERT_TRUE(isDownTopic("qolive/c/12345678/down/-3", cmd));
+    ASSERT_TRUE(IsDownTopic("qolive/c/12345678/down/-3", cmd));
     EXPECT_EQ(cmd, -3);
 }
 
@@ -32,7 +32,7 @@ TEST(Wire, OtherTopicsAreNotDownTopics) {
           "qolive/c/12345678/down/4/5", "qolive/c/12345678/down/99999999999999999999",
           "qolive/c/12345678/up/4", "qolive/d/12345678/down/4", "qolive/c/12345678/down/ 4",
           "qolive/c/12345678/down/+4"})
-        EXPECT_FALSE(isDownTopic(topic, cmd)) << topic;
+        EXPECT_FALSE(IsDownTopic(topic, cmd)) << topic;
 }
 
 TEST(Wire, AHeadTravelsWithoutItsFinalLineBreak) {

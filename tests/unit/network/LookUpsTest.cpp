@@ -25,7 +25,7 @@ struct Gate {
 std::unique_ptr<Gate> gate;
 std::atomic<int> asked{0};
 
-Literals resolve(const std::string& host) {
+Literals Resolve(const std::string& host) {
     ++asked;
     if (host.rfind("hang", 0) == 0) std::shared_future<void>(gate->opened).wait();
     if (host == "nowhere.test") return {};
@@ -40,28 +40,28 @@ protected:
     void SetUp() override {
         gate = std::make_unique<Gate>();
         asked = 0;
-        qolive::SetNameResolver(resolve);
+        qolive::SetNameResolver(Resolve);
     }
 
     static auto soon() { return steady_clock::now() + 60s; }
 
     Literals found(const std::string& host) {
-        const auto lookUp = lookUps.begin(host);
+        const auto lookUp = m_lookUps.begin(host);
         return lookUp && lookUp->waitUntil(soon()) ? lookUp->literals() : Literals();
     }
 
-    LookUps lookUps{kMost};
+    LookUps m_lookUps{kMost};
 };
 
 TEST_F(LookUpsTest, GiveWhatTheResolverFindsInItsOrder) {
     EXPECT_EQ(found("good.test"), (Literals{"192.0.2.1", "2001:db8::1"}));
-    const auto nowhere = lookUps.begin("nowhere.test");
+    const auto nowhere = m_lookUps.begin("nowhere.test");
     EXPECT_TRUE(nowhere->waitUntil(soon()));
     EXPECT_TRUE(nowhere->literals().empty());
 }
 
 TEST_F(LookUpsTest, OneThatMemoryIsTooShortForEndsWithoutAResultAndTheNextOneHasOne) {
-    const auto cut = lookUps.begin("short.test");
+    const auto cut = m_lookUps.begin("short.test");
     EXPECT_TRUE(cut->waitUntil(soon()));
     EXPECT_TRUE(cut->literals().empty());
     EXPECT_FALSE(found("good.test").empty());
@@ -74,9 +74,9 @@ TEST_F(LookUpsTest, EachBeginAfterTheEndAsksAgain) {
 }
 
 TEST_F(LookUpsTest, OneThatHangsDelaysNoOtherAndIsJoined) {
-    const auto hanging = lookUps.begin("hang.test");
+    const auto hanging = m_lookUps.begin("hang.test");
     for (int i = 0; i < 100; ++i)
-        EXPECT_EQ(lookUps.begin("hang.test"), hanging);
+        EXPECT_EQ(m_lookUps.begin("hang.test"), hanging);
     EXPECT_FALSE(found("good.test").empty());
     EXPECT_FALSE(hanging->hasEnded());
     gate->open.set_value();
@@ -85,7 +85,7 @@ TEST_F(LookUpsTest, OneThatHangsDelaysNoOtherAndIsJoined) {
 }
 
 TEST_F(LookUpsTest, AllWhoWaitForOneHearOfItsEnd) {
-    const auto wait = [lookUp = lookUps.begin("hang.test")] {
+    const auto wait = [lookUp = m_lookUps.begin("hang.test")] {
         return lookUp->waitUntil(soon()) ? lookUp->literals().size() : 0;
     };
     auto first = std::async(std::launch::async, wait);
@@ -96,7 +96,7 @@ TEST_F(LookUpsTest, AllWhoWaitForOneHearOfItsEnd) {
 }
 
 TEST_F(LookUpsTest, AWaitEndsAtItsDeadlineHoweverLongTheResolverTakes) {
-    const auto hanging = lookUps.begin("hang.test");
+    const auto hanging = m_lookUps.begin("hang.test");
     const auto before = steady_clock::now();
     EXPECT_FALSE(hanging->waitUntil(before + 50ms));
     EXPECT_GE(steady_clock::now() - before, 50ms);
@@ -107,9 +107,9 @@ TEST_F(LookUpsTest, AWaitEndsAtItsDeadlineHoweverLongTheResolverTakes) {
 
 TEST_F(LookUpsTest, NoMoreThanTheirBoundRunAtATime) {
     for (int i = 0; i < kMost; ++i)
-        EXPECT_NE(lookUps.begin("hang" + std::to_string(i)), nullptr);
-    EXPECT_EQ(lookUps.begin("good.test"), nullptr);
-    EXPECT_NE(lookUps.begin("hang0"), nullptr) << "which runs";
+        EXPECT_NE(m_lookUps.begin("hang" + std::to_string(i)), nullptr);
+    EXPECT_EQ(m_lookUps.begin("good.test"), nullptr);
+    EXPECT_NE(m_lookUps.begin("hang0"), nullptr) << "which runs";
     gate->open.set_value();
     while (asked < kMost || found("good.test").empty())
         std::this_thread::yield();

@@ -8,13 +8,13 @@
 
 namespace {
 
-std::vector<unsigned char> bytesOf(const CLiveCommonInfo& info) {
+std::vector<unsigned char> BytesOf(const CLiveCommonInfo& info) {
     std::vector<unsigned char> bytes(sizeof info);
     std::memcpy(bytes.data(), &info, sizeof info);
     return bytes;
 }
 
-void setAll(CLiveCommonInfo& info, int number, bool on) {
+void SetAll(CLiveCommonInfo& info, int number, bool on) {
     info.SetTalkLiving(on, number);
     info.SetMicType(number);
     info.SetMixMode(number);
@@ -25,7 +25,7 @@ void setAll(CLiveCommonInfo& info, int number, bool on) {
 TEST(CLiveCommonInfoFork, TheChildReadsNothing) {
     CLiveCommonInfo info;
     info.SetTalkLiving(false, 1);
-    setAll(info, 2, true);
+    SetAll(info, 2, true);
     ASSERT_TRUE(info.GetIsClientMix());
     InForkedChild([&info] {
         EXPECT_FALSE(info.IsTalkLiving());
@@ -42,11 +42,11 @@ TEST(CLiveCommonInfoFork, TheChildReadsNothing) {
 
 TEST(CLiveCommonInfoFork, TheChildChangesNothing) {
     CLiveCommonInfo info;
-    setAll(info, 2, true);
+    SetAll(info, 2, true);
     InForkedChild([&info] {
-        const auto before = bytesOf(info);
-        setAll(info, 3, false);
-        EXPECT_TRUE(bytesOf(info) == before);
+        const auto before = BytesOf(info);
+        SetAll(info, 3, false);
+        EXPECT_TRUE(BytesOf(info) == before);
     });
 }
 

@@ -10,9 +10,9 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr int mapPid = 0x1000;
-constexpr int videoPid = 0x100;
-constexpr int audioPid = 0x101;
+constexpr int kMapPid = 0x1000;
+constexpr int kVideoPid = 0x100;
+constexpr int kAudioPid = 0x101;
 
 void Append(Bytes& to, const Bytes& more) {
     to.insert(to.end(), more.begin(), more.end());
@@ -43,8 +43,8 @@ public:
         return Packet(0, true, {0, 0, 0xb0, 13, 0, 1, 0xc1, 0, 0, 0, 1, 0xf0, 0, 0, 0, 0, 0});
     }
     Bytes Streams(std::uint8_t video = 0x1b, std::uint8_t audio = 0x0f) {
-        return Packet(mapPid, true, {0,    2, 0xb0, 23, 0,     1,    0xc1, 0,    0, 0xe1, 0, 0xf0, 0, video,
-                                     0xe1, 0, 0xf0, 0,  audio, 0xe1, 1,    0xf0, 0, 0,    0, 0,    0});
+        return Packet(kMapPid, true, {0,    2, 0xb0, 23, 0,     1,    0xc1, 0,    0, 0xe1, 0, 0xf0, 0, video,
+                                      0xe1, 0, 0xf0, 0,  audio, 0xe1, 1,    0xf0, 0, 0,    0, 0,    0});
     }
     Bytes Frame(int pid, const Bytes& content) {
         Bytes pes{0, 0, 1, 0xe0, 0, 0, 0x80, 0x80, 5, 0x21, 0, 1, 0, 1};
@@ -96,16 +96,16 @@ TEST_F(TsReaderTest, AnUnknownCodecIsNamedByItsNumber) {
 
 TEST_F(TsReaderTest, APictureCountsWithoutItsDelimiter) {
     ReadTables();
-    Read(m_writer.Frame(videoPid, {0, 0, 0, 1, 9, 0xf0, 0, 0, 0, 1, 0x65, 1, 2, 3}));
-    Read(m_writer.Frame(videoPid, {0, 0, 0, 1, 0x41, 1, 2}));
+    Read(m_writer.Frame(kVideoPid, {0, 0, 0, 1, 9, 0xf0, 0, 0, 0, 1, 0x65, 1, 2, 3}));
+    Read(m_writer.Frame(kVideoPid, {0, 0, 0, 1, 0x41, 1, 2}));
     EXPECT_EQ(Totals().video.frames, 2);
     EXPECT_EQ(Totals().video.bytes, 8 + 7);
 }
 
 TEST_F(TsReaderTest, APictureMaySpanPackets) {
     ReadTables();
-    Read(m_writer.Frame(videoPid, Bytes(100, 7)));
-    Read(m_writer.Packet(videoPid, false, Bytes(184, 7)));
+    Read(m_writer.Frame(kVideoPid, Bytes(100, 7)));
+    Read(m_writer.Packet(kVideoPid, false, Bytes(184, 7)));
     EXPECT_EQ(m_reader.Totals().video.frames, 0) << "a picture is complete when the next begins";
     EXPECT_EQ(Totals().video.frames, 1);
     EXPECT_EQ(Totals().video.bytes, 284);
@@ -115,7 +115,7 @@ TEST_F(TsReaderTest, SoundCountsByAdtsFramesWithoutTheirHeaders) {
     ReadTables();
     Bytes two = Adts(40);
     Append(two, Adts(50));
-    Read(m_writer.Frame(audioPid, two));
+    Read(m_writer.Frame(kAudioPid, two));
     EXPECT_EQ(Totals().audio.frames, 2);
     EXPECT_EQ(Totals().audio.bytes, 90);
     EXPECT_EQ(Totals().faultyPackets, 0);
@@ -125,36 +125,36 @@ TEST_F(TsReaderTest, SoundThatIsCutShortIsAFault) {
     ReadTables();
     Bytes cut = Adts(40);
     cut.pop_back();
-    Read(m_writer.Frame(audioPid, cut));
+    Read(m_writer.Frame(kAudioPid, cut));
     EXPECT_EQ(Totals().audio.frames, 0);
     EXPECT_EQ(Totals().faultyPackets, 1);
 }
 
 TEST_F(TsReaderTest, GapsInTheCountersAreLostPackets) {
     ReadTables();
-    Read(m_writer.Frame(videoPid, {1}));
-    m_writer.Skip(videoPid, 3);
-    Read(m_writer.Frame(videoPid, {1}));
+    Read(m_writer.Frame(kVideoPid, {1}));
+    m_writer.Skip(kVideoPid, 3);
+    Read(m_writer.Frame(kVideoPid, {1}));
     EXPECT_EQ(Totals().lostPackets, 3);
 }
 
 TEST_F(TsReaderTest, ARepeatedPacketIsNoLoss) {
     ReadTables();
-    Read(m_writer.Frame(videoPid, {1}));
-    m_writer.Skip(videoPid, 15);
-    Read(m_writer.Frame(videoPid, {1}));
+    Read(m_writer.Frame(kVideoPid, {1}));
+    m_writer.Skip(kVideoPid, 15);
+    Read(m_writer.Frame(kVideoPid, {1}));
     EXPECT_EQ(Totals().lostPackets, 0);
 }
 
 TEST_F(TsReaderTest, WhatComesBeforeTheTablesIsNotCounted) {
-    Read(m_writer.Frame(videoPid, {1, 2, 3}));
+    Read(m_writer.Frame(kVideoPid, {1, 2, 3}));
     EXPECT_EQ(Totals().video.frames, 0);
     EXPECT_EQ(Totals().packets, 1);
 }
 
 TEST_F(TsReaderTest, AFrameWhoseBeginningWasMissedIsNotCounted) {
     ReadTables();
-    Read(m_writer.Packet(videoPid, false, Bytes(184, 7)));
+    Read(m_writer.Packet(kVideoPid, false, Bytes(184, 7)));
     EXPECT_EQ(Totals().video.frames, 0);
 }
 
@@ -169,17 +169,17 @@ TEST_F(TsReaderTest, APacketWithoutTheSyncByteOrCutShortIsAFault) {
 
 TEST_F(TsReaderTest, AFrameHeaderThatPointsBeyondItsEndIsAFault) {
     ReadTables();
-    Read(m_writer.Packet(videoPid, true, {0, 0, 1, 0xe0, 0, 0, 0x80, 0x80, 200, 1}));
-    Read(m_writer.Packet(videoPid, true, {0, 0, 1}));
+    Read(m_writer.Packet(kVideoPid, true, {0, 0, 1, 0xe0, 0, 0, 0x80, 0x80, 200, 1}));
+    Read(m_writer.Packet(kVideoPid, true, {0, 0, 1}));
     EXPECT_EQ(Totals().faultyPackets, 2);
     EXPECT_EQ(Totals().video.frames, 0);
 }
 
 TEST_F(TsReaderTest, AFrameThatNeverEndsDoesNotGrowTheProcess) {
     ReadTables();
-    Read(m_writer.Frame(videoPid, {1}));
+    Read(m_writer.Frame(kVideoPid, {1}));
     for (int i = 0; i < 200000; ++i) {
-        Read(m_writer.Packet(videoPid, false, Bytes(184, 7)));
+        Read(m_writer.Packet(kVideoPid, false, Bytes(184, 7)));
     }
     EXPECT_LT(Totals().video.bytes, 17 << 20);
 }
