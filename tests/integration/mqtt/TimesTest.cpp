@@ -434,6 +434,16 @@ TEST_F(StatusTimesTest, AfterALossItTellsOfItUntilTheNextServerAnswers) {
     EXPECT_EQ(m_seen.reason.find("connection to " + nameOf(m_first) + " lost: "), 0U) << m_seen.reason;
 }
 
+TEST_F(StatusTimesTest, AfterARefusalItIsRefusedThroughThePauseAndTheNextRound) {
+    first.connectCode = 0x87;
+    second.answersConnect = false;
+    use({first.port(), second.port()});
+    runAndLookAt(30s);
+    EXPECT_GT(offersToSecond.size(), 2U);
+    EXPECT_EQ(seen.state, MsgCenterState::Refused);
+    EXPECT_EQ(seen.reason, "cannot connect to " + nameOf(first) + ": refused by the server: Not authorized");
+}
+
 TEST_F(StatusTimesTest, AStopIsNotFollowedByAWaitForTheNextRound) {
     std::vector<MsgCenterState> states;
     const auto note = [](void* noted, MsgCenterState next, const char*) {

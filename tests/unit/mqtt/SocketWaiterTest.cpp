@@ -4,6 +4,7 @@
 #include <mosquitto.h>
 
 #include <atomic>
+#include <chrono>
 #include <thread>
 
 using QoPlayer::mqtt::SocketWaiter;
@@ -19,6 +20,16 @@ TEST(SocketWaiterTest, AWakeUpBeforeTheWaitEndsIt) {
     waiter.wake();
     waiter.wake();
     waiter.wait(60'000);
+}
+
+// Or a network thread that was woken once would never rest again.
+TEST(SocketWaiterTest, AWakeUpEndsOneWaitOnly) {
+    SocketWaiter waiter;
+    waiter.wake();
+    waiter.wait(60'000);
+    const auto before = SocketWaiter::Clock::now();
+    waiter.wait(50);
+    EXPECT_GE(SocketWaiter::Clock::now() - before, std::chrono::milliseconds(40));  // clocks are coarse
 }
 
 TEST(SocketWaiterTest, EveryWakeUpEndsAWait) {
