@@ -16,8 +16,8 @@
 #include "data_report/StreamQualityReport.h"
 #include "data_report/StreamQulityData.h"
 
-// What the host's pipeline pays for feeding a stream, what a message id costs, and what it costs to hand over a
-// quality record; each beside the least that could do the same.
+// What the host's pipeline pays for feeding a stream, what a message id costs, and what it costs to hand over
+// a quality record; each beside the least that could do the same.
 
 namespace {
 

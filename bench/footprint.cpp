@@ -1,5 +1,6 @@
-// What the library costs a host that broadcasts: processor time of the library's threads and resident memory of the
-// process, minute by minute, with a heartbeat on two connections and four sampled streams. scripts/footprint runs it.
+// What the library costs a host that broadcasts: processor time of the library's threads and resident memory
+// of the process, minute by minute, with a heartbeat on two connections and four sampled streams.
+// scripts/footprint runs it.
 
 #include <dirent.h>
 #include <unistd.h>

@@ -7,7 +7,8 @@
 #include "heartbeat/LiveHeartReport.h"
 #include "platform/Log.h"
 
-// The heartbeat over a message center that accepts everything and does nothing: what the library itself costs.
+// The heartbeat over a message center that accepts everything and does nothing: what the library itself
+// costs.
 
 namespace {
 

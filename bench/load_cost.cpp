@@ -1,5 +1,5 @@
-// What it costs a host to load the library and to have everything of it at rest: time, resident memory and threads, one
-// "name value" a line. scripts/figures runs it.
+// What it costs a host to load the library and to have everything of it at rest: time, resident memory and
+// threads, one "name value" a line. scripts/figures runs it.
 //
 // usage: qolive_load_cost LIBRARY
 

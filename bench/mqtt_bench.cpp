@@ -18,8 +18,8 @@
 #include "platform/MsgCenter.h"
 #include "support/Eventually.h"
 
-// The message center beside a bare libmosquitto publish loop: the same broker, payload, QoS and properties, and
-// the same client that receives.
+// The message center beside a bare libmosquitto publish loop: the same broker, payload, QoS and properties,
+// and the same client that receives.
 
 namespace {
 

@@ -20,8 +20,8 @@ struct Program {
     int (*run)(const Options& options);  ///< its result is the exit status
 };
 
-/// The result of `work`. What it throws is told in one line on standard error instead, and the result is 2 for
-/// a UsageError and 1 for anything else.
+/// The result of `work`. What it throws is told in one line on standard error instead, and the result is 2
+/// for a UsageError and 1 for anything else.
 int Guarded(const char* program, const std::function<int()>& work);
 
 /// The whole main function of `program`: answers --help and --version, and otherwise lets it run with SIGINT

@@ -68,7 +68,8 @@ class Lines {
 public:
     explicit Lines(std::size_t columns) : m_columns(columns) {}
 
-    // In the line that is being filled where it fits, else in the next where it fits there, else word by word.
+    // In the line that is being filled where it fits, else in the next where it fits there, else word by
+    // word.
     void AddPart(std::string_view part) {
         if (Fits(kPartMark, part)) return Append(kPartMark, part);
         if (Columns(part) <= m_columns) return Begin(part);

@@ -25,13 +25,14 @@ struct PlannedStream {
     StreamSettings settings;
 };
 
-/// The streams of `options`, each with an address of its own: over UDP every other port from the given one on,
-/// over RTMP the stream's name at the end of the key. Throws apps::UsageError when a setting cannot be met.
+/// The streams of `options`, each with an address of its own: over UDP every other port from the given one
+/// on, over RTMP the stream's name at the end of the key. Throws apps::UsageError when a setting cannot be
+/// met.
 std::vector<PlannedStream> PlanStreams(const BroadcastOptions& options);
 
 /// The host's streams: their pipelines, their reports, what the heartbeat says of their being sent and what
-/// the terminal shows of them. A stream that is lost, or whose address does not answer, is tried again after a
-/// pause that grows. For one thread.
+/// the terminal shows of them. A stream that is lost, or whose address does not answer, is tried again after
+/// a pause that grows. For one thread.
 class Broadcast {
 public:
     /// Throws apps::UsageError when a setting cannot be met, the input file cannot be read or the file of
@@ -43,10 +44,12 @@ public:
 
     /// Starts reporting and all streams. Does nothing without a publish address. Returns at once.
     void Start();
-    /// To be called every now and then: reports what is due, shows figures every 5 s, writes them every second.
+    /// To be called every now and then: reports what is due, shows figures every 5 s, writes them every
+    /// second.
     void Turn();
-    /// Ends all streams and their reports. Says what did not work, for the user to read: a line for each stream
-    /// that was not being sent any more, with the reason, and one for figures that could not be written.
+    /// Ends all streams and their reports. Says what did not work, for the user to read: a line for each
+    /// stream that was not being sent any more, with the reason, and one for figures that could not be
+    /// written.
     std::vector<std::string> Stop();
 
 private:

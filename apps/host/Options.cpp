@@ -34,8 +34,8 @@ void CheckAddress(const std::string& name, const std::string& address) {
     apps::ParseWhole("a port in " + name, address.substr(colon + 1), 1, 65535);
 }
 
-// The library splits an address at its first colon, so it takes IPv6 literals as Windows writes them in names of
-// shares: [2001:db8::1]:8883 becomes 2001-db8--1.ipv6-literal.net:8883.
+// The library splits an address at its first colon, so it takes IPv6 literals as Windows writes them in names
+// of shares: [2001:db8::1]:8883 becomes 2001-db8--1.ipv6-literal.net:8883.
 std::string WithoutColons(const std::string& name, const std::string& address) {
     const auto end = address.find("]:");
     const std::string literal = address.substr(1, end == std::string::npos ? end : end - 1);

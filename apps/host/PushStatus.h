@@ -2,8 +2,8 @@
 
 namespace host {
 
-/// Keeps what the heartbeat says of one stream true: while nothing of the stream is being sent its push status
-/// is 0, and then again what the host had set. For one thread.
+/// Keeps what the heartbeat says of one stream true: while nothing of the stream is being sent its push
+/// status is 0, and then again what the host had set. For one thread.
 class PushStatus {
 public:
     /// `number`: 1 = the anchor's stream, 2 = the co-host's, 3 = the mix; the heartbeat knows no others.

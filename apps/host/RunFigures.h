@@ -17,7 +17,8 @@ std::string CenterText(const std::string& name, const Bas::CenterStatus& status,
 std::string QueuesText(const data_report::RecordCounters& records,
                        const live_heartbeat::CommandCounters& commands);
 
-/// What the library tells at the end of a run: what its centers did while they ran, and the messages to the very last.
+/// What the library tells at the end of a run: what its centers did while they ran, and the messages to the
+/// very last.
 class RunFigures {
 public:
     /// Notes what the centers are doing; to be made before they are stopped.

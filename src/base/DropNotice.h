@@ -5,8 +5,8 @@
 
 namespace qolive {
 
-/// What has been dropped and not been told of. A flood of drops becomes one line a second. Used under a lock of its
-/// owner's.
+/// What has been dropped and not been told of. A flood of drops becomes one line a second. Used under a lock
+/// of its owner's.
 class DropNotice {
 public:
     void add() { ++m_untold; }

@@ -3,8 +3,9 @@
 // Marks what the shared library exports. Everything else is hidden (the library is built with hidden
 // visibility).
 //
-// QOLIVE_TYPE stands in a class that hosts derive from: its type information and its table of virtual operations
-// are exported as well (on Windows by src/exported.def). QOLIVE_LOCAL stands in front of its members that are not.
+// QOLIVE_TYPE stands in a class that hosts derive from: its type information and its table of virtual
+// operations are exported as well (on Windows by src/exported.def). QOLIVE_LOCAL stands in front of its
+// members that are not.
 //
 // QOLIVE_REPORT_BUILDING is set while the library itself is compiled, QOLIVE_REPORT_STATIC for code that
 // links the library's objects into the same binary (its own tests).

@@ -51,8 +51,8 @@ inline Json::Value WithOnlyUtf8(const Json::Value& value) {
 inline std::string WriteCompactJson(const Json::Value& value) {
     Json::FastWriter writer;
     std::string text = writer.write(value);
-    // The writer escapes what is not ASCII, so most texts need no closer look. Broken characters are replaced before
-    // it sees them: it takes the bytes behind for a part of them.
+    // The writer escapes what is not ASCII, so most texts need no closer look. Broken characters are replaced
+    // before it sees them: it takes the bytes behind for a part of them.
     const bool isAscii = text.find("\\u") == std::string::npos;
     if (isAscii || HoldsOnlyUtf8(value)) return text;
     return writer.write(WithOnlyUtf8(value));
@@ -68,8 +68,8 @@ inline bool NestsDeeperThan(int levels, const Json::Value& value) {
     return std::any_of(value.begin(), value.end(), deeper);
 }
 
-/// Raises std::length_error when `value` nests too deep to be read again; to copy or to write it could exhaust
-/// the stack.
+/// Raises std::length_error when `value` nests too deep to be read again; to copy or to write it could
+/// exhaust the stack.
 inline void RequireReadableDepth(const Json::Value& value) {
     if (NestsDeeperThan(kDeepestJson, value)) throw std::length_error("JSON nested deeper than 1000 levels");
 }

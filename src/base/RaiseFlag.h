@@ -6,9 +6,10 @@
 
 namespace qolive {
 
-/// Sets `flag`, which threads look at while they hold `mutex` and before they wait on `condition`, and wakes them all.
-/// The flag is set without the mutex, so that whoever looks at it without waiting learns of it at once. The mutex is
-/// passed through before the wake-up: a thread that waits either sees the flag or waits already.
+/// Sets `flag`, which threads look at while they hold `mutex` and before they wait on `condition`, and wakes
+/// them all. The flag is set without the mutex, so that whoever looks at it without waiting learns of it at
+/// once. The mutex is passed through before the wake-up: a thread that waits either sees the flag or waits
+/// already.
 inline void RaiseFlag(std::atomic<bool>& flag, Mutex& mutex, ConditionVariable& condition)
     QOLIVE_EXCLUDES(mutex) {
     flag = true;

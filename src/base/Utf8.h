@@ -25,8 +25,8 @@ inline std::size_t LengthFrom(unsigned lead) {
     return lead < 0xf0 ? 3 : 4;
 }
 
-/// Whether `second` may follow `lead`: no character has two encodings, half surrogates are none, and the last is
-/// U+10FFFF.
+/// Whether `second` may follow `lead`: no character has two encodings, half surrogates are none, and the last
+/// is U+10FFFF.
 inline bool MayFollow(unsigned lead, unsigned second) {
     if (second < 0x80 || second > 0xbf) return false;
     if (lead == 0xe0) return second >= 0xa0;

@@ -21,10 +21,10 @@
 // nothing done unless the function says otherwise. Functions that only hand something over return
 // QOLIVE_DONE. Nothing is ever thrown across this interface.
 //
-// Texts are UTF-8, a pointer and a length in bytes without terminator. They are not checked, and may hold zero
-// bytes. What is not UTF-8 in them is read back as it was given, and arrives at a server as U+FFFD. A null
-// pointer with length 0 is the empty text; a null pointer with another length is refused. Texts are only read
-// during the call.
+// Texts are UTF-8, a pointer and a length in bytes without terminator. They are not checked, and may hold
+// zero bytes. What is not UTF-8 in them is read back as it was given, and arrives at a server as U+FFFD. A
+// null pointer with length 0 is the empty text; a null pointer with another length is refused. Texts are only
+// read during the call.
 //
 // Text results go to a buffer of the caller: `capacity` bytes may be written, nothing is added behind the
 // text, and `*length` receives the full length. A text that does not fit is not written at all and the result
@@ -86,11 +86,11 @@ QOLIVE_API const char* qolive_version_text(void) QOLIVE_NOTHROW;
 // -------------------------------------------------------------------------------------------------- log
 
 /// Receives one finished log line, terminated by a zero byte, without a line break at its end; the text may
-/// hold what a server sent, so who writes lines escapes control characters. `level` is 2 for nearly
-/// all lines, and 4 for a server address that was refused and where a thread or memory is wanting. Lines of the
-/// message center ("[msgcenter] sdklog: warning: main: ...") are of level 2, with their severity (info, warning,
-/// error) and the center (main, backup) in the text. Called on any thread of the host and of the library,
-/// several at once. It must not call back into the library, nor throw.
+/// hold what a server sent, so who writes lines escapes control characters. `level` is 2 for nearly all
+/// lines, and 4 for a server address that was refused and where a thread or memory is wanting. Lines of the
+/// message center ("[msgcenter] sdklog: warning: main: ...") are of level 2, with their severity (info,
+/// warning, error) and the center (main, backup) in the text. Called on any thread of the host and of the
+/// library, several at once. It must not call back into the library, nor throw.
 typedef void (*qolive_log_sink)(void* user, int level, const char* line);
 
 /// SetLogSink: hands every later line to `sink`, null for the default (standard error). When it returns, no
@@ -168,7 +168,8 @@ typedef struct qolive_heart_base_config {
 /// CMsgCenterFactory::Start: configures and starts the main and the backup center; they connect in the
 /// background. `config` is {"gatewayDns":{"main":["host:port"...],"backup":[...]},"accessToken":"...",
 /// "expireTime":0}. 1 started, 2 already started, 0 not started (`config` is empty, not JSON or not of this
-/// form, or the center refused; a log line says why). Waits for another thread's call of this function or of qolive_centers_stop.
+/// form, or the center refused; a log line says why). Waits for another thread's call of this function or of
+/// qolive_centers_stop.
 QOLIVE_API int32_t qolive_centers_start(const char* config, size_t config_length,
                                         const qolive_heart_base_config* base) QOLIVE_NOTHROW;
 
@@ -199,13 +200,13 @@ typedef struct qolive_center_status {
     int32_t state;     ///< QOLIVE_CENTER_...
 } qolive_center_status;
 
-/// Bas::GetCenterStatus: of the main center when `main_center` is not 0, else of the backup center. QOLIVE_TOO_SMALL when
-/// the reason does not fit; state, time and length are written all the same.
+/// Bas::GetCenterStatus: of the main center when `main_center` is not 0, else of the backup center.
+/// QOLIVE_TOO_SMALL when the reason does not fit; state, time and length are written all the same.
 QOLIVE_API int32_t qolive_centers_get_status(int32_t main_center,
                                              qolive_center_status* status) QOLIVE_NOTHROW;
 
-/// Bas::CenterCounters: what has become of the messages of one center since the process began. At any moment `accepted` is
-/// the sum of `acknowledged`, `refused`, the four `dropped_` and `waiting`.
+/// Bas::CenterCounters: what has become of the messages of one center since the process began. At any moment
+/// `accepted` is the sum of `acknowledged`, `refused`, the four `dropped_` and `waiting`.
 typedef struct qolive_center_counters {
     size_t size;
     uint64_t accepted;                  ///< taken by the center
@@ -228,31 +229,32 @@ typedef struct qolive_center_counters {
 QOLIVE_API int32_t qolive_centers_get_counters(int32_t main_center,
                                                qolive_center_counters* counters) QOLIVE_NOTHROW;
 
-/// Bas::CenterStatusSink: the state of the main center (`main_center` 1) or the backup center (0), or its reason, has
-/// changed. `reason` ends with a zero byte and is valid during the call only. Called on threads of the library, one call at a
-/// time for each center. It must return soon, because its center waits for it, and must not throw. The status and the
-/// counters may be read in it and the access token renewed; qolive_centers_start and _stop do nothing there, and no sink
-/// may be set.
+/// Bas::CenterStatusSink: the state of the main center (`main_center` 1) or the backup center (0), or its
+/// reason, has changed. `reason` ends with a zero byte and is valid during the call only. Called on threads
+/// of the library, one call at a time for each center. It must return soon, because its center waits for it,
+/// and must not throw. The status and the counters may be read in it and the access token renewed;
+/// qolive_centers_start and _stop do nothing there, and no sink may be set.
 typedef void (*qolive_center_status_sink)(void* user, int main_center, int state, const char* reason);
 
-/// Bas::SetCenterStatusSink: hands every later change to `sink`, null for none. When it returns, no thread is inside the
-/// previous sink and none enters it. Blocks while a call of the previous sink runs.
+/// Bas::SetCenterStatusSink: hands every later change to `sink`, null for none. When it returns, no thread is
+/// inside the previous sink and none enters it. Blocks while a call of the previous sink runs.
 QOLIVE_API int32_t qolive_centers_set_status_sink(qolive_center_status_sink sink, void* user) QOLIVE_NOTHROW;
 
-/// Bas::RenewAccessToken: a new access token for the centers that are started, without a restart; `expire_time` in seconds
-/// since 1970-01-01 UTC, 0 = never. The next connection is made with it, at once where the old one has expired or was refused.
-/// 1 when a center has taken it, 0 when none is started or the token is longer than 65535 bytes or holds a zero byte. It is
-/// never logged. May be called inside the status sink.
+/// Bas::RenewAccessToken: a new access token for the centers that are started, without a restart;
+/// `expire_time` in seconds since 1970-01-01 UTC, 0 = never. The next connection is made with it, at once
+/// where the old one has expired or was refused. 1 when a center has taken it, 0 when none is started or the
+/// token is longer than 65535 bytes or holds a zero byte. It is never logged. May be called inside the status
+/// sink.
 QOLIVE_API int32_t qolive_centers_renew_access_token(const char* token, size_t token_length,
                                                      int64_t expire_time) QOLIVE_NOTHROW;
 
-/// A message center: QoPlayer::MsgCenter* in C++, for a host that has that class from the message-center library which it
-/// had linked in. No function here takes one, `main_center` says which center is meant; without the class it only tells
-/// one center from the other.
+/// A message center: QoPlayer::MsgCenter* in C++, for a host that has that class from the message-center
+/// library which it had linked in. No function here takes one, `main_center` says which center is meant;
+/// without the class it only tells one center from the other.
 typedef struct qolive_message_center qolive_message_center;
 
-/// CMsgCenterFactory::GetFactoryObj: the main center when `main_center` is not 0, else the backup center. Never null, the
-/// same from the first call on, and not to be freed.
+/// CMsgCenterFactory::GetFactoryObj: the main center when `main_center` is not 0, else the backup center.
+/// Never null, the same from the first call on, and not to be freed.
 QOLIVE_API int32_t qolive_centers_get(int32_t main_center, qolive_message_center** center) QOLIVE_NOTHROW;
 
 // ------------------------------------------------------------------------- heartbeat: LiveHeartReport
@@ -344,9 +346,10 @@ QOLIVE_API int32_t qolive_heartbeat_get_last_report_tm(int64_t* main_ms, int64_t
 /// isConnecting: 1 when the main or the backup heartbeat connection is up, else 0.
 QOLIVE_API int32_t qolive_heartbeat_is_connecting(void) QOLIVE_NOTHROW;
 
-/// sendComand: queues one command, any text; 1 queued, 0 when no heartbeat runs. At most 21 wait: a further one
-/// drops the oldest. They wait while connected as well, for up to 200 ms, until the heartbeat thread comes to them:
-/// of a burst of more than 21 the last 21 leave. Drops are logged, in one line a second at most, and counted.
+/// sendComand: queues one command, any text; 1 queued, 0 when no heartbeat runs. At most 21 wait: a further
+/// one drops the oldest. They wait while connected as well, for up to 200 ms, until the heartbeat thread
+/// comes to them: of a burst of more than 21 the last 21 leave. Drops are logged, in one line a second at
+/// most, and counted.
 QOLIVE_API int32_t qolive_heartbeat_send_command(int32_t biz_type, const char* data,
                                                  size_t data_length) QOLIVE_NOTHROW;
 
@@ -376,9 +379,9 @@ QOLIVE_API int32_t qolive_heartbeat_stop(void) QOLIVE_NOTHROW;
 
 /// startLiveheart: `config` is {"heartbeatMode":1}, with which (or without the member) the heartbeat is
 /// started, on the backup center too when that is started; any other integer stops it. 1 started, 2 was
-/// running or is switched off (`*mode` tells), 0 when `config` is empty, not JSON, or JSON but neither an object
-/// nor null (which counts as an empty object), or the heartbeat could not be started. `*mode` is left as it is
-/// when `config` names no integer mode.
+/// running or is switched off (`*mode` tells), 0 when `config` is empty, not JSON, or JSON but neither an
+/// object nor null (which counts as an empty object), or the heartbeat could not be started. `*mode` is left
+/// as it is when `config` names no integer mode.
 QOLIVE_API int32_t qolive_heartbeat_manager_start(const char* config, size_t config_length,
                                                   int32_t* mode) QOLIVE_NOTHROW;
 
@@ -502,8 +505,8 @@ QOLIVE_API int32_t qolive_streams_send_stream_report(const char* record, size_t 
                                                      size_t capacity,
                                                      size_t* sent_head_length) QOLIVE_NOTHROW;
 
-/// data_report::RecordCounters: what has become of the records since the process began. Once nothing is on its way,
-/// `queued` is the sum of the next four.
+/// data_report::RecordCounters: what has become of the records since the process began. Once nothing is on
+/// its way, `queued` is the sum of the next four.
 typedef struct qolive_record_counters {
     size_t size;
     uint64_t queued;
@@ -518,9 +521,10 @@ typedef struct qolive_record_counters {
 /// GetRecordCounters. Works before qolive_streams_init too.
 QOLIVE_API int32_t qolive_streams_get_record_counters(qolive_record_counters* counters) QOLIVE_NOTHROW;
 
-/// SetRecordBound: how many records and how many bytes of them may wait for the connection; 0 = as many as come, as
-/// it is until this is called. Beyond either bound the oldest are dropped, at once and with each record that is
-/// queued, but for the newest one, which always stays. Drops are counted, and logged in one line a second at most.
+/// SetRecordBound: how many records and how many bytes of them may wait for the connection; 0 = as many as
+/// come, as it is until this is called. Beyond either bound the oldest are dropped, at once and with each
+/// record that is queued, but for the newest one, which always stays. Drops are counted, and logged in one
+/// line a second at most.
 QOLIVE_API int32_t qolive_streams_set_record_bound(uint64_t most_records, uint64_t most_bytes) QOLIVE_NOTHROW;
 
 #ifdef __cplusplus

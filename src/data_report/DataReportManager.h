@@ -57,15 +57,16 @@ class StreamQualityReport;
 ///
 /// Errors. Before Init has succeeded every operation does nothing. A stream id that was not started, or was
 /// stopped, is ignored, and so is a slot that does not exist; nothing is logged for either. Ids and texts are
-/// byte strings of any length. JSON is written in ASCII: what is not UTF-8 in a text or a member name arrives as
-/// U+FFFD, and nothing beside it is touched. What jsoncpp raises never leaves an operation. Out of memory raises
-/// std::bad_alloc, but from SendStreamReport and ReportEventData, which drop the record with a logged line.
+/// byte strings of any length. JSON is written in ASCII: what is not UTF-8 in a text or a member name arrives
+/// as U+FFFD, and nothing beside it is touched. What jsoncpp raises never leaves an operation. Out of memory
+/// raises std::bad_alloc, but from SendStreamReport and ReportEventData, which drop the record with a logged
+/// line.
 ///
-/// Queue. Records wait in order, without a limit (RecordQueueWatch.h can set one), until the connection is up.
-/// Each waiting record costs its two texts and about 140 bytes: with one sampled stream, whose quality record is
-/// 3.1 KiB, about 200 KiB for each hour without a connection. What waits goes out with the first record that is queued after the
-/// connection has come up. Records that the send thread has taken are lost when the connection goes down
-/// under it, with a logged line; RecordQueueWatch.h counts them.
+/// Queue. Records wait in order, without a limit (RecordQueueWatch.h can set one), until the connection is
+/// up. Each waiting record costs its two texts and about 140 bytes: with one sampled stream, whose quality
+/// record is 3.1 KiB, about 200 KiB for each hour without a connection. What waits goes out with the first
+/// record that is queued after the connection has come up. Records that the send thread has taken are lost
+/// when the connection goes down under it, with a logged line; RecordQueueWatch.h counts them.
 ///
 /// Process exit. The destructor ends the threads: it waits for the current second of the tick, whose quality
 /// records still go out, for one send and, with streams still started, for their pings (3 s each at most).
@@ -82,8 +83,9 @@ public:
 
     /// Opens the report channel on the main message center and starts the threads, whether the center has
     /// been started or not. True when the manager is enabled now; a call on an enabled manager changes
-    /// nothing and returns true. After a false (the reason is logged) it may be tried again. Several threads may call
-    /// it at once: one waits for another. Otherwise it does not block, and never waits for the network.
+    /// nothing and returns true. After a false (the reason is logged) it may be tried again. Several threads
+    /// may call it at once: one waits for another. Otherwise it does not block, and never waits for the
+    /// network.
     bool Init() { return start(); }
 
     /// Whether the channel's connection to the server is up right now. Does not block.
@@ -111,16 +113,16 @@ public:
 
     /// Reports what happened to a stream and queues the record that belongs to it, built on this thread. The
     /// record starts as a copy of `event`; for StreamStart and FirstFrame the library's keys are set in it,
-    /// so `event` is an object or null then. With anything else, and with an event that nests deeper than 1000
-    /// levels, nothing is sent and one line is logged. Until the server has accepted the stream, everything
-    /// but StreamStart is dropped.
+    /// so `event` is an object or null then. With anything else, and with an event that nests deeper than
+    /// 1000 levels, nothing is sent and one line is logged. Until the server has accepted the stream,
+    /// everything but StreamStart is dropped.
     QOLIVE_API void ReportEventData(const std::string& streamId, const EventTypeEnum& type,
                                     const Json::Value& event);
 
     /// Queues one record of the caller's own: sets "mid" in `head` to a new message id, writes both and
-    /// returns true. False, with `head` as it was, when the manager is not enabled, and, with one logged line,
-    /// when one of them nests deeper than 1000 levels, `head` is neither an object nor null, or memory is
-    /// short (`head` may hold "mid" then).
+    /// returns true. False, with `head` as it was, when the manager is not enabled, and, with one logged
+    /// line, when one of them nests deeper than 1000 levels, `head` is neither an object nor null, or memory
+    /// is short (`head` may hold "mid" then).
     QOLIVE_API bool SendStreamReport(const Json::Value& record, Json::Value& head);
 
     DataReportManager(const DataReportManager&) = delete;

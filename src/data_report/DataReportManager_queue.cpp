@@ -75,8 +75,8 @@ DataReportManager::Impl::SendQueue DataReportManager::Impl::TakeQueue(DataReport
     return batch;
 }
 
-// A message that memory is too short for is tried again, as one that is refused. A stop ends the repeats: the process
-// would not end otherwise.
+// A message that memory is too short for is tried again, as one that is refused. A stop ends the repeats: the
+// process would not end otherwise.
 void DataReportManager::Impl::SendBatch(DataReportManager& manager, SendQueue batch) {
     RecordTally& tally = manager.m_impl->tally;
     while (!batch.empty() && manager.m_bConnected) {

@@ -6,8 +6,9 @@
 
 namespace live_heartbeat {
 
-/// What has become of the commands that LiveHeartReport::sendComand took, since the process began and for all its
-/// heartbeats together. Each figure is right by itself; one that is read a moment later may fit another moment.
+/// What has become of the commands that LiveHeartReport::sendComand took, since the process began and for all
+/// its heartbeats together. Each figure is right by itself; one that is read a moment later may fit another
+/// moment.
 struct CommandCounters {
     std::uint64_t queued = 0;      ///< sendComand said true
     std::uint64_t handedOver = 0;  ///< the message center took them

@@ -36,8 +36,8 @@ class CriticalSection;
 /// never for the network. So do start and startBackUp; stop tells how long it takes.
 ///
 /// A host may derive from it and use the protected operations. All heartbeats of a process share the command
-/// numbers of the two centers, so one of them can be started at a time: the start of another returns 0, and its
-/// stop closes the sender of the first, which then sends nothing until it is stopped and started.
+/// numbers of the two centers, so one of them can be started at a time: the start of another returns 0, and
+/// its stop closes the sender of the first, which then sends nothing until it is stopped and started.
 ///
 /// Before the process exits the host calls stop: the destructor sends no final report and leaves the senders
 /// open. The connections end with a goodbye all the same, where the system lets threads live on to the end
@@ -54,8 +54,8 @@ public:
     QOLIVE_API LiveHeartReport(const LiveHeartReport& other);
     QOLIVE_API LiveHeartReport& operator=(const LiveHeartReport& other);
 
-    /// Waits for up to 1 s until the heartbeat thread no longer uses the object, then gives up the share in the
-    /// centers: the last one to do so ends their connections, which takes up to 1 s for each.
+    /// Waits for up to 1 s until the heartbeat thread no longer uses the object, then gives up the share in
+    /// the centers: the last one to do so ends their connections, which takes up to 1 s for each.
     QOLIVE_API virtual ~LiveHeartReport();
 
     /// The anchor goes live (`live` true) or stops. Marks if that is a change.
@@ -114,17 +114,18 @@ public:
 
     /// Queues a command for the server: {"bizType": `bizType`, "data": `data`}, with `data` as a JSON string
     /// whatever it holds. Commands leave in order as soon as the main connection is up, those that stop left
-    /// over after the next start. At most 21 wait: a further one drops the oldest. They wait while the connection
-    /// is up as well, for up to 200 ms, until the heartbeat thread comes to them: of a burst of more than 21 the
-    /// last 21 leave. Drops are told in the log, in one line a second at most, and counted
-    /// (CommandCounters.h). False when the heartbeat is not started or memory is short; nothing is queued then.
+    /// over after the next start. At most 21 wait: a further one drops the oldest. They wait while the
+    /// connection is up as well, for up to 200 ms, until the heartbeat thread comes to them: of a burst of
+    /// more than 21 the last 21 leave. Drops are told in the log, in one line a second at most, and counted
+    /// (CommandCounters.h). False when the heartbeat is not started or memory is short; nothing is queued
+    /// then.
     QOLIVE_API bool sendComand(int bizType, std::string data);
 
-    /// Opens the main and the command sender on the factory's main center and starts the heartbeat thread.
-    /// 1 = started; 2 = it was started already, or an earlier start failed and no stop has followed; 0 = the
+    /// Opens the main and the command sender on the factory's main center and starts the heartbeat thread. 1
+    /// = started; 2 = it was started already, or an earlier start failed and no stop has followed; 0 = the
     /// main sender could not be opened. The center may still be connecting, or not be started: reports begin
-    /// when it connects. When the system has no thread to give the result is 1 too, and a line of level 4 says
-    /// that nothing is sent: each further start, whose result is 2, tries the thread again.
+    /// when it connects. When the system has no thread to give the result is 1 too, and a line of level 4
+    /// says that nothing is sent: each further start, whose result is 2, tries the thread again.
     QOLIVE_API int start();
 
     /// Adds the sender on the factory's backup center. False when there is one already.
@@ -138,8 +139,8 @@ public:
     /// the state and returns false.
     QOLIVE_API bool stop();
 
-    /// The heartbeat on the calling thread, until the heartbeat is stopped; `param` is the LiveHeartReport, null
-    /// does nothing. The library makes a thread of its own for it: not for the host to call.
+    /// The heartbeat on the calling thread, until the heartbeat is stopped; `param` is the LiveHeartReport,
+    /// null does nothing. The library makes a thread of its own for it: not for the host to call.
     QOLIVE_API static unsigned long ThreadProc(void* param);
 
 protected:

@@ -36,8 +36,8 @@ void TellDroppedCommands(std::uint64_t count) {
 
 }  // namespace
 
-/// The library's own thread, with what it needs to see that its heartbeat has gone: the destructor does not wait for
-/// ever for one that has not come so far.
+/// The library's own thread, with what it needs to see that its heartbeat has gone: the destructor does not
+/// wait for ever for one that has not come so far.
 struct LiveHeartReport::Impl::OwnThread {
     static DWORD WINAPI Proc(void* own);
     bool Run() const;
@@ -54,7 +54,8 @@ LiveHeartReport::~LiveHeartReport() {
     SafeCloseThread(m_hThread);
     if (!m_impl->pause->waitUntilAllLeft(kDestructorWaitMs)) return;
     live_heartbeat::CommandTally::instance().queueShrinks(m_cmdQueue.size());
-    // The senders stay open, as nobody has stopped; a center that only they kept ends its connection all the same.
+    // The senders stay open, as nobody has stopped; a center that only they kept ends its connection all the
+    // same.
     for (MsgSenderStatus* const sender : {m_mainSender, m_backSender, m_commonSender})
         if (sender) sender->letCenterGo();
 }
@@ -168,8 +169,8 @@ DWORD WINAPI LiveHeartReport::Impl::OwnThread::Proc(void* own) {
     return 0;
 }
 
-/// The same as `run` with the handshake around the pause. False when the thread was terminated there: it says nothing
-/// any more.
+/// The same as `run` with the handshake around the pause. False when the thread was terminated there: it says
+/// nothing any more.
 bool LiveHeartReport::Impl::OwnThread::Run() const {
     const std::uint64_t id = GetCurrentThreadId();
     {

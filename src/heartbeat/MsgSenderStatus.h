@@ -18,8 +18,8 @@ class MsgSender;
 ///
 /// The center's network thread calls OnSrvCb, which writes the two atomic flags and reads `m_name` and
 /// `m_cmd` (fixed before the first callback). Everything else belongs to the owner, under the owner's lock.
-/// The destructor closes the command's sender on the center, also when initSender got none because the command
-/// was another's. It waits for a callback that is running, and none comes after it.
+/// The destructor closes the command's sender on the center, also when initSender got none because the
+/// command was another's. It waits for a callback that is running, and none comes after it.
 class MsgSenderStatus {
 public:
     MsgSenderStatus();
@@ -34,8 +34,9 @@ public:
     /// What the center calls; `user` is the MsgSenderStatus.
     static void OnSrvCb(void* user, int msgType, int code, const unsigned char* data, std::size_t len);
 
-    /// Gives up the share in the center that initSender took. To be called when nobody sends any more and the sender
-    /// stays as it is: a center that no one else shares ends its connection here, which takes up to 1 s.
+    /// Gives up the share in the center that initSender took. To be called when nobody sends any more and the
+    /// sender stays as it is: a center that no one else shares ends its connection here, which takes up to 1
+    /// s.
     void letCenterGo();
 
     /// Data from the server: a JSON object whose "type" is 3 asks for a full report, everything else is

@@ -11,9 +11,9 @@
 #include "kernel/LibraryThread_posix.h"
 #include "kernel/SinkCall.h"
 
-// A managed runtime keeps the threads that have entered it: it lets the process end only after they have, or ends
-// them where they enter it next. So no lasting thread of the library enters the host's sink: its lines are carried
-// there by couriers, threads that end as soon as no line has come for a moment.
+// A managed runtime keeps the threads that have entered it: it lets the process end only after they have, or
+// ends them where they enter it next. So no lasting thread of the library enters the host's sink: its lines
+// are carried there by couriers, threads that end as soon as no line has come for a moment.
 
 namespace {
 

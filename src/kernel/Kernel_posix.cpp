@@ -211,15 +211,15 @@ void AwaitTermination() {
     currentThread->terminated.wait(lock, [] { return currentThread->terminationAsked; });
 }
 
-// The shared library is linked with -z nodelete, which keeps it mapped from the start. What a first thread changes
-// is what a fork does: its child lacks the thread.
+// The shared library is linked with -z nodelete, which keeps it mapped from the start. What a first thread
+// changes is what a fork does: its child lacks the thread.
 void KeepLibraryLoaded() {
     static const int watched = pthread_atfork(nullptr, nullptr, [] { threadsLeftBehind = true; });
     static_cast<void>(watched);
 }
 
-// At the exit of a process static destructors run beside living threads here, so that joining them is both possible
-// and needed. In a child they are gone.
+// At the exit of a process static destructors run beside living threads here, so that joining them is both
+// possible and needed. In a child they are gone.
 bool IsProcessEnding() {
     return threadsLeftBehind.load(std::memory_order_relaxed);
 }

@@ -2,9 +2,9 @@
 
 #include <signal.h>
 
-/// While it lives, a thread that this one starts inherits a signal mask that keeps the host's signals from it: a
-/// handler of the host never runs on a thread that the host does not know. SIGPIPE is among them because a thread
-/// that writes to a connection draws it upon itself.
+/// While it lives, a thread that this one starts inherits a signal mask that keeps the host's signals from
+/// it: a handler of the host never runs on a thread that the host does not know. SIGPIPE is among them
+/// because a thread that writes to a connection draws it upon itself.
 class HostSignalsBlocked {
 public:
     HostSignalsBlocked();

@@ -8,6 +8,6 @@
 /// characters of the text are escaped as \xHH.
 std::string FormatLogLine(const std::tm& local, int milliseconds, int level, const char* text);
 
-/// The same where memory is short: `text` alone, with a dot for each control character, in `out`. The length; what
-/// `size`, at least 1, does not hold is left out.
+/// The same where memory is short: `text` alone, with a dot for each control character, in `out`. The length;
+/// what `size`, at least 1, does not hold is left out.
 std::size_t FormatBareLogLine(char* out, std::size_t size, const char* text) noexcept;

@@ -6,7 +6,8 @@
 
 namespace {
 
-// The compiler's own thread-local variables are allocated at the first use, and end the process where that fails.
+// The compiler's own thread-local variables are allocated at the first use, and end the process where that
+// fails.
 struct Slot {
     Slot() : index(TlsAlloc()) {}
     ~Slot() { TlsFree(index); }

@@ -33,8 +33,8 @@ struct FactoryOptions;
 /// another thread runs. Nothing here waits for the network but Stop, which closes connections and takes up to
 /// 1 s for each center. Only copying takes no lock: nobody may start or stop either object meanwhile.
 ///
-/// From inside a log sink nothing is started or stopped: Start returns 0 there (2 when the main center runs) and
-/// Stop does nothing, as the sink may be running on the thread that a Stop waits for.
+/// From inside a log sink nothing is started or stopped: Start returns 0 there (2 when the main center runs)
+/// and Stop does nothing, as the sink may be running on the thread that a Stop waits for.
 class CMsgCenterFactory {
 public:
     /// The one instance, made at the first call; never null, lives until the library is unloaded.
@@ -61,18 +61,18 @@ public:
     /// | "expireTime"        | integer          |          | when it expires, s since 1970-01-01 UTC; 0 never |
     /// | "options"           | object           |          | what most hosts do not need, see below          |
     ///
-    /// Once it has expired no connection is made any more until RenewAccessToken (CenterWatch.h) brings another one, or a
-    /// Stop and a Start do. A connection that is up stays.
+    /// Once it has expired no connection is made any more until RenewAccessToken (CenterWatch.h) brings
+    /// another one, or a Stop and a Start do. A connection that is up stays.
     ///
-    /// An address is split at its first colon; one without a colon is logged at level 4 and skipped. So an IPv6
-    /// literal is written without colons, as Windows does in names of shares: [2001:db8::1]:8883 is
-    /// "2001-db8--1.ipv6-literal.net:8883", and "s" stands for the "%" of a scope. Of a port only the leading digits
-    /// count, and a token that is a number or a boolean is taken as its text; a line at level 2 warns of either.
-    /// When no usable backup address is given, the backup center connects to the main servers. An empty main list is
-    /// handed to the main center as it is, and the center's refusal is then the result.
+    /// An address is split at its first colon; one without a colon is logged at level 4 and skipped. So an
+    /// IPv6 literal is written without colons, as Windows does in names of shares: [2001:db8::1]:8883 is
+    /// "2001-db8--1.ipv6-literal.net:8883", and "s" stands for the "%" of a scope. Of a port only the leading
+    /// digits count, and a token that is a number or a boolean is taken as its text; a line at level 2 warns
+    /// of either. When no usable backup address is given, the backup center connects to the main servers. An
+    /// empty main list is handed to the main center as it is, and the center's refusal is then the result.
     ///
-    /// "options", each member optional; an unknown one is ignored with a logged line, one of a wrong type makes the
-    /// result 0, and so does what cannot be used:
+    /// "options", each member optional; an unknown one is ignored with a logged line, one of a wrong type
+    /// makes the result 0, and so does what cannot be used:
     ///
     /// | member              | type    | meaning                                                                |
     /// |---------------------|---------|------------------------------------------------------------------------|
@@ -93,10 +93,10 @@ public:
     /// Returns 1 when the main center was started (IsHaveBKCenter tells about the backup), 2 when it was
     /// running already and nothing was changed, whatever `config` says, 0 when nothing was started: `config`
     /// is empty, not JSON, lacks a required key or has one of a wrong type, or the center refused. A line at
-    /// level 2, "[LiveState] CMsgCenterFactory::Start failed: ...", says why; it never holds the token. Raises
-    /// nothing. If something fails only after the main center has started (a backup address that is an object
-    /// or an array, memory), the result is 0 too but IsMainCenterStartOK is true, and Stop is due before another
-    /// Start.
+    /// level 2, "[LiveState] CMsgCenterFactory::Start failed: ...", says why; it never holds the token.
+    /// Raises nothing. If something fails only after the main center has started (a backup address that is an
+    /// object or an array, memory), the result is 0 too but IsMainCenterStartOK is true, and Stop is due
+    /// before another Start.
     ///
     /// Blocks only while another thread's Start or Stop runs.
     QOLIVE_API int Start(const std::string& config, const HeartBaseConfig& base);

@@ -5,8 +5,8 @@
 
 namespace Bas {
 
-/// Raised for a configuration that cannot be used. What it says goes to the log, so it holds nothing that may be
-/// secret: names, places and types, but no value.
+/// Raised for a configuration that cannot be used. What it says goes to the log, so it holds nothing that may
+/// be secret: names, places and types, but no value.
 class ConfigProblem : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

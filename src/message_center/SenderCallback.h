@@ -13,8 +13,8 @@ enum class CallbackKind { Status, Data, Ignored };
 /// Logs a callback of the sender `name` and says what it carries.
 CallbackKind ReadCallback(const std::string& name, int cmd, int msgType, int code, std::size_t len);
 
-/// Follows the connection that a status callback tells of, and logs it. A code that is neither "connected" nor
-/// "disconnected" changes nothing.
+/// Follows the connection that a status callback tells of, and logs it. A code that is neither "connected"
+/// nor "disconnected" changes nothing.
 void FollowConnection(std::atomic<bool>& connected, const std::string& name, int code,
                       const unsigned char* data, std::size_t len);
 

@@ -28,8 +28,8 @@ namespace mqtt {
 ///     parked    The token has expired, which ends a round too: no connection until there is a new one.
 ///     stopped   By a stop, which ends each of these at once.
 ///
-/// Where memory is short a round is dropped, and the next one follows after the pause. All of it runs on the network
-/// thread.
+/// Where memory is short a round is dropped, and the next one follows after the pause. All of it runs on the
+/// network thread.
 class AddressRounds {
 public:
     AddressRounds(Settings settings, const std::string& connectionName, std::uint64_t seed,

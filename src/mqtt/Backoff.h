@@ -12,10 +12,12 @@ class Backoff {
 public:
     Backoff(std::int64_t longestPauseMs, std::uint64_t seed);
 
-    /// The pause before the next round after one without a connection, ms; the one after it can be twice as long.
+    /// The pause before the next round after one without a connection, ms; the one after it can be twice as
+    /// long.
     std::int64_t nextPauseMs();
 
-    /// The pause after a connection that served for a while and was lost, ms: half as long as the last one could be.
+    /// The pause after a connection that served for a while and was lost, ms: half as long as the last one
+    /// could be.
     std::int64_t pauseAfterServingMs();
 
     /// Starts again at 0.5 s.

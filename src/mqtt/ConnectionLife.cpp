@@ -69,8 +69,8 @@ void ConnectionLife::begin() {
     serviceSenders();
 }
 
-// The last messages of a host that ends its work should still arrive. A server that is answering while the connection
-// is closed may not come to read the goodbye.
+// The last messages of a host that ends its work should still arrive. A server that is answering while the
+// connection is closed may not come to read the goodbye.
 void ConnectionLife::finish() {
     m_drainEnd = now() + kDrainLimit;
     const auto isDrained = [this] {

@@ -19,8 +19,8 @@
 namespace QoPlayer {
 namespace {
 
-// Not the TLS library's: where memory is short at its first use, that one crashes or gives nothing, and connections
-// of one name would throw each other out.
+// Not the TLS library's: where memory is short at its first use, that one crashes or gives nothing, and
+// connections of one name would throw each other out.
 std::uint64_t RandomNumber() {
     std::random_device device;
     return (std::uint64_t{device()} << 32U) | device();

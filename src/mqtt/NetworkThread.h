@@ -15,8 +15,8 @@ public:
     NetworkThread& operator=(const NetworkThread&) = delete;
 };
 
-/// Keeps what the process does on signals as it is for as long as it lives; the client library changes it. One
-/// at a time in the process: whoever makes another waits.
+/// Keeps what the process does on signals as it is for as long as it lives; the client library changes it.
+/// One at a time in the process: whoever makes another waits.
 class SignalGuard {
 public:
     SignalGuard();

@@ -20,9 +20,9 @@ struct Message {
     std::chrono::steady_clock::time_point accepted{};  ///< when the host handed it over
 };
 
-/// The messages that have been accepted and not yet acknowledged, in three lanes: heartbeats before commands before
-/// everything else (records). Within a lane the order is kept; those at its front are in flight (published on the
-/// current connection), the others wait.
+/// The messages that have been accepted and not yet acknowledged, in three lanes: heartbeats before commands
+/// before everything else (records). Within a lane the order is kept; those at its front are in flight
+/// (published on the current connection), the others wait.
 class Outbox {
 public:
     using Clock = std::chrono::steady_clock;
@@ -37,7 +37,8 @@ public:
     /// More of them would reach a link that comes back after a while as history.
     static constexpr std::size_t kMostHeartbeatsInFlight = 2;
 
-    /// One that has been in flight for so long does not count: a server may be slow to acknowledge what it has read.
+    /// One that has been in flight for so long does not count: a server may be slow to acknowledge what it
+    /// has read.
     static constexpr Clock::duration kHeartbeatAnswerTime = std::chrono::seconds(6);
 
     /// Of the messages that may be in flight, records leave so many free, where there are twice as many.
@@ -62,8 +63,8 @@ public:
     /// Accepts no more and forgets what is left; says how many messages that were.
     std::size_t close();
 
-    /// Appends `message` to its lane; false when closed or when one of the lane's bounds is reached (a single message
-    /// larger than the bound still goes when less than that is waiting). Any thread.
+    /// Appends `message` to its lane; false when closed or when one of the lane's bounds is reached (a single
+    /// message larger than the bound still goes when less than that is waiting). Any thread.
     bool add(Message&& message);
 
     /// Counts a message that was accepted and is not worth a place here. Any thread.
@@ -74,8 +75,8 @@ public:
 
     // The network thread's side.
 
-    /// The message to publish next, if there is room for it; else null. Valid until it is acknowledged, dropped or the
-    /// outbox closed. Heartbeats whose life has ended by `now` are forgotten.
+    /// The message to publish next, if there is room for it; else null. Valid until it is acknowledged,
+    /// dropped or the outbox closed. Heartbeats whose life has ended by `now` are forgotten.
     const Message* nextToPublish(const Room& room, Clock::time_point now);
 
     /// The message that nextToPublish gave last is now in flight under `mid`, as a packet of `bytes`.
@@ -84,7 +85,8 @@ public:
     /// The message that nextToPublish gave last will never go.
     void dropNext();
 
-    /// Removes the message in flight under `mid`, which the server has taken or refused; empty when there is none.
+    /// Removes the message in flight under `mid`, which the server has taken or refused; empty when there is
+    /// none.
     std::optional<Delivery> acknowledged(int mid, bool refused = false);
 
     /// Nothing is in flight any more: all messages wait again, in their order.

@@ -7,8 +7,8 @@
 namespace QoPlayer {
 namespace mqtt {
 
-/// Why the senders have no connection, when a server or the token is the reason. From `stand` to `lift` each sender is
-/// told once, and so is one that is opened meanwhile. On the network thread.
+/// Why the senders have no connection, when a server or the token is the reason. From `stand` to `lift` each
+/// sender is told once, and so is one that is opened meanwhile. On the network thread.
 class Refusal {
 public:
     explicit Refusal(CenterState& state) : m_state(state) {}

@@ -7,11 +7,13 @@
 namespace QoPlayer {
 namespace mqtt {
 
-/// The lines of one center, for the sink set with SetLogPtr. Each begins with its severity, because who takes the
-/// text alone must see it, and names the center: "warning: main: connection to a.example:8883 lost: closed".
+/// The lines of one center, for the sink set with SetLogPtr. Each begins with its severity, because who takes
+/// the text alone must see it, and names the center: "warning: main: connection to a.example:8883 lost:
+/// closed".
 class SdkLog {
 public:
-    /// Later lines carry `name`; without one they name no center. To be called before any other thread writes.
+    /// Later lines carry `name`; without one they name no center. To be called before any other thread
+    /// writes.
     void setName(const std::string& name) { m_name = name; }
 
     /// Hands one line over; nothing without a sink. Any thread.

@@ -6,9 +6,10 @@
 namespace QoPlayer {
 namespace mqtt {
 
-/// How many bytes may be in flight on one connection, so that what is sent next waits for well less than a heartbeat's
-/// period (3 s) behind them, on a fast link as on a thin or a long one. Learnt from how long acknowledgements take: it
-/// grows while they are quick and it was the window that held messages back, and is halved when they are late.
+/// How many bytes may be in flight on one connection, so that what is sent next waits for well less than a
+/// heartbeat's period (3 s) behind them, on a fast link as on a thin or a long one. Learnt from how long
+/// acknowledgements take: it grows while they are quick and it was the window that held messages back, and is
+/// halved when they are late.
 class SendWindow {
 public:
     using Clock = std::chrono::steady_clock;
@@ -26,7 +27,8 @@ public:
 
     std::size_t bytes() const { return m_bytes; }
 
-    /// A message of `bytes`, published at `published` and acknowledged at `now`, while `bytesInFlight` were in flight.
+    /// A message of `bytes`, published at `published` and acknowledged at `now`, while `bytesInFlight` were
+    /// in flight.
     void acknowledged(Clock::time_point published, Clock::time_point now, std::size_t bytes,
                       std::size_t bytesInFlight);
 

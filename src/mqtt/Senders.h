@@ -41,8 +41,8 @@ public:
     Handle open(int cmd, MsgSenderCallback callback, void* user);
 
     /// Takes the sender of `cmd` out of the table. Null when there is none, be it that another call has just
-    /// taken it out. Then waits, in either case, until a callback of the command's closed sender has ended that
-    /// runs on another thread. Asks for no memory.
+    /// taken it out. Then waits, in either case, until a callback of the command's closed sender has ended
+    /// that runs on another thread. Asks for no memory.
     Handle close(int cmd);
 
     Handle find(int cmd);

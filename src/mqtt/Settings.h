@@ -38,7 +38,8 @@ struct ReadSettingsResult {
     std::vector<std::string> notes;  ///< what was skipped or adjusted
 };
 
-/// Reads and checks `config` and `options`. `randomClient` is the client name when the configuration has none.
+/// Reads and checks `config` and `options`. `randomClient` is the client name when the configuration has
+/// none.
 ReadSettingsResult ReadSettings(const MsgCenterConfig& config, const MsgCenterOptions& options,
                                 const std::string& randomClient);
 

@@ -10,8 +10,8 @@
 namespace QoPlayer {
 namespace mqtt {
 
-/// Waits for one socket, a time limit and a wake-up from other threads, whichever comes first. Also tells the time:
-/// whoever replaces the waiting can let the time pass in which it waits.
+/// Waits for one socket, a time limit and a wake-up from other threads, whichever comes first. Also tells the
+/// time: whoever replaces the waiting can let the time pass in which it waits.
 class SocketWaiter {
 public:
     using Clock = std::chrono::steady_clock;
@@ -36,8 +36,8 @@ public:
     /// Ends the wait that is under way, or the next one. Any thread; does not block.
     void wake();
 
-    /// Waits until one of `interest` can be done with `socket`, or it has failed, which reads as both. One thread
-    /// alone.
+    /// Waits until one of `interest` can be done with `socket`, or it has failed, which reads as both. One
+    /// thread alone.
     virtual Ready wait(int socket, Interest interest, int timeoutMs);
 
     /// Waits without a socket.

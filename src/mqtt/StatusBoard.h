@@ -11,8 +11,8 @@ namespace mqtt {
 /// The reason of a center that has not tried anything yet.
 inline constexpr char kStarting[] = "starting";
 
-/// What a center is doing, for who looks and for the listener. Read by any thread; changed by one at a time: the host's
-/// that starts the center, then its network thread.
+/// What a center is doing, for who looks and for the listener. Read by any thread; changed by one at a time:
+/// the host's that starts the center, then its network thread.
 class StatusBoard {
 public:
     StatusBoard();
@@ -23,8 +23,8 @@ public:
     /// Notes a change. Where memory is short the reason is left out.
     void note(MsgCenterState state, const std::string& reason) noexcept;
 
-    /// Notes a change and tells the listener, with no lock held; nothing when there is none and it was told the last.
-    /// On the network thread.
+    /// Notes a change and tells the listener, with no lock held; nothing when there is none and it was told
+    /// the last. On the network thread.
     void set(MsgCenterState state, const std::string& reason) noexcept;
 
     MsgCenterStatus get() const;

@@ -10,8 +10,8 @@
 namespace QoPlayer {
 namespace mqtt {
 
-/// What one connection has asked its server for, so that the senders hear what comes for them, and which answers are
-/// missing. On the network thread.
+/// What one connection has asked its server for, so that the senders hear what comes for them, and which
+/// answers are missing. On the network thread.
 class Subscriptions {
 public:
     using Clock = SocketWaiter::Clock;
@@ -19,8 +19,8 @@ public:
     Subscriptions(Connection& connection, std::string prefix)
         : m_connection(connection), m_prefix(std::move(prefix)) {}
 
-    /// Takes the commands of closed senders back and asks for those of senders that it has not asked for on this
-    /// connection.
+    /// Takes the commands of closed senders back and asks for those of senders that it has not asked for on
+    /// this connection.
     void follow(Senders& senders, Clock::time_point now);
 
     /// The sender whose subscription the server has answered under `mid`; null when there is none.

@@ -42,17 +42,18 @@ private:
     std::vector<std::string> m_literals QOLIVE_GUARDED_BY(m_mutex);
 };
 
-/// The name look-ups of one owner. A system's resolver can take minutes and cannot be stopped, so each look-up has
-/// a thread of its own that nobody waits for: one that hangs is left behind, joined by whoever asks for its name
-/// meanwhile, and their number is bounded. They may outlive this object. Any thread may use it.
+/// The name look-ups of one owner. A system's resolver can take minutes and cannot be stopped, so each
+/// look-up has a thread of its own that nobody waits for: one that hangs is left behind, joined by whoever
+/// asks for its name meanwhile, and their number is bounded. They may outlive this object. Any thread may use
+/// it.
 class LookUps {
 public:
     /// No more than `most` run at a time. The thread of one that has just ended calls `onEnd`.
     explicit LookUps(
         std::size_t most, std::function<void()> onEnd = [] {});
 
-    /// Looks `name` up, or joins the look-up of it that runs. Null when too many run or the system gives no thread.
-    /// Does not block.
+    /// Looks `name` up, or joins the look-up of it that runs. Null when too many run or the system gives no
+    /// thread. Does not block.
     std::shared_ptr<const LookUp> begin(const std::string& name);
 
 private:

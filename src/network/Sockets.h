@@ -48,7 +48,8 @@ public:
 /// The addresses that the system finds for a host, or the one that a literal address is.
 class AddressList {
 public:
-    /// `flags` are those of getaddrinfo; with AI_NUMERICHOST, which takes literal addresses only, this never blocks.
+    /// `flags` are those of getaddrinfo; with AI_NUMERICHOST, which takes literal addresses only, this never
+    /// blocks.
     AddressList(const std::string& host, int flags) {
         addrinfo hints{};
         hints.ai_family = AF_UNSPEC;

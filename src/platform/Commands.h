@@ -2,7 +2,8 @@
 
 #include <cstdint>
 
-// The command numbers of the library's senders, as the servers know them and as the message center's lanes are made.
+// The command numbers of the library's senders, as the servers know them and as the message center's lanes
+// are made.
 
 namespace qolive {
 

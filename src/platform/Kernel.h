@@ -31,9 +31,9 @@ constexpr DWORD STILL_ACTIVE = 259;  // NOLINT(readability-identifier-naming): a
 
 extern "C" {
 
-/// Starts a thread, with signals as StartLibraryThread (LibraryThread.h) has them. `security`, `stackSize` and
-/// `flags` are ignored. Null on failure, with the reason in GetLastError. `threadId`, if not null, receives an identifier
-/// that no other thread of the process has had.
+/// Starts a thread, with signals as StartLibraryThread (LibraryThread.h) has them. `security`, `stackSize`
+/// and `flags` are ignored. Null on failure, with the reason in GetLastError. `threadId`, if not null,
+/// receives an identifier that no other thread of the process has had.
 HANDLE CreateThread(void* security, size_t stackSize, DWORD (*start)(void*), void* parameter, DWORD flags,
                     DWORD* threadId);
 
@@ -85,12 +85,13 @@ long long _time64(long long* time);
 /// routine. Takes no lock but the thread's own, and nothing from the heap.
 void AwaitTermination();
 
-/// Called before a thread of the library starts: keeps the library mapped until the process ends, whatever the host
-/// unloads, and watches for forks. Any thread may call it, any number of times.
+/// Called before a thread of the library starts: keeps the library mapped until the process ends, whatever
+/// the host unloads, and watches for forks. Any thread may call it, any number of times.
 void KeepLibraryLoaded();
 
-/// True once the system has ended every other thread of the process, possibly inside a lock or in the midst of a
-/// change: at the exit of a process on Windows, and elsewhere in the child of a fork, from its beginning, when the
-/// library had started a thread before. Whoever finds this neither joins nor locks nor touches what other threads
-/// shared, so that every exported operation that would asks it first and does nothing. Costs next to nothing.
+/// True once the system has ended every other thread of the process, possibly inside a lock or in the midst
+/// of a change: at the exit of a process on Windows, and elsewhere in the child of a fork, from its
+/// beginning, when the library had started a thread before. Whoever finds this neither joins nor locks nor
+/// touches what other threads shared, so that every exported operation that would asks it first and does
+/// nothing. Costs next to nothing.
 bool IsProcessEnding();

@@ -7,7 +7,8 @@
 
 namespace qolive {
 
-/// Not std::shared_mutex: MinGW's, over winpthreads, now and then fails to lock where several threads want it at once.
+/// Not std::shared_mutex: MinGW's, over winpthreads, now and then fails to lock where several threads want it
+/// at once.
 class QOLIVE_CAPABILITY("shared_mutex") SharedMutex {
 public:
     SharedMutex() { InitializeSRWLock(&m_lock); }

@@ -5,8 +5,8 @@
 
 namespace qolive {
 
-/// A static object whose destructor is left out where the system has ended all other threads, possibly in the midst
-/// of a change to it.
+/// A static object whose destructor is left out where the system has ended all other threads, possibly in the
+/// midst of a change to it.
 template <class T>
 union Lasting {
     Lasting() : object() {}

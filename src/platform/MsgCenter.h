@@ -16,10 +16,10 @@
 //  2. `stop` returns within 1 s whatever the connection is doing; senders survive it and come alive again
 //     with the next `start`.
 //  3. `send` is safe from any thread, never blocks, and is false when not connected, closed, or when 4 MiB or
-//     4096 messages of the sender's lane (promise 7) are unacknowledged. When a connection is lost, it accepts
-//     until the sender has been told so and that callback has returned: what is handed over meanwhile is kept
-//     for the next connection. Accepted messages are sent again after a reconnect (the server keeps the session
-//     for 10 minutes), so a server can see one twice.
+//     4096 messages of the sender's lane (promise 7) are unacknowledged. When a connection is lost, it
+//     accepts until the sender has been told so and that callback has returned: what is handed over meanwhile
+//     is kept for the next connection. Accepted messages are sent again after a reconnect (the server keeps
+//     the session for 10 minutes), so a server can see one twice.
 //  4. A message that can never go (larger than the server's limit, a head that is not UTF-8 or over 64 KiB)
 //     is logged and dropped, and `send` returns true: one bad message must not stop those behind it.
 //  5. `closeSender` returns only after a callback of that sender that is running has ended (unless called
@@ -31,9 +31,9 @@
 //     connection at its length field.
 //  7. Heartbeats (command 2), commands (4) and everything else have a lane each, in that order: the first two
 //     never wait behind the others, and as many bytes of the others are on their way as the link carries well
-//     within 3 s. Within a lane the order is kept. A heartbeat that could not leave for 3 s is dropped, and so
-//     are those of before a reconnect while their sender is open; status 1 is told (again) then, so that the
-//     next one can be a full one.
+//     within 3 s. Within a lane the order is kept. A heartbeat that could not leave for 3 s is dropped, and
+//     so are those of before a reconnect while their sender is open; status 1 is told (again) then, so that
+//     the next one can be a full one.
 
 namespace QoPlayer {
 
@@ -92,8 +92,8 @@ public:
     MsgSender& operator=(const MsgSender&) = delete;
 
     /// Hands one message over; true when it was accepted (promises 3 and 4). `head` travels beside the body
-    /// and may be null. Both are only read during the call. Any thread; never blocks. False after `closeSender`
-    /// of the command (promise 5).
+    /// and may be null. Both are only read during the call. Any thread; never blocks. False after
+    /// `closeSender` of the command (promise 5).
     bool send(const std::uint8_t* data, std::size_t len, const std::uint8_t* head, int headLen);
 
 private:
@@ -137,8 +137,8 @@ private:
 };
 
 /// Sets the process-wide receiver of the message-center library's own log lines, null for none. `text2` is
-/// the line, which begins with its severity ("info: ", "warning: ", "error: "), because a receiver may leave `level`
-/// alone; `text1` names its origin; both are terminated by a zero byte. Called on any thread of the
+/// the line, which begins with its severity ("info: ", "warning: ", "error: "), because a receiver may leave
+/// `level` alone; `text1` names its origin; both are terminated by a zero byte. Called on any thread of the
 /// library; set it before the first center is made.
 void SetLogPtr(void (*sink)(int level, const char* text1, const char* text2));
 

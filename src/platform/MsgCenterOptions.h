@@ -14,7 +14,8 @@ struct MsgCenterOptions {
     /// The file with its key (PEM, not encrypted); empty: the certificate's file holds it.
     std::string clientKey;
 
-    /// The protocol offered in the TLS handshake (ALPN), up to 255 bytes; empty: "mqtt" to port 443, none to others.
+    /// The protocol offered in the TLS handshake (ALPN), up to 255 bytes; empty: "mqtt" to port 443, none to
+    /// others.
     std::string alpn;
 
     std::string proxyHost;      ///< SOCKS5 proxy that all connections go through: name or literal address

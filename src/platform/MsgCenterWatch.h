@@ -25,8 +25,8 @@ struct MsgCenterStatus {
     std::int64_t sinceMs = 0;  ///< when the state began, ms since 1970-01-01 UTC
 };
 
-/// What has become of the messages that were handed to a center's senders since the center was made; stop and start
-/// change nothing. At any time
+/// What has become of the messages that were handed to a center's senders since the center was made; stop and
+/// start change nothing. At any time
 ///
 ///     accepted == acknowledged + refused + droppedUnusable + droppedLate + droppedAtReconnect + droppedAtStop + waiting
 struct MsgCenterCounters {
@@ -50,14 +50,14 @@ struct MsgCenterCounters {
     std::int64_t oldestWaitingMs = 0;  ///< how long the oldest of them has waited, ms; 0 when none waits
 };
 
-/// What a message center tells of itself and takes while it runs, beside the calls of MsgCenter. Made where it is
-/// needed; it must not outlive the center. With a message-center library that has none of this, every operation does
-/// nothing and everything is unknown or zero.
+/// What a message center tells of itself and takes while it runs, beside the calls of MsgCenter. Made where
+/// it is needed; it must not outlive the center. With a message-center library that has none of this, every
+/// operation does nothing and everything is unknown or zero.
 class MsgCenterWatch {
 public:
-    /// Called when the state or its reason has changed, which ends with a zero byte: by the center's network thread, with
-    /// no lock held. It must neither start nor stop the center; what blocks in it delays the center. (A center that could
-    /// not be started has no such thread: only its status tells why.)
+    /// Called when the state or its reason has changed, which ends with a zero byte: by the center's network
+    /// thread, with no lock held. It must neither start nor stop the center; what blocks in it delays the
+    /// center. (A center that could not be started has no such thread: only its status tells why.)
     using Listener = void (*)(void* user, MsgCenterState state, const char* reason);
 
     explicit MsgCenterWatch(MsgCenter& center) : m_center(center) {}
@@ -68,8 +68,8 @@ public:
     /// To be called before the center is used otherwise.
     void setListener(Listener listener, void* user);
 
-    /// What the next starts of the center go by; they fail when it cannot be used. False when the message-center
-    /// library has no such options. Not while a start or stop of the center runs.
+    /// What the next starts of the center go by; they fail when it cannot be used. False when the
+    /// message-center library has no such options. Not while a start or stop of the center runs.
     bool setOptions(const MsgCenterOptions& options);
 
     // Any thread, at any time; they do not block:
@@ -77,10 +77,10 @@ public:
     MsgCenterStatus status() const;
     MsgCenterCounters counters() const;
 
-    /// Takes the place of the access token that the center was started with: offered with the next connection, which is
-    /// made at once when the old one has expired or was refused. `expireTime` in seconds since 1970-01-01 UTC, 0 = never.
-    /// False, with a log line, when the center is not started or the token cannot be used; the old one stays then. It is
-    /// never logged.
+    /// Takes the place of the access token that the center was started with: offered with the next
+    /// connection, which is made at once when the old one has expired or was refused. `expireTime` in seconds
+    /// since 1970-01-01 UTC, 0 = never. False, with a log line, when the center is not started or the token
+    /// cannot be used; the old one stays then. It is never logged.
     bool renewAccessToken(const std::string& token, std::int64_t expireTime);
 
 private:

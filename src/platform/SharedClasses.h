@@ -6,8 +6,8 @@
 #include "../base/Export.h"
 
 // Classes of the host-readings library that this library does not use itself. It exports their copy members,
-// which copy member by member, so that a host which shares these declarations can link them from here. They are
-// this library's own, whatever host readings are linked in place of ours.
+// which copy member by member, so that a host which shares these declarations can link them from here. They
+// are this library's own, whatever host readings are linked in place of ours.
 
 class CCPUUseRate;
 

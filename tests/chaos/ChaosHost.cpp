@@ -1,12 +1,12 @@
-// The host under trial: a broadcaster's program reduced to what the library sees of it. It uses the C interface, so
-// that it can be built by any compiler and run under Wine.
+// The host under trial: a broadcaster's program reduced to what the library sees of it. It uses the C
+// interface, so that it can be built by any compiler and run under Wine.
 //
 //   chaos_host [--fault FAULT] MAIN-PORT BACKUP-PORT
 //
-// It writes "ready" once everything runs. "restart" on its standard input stops the library and starts it again; the
-// end of the input stops it for good. Each stop is answered by "stopped" with how many milliseconds the heartbeat and
-// the centers took. FAULT makes it behave as if the library had failed, to try what watches it: "end", "hang", "grow" or
-// "slow-stop".
+// It writes "ready" once everything runs. "restart" on its standard input stops the library and starts it
+// again; the end of the input stops it for good. Each stop is answered by "stopped" with how many
+// milliseconds the heartbeat and the centers took. FAULT makes it behave as if the library had failed, to try
+// what watches it: "end", "hang", "grow" or "slow-stop".
 
 #include <qolive_report.h>
 

@@ -4,7 +4,8 @@
 
 #include <atomic>
 
-// The linker sends the library's calls of Json::FastWriter::write here (--wrap), and gives the real one another name.
+// The linker sends the library's calls of Json::FastWriter::write here (--wrap), and gives the real one
+// another name.
 
 namespace {
 std::atomic<int> failuresLeft{0};

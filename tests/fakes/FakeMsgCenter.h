@@ -46,8 +46,8 @@ public:
 
     std::string name() const;
 
-    /// What has happened to both centers since the last call, in order: "main start", "backup stop", "main open 2",
-    /// "backup close 2", "main destroyed".
+    /// What has happened to both centers since the last call, in order: "main start", "backup stop", "main
+    /// open 2", "backup close 2", "main destroyed".
     static std::vector<std::string> events();
 
     void status(const QoPlayer::MsgCenterStatus& status);

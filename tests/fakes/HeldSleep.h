@@ -4,13 +4,14 @@
 
 #include "platform/Kernel.h"
 
-// Time in the test's hands, where the system has a linker that can put other functions in place of the kernel's. Everything
-// may be called from any thread.
+// Time in the test's hands, where the system has a linker that can put other functions in place of the
+// kernel's. Everything may be called from any thread.
 
 namespace fakes {
 
-/// While it lives, whoever calls Sleep stays there until the test ends that sleep, whatever time it asked for. One at a
-/// time, and not in a test whose own thread sleeps. A thread that is terminated meanwhile finds out when the sleep ends.
+/// While it lives, whoever calls Sleep stays there until the test ends that sleep, whatever time it asked
+/// for. One at a time, and not in a test whose own thread sleeps. A thread that is terminated meanwhile finds
+/// out when the sleep ends.
 class HeldSleep {
 public:
     HeldSleep();
@@ -21,7 +22,8 @@ public:
     /// Waits until somebody sleeps; false when nobody does for 20 s.
     bool waitForSleeper() const;
 
-    /// Ends the sleep that goes on and waits until somebody sleeps again; false when one of the two does not come.
+    /// Ends the sleep that goes on and waits until somebody sleeps again; false when one of the two does not
+    /// come.
     bool letOneEnd();
 
     /// Ends this sleep and holds none any more.
@@ -31,7 +33,8 @@ public:
     std::vector<DWORD> asked() const;
 };
 
-/// While it lives, time passes only by calls of Sleep, which return at once: GetTickCount64 counts what they asked for.
+/// While it lives, time passes only by calls of Sleep, which return at once: GetTickCount64 counts what they
+/// asked for.
 class VirtualTime {
 public:
     VirtualTime();

@@ -7,7 +7,8 @@
 
 namespace fakes {
 
-/// While it lives the system has no room for threads: each new one asks for more stack than an address can reach.
+/// While it lives the system has no room for threads: each new one asks for more stack than an address can
+/// reach.
 class NoRoomForThreads {
 public:
     NoRoomForThreads() {

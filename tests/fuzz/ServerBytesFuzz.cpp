@@ -10,9 +10,9 @@
 
 // Any bytes from a server, through a real socket into the connection of the message center, without TLS.
 //
-// The first byte says what the server does beside them (see Honest), the second how many bytes come before the
-// honest answer to CONNECT, the third how many between that and the answer to the subscription; the rest comes
-// last. The fourth is how many bytes go at a time; 0: all of them.
+// The first byte says what the server does beside them (see Honest), the second how many bytes come before
+// the honest answer to CONNECT, the third how many between that and the answer to the subscription; the rest
+// comes last. The fourth is how many bytes go at a time; 0: all of them.
 
 namespace {
 

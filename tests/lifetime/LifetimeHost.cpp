@@ -1,5 +1,6 @@
-// lifetime_host LIBRARY SCENARIO [PORT]: one life of the library in a host process. PORT is that of an MQTT server on this
-// machine. The exit code is 0 when everything went as it has to; a hang is the caller's to notice.
+// lifetime_host LIBRARY SCENARIO [PORT]: one life of the library in a host process. PORT is that of an MQTT
+// server on this machine. The exit code is 0 when everything went as it has to; a hang is the caller's to
+// notice.
 
 #include <atomic>
 #include <chrono>
@@ -28,8 +29,8 @@ struct Arguments {
     std::string port;
 };
 
-/// Receives lines as a host's logger does: under a lock, allocating. Never destroyed, because threads of the library log
-/// until the process is gone.
+/// Receives lines as a host's logger does: under a lock, allocating. Never destroyed, because threads of the
+/// library log until the process is gone.
 struct Logger {
     std::mutex mutex;
     std::string last;

@@ -2,8 +2,8 @@
 
 #include <string>
 
-/// A shared library loaded by hand, as a host does that finds it at run time. Exits the process with code 2 when it cannot
-/// be loaded or lacks a function.
+/// A shared library loaded by hand, as a host does that finds it at run time. Exits the process with code 2
+/// when it cannot be loaded or lacks a function.
 class SharedLibrary {
 public:
     explicit SharedLibrary(const std::string& path);
@@ -23,5 +23,6 @@ private:
     void* m_handle;
 };
 
-/// Ends the process in the system's own way, on any thread: static destructors run where the system runs them then.
+/// Ends the process in the system's own way, on any thread: static destructors run where the system runs them
+/// then.
 [[noreturn]] void EndProcess(int code);

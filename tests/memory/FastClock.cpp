@@ -1,5 +1,5 @@
-// Time passes faster for the whole program, so that a minute of the library's life takes seconds: clocks, sleeps and waits of
-// the C library, consistently. What waits for the network waits in real time.
+// Time passes faster for the whole program, so that a minute of the library's life takes seconds: clocks,
+// sleeps and waits of the C library, consistently. What waits for the network waits in real time.
 #include <dlfcn.h>
 #include <pthread.h>
 #include <sys/syscall.h>

@@ -1,6 +1,7 @@
-// memory_host PORT record FILE | memory_host PORT once|all POINT: a whole life of the library, from its start to the end of
-// the process, in which memory is refused at one point. Whatever is refused, a host that tries again gets everything, and
-// everything goes on. Exit code 0: so it was; 10: the point was not met; everything else: what must not be.
+// memory_host PORT record FILE | memory_host PORT once|all POINT: a whole life of the library, from its start
+// to the end of the process, in which memory is refused at one point. Whatever is refused, a host that tries
+// again gets everything, and everything goes on. Exit code 0: so it was; 10: the point was not met;
+// everything else: what must not be.
 
 #include <qolive_report.h>
 #include <unistd.h>

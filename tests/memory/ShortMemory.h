@@ -2,9 +2,9 @@
 
 #include <cstddef>
 
-// Refuses memory to the library at a chosen place: a point is a call stack that asks for memory, told apart by a number that
-// is the same in every process of the same build. Only what the library asks for counts: everything on its own threads, and on
-// host threads what happens inside LibraryCall.
+// Refuses memory to the library at a chosen place: a point is a call stack that asks for memory, told apart
+// by a number that is the same in every process of the same build. Only what the library asks for counts:
+// everything on its own threads, and on host threads what happens inside LibraryCall.
 namespace short_memory {
 
 enum class Extent {

@@ -13,8 +13,8 @@ int ListenOnLoopback(int& port, int backlog = 64, int flags = 0);
 /// A port of the loopback interface that nothing listens on.
 int FreePort();
 
-/// A connection to `port` of the loopback interface; -1 when there is none to be had. `prepare` is called with the socket
-/// before that.
+/// A connection to `port` of the loopback interface; -1 when there is none to be had. `prepare` is called
+/// with the socket before that.
 int ConnectToLoopback(int port, void (*prepare)(int socket) = nullptr);
 
 }  // namespace support

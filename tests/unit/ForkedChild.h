@@ -8,8 +8,8 @@
 
 #include "platform/Kernel.h"
 
-/// Runs `checks` in the child of a process in which the library has had threads. A check that fails there, or that does not
-/// come to an end, fails the test.
+/// Runs `checks` in the child of a process in which the library has had threads. A check that fails there, or
+/// that does not come to an end, fails the test.
 template <class Checks>
 void InForkedChild(const Checks& checks) {
     KeepLibraryLoaded();  // as each first thread does

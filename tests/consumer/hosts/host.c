@@ -1,5 +1,6 @@
-// host PORT ENDING [LIBRARY]: a host of the C interface, in the language that C and C++ share. ENDING is "stop", or
-// "return" to leave everything running. With LOAD_AT_RUN_TIME the library is not linked but loaded from LIBRARY.
+// host PORT ENDING [LIBRARY]: a host of the C interface, in the language that C and C++ share. ENDING is
+// "stop", or "return" to leave everything running. With LOAD_AT_RUN_TIME the library is not linked but loaded
+// from LIBRARY.
 
 #include <qolive_report.h>
 #include <stdio.h>

@@ -8,7 +8,8 @@ static JavaVM* machine;
 static jclass host;
 static jmethodID takeLine;
 
-// A thread of the library stays with the machine once it has come, as a daemon, which the machine's end does not await.
+// A thread of the library stays with the machine once it has come, as a daemon, which the machine's end does
+// not await.
 static void sink(void* user, int level, const char* line) {
     JNIEnv* environment = NULL;
     (void)user;

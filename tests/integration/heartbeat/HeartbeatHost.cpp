@@ -7,8 +7,9 @@
 #include "message_center/CMsgCenterFactory.h"
 #include "support/Eventually.h"
 
-// A host that starts everything and stops nothing: HeartbeatHost MAIN-PORT BACKUP-PORT ENDING [KEEP-ALIVE], where
-// ENDING is "never", "when-connected" or "at-once" and KEEP-ALIVE is that of both connections, in seconds.
+// A host that starts everything and stops nothing: HeartbeatHost MAIN-PORT BACKUP-PORT ENDING [KEEP-ALIVE],
+// where ENDING is "never", "when-connected" or "at-once" and KEEP-ALIVE is that of both connections, in
+// seconds.
 
 namespace {
 

@@ -246,8 +246,8 @@ std::vector<Json::Value> ReportsAfterTheWill(WireWatcher& watcher) {
     return reports;
 }
 
-// As a laptop's lid or a debugger does; the brokers give it up after seven seconds. Sleeps: the time is what it is
-// about.
+// As a laptop's lid or a debugger does; the brokers give it up after seven seconds. Sleeps: the time is what
+// it is about.
 TEST_F(HeartbeatTest, AHostThatStoodStillComesBackWithAFullReport) {
     const auto asleep = std::chrono::seconds(support::LongForm() ? 60 : 10);
     OtherHost host(m_main.port(), m_backup.port(), "never", 5);

@@ -30,8 +30,8 @@ void BeHonest(ScriptedConnection& connection) {
     if (connection.accept() && connection.answerSubscribe(0, topic)) connection.drain();
 }
 
-/// The same packet with each fault that its properties can have. `head` is what comes before them, `tail` what
-/// comes behind.
+/// The same packet with each fault that its properties can have. `head` is what comes before them, `tail`
+/// what comes behind.
 std::vector<std::string> Spoilt(unsigned char first, const std::string& head, const std::string& tail = "") {
     static const std::vector<std::string> kProperties = {
         Bytes("\x01\x7f"),              // an identifier that does not exist

@@ -57,8 +57,8 @@ std::size_t ComeBefore(WireWatcher& watcher, const std::string& first, const std
     return count;
 }
 
-// 64 kbit/s carry 53 of these records (450 bytes on the wire) in a heartbeat's period. The old keep-in-line way sent
-// the heartbeat after all 400.
+// 64 kbit/s carry 53 of these records (450 bytes on the wire) in a heartbeat's period. The old keep-in-line
+// way sent the heartbeat after all 400.
 TEST_F(LanesTest, AHeartbeatAndACommandPassTheBacklogOfAThinAndLongLink) {
     Broker broker;
     Relay thin(broker.port());

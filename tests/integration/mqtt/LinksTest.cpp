@@ -192,8 +192,8 @@ TEST_F(LinksTest, ANameThatFailsAndComesBackLosesNothing) {
 
 class ReconnectsTest : public CenterTest {
 protected:
-    // The list of addresses is long, so that there is no pause between one and the next. Nothing is noted of each: it
-    // would be memory taken.
+    // The list of addresses is long, so that there is no pause between one and the next. Nothing is noted of
+    // each: it would be memory taken.
     void reconnect(int times) {
         QoPlayer::SetLogPtr(nullptr);
         m_center.createSender(5, countEnd, &m_ends);

@@ -119,7 +119,8 @@ struct Stopped {
     ~Stopped() { center.stop(); }
 };
 
-// Its user learns of the loss from the callback: what it sends until then, on whatever thread, must not be lost.
+// Its user learns of the loss from the callback: what it sends until then, on whatever thread, must not be
+// lost.
 TEST_F(MessagesTest, WhatIsSentBeforeTheSenderHasHeardOfTheLossIsKept) {
     support::Relay relay(m_broker.port());
     std::atomic<QoPlayer::MsgSender*> sender{nullptr};

@@ -7,8 +7,8 @@
 
 #include "mqtt/SocketWaiter.h"
 
-/// Lets the time in which a network thread waits pass at once: half a minute takes a moment, and nothing comes a
-/// millisecond early or late. All that happens meanwhile happens on the thread that waits.
+/// Lets the time in which a network thread waits pass at once: half a minute takes a moment, and nothing
+/// comes a millisecond early or late. All that happens meanwhile happens on the thread that waits.
 class SimulatedTime final : public QoPlayer::mqtt::SocketWaiter {
 public:
     using Microseconds = std::chrono::microseconds;

@@ -33,7 +33,8 @@ using std::chrono::milliseconds;
 using support::Recorder;
 using support::SteppedServer;
 
-// When a center does what it does, to the millisecond: its network side, the servers and the time are one thread.
+// When a center does what it does, to the millisecond: its network side, the servers and the time are one
+// thread.
 
 namespace {
 
@@ -435,13 +436,14 @@ TEST_F(StatusTimesTest, AfterALossItTellsOfItUntilTheNextServerAnswers) {
 }
 
 TEST_F(StatusTimesTest, AfterARefusalItIsRefusedThroughThePauseAndTheNextRound) {
-    first.connectCode = 0x87;
-    second.answersConnect = false;
-    use({first.port(), second.port()});
+    m_first.connectCode = 0x87;
+    m_second.answersConnect = false;
+    use({m_first.port(), m_second.port()});
     runAndLookAt(30s);
-    EXPECT_GT(offersToSecond.size(), 2U);
-    EXPECT_EQ(seen.state, MsgCenterState::Refused);
-    EXPECT_EQ(seen.reason, "cannot connect to " + nameOf(first) + ": refused by the server: Not authorized");
+    EXPECT_GT(m_offersToSecond.size(), 2U);
+    EXPECT_EQ(m_seen.state, MsgCenterState::Refused);
+    EXPECT_EQ(m_seen.reason,
+              "cannot connect to " + nameOf(m_first) + ": refused by the server: Not authorized");
 }
 
 TEST_F(StatusTimesTest, AStopIsNotFollowedByAWaitForTheNextRound) {
@@ -456,7 +458,8 @@ TEST_F(StatusTimesTest, AStopIsNotFollowedByAWaitForTheNextRound) {
                                                    MsgCenterState::Stopped}));
 }
 
-// A lost connection where memory is short: it is given up again and again for a while, so that a sender is told.
+// A lost connection where memory is short: it is given up again and again for a while, so that a sender is
+// told.
 
 class ShortageTest : public RoundTimesTest {
 protected:

@@ -16,8 +16,8 @@ using support::Recorder;
 using support::ScriptedConnection;
 using support::ScriptedServer;
 
-// Servers that do not speak TLS as they should: told with the reason, left for the next address, and no reason to
-// wait for at a stop.
+// Servers that do not speak TLS as they should: told with the reason, left for the next address, and no
+// reason to wait for at a stop.
 
 namespace {
 

@@ -24,7 +24,8 @@ using support::WireWatcher;
 
 namespace {
 
-/// The changes that the listener of a center has been told of. Made before the center is started, which stops with it.
+/// The changes that the listener of a center has been told of. Made before the center is started, which stops
+/// with it.
 class Changes {
 public:
     explicit Changes(QoPlayer::MsgCenter& center) : m_center(center) {

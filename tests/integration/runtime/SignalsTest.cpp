@@ -25,8 +25,8 @@ bool IsIn(unsigned long long mask, int signal) {
     return (mask >> (signal - 1) & 1U) != 0;
 }
 
-/// The mask of blocked signals of each thread of this process, as the kernel tells it. A thread that is only being
-/// made has all of them blocked, and is left out.
+/// The mask of blocked signals of each thread of this process, as the kernel tells it. A thread that is only
+/// being made has all of them blocked, and is left out.
 std::map<std::string, unsigned long long> BlockedByThread() {
     std::map<std::string, unsigned long long> result;
     for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
@@ -96,7 +96,8 @@ TEST(Signals, EveryThreadOfTheLibraryTakesThoseByWhichRuntimesSuspendThreads) {
     StopEverything();
 }
 
-// A host that waits for a signal with sigwait or signalfd blocks it in all of its threads before it starts more.
+// A host that waits for a signal with sigwait or signalfd blocks it in all of its threads before it starts
+// more.
 TEST(Signals, WhatTheHostBlocksItselfStaysBlockedInTheThreadsOfTheLibrary) {
     sigset_t mine;
     sigemptyset(&mine);

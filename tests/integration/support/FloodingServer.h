@@ -11,7 +11,8 @@
 
 namespace support {
 
-/// A server that sends one message to the heartbeat's sender again and again, and acknowledges what it is sent.
+/// A server that sends one message to the heartbeat's sender again and again, and acknowledges what it is
+/// sent.
 class FloodingServer {
 public:
     /// Pauses after every hundred messages; without a pause it sends as fast as they are taken.

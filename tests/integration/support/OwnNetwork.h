@@ -4,8 +4,8 @@
 
 namespace support {
 
-/// A network of the calling thread's own, and of what it starts from then on, for as long as this lives: nothing
-/// leaves the machine, and what is not a loopback address can be reached all the same.
+/// A network of the calling thread's own, and of what it starts from then on, for as long as this lives:
+/// nothing leaves the machine, and what is not a loopback address can be reached all the same.
 class OwnNetwork {
 public:
     /// An address of the kind that documents use; it belongs to no machine.

@@ -31,8 +31,8 @@ public:
     void refuse(bool refuse);    ///< ends every new connection at once
     void swallow(bool swallow);  ///< keeps connections and lets nothing through, either way
 
-    // What the link is like, from now on. A thin one takes little ahead and then leaves the rest with the sender,
-    // as a full modem does: set its rate before the connection is made.
+    // What the link is like, from now on. A thin one takes little ahead and then leaves the rest with the
+    // sender, as a full modem does: set its rate before the connection is made.
     void delay(std::chrono::milliseconds oneWay);  ///< adds this much each way
     void limit(std::size_t bytesPerSecond);        ///< carries no more than this each way; 0: no limit
     void segment(std::size_t bytes);               ///< hands over no more than this at a time; 0: no limit

@@ -8,8 +8,8 @@
 
 namespace support {
 
-/// A SOCKS5 proxy on a free loopback port (RFC 1928, RFC 1929). It takes every server that it is asked for to be at
-/// one loopback port. One connection at a time.
+/// A SOCKS5 proxy on a free loopback port (RFC 1928, RFC 1929). It takes every server that it is asked for to
+/// be at one loopback port. One connection at a time.
 class SocksProxy {
 public:
     struct Options {

@@ -6,8 +6,8 @@
 
 namespace support {
 
-/// An MQTT server on a free loopback port without a thread: it does something only when it is asked to. One connection
-/// at a time.
+/// An MQTT server on a free loopback port without a thread: it does something only when it is asked to. One
+/// connection at a time.
 class SteppedServer {
 public:
     SteppedServer();

@@ -20,6 +20,7 @@ protected:
         return made == count;
     }
 };
+
 class Mid : public ManagerUnderTest {
 protected:
     std::string nextMid() {
@@ -312,7 +313,7 @@ void LeaveEverythingRunning() {
     center.sendFails(kStreamCommand);
     manager.ReportStart("a", StreamTypeEnum::Sampled);
     manager.ReportEventData("a", EventTypeEnum::StreamStart, Json::Value());
-    if (!Eventually([&center] { return m_center.sendAttempts(kStreamCommand) > 0; })) std::_Exit(3);
+    if (!Eventually([&center] { return center.sendAttempts(kStreamCommand) > 0; })) std::_Exit(3);
 }
 
 [[noreturn]] void EndProcess() {

@@ -78,7 +78,8 @@ struct DataReportManagerTestPeer {
         return result;
     }
 
-    /// Without streams; false as well once it has been destroyed, when nothing shares its registries any more.
+    /// Without streams; false as well once it has been destroyed, when nothing shares its registries any
+    /// more.
     bool livesWithoutStreams() const {
         const auto snapshot = Impl::TakeSnapshot(manager);
         return snapshot == manager.m_impl->noStreams && snapshot.use_count() == 3;

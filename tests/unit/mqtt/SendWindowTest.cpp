@@ -83,7 +83,8 @@ TEST_F(SendWindowTest, DoesNotGrowWhileItHoldsNothingBack) {
     EXPECT_GT(m_window.bytes(), kFirst);
 }
 
-/// A link of so many bytes per second and such a round trip, with as much to carry as the window lets through.
+/// A link of so many bytes per second and such a round trip, with as much to carry as the window lets
+/// through.
 class ThinLink {
 public:
     ThinLink(double bytesPerSecond, milliseconds roundTrip)
