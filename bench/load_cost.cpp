@@ -28,14 +28,14 @@ namespace {
 
 #ifdef _WIN32
 
-long residentKiB() {
+long ResidentKiB() {
     PROCESS_MEMORY_COUNTERS counters;
     return GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters)
                ? static_cast<long>(counters.WorkingSetSize / 1024)
                : -1;
 }
 
-int threads() {
+int Threads() {
     const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
     THREADENTRY32 entry;
     entry.dwSize = sizeof entry;

@@ -14,7 +14,7 @@ extern CreateThreadFunction __wrap___imp_CreateThread;
 static HANDLE WINAPI createThreadUnlessItIsToFail(SECURITY_ATTRIBUTES* security, SIZE_T stackSize,
                                                   LPTHREAD_START_ROUTINE start, void* parameter, DWORD flags,
                                                   DWORD* threadId) {
-    if (!fakes::takeThreadCreationFailure())
+    if (!fakes::TakeThreadCreationFailure())
         return __real___imp_CreateThread(security, stackSize, start, parameter, flags, threadId);
     SetLastError(fakes::kThreadCreationError);
     return nullptr;
