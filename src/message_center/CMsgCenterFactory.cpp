@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/JsonText.h"
+#include "base/StartResult.h"
 #include "base/Sync.h"
 #include "message_center/CenterListener.h"
 #include "message_center/CenterShare.h"
@@ -30,10 +31,6 @@ struct FactoryAccess {
 };
 
 namespace {
-
-constexpr int kNotStarted = 0;
-constexpr int kStarted = 1;
-constexpr int kAlreadyStarted = 2;
 
 struct AddrLists {
     Json::Value main;
@@ -176,15 +173,15 @@ CMsgCenterFactory::~CMsgCenterFactory() {
 }
 
 int CMsgCenterFactory::Start(const std::string& config, const HeartBaseConfig& base) {
-    if (IsProcessEnding()) return kNotStarted;
+    if (IsProcessEnding()) return qolive::kNotStarted;
     Log(LogLevel::Info, "[LiveState] CMsgCenterFactory::Start 1");
-    if (m_bMainStarted) return kAlreadyStarted;
-    if (IsInLogSink()) return kNotStarted;
+    if (m_bMainStarted) return qolive::kAlreadyStarted;
+    if (IsInLogSink()) return qolive::kNotStarted;
     try {
         const qolive::MutexLock lock(g_oneAtATime);
-        if (m_bMainStarted) return kAlreadyStarted;
+        if (m_bMainStarted) return qolive::kAlreadyStarted;
         StartCenters(config, base);
-        return kStarted;
+        return qolive::kStarted;
     } catch (const ConfigProblem& problem) {
         TellFailedStart(problem.what());
     } catch (const std::bad_alloc&) {
@@ -194,7 +191,7 @@ int CMsgCenterFactory::Start(const std::string& config, const HeartBaseConfig& b
     } catch (...) {
         TellFailedStart("a message center raised an error");
     }
-    return kNotStarted;
+    return qolive::kNotStarted;
 }
 
 void CMsgCenterFactory::TellFailedStart(const char* why) const {

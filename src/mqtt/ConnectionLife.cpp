@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "mqtt/Wire.h"
+#include "platform/Commands.h"
 
 namespace QoPlayer {
 namespace mqtt {
@@ -62,7 +63,7 @@ std::string ConnectionLife::serve() {
 
 void ConnectionLife::begin() {
     // A sender that is open begins anew, with a full heartbeat.
-    if (m_state.senders.find(kHeartbeatCmd)) m_state.outbox.forgetHeartbeats();
+    if (m_state.senders.find(qolive::kHeartbeatCommand)) m_state.outbox.forgetHeartbeats();
     m_presenceMid = m_connection.publishPresence(PresenceTopic(m_prefix), true);
     for (const Senders::Handle& sender : m_state.senders.all())
         sender->subscribed = false;
@@ -140,7 +141,7 @@ void ConnectionLife::dropOversize(int cmd, std::size_t size) {
 // One of them may have been a full one: told that it is connected, the sender begins with a full one again.
 void ConnectionLife::tellExpiredHeartbeats() {
     const std::size_t expired = m_state.outbox.takeExpired();
-    const Senders::Handle sender = expired > 0 ? m_state.senders.find(kHeartbeatCmd) : nullptr;
+    const Senders::Handle sender = expired > 0 ? m_state.senders.find(qolive::kHeartbeatCommand) : nullptr;
     if (!sender || !sender->connected) return;
     m_state.tell(
         sender, true,
@@ -197,7 +198,7 @@ void ConnectionLife::onMessage(const char* topic, const void* payload, std::size
     int cmd = 0;
     if (!CmdOfDownTopic(m_prefix, topic, cmd)) return;
     if (const Senders::Handle sender = m_state.senders.find(cmd))
-        m_state.senders.notify(sender, 1, 0, payload, length);
+        m_state.senders.notify(sender, kDataMessage, 0, payload, length);
 }
 
 }  // namespace mqtt

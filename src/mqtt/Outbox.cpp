@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "mqtt/Wire.h"
+#include "platform/Commands.h"
 
 namespace QoPlayer {
 namespace mqtt {
@@ -16,8 +17,8 @@ void Outbox::Lane::erase(std::size_t index) {
 }
 
 Outbox::LaneName Outbox::laneOf(int cmd) {
-    if (cmd == kHeartbeatCmd) return kHeartbeats;
-    return cmd == kCommandCmd ? kCommands : kRecords;
+    if (cmd == qolive::kHeartbeatCommand) return kHeartbeats;
+    return cmd == qolive::kHostCommand ? kCommands : kRecords;
 }
 
 void Outbox::open() {

@@ -8,10 +8,6 @@ namespace mqtt {
 
 /// The topics of one connection and what MQTT lets through.
 
-/// The commands that the message center treats unlike the others.
-inline constexpr int kHeartbeatCmd = 2;
-inline constexpr int kCommandCmd = 4;
-
 /// "qolive/<client>/<connection>"
 std::string TopicPrefix(const std::string& client, const std::string& connection);
 std::string UpTopic(const std::string& prefix, int cmd);

@@ -82,6 +82,11 @@ struct MsgCenterConfig {
 using MsgSenderCallback = void (*)(void* user, int msgType, int code, const unsigned char* data,
                                    std::size_t len);
 
+constexpr int kStatusMessage = 0;
+constexpr int kDataMessage = 1;
+constexpr int kDisconnectedCode = 0;
+constexpr int kConnectedCode = 1;
+
 /// One logical channel on a center, identified there by its command number. Made and owned by its center.
 class MsgSender {
 public:
