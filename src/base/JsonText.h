@@ -84,7 +84,7 @@ inline bool ParseJson(const std::string& text, Json::Value& root) {
 /// The first thing for which ParseJson refuses a text.
 struct JsonFault {
     std::size_t offset;   ///< in the text; its length when the text ends too soon
-    std::string message;  ///< the reader's; it may quote a number that is none
+    std::string message;  ///< the reader's; it may quote a malformed number
 };
 
 inline JsonFault FirstFault(const std::string& text) {

@@ -87,7 +87,7 @@ QOLIVE_API const char* qolive_version_text(void) QOLIVE_NOTHROW;
 
 /// Receives one finished log line, terminated by a zero byte, without a line break at its end; the text may
 /// hold what a server sent, so who writes lines escapes control characters. `level` is 2 for nearly all
-/// lines, and 4 for a server address that was refused and where a thread or memory is wanting. Lines of the
+/// lines, and 4 for a server address that was refused and where a thread or memory is missing. Lines of the
 /// message center ("[msgcenter] sdklog: warning: main: ...") are of level 2, with their severity (info,
 /// warning, error) and the center (main, backup) in the text. Called on any thread of the host and of the
 /// library, several at once. It must not call back into the library, nor throw.

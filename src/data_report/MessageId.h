@@ -18,7 +18,7 @@ struct IdClock {
     std::int64_t At(std::int64_t nowNs) const { return wallMs + (nowNs - steadyNs) / 1000000; }
 };
 
-/// Where an id stands in time: the how-manieth of which millisecond.
+/// Where an id stands in time: its millisecond, and its number within that millisecond.
 struct IdSlot {
     std::int64_t ms = -1;
     std::int64_t sequence = 0;  ///< 0 to 4095

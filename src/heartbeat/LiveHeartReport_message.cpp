@@ -83,7 +83,7 @@ std::string ReportText(const LiveHeartReportData& data, std::int64_t nowMs, bool
     return WriteCompactJson(message);
 }
 
-/// Takes the sender's mark with it; false, with the mark as it was, when there is nothing to be sent.
+/// Clears the sender's mark. False, with the mark unchanged, when nothing is to be sent.
 bool Prepare(MsgSenderStatus& sender, const LiveHeartReportData& data, std::int64_t nowMs,
              Prepared& prepared) {
     prepared.number = ++g_reportCount;

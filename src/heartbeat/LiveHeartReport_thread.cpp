@@ -36,8 +36,8 @@ void TellDroppedCommands(std::uint64_t count) {
 
 }  // namespace
 
-/// The library's own thread, with what it needs to see that its heartbeat has gone: the destructor does not
-/// wait for ever for one that has not come so far.
+/// The library's own thread. It shares the lock and the handshake, so that it can see that its heartbeat has
+/// gone: the destructor waits for 1 s at most.
 struct LiveHeartReport::Impl::OwnThread {
     static DWORD WINAPI Proc(void* own);
     bool Run() const;

@@ -17,7 +17,7 @@ std::string PlaceOf(const std::string& text, std::size_t offset) {
     return " at line " + std::to_string(line) + ", column " + std::to_string(1 + offset - lineStart);
 }
 
-/// Where the comma is that nothing but the end at `offset` follows; npos when it is not for one.
+/// The offset of a trailing comma when the fault at `offset` is the bracket after it; else npos.
 std::size_t TrailingComma(const std::string& text, std::size_t offset) {
     if (offset == 0 || offset >= text.size() || (text[offset] != '}' && text[offset] != ']'))
         return std::string::npos;

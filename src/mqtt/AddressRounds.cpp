@@ -61,7 +61,7 @@ void AddressRounds::goRound() {
     pause(now() + milliseconds(m_served ? m_backoff.pauseAfterServingMs() : m_backoff.nextPauseMs()));
 }
 
-// Whom a server has refused need not wait with a new token.
+// After a refusal, a new token ends the pause.
 void AddressRounds::pause(Clock::time_point end) {
     const auto wait = [&] {
         while (!stopping() && now() < end && !renewedSinceRefusal())
@@ -117,14 +117,14 @@ std::vector<std::string> AddressRounds::resolve(const std::string& host) {
         waitOnce(end);
     if (stopping()) return {};
     const bool answered = lookUp && lookUp->hasEnded();
-    const auto literals = answered ? lookUp->literals() : std::vector<std::string>();
+    auto literals = answered ? lookUp->literals() : std::vector<std::string>();
     if (literals.empty())
         noteFailure(LogLevel::Warning,
                     (answered ? "no address found for " : "no answer to the name look-up of ") + host);
     return literals;
 }
 
-// As tryAddress.
+// True when a connection was made that held long enough.
 bool AddressRounds::tryWay(const Way& way) {
     TlsContext* const tls = way.plain ? nullptr : tlsFor(way);
     if (!way.plain && !tls) return false;
@@ -171,7 +171,7 @@ Connection::Options AddressRounds::optionsFor(const Way& way, const std::string&
     return options;
 }
 
-// As tryAddress.
+// True when it held long enough.
 bool AddressRounds::live(ConnectionLife& life, const Way& way) {
     const auto since = now();
     noteConnected(way);

@@ -27,7 +27,7 @@ inline constexpr int kLongestStepMs = 1000;
 struct CenterState {
     using Clock = SocketWaiter::Clock;
 
-    /// A waiter of its own without `given`.
+    /// Without `given` it makes a waiter of its own.
     explicit CenterState(std::shared_ptr<SocketWaiter> given = nullptr)
         : waiter(given ? std::move(given) : std::make_shared<SocketWaiter>()) {}
 

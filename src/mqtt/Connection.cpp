@@ -240,7 +240,7 @@ bool Connection::finishConnecting(bool writable) {
     const int socket = mosquitto_socket(m_client.get());
     if (const std::error_code error = SocketError(socket))
         fail(connectProblem(error));
-    else if (!IsSocketConnected(socket))  // What TLS has tried to write before may have taken the error away.
+    else if (!IsSocketConnected(socket))  // An earlier write by TLS may have consumed it.
         fail("connection refused, or reset during the TLS handshake");
     m_tcpConnected = isAlive();
     return m_tcpConnected;

@@ -34,14 +34,14 @@ public:
     /// A heartbeat that has waited for a whole period tells less than the next one.
     static constexpr Clock::duration kHeartbeatLife = std::chrono::seconds(3);
 
-    /// More of them would reach a link that comes back after a while as history.
+    /// With more of them in flight, a link that recovers would first deliver outdated ones.
     static constexpr std::size_t kMostHeartbeatsInFlight = 2;
 
     /// One that has been in flight for so long does not count: a server may be slow to acknowledge what it
     /// has read.
     static constexpr Clock::duration kHeartbeatAnswerTime = std::chrono::seconds(6);
 
-    /// Of the messages that may be in flight, records leave so many free, where there are twice as many.
+    /// Records leave this many in-flight places free, but at most half of them.
     static constexpr std::size_t kKeptFromRecords = 2;
 
     /// What may be in flight at a time.

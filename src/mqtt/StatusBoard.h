@@ -23,8 +23,8 @@ public:
     /// Notes a change. Where memory is short the reason is left out.
     void note(MsgCenterState state, const std::string& reason) noexcept;
 
-    /// Notes a change and tells the listener, with no lock held; nothing when there is none and it was told
-    /// the last. On the network thread.
+    /// Notes a change and tells the listener, with no lock held. Does nothing when nothing has changed since
+    /// the listener was last told. On the network thread.
     void set(MsgCenterState state, const std::string& reason) noexcept;
 
     MsgCenterStatus get() const;

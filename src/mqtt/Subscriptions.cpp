@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <utility>
 
 #include "mqtt/Wire.h"
 
@@ -33,7 +34,7 @@ void Subscriptions::ask(const Senders::Handle& sender, Clock::time_point now) {
 Senders::Handle Subscriptions::takeAnswered(int mid) {
     const auto found = m_subscribing.find(mid);
     if (found == m_subscribing.end()) return nullptr;
-    const Senders::Handle sender = found->second.sender;
+    Senders::Handle sender = std::move(found->second.sender);
     m_subscribing.erase(found);
     return sender;
 }

@@ -15,7 +15,7 @@ std::string NameOf(const ServerAddress& address, const std::string& literal) {
     return literal == address.host ? literal + port : address.host + port + " (" + literal + ")";
 }
 
-// Where a proxy is, a loopback address is the proxy's.
+// With a proxy, a loopback address is the proxy's, not the server's.
 bool IsPlain(const std::string& literal, const Settings& settings) {
     return settings.tls == TlsUse::Never ||
            (settings.tls == TlsUse::ExceptLoopback && settings.options.proxyHost.empty() &&

@@ -12,7 +12,7 @@ void CountDroppedPass() noexcept;
 void NoteDroppedPass(const char* line) noexcept;
 
 /// Runs one pass of a thread of the library, whose end through an exception would be the host's. What the
-/// pass raises, as good as always for want of memory, ends that pass only: it is counted and `line` logged.
+/// pass raises, almost always because memory is short, ends that pass only: it is counted and `line` logged.
 /// False then; the thread goes on with its next pass.
 template <class Pass>
 bool RunPass(const char* line, const Pass& pass) noexcept {

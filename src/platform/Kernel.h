@@ -67,7 +67,7 @@ void ReleaseSRWLockExclusive(SRWLOCK* lock);
 void AcquireSRWLockShared(SRWLOCK* lock);
 void ReleaseSRWLockShared(SRWLOCK* lock);
 
-/// A thread that has been terminated is not kept.
+/// Returns at once on a thread that TerminateThread was called for.
 void Sleep(DWORD milliseconds);
 
 /// Milliseconds since the system started, time asleep included.
@@ -80,7 +80,7 @@ long long _time64(long long* time);
 
 #endif
 
-/// Where a thread goes that is about to be terminated. Where termination is forced (Windows) it never comes
+/// Called by a thread that is about to be terminated. Where termination is forced (Windows) it never comes
 /// back, and is ended here; elsewhere it comes back once TerminateThread was called, to return from its start
 /// routine. Takes no lock but the thread's own, and nothing from the heap.
 void AwaitTermination();

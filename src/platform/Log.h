@@ -10,7 +10,7 @@ enum class LogLevel : int {
     Debug = 1,
     Info = 2,  ///< every ordinary line and most failures
     Warning = 3,
-    Error = 4,  ///< a server address that was refused, no thread or no memory to be had
+    Error = 4,  ///< a server address that was refused, no thread or no memory available
 };
 
 // What the message center says comes at level 2 whatever its severity, which its text begins with:

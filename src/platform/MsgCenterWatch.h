@@ -55,8 +55,8 @@ struct MsgCenterCounters {
 /// operation does nothing and everything is unknown or zero.
 class MsgCenterWatch {
 public:
-    /// Called when the state or its reason has changed, which ends with a zero byte: by the center's network
-    /// thread, with no lock held. It must neither start nor stop the center; what blocks in it delays the
+    /// Called when the state or its reason has changed, by the center's network thread, with no lock held;
+    /// `reason` ends with a zero byte. It must neither start nor stop the center; what blocks in it delays the
     /// center. (A center that could not be started has no such thread: only its status tells why.)
     using Listener = void (*)(void* user, MsgCenterState state, const char* reason);
 

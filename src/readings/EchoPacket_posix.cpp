@@ -19,7 +19,7 @@ std::uint16_t InternetChecksum(const EchoBytes& message) {
     return static_cast<std::uint16_t>(~sum);
 }
 
-/// An ICMP message that starts with 0x4 in its upper half is neither a request nor a reply, so this is safe.
+/// 0 when there is none. No echo type has 4 in its upper half, so a message is never taken for a header.
 std::size_t Ipv4HeaderLength(const EchoBytes& message) {
     if (message.empty() || message[0] >> 4 != 4) return 0;
     return std::size_t{4} * (message[0] & 0x0f);
