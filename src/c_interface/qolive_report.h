@@ -248,9 +248,9 @@ QOLIVE_API int32_t qolive_centers_set_status_sink(qolive_center_status_sink sink
 QOLIVE_API int32_t qolive_centers_renew_access_token(const char* token, size_t token_length,
                                                      int64_t expire_time) QOLIVE_NOTHROW;
 
-/// A message center: QoPlayer::MsgCenter* in C++, for a host that has that class from the message-center
-/// library which it had linked in. No function here takes one, `main_center` says which center is meant;
-/// without the class it only tells one center from the other.
+/// A message center: in C++ it is a QoPlayer::MsgCenter, which a host can use that has put a message-center
+/// library of its own into this one. To every other host it only tells one center from the other: no function
+/// here takes one, `main_center` says which center is meant.
 typedef struct qolive_message_center qolive_message_center;
 
 /// CMsgCenterFactory::GetFactoryObj: the main center when `main_center` is not 0, else the backup center.

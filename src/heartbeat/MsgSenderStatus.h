@@ -35,8 +35,7 @@ public:
     static void OnSrvCb(void* user, int msgType, int code, const unsigned char* data, std::size_t len);
 
     /// Gives up the share in the center that initSender took. To be called when nobody sends any more and the
-    /// sender stays as it is: a center that no one else shares ends its connection here, which takes up to 1
-    /// s.
+    /// sender stays as it is: a center that no one else shares ends its connection here, in 1 s at most.
     void letCenterGo();
 
     /// Data from the server: a JSON object whose "type" is 3 asks for a full report, everything else is

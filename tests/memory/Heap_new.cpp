@@ -5,7 +5,7 @@
 #include "ShortMemory.h"
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return short_memory::refusesThis() ? nullptr : std::malloc(size ? size : 1);
+    return short_memory::RefusesThis() ? nullptr : std::malloc(size ? size : 1);
 }
 
 void* operator new(std::size_t size) {

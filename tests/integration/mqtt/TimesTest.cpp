@@ -41,6 +41,7 @@ namespace {
 constexpr int kCommand = 4;
 constexpr int kRecord = 5;
 constexpr std::uint64_t kSeed = 7;
+constexpr std::uint8_t kNotAuthorized = 0x87;
 
 using Times = std::vector<std::int64_t>;  // ms since the start
 
@@ -77,6 +78,19 @@ protected:
         AddressRounds(m_settings, "0badcafe", kSeed, m_state).run();
     }
 
+    /// The first server refuses; at 300 s comes a new token, which it answers with `then`.
+    void refuseUntilANewToken(std::uint8_t then) {
+        m_settings.token = "old-secret";
+        m_settings.longestPauseMs = 24 * 3600 * 1000;
+        m_first.connectCode = kNotAuthorized;
+        use({m_first.port()});
+        m_time->at(300s, [this, then] {
+            m_offers.clear();
+            m_state.token.renew("new-secret", 0);
+            m_first.connectCode = then;
+        });
+    }
+
     std::int64_t elapsedMs() const { return std::chrono::floor<milliseconds>(m_time->elapsed()).count(); }
 
     /// As a host that has seen the connection does.
@@ -102,8 +116,8 @@ protected:
     CenterState m_state{m_time};
     SteppedServer m_first;
     SteppedServer m_second;
-    Times m_offers;          ///< when `first` has seen a CONNECT
-    Times m_offersToSecond;  ///< and `second`
+    Times m_offers;          ///< when m_first has seen a CONNECT
+    Times m_offersToSecond;  ///< and m_second
     Settings m_settings;
     std::vector<std::pair<std::int64_t, std::string>> m_lines;
     std::function<void(const std::string&)> m_onLine;  ///< called first for each of them
@@ -170,29 +184,14 @@ TEST_F(RoundTimesTest, ATokenThatIsReplacedByAnExpiredOneIsStillNotOffered) {
 }
 
 TEST_F(RoundTimesTest, WhomAServerHasRefusedComesBackAtOnceWithANewToken) {
-    m_settings.token = "old-secret";
-    m_settings.longestPauseMs = 24 * 3600 * 1000;
-    m_first.connectCode = 0x87;
-    use({m_first.port()});
-    m_time->at(300s, [&] {
-        m_offers.clear();
-        m_state.token.renew("new-secret", 0);
-        m_first.connectCode = 0;
-    });
+    refuseUntilANewToken(0);
     runFor(301s);
     EXPECT_EQ(m_offers, Times{300'000});
     EXPECT_NE(m_first.lastConnect().find("new-secret"), std::string::npos);
 }
 
 TEST_F(RoundTimesTest, ANewTokenThatIsRefusedTooWaitsAsTheOldOneDid) {
-    m_settings.token = "old-secret";
-    m_settings.longestPauseMs = 24 * 3600 * 1000;
-    m_first.connectCode = 0x87;
-    use({m_first.port()});
-    m_time->at(300s, [&] {
-        m_offers.clear();
-        m_state.token.renew("new-secret", 0);
-    });
+    refuseUntilANewToken(kNotAuthorized);
     runFor(330s);
     EXPECT_EQ(m_offers, Times{300'000});
 }
@@ -352,7 +351,7 @@ protected:
 };
 
 TEST_F(AnswersTest, TheReasonOfARefusedConnectionIsShown) {
-    m_first.connectCode = 0x87;
+    m_first.connectCode = kNotAuthorized;
     m_first.properties = '\x1f' + support::MqttString("ask for a seat");
     use({m_first.port()});
     runFor(1ms);
@@ -361,7 +360,7 @@ TEST_F(AnswersTest, TheReasonOfARefusedConnectionIsShown) {
 }
 
 TEST_F(AnswersTest, ARefusalWithoutAReasonHasNoBrackets) {
-    m_first.connectCode = 0x87;
+    m_first.connectCode = kNotAuthorized;
     m_first.properties = '\x1f' + support::MqttString("");
     use({m_first.port()});
     runFor(1ms);
@@ -436,7 +435,7 @@ TEST_F(StatusTimesTest, AfterALossItTellsOfItUntilTheNextServerAnswers) {
 }
 
 TEST_F(StatusTimesTest, AfterARefusalItIsRefusedThroughThePauseAndTheNextRound) {
-    m_first.connectCode = 0x87;
+    m_first.connectCode = kNotAuthorized;
     m_second.answersConnect = false;
     use({m_first.port(), m_second.port()});
     runAndLookAt(30s);
