@@ -20,7 +20,7 @@ namespace {
 constexpr int kFullReport = 1;
 constexpr int kKeepAlive = 2;
 constexpr std::int32_t kKeepAlivesPerLogLine = 40;
-constexpr std::size_t kQueuedBeforeDropping = 20;
+constexpr std::size_t kMostWaitingCommands = 21;
 
 std::atomic<std::int32_t> g_reportCount{0};
 
@@ -150,7 +150,7 @@ bool LiveHeartReport::sendComand(int bizType, std::string data) {
         std::string text = CommandText(bizType, data);
         const qolive::CriticalSectionLock lock(*m_lock);
         if (!m_commonSender) return false;
-        if (m_cmdQueue.size() > kQueuedBeforeDropping) {
+        if (m_cmdQueue.size() >= kMostWaitingCommands) {
             m_cmdQueue.pop_front();
             CommandTally::instance().dropped();
             m_impl->droppedCommands.add();

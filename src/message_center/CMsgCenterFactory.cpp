@@ -214,9 +214,10 @@ void CMsgCenterFactory::StartCenters(const std::string& text, const HeartBaseCon
 }
 
 void CMsgCenterFactory::UseOptions(const FactoryOptions& options) {
-    const bool taken = QoPlayer::MsgCenterWatch(*m_mainCenter).setOptions(options.ways) &&
-                       QoPlayer::MsgCenterWatch(*m_backupCenter).setOptions(options.ways);
-    if (!taken && !options.ways.isEmpty()) throw ConfigProblem("this message-center library has no options");
+    const bool taken = QoPlayer::MsgCenterWatch(*m_mainCenter).setOptions(options.center) &&
+                       QoPlayer::MsgCenterWatch(*m_backupCenter).setOptions(options.center);
+    if (!taken && !options.center.isEmpty())
+        throw ConfigProblem("this message-center library has no options");
     SetHostProcess(options.hostProcess);
 }
 

@@ -10,7 +10,7 @@ namespace Bas {
 
 /// The object "options" of the factory's configuration.
 struct FactoryOptions {
-    QoPlayer::MsgCenterOptions ways;
+    QoPlayer::MsgCenterOptions center;
     std::string hostProcess;  ///< empty: the usual one
 };
 

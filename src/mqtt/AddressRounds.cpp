@@ -104,7 +104,7 @@ void AddressRounds::goThroughAddresses() {
 // True when it held long enough to begin with the first address again.
 bool AddressRounds::tryAddress(const ServerAddress& address) {
     for (const std::string& literal : resolve(HostToLookUp(address, m_settings)))
-        if (stopping() || tryWay(WayTo(address, literal, m_settings))) return true;
+        if (stopping() || tryRoute(RouteTo(address, literal, m_settings))) return true;
     return false;
 }
 
@@ -125,17 +125,17 @@ std::vector<std::string> AddressRounds::resolve(const std::string& host) {
 }
 
 // True when a connection was made that held long enough.
-bool AddressRounds::tryWay(const Way& way) {
-    TlsContext* const tls = way.plain ? nullptr : tlsFor(way);
-    if (!way.plain && !tls) return false;
+bool AddressRounds::tryRoute(const ServerRoute& route) {
+    TlsContext* const tls = route.plain ? nullptr : tlsFor(route);
+    if (!route.plain && !tls) return false;
     const AccessToken::Offer offer = m_state.token.offer();
-    Connection::Options options = optionsFor(way, offer.text);
+    MqttClient::Options options = optionsFor(route, offer.text);
     options.tls = tls;
-    ConnectionLife life(options, way.name, m_prefix, m_state);
+    ConnectionLife life(options, route.name, m_prefix, m_state);
     const auto attempt = life.establish(m_refusal);
-    if (attempt == ConnectionLife::Attempt::Connected) return live(life, way);
+    if (attempt == ConnectionLife::Attempt::Connected) return live(life, route);
     if (attempt == ConnectionLife::Attempt::Stopped) return false;
-    const std::string line = "cannot connect to " + way.name + ": " + life.problem();
+    const std::string line = "cannot connect to " + route.name + ": " + life.problem();
     if (life.wasRefused())
         noteRefusal(line, offer.renewal);
     else
@@ -143,25 +143,25 @@ bool AddressRounds::tryWay(const Way& way) {
     return false;
 }
 
-TlsContext* AddressRounds::tlsFor(const Way& way) {
-    const MsgCenterOptions& ways = m_settings.options;
+TlsContext* AddressRounds::tlsFor(const ServerRoute& route) {
+    const MsgCenterOptions& options = m_settings.options;
     std::string problem;
     if (!m_tls)
-        m_tls = TlsContext::make({m_settings.caFile, ways.clientCertificate, ways.clientKey}, problem);
-    if (m_tls && !m_tls->expect(way.host)) problem = "no certificate can be for this name";
+        m_tls = TlsContext::make({m_settings.caFile, options.clientCertificate, options.clientKey}, problem);
+    if (m_tls && !m_tls->expect(route.host)) problem = "no certificate can be for this name";
     if (!problem.empty()) {
-        noteFailure(LogLevel::Error, "cannot connect to " + way.name + ": " + problem);
+        noteFailure(LogLevel::Error, "cannot connect to " + route.name + ": " + problem);
         return nullptr;
     }
-    m_tls->offer(way.alpn);
+    m_tls->offer(route.alpn);
     return m_tls.get();
 }
 
-Connection::Options AddressRounds::optionsFor(const Way& way, const std::string& token) const {
-    Connection::Options options;
-    options.server = way.server;
-    options.port = way.port;
-    options.proxy = way.proxy;
+MqttClient::Options AddressRounds::optionsFor(const ServerRoute& route, const std::string& token) const {
+    MqttClient::Options options;
+    options.server = route.server;
+    options.port = route.port;
+    options.proxy = route.proxy;
     options.clientId = m_clientId;
     options.userName = m_settings.userName;
     options.token = token;
@@ -172,9 +172,9 @@ Connection::Options AddressRounds::optionsFor(const Way& way, const std::string&
 }
 
 // True when it held long enough.
-bool AddressRounds::live(ConnectionLife& life, const Way& way) {
+bool AddressRounds::live(ConnectionLife& life, const ServerRoute& route) {
     const auto since = now();
-    noteConnected(way);
+    noteConnected(route);
     const std::string end = life.serve();
     m_served = m_served || life.hasServed();
     endConnection(end);
@@ -183,8 +183,8 @@ bool AddressRounds::live(ConnectionLife& life, const Way& way) {
     return true;
 }
 
-void AddressRounds::noteConnected(const Way& way) {
-    m_state.log.write(LogLevel::Info, "connected to " + way.name + " as " + m_clientId);
+void AddressRounds::noteConnected(const ServerRoute& route) {
+    m_state.log.write(LogLevel::Info, "connected to " + route.name + " as " + m_clientId);
     if (m_sessionKnown) m_state.reconnects.fetch_add(1, std::memory_order_relaxed);
     m_sessionKnown = true;
     m_refusedToken.reset();

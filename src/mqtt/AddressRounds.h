@@ -9,12 +9,12 @@
 
 #include "mqtt/Backoff.h"
 #include "mqtt/CenterState.h"
-#include "mqtt/Connection.h"
 #include "mqtt/ConnectionLife.h"
+#include "mqtt/MqttClient.h"
 #include "mqtt/Refusal.h"
+#include "mqtt/ServerRoute.h"
 #include "mqtt/Settings.h"
 #include "mqtt/TlsContext.h"
-#include "mqtt/Way.h"
 
 namespace QoPlayer {
 namespace mqtt {
@@ -52,11 +52,11 @@ private:
     void goThroughAddresses();
     bool tryAddress(const ServerAddress& address);
     std::vector<std::string> resolve(const std::string& host);
-    bool tryWay(const Way& way);
-    TlsContext* tlsFor(const Way& way);
-    Connection::Options optionsFor(const Way& way, const std::string& token) const;
-    bool live(ConnectionLife& life, const Way& way);
-    void noteConnected(const Way& way);
+    bool tryRoute(const ServerRoute& route);
+    TlsContext* tlsFor(const ServerRoute& route);
+    MqttClient::Options optionsFor(const ServerRoute& route, const std::string& token) const;
+    bool live(ConnectionLife& life, const ServerRoute& route);
+    void noteConnected(const ServerRoute& route);
     void noteFailure(LogLevel level, const std::string& line);
     void noteRefusal(const std::string& line, std::uint64_t offeredToken);
     void endConnection(const std::string& reason);

@@ -25,46 +25,46 @@ bool IsAnyConnected(const std::vector<Senders::Handle>& senders) {
 
 }  // namespace
 
-ConnectionLife::ConnectionLife(const Connection::Options& options, const std::string& server,
+ConnectionLife::ConnectionLife(const MqttClient::Options& options, const std::string& server,
                                const std::string& prefix, CenterState& state)
     : m_state(state),
       m_server(server),
       m_prefix(prefix),
       m_note("connected to " + server),
-      m_connection(options, *this, *state.waiter),
-      m_subscriptions(m_connection, prefix) {}
+      m_client(options, *this, *state.waiter),
+      m_subscriptions(m_client, prefix) {}
 
 ConnectionLife::Attempt ConnectionLife::establish(Refusal& standing) {
     const auto end = now() + kConnectLimit;
-    while (m_connection.isAlive() && !m_connection.isConnected() && !stopping()) {
-        if (now() >= end) m_connection.abandon("no answer within 5 s");
-        m_connection.step(m_state.stepMs(end));
+    while (m_client.isAlive() && !m_client.isConnected() && !stopping()) {
+        if (now() >= end) m_client.abandon("no answer within 5 s");
+        m_client.step(m_state.stepMs(end));
         standing.tellNewSenders();
     }
-    if (m_connection.isConnected()) return Attempt::Connected;
-    if (!m_connection.isAlive()) return Attempt::Failed;
-    if (m_connection.hasAsked()) sayGoodbye();
+    if (m_client.isConnected()) return Attempt::Connected;
+    if (!m_client.isAlive()) return Attempt::Failed;
+    if (m_client.hasAsked()) sayGoodbye();
     return Attempt::Stopped;
 }
 
 std::string ConnectionLife::serve() {
     const auto since = now();
     begin();
-    while (m_connection.isAlive() && !stopping()) {
+    while (m_client.isAlive() && !stopping()) {
         publishWaiting();
-        m_connection.step(kLongestStepMs);
+        m_client.step(kLongestStepMs);
         if (m_state.senders.takeChanged()) serviceSenders();
-        if (m_subscriptions.hangs(now())) m_connection.abandon("no answer to a subscription within 10 s");
+        if (m_subscriptions.hangs(now())) m_client.abandon("no answer to a subscription within 10 s");
     }
     m_served = !m_subscriptions.isSubscribing() && now() - since >= kServed;
     if (stopping()) finish();
-    return stopping() ? "stopped" : "connection to " + m_server + " lost: " + m_connection.problem();
+    return stopping() ? "stopped" : "connection to " + m_server + " lost: " + m_client.problem();
 }
 
 void ConnectionLife::begin() {
     // A sender that is open begins anew, with a full heartbeat.
     if (m_state.senders.find(qolive::kHeartbeatCommand)) m_state.outbox.forgetHeartbeats();
-    m_presenceMid = m_connection.publishPresence(PresenceTopic(m_prefix), true);
+    m_presencePacketId = m_client.publishPresence(PresenceTopic(m_prefix), true);
     for (const Senders::Handle& sender : m_state.senders.all())
         sender->subscribed = false;
     serviceSenders();
@@ -75,21 +75,21 @@ void ConnectionLife::begin() {
 void ConnectionLife::finish() {
     m_drainEnd = now() + kDrainLimit;
     const auto isDrained = [this] {
-        return m_state.outbox.empty() && m_presenceMid == 0 && m_subscriptions.isAnswered();
+        return m_state.outbox.empty() && m_presencePacketId == 0 && m_subscriptions.isAnswered();
     };
-    while (m_connection.isAlive() && !isDrained() && now() < m_drainEnd) {
+    while (m_client.isAlive() && !isDrained() && now() < m_drainEnd) {
         publishWaiting();
-        m_connection.step(m_state.stepMs(m_drainEnd));
+        m_client.step(m_state.stepMs(m_drainEnd));
     }
-    m_connection.publishPresence(PresenceTopic(m_prefix), false);
+    m_client.publishPresence(PresenceTopic(m_prefix), false);
     sayGoodbye();
 }
 
 void ConnectionLife::sayGoodbye() {
-    if (m_connection.isAlive()) m_connection.disconnect();
+    if (m_client.isAlive()) m_client.disconnect();
     const auto end = now() + kGoodbyeLimit;
-    while (m_connection.isAlive() && now() < end)
-        m_connection.step(m_state.stepMs(end));
+    while (m_client.isAlive() && now() < end)
+        m_client.step(m_state.stepMs(end));
 }
 
 void ConnectionLife::serviceSenders() {
@@ -108,8 +108,8 @@ void ConnectionLife::showSenders() {
 }
 
 void ConnectionLife::publishWaiting() {
-    while (m_connection.isAlive()) {
-        const std::size_t most = m_limits.mostInFlight - (m_presenceMid != 0 ? 1 : 0);
+    while (m_client.isAlive()) {
+        const std::size_t most = m_limits.mostInFlight - (m_presencePacketId != 0 ? 1 : 0);
         const Message* const message = m_state.outbox.nextToPublish({most, m_window.bytes()}, now());
         if (!message || !publishNext(*message)) break;
     }
@@ -125,9 +125,9 @@ bool ConnectionLife::publishNext(const Message& message) {
         dropOversize(message.cmd, size);
         return true;
     }
-    const int mid = m_connection.publish(topic, responseTopic, message);
-    if (mid == 0) return false;
-    m_state.outbox.published(mid, size, now());
+    const int packetId = m_client.publish(topic, responseTopic, message);
+    if (packetId == 0) return false;
+    m_state.outbox.published(packetId, size, now());
     return true;
 }
 
@@ -152,8 +152,8 @@ void ConnectionLife::onConnected(const ServerLimits& limits) {
     m_limits = limits;
 }
 
-void ConnectionLife::onSubscribed(int mid, bool granted, const std::string& reason) {
-    const Senders::Handle sender = m_subscriptions.takeAnswered(mid);
+void ConnectionLife::onSubscribed(int packetId, bool granted, const std::string& reason) {
+    const Senders::Handle sender = m_subscriptions.takeAnswered(packetId);
     if (!sender) return;
     if (granted)
         m_state.tell(sender, true, "connected to " + m_server);
@@ -174,16 +174,16 @@ void ConnectionLife::onUnsubscribed() {
     m_subscriptions.takenBack();
 }
 
-void ConnectionLife::onAcknowledged(int mid, const std::string& refusal) {
-    if (mid == m_presenceMid) return tellPresenceAnswer(refusal);
-    const auto delivery = m_state.outbox.acknowledged(mid, !refusal.empty());
+void ConnectionLife::onAcknowledged(int packetId, const std::string& refusal) {
+    if (packetId == m_presencePacketId) return tellPresenceAnswer(refusal);
+    const auto delivery = m_state.outbox.acknowledged(packetId, !refusal.empty());
     if (!delivery) return;
     m_window.acknowledged(delivery->published, now(), delivery->bytes, delivery->bytesInFlight);
     if (!refusal.empty()) tellRefusedMessage(refusal);
 }
 
 void ConnectionLife::tellPresenceAnswer(const std::string& refusal) {
-    m_presenceMid = 0;
+    m_presencePacketId = 0;
     if (!refusal.empty()) m_state.log.write(LogLevel::Warning, "the server refused the presence: " + refusal);
 }
 
@@ -194,7 +194,7 @@ void ConnectionLife::tellRefusedMessage(const std::string& refusal) {
 }
 
 void ConnectionLife::onMessage(const char* topic, const void* payload, std::size_t length) {
-    if (now() >= m_drainEnd) return m_connection.abandon("stopped");
+    if (now() >= m_drainEnd) return m_client.abandon("stopped");
     int cmd = 0;
     if (!CmdOfDownTopic(m_prefix, topic, cmd)) return;
     if (const Senders::Handle sender = m_state.senders.find(cmd))

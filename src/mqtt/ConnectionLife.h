@@ -5,10 +5,10 @@
 #include <string>
 
 #include "mqtt/CenterState.h"
-#include "mqtt/Connection.h"
+#include "mqtt/MqttClient.h"
+#include "mqtt/PendingSubscriptions.h"
 #include "mqtt/Refusal.h"
 #include "mqtt/SendWindow.h"
-#include "mqtt/Subscriptions.h"
 
 namespace QoPlayer {
 namespace mqtt {
@@ -29,7 +29,7 @@ public:
     enum class Attempt { Connected, Failed, Stopped };
 
     /// `server` is its name for a person, `prefix` that of the connection's topics.
-    ConnectionLife(const Connection::Options& options, const std::string& server, const std::string& prefix,
+    ConnectionLife(const MqttClient::Options& options, const std::string& server, const std::string& prefix,
                    CenterState& state);
 
     /// Returns once it is connected or over. Senders that are opened meanwhile hear of `standing`.
@@ -38,8 +38,8 @@ public:
     /// Returns once it is over, and says why. To be called once connected.
     std::string serve();
 
-    const std::string& problem() const { return m_connection.problem(); }
-    bool wasRefused() const { return m_connection.wasRefused(); }
+    const std::string& problem() const { return m_client.problem(); }
+    bool wasRefused() const { return m_client.wasRefused(); }
 
     /// True when it was of use: connected for a second, with no subscription unanswered at its end.
     bool hasServed() const { return m_served; }
@@ -48,9 +48,9 @@ private:
     using Clock = std::chrono::steady_clock;
 
     void onConnected(const ServerLimits& limits) override;
-    void onSubscribed(int mid, bool granted, const std::string& reason) override;
+    void onSubscribed(int packetId, bool granted, const std::string& reason) override;
     void onUnsubscribed() override;
-    void onAcknowledged(int mid, const std::string& refusal) override;
+    void onAcknowledged(int packetId, const std::string& refusal) override;
     void onMessage(const char* topic, const void* payload, std::size_t length) override;
 
     bool stopping() const { return m_state.stopping; }
@@ -72,11 +72,11 @@ private:
     const std::string m_server;
     const std::string m_prefix;
     std::string m_note;  ///< what the status says while it is connected
-    Connection m_connection;
-    Subscriptions m_subscriptions;
+    MqttClient m_client;
+    PendingSubscriptions m_subscriptions;
     ServerLimits m_limits;
     SendWindow m_window;
-    int m_presenceMid = 0;  ///< of the presence, until it is acknowledged
+    int m_presencePacketId = 0;  ///< of the presence, until it is acknowledged
     bool m_served = false;
     Clock::time_point m_drainEnd = Clock::time_point::max();
 };

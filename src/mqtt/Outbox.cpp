@@ -115,11 +115,11 @@ void Outbox::dropExpired(Clock::time_point now) {
     }
 }
 
-void Outbox::published(int mid, std::size_t bytes, Clock::time_point now) {
+void Outbox::published(int packetId, std::size_t bytes, Clock::time_point now) {
     const qolive::MutexLock lock(m_mutex);
     Lane& lane = m_lanes[m_offered];
     Entry& entry = lane.firstWaiting();
-    entry.mid = mid;
+    entry.packetId = packetId;
     entry.packetBytes = bytes;
     entry.published = now;
     ++lane.inFlight;
@@ -134,12 +134,12 @@ void Outbox::dropNext() {
     ++m_counters.droppedUnusable;
 }
 
-std::optional<Outbox::Delivery> Outbox::acknowledged(int mid, bool refused) {
+std::optional<Outbox::Delivery> Outbox::acknowledged(int packetId, bool refused) {
     const qolive::MutexLock lock(m_mutex);
     for (Lane& lane : m_lanes) {
         for (std::size_t i = 0; i < lane.inFlight; ++i) {
             const Entry& entry = lane.entries[i];
-            if (entry.mid != mid) continue;
+            if (entry.packetId != packetId) continue;
             const Delivery delivery{entry.published, entry.packetBytes, m_bytesInFlight};
             lane.erase(i);
             --m_messagesInFlight;

@@ -79,15 +79,15 @@ public:
     /// dropped or the outbox closed. Heartbeats whose life has ended by `now` are forgotten.
     const Message* nextToPublish(const Room& room, Clock::time_point now);
 
-    /// The message that nextToPublish gave last is now in flight under `mid`, as a packet of `bytes`.
-    void published(int mid, std::size_t bytes, Clock::time_point now);
+    /// The message that nextToPublish gave last is now in flight under `packetId`, as a packet of `bytes`.
+    void published(int packetId, std::size_t bytes, Clock::time_point now);
 
     /// The message that nextToPublish gave last will never go.
     void dropNext();
 
-    /// Removes the message in flight under `mid`, which the server has taken or refused; empty when there is
+    /// Removes the message in flight under `packetId`, which the server has taken or refused; empty when there is
     /// none.
-    std::optional<Delivery> acknowledged(int mid, bool refused = false);
+    std::optional<Delivery> acknowledged(int packetId, bool refused = false);
 
     /// Nothing is in flight any more: all messages wait again, in their order.
     void connectionLost();
@@ -103,7 +103,7 @@ public:
 private:
     struct Entry {
         Message message;
-        int mid = 0;
+        int packetId = 0;
         std::size_t packetBytes = 0;
         Clock::time_point published{};
     };

@@ -5,7 +5,7 @@
 
 #include "fuzz/FuzzTarget.h"
 #include "fuzz/LoopbackServer.h"
-#include "mqtt/Connection.h"
+#include "mqtt/MqttClient.h"
 #include "mqtt/Outbox.h"
 
 // Any bytes from a server, through a real socket into the connection of the message center, without TLS.
@@ -16,9 +16,9 @@
 
 namespace {
 
-using QoPlayer::mqtt::Connection;
 using QoPlayer::mqtt::ConnectionEvents;
 using QoPlayer::mqtt::Message;
+using QoPlayer::mqtt::MqttClient;
 using QoPlayer::mqtt::ServerLimits;
 using QoPlayer::mqtt::SocketWaiter;
 
@@ -43,8 +43,8 @@ public:
         fuzz::Require(limits.mostInFlight <= 65535);
         fuzz::Require(limits.largestPacket > 0);
     }
-    void onSubscribed(int mid, bool, const std::string& reason) override {
-        fuzz::Require(mid > 0 && mid <= 65535);
+    void onSubscribed(int packetId, bool, const std::string& reason) override {
+        fuzz::Require(packetId > 0 && packetId <= 65535);
         look(reason.data(), reason.size());
     }
     void onUnsubscribed() override {}
@@ -67,7 +67,7 @@ private:
 class Session {
 public:
     explicit Session(fuzz::LoopbackServer& server, std::size_t piece)
-        : m_server(server), m_piece(piece), m_connection(options(server.port()), m_listener, m_waiter) {
+        : m_server(server), m_piece(piece), m_client(options(server.port()), m_listener, m_waiter) {
         m_server.accept();
         step(1);
     }
@@ -75,11 +75,11 @@ public:
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
-    Connection& connection() { return m_connection; }
+    MqttClient& connection() { return m_client; }
 
     void receive(const std::uint8_t* data, std::size_t size) {
         const std::size_t piece = m_piece == 0 ? size : m_piece;
-        for (std::size_t at = 0; at < size && m_connection.isAlive(); at += piece) {
+        for (std::size_t at = 0; at < size && m_client.isAlive(); at += piece) {
             const std::size_t length = std::min(piece, size - at);
             m_server.send(data + at, length);
             step(length);
@@ -96,7 +96,7 @@ public:
     }
 
     void use() {
-        m_mid = m_connection.subscribe(kTopic);
+        m_packetId = m_client.subscribe(kTopic);
         step(1);
     }
 
@@ -105,18 +105,18 @@ public:
         message.cmd = 5;
         message.body = "{}";
         message.head = "{}";
-        for (int i = 0; i < 3 && m_connection.isAlive(); ++i)
-            m_connection.publish("qolive/studio-7/0badcafe/up/5", kTopic, message);
+        for (int i = 0; i < 3 && m_client.isAlive(); ++i)
+            m_client.publish("qolive/studio-7/0badcafe/up/5", kTopic, message);
         step(1);
     }
 
     std::string granted() const {
-        return {'\x90', 4, static_cast<char>(m_mid >> 8), static_cast<char>(m_mid), 0, 0};
+        return {'\x90', 4, static_cast<char>(m_packetId >> 8), static_cast<char>(m_packetId), 0, 0};
     }
 
 private:
-    static Connection::Options options(int port) {
-        Connection::Options options;
+    static MqttClient::Options options(int port) {
+        MqttClient::Options options;
         options.server = "127.0.0.1";
         options.port = port;
         options.clientId = "studio-7-0badcafe";
@@ -129,16 +129,16 @@ private:
     // Often enough for whatever fits into `size` bytes.
     void step(std::size_t size) {
         const std::size_t most = 2 + size / kSmallestPacket / kPacketsPerStep;
-        for (std::size_t i = 0; i < most && m_connection.isAlive(); ++i)
-            m_connection.step(0);
+        for (std::size_t i = 0; i < most && m_client.isAlive(); ++i)
+            m_client.step(0);
     }
 
     fuzz::LoopbackServer& m_server;
     const std::size_t m_piece;
     Listener m_listener;
     SocketWaiter m_waiter;
-    Connection m_connection;
-    int m_mid = 0;
+    MqttClient m_client;
+    int m_packetId = 0;
 };
 
 struct Input {

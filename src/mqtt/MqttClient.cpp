@@ -1,4 +1,4 @@
-#include "mqtt/Connection.h"
+#include "mqtt/MqttClient.h"
 
 #include <mqtt_protocol.h>
 #include <openssl/ssl.h>
@@ -78,10 +78,10 @@ const char* TextOrNull(const std::string& text) {
 }  // namespace
 
 /// What the client library calls. Nothing may be thrown through it.
-class Connection::Callbacks {
+class MqttClient::Callbacks {
 public:
     static void onConnect(mosquitto*, void* user, int code, int, const mosquitto_property* properties) {
-        Connection& self = of(user);
+        MqttClient& self = of(user);
         self.guarded([&] {
             if (code != 0) {
                 self.m_refused = true;
@@ -99,7 +99,7 @@ public:
     }
 
     static void onDisconnect(mosquitto*, void* user, int code, const mosquitto_property* properties) {
-        Connection& self = of(user);
+        MqttClient& self = of(user);
         self.guarded([&] {
             if (code >= kFirstRefusal)
                 self.fail("closed by the server: " + ReasonText(code, properties));
@@ -108,31 +108,32 @@ public:
         });
     }
 
-    static void onSubscribe(mosquitto*, void* user, int mid, int count, const int* codes,
+    static void onSubscribe(mosquitto*, void* user, int packetId, int count, const int* codes,
                             const mosquitto_property* properties) {
-        Connection& self = of(user);
+        MqttClient& self = of(user);
         self.guarded([&] {
             const bool granted = count == 1 && codes[0] < kFirstRefusal;
-            self.m_events.onSubscribed(mid, granted,
+            self.m_events.onSubscribed(packetId, granted,
                                        granted || count != 1 ? "" : ReasonText(codes[0], properties));
         });
     }
 
     static void onUnsubscribe(mosquitto*, void* user, int, const mosquitto_property*) {
-        Connection& self = of(user);
+        MqttClient& self = of(user);
         self.guarded([&] { self.m_events.onUnsubscribed(); });
     }
 
-    static void onPublish(mosquitto*, void* user, int mid, int code, const mosquitto_property* properties) {
-        Connection& self = of(user);
+    static void onPublish(mosquitto*, void* user, int packetId, int code,
+                          const mosquitto_property* properties) {
+        MqttClient& self = of(user);
         self.guarded([&] {
-            self.m_events.onAcknowledged(mid, code < kFirstRefusal ? "" : ReasonText(code, properties));
+            self.m_events.onAcknowledged(packetId, code < kFirstRefusal ? "" : ReasonText(code, properties));
         });
     }
 
     static void onMessage(mosquitto*, void* user, const mosquitto_message* message,
                           const mosquitto_property*) {
-        Connection& self = of(user);
+        MqttClient& self = of(user);
         self.guarded([&] {
             const void* const payload = message->payload ? message->payload : "";
             self.m_events.onMessage(message->topic, payload, static_cast<std::size_t>(message->payloadlen));
@@ -140,16 +141,16 @@ public:
     }
 
     static void onLog(mosquitto*, void* user, int level, const char* line) {
-        Connection& self = of(user);
+        MqttClient& self = of(user);
         if (level == MOSQ_LOG_ERR) self.guarded([&] { self.m_libraryError = Shortened(line); });
     }
 
 private:
-    static Connection& of(void* user) { return *static_cast<Connection*>(user); }
+    static MqttClient& of(void* user) { return *static_cast<MqttClient*>(user); }
 };
 
 template <class Action>
-void Connection::guarded(Action action) {
+void MqttClient::guarded(Action action) {
     try {
         action();
     } catch (const std::exception&) {
@@ -157,7 +158,7 @@ void Connection::guarded(Action action) {
     }
 }
 
-Connection::Connection(const Options& options, ConnectionEvents& events, SocketWaiter& waiter)
+MqttClient::MqttClient(const Options& options, ConnectionEvents& events, SocketWaiter& waiter)
     : m_events(events), m_waiter(waiter), m_tls(options.tls), m_viaProxy(!options.proxy.literal.empty()) {
     {
         const SignalGuard keepSignals;
@@ -169,9 +170,9 @@ Connection::Connection(const Options& options, ConnectionEvents& events, SocketW
         open(options);
 }
 
-Connection::~Connection() = default;
+MqttClient::~MqttClient() = default;
 
-bool Connection::configure(const Options& options) {
+bool MqttClient::configure(const Options& options) {
     mosquitto* const client = m_client.get();
     setCallbacks();
     const bool set =
@@ -189,7 +190,7 @@ bool Connection::configure(const Options& options) {
            mosquitto_void_option(client, MOSQ_OPT_SSL_CTX, m_tls->native()) == MOSQ_ERR_SUCCESS;
 }
 
-bool Connection::useProxy(const Proxy& proxy) {
+bool MqttClient::useProxy(const Proxy& proxy) {
     if (!m_viaProxy) return true;
     const bool named = !proxy.user.empty();
     return mosquitto_socks5_set(m_client.get(), proxy.literal.c_str(), proxy.port,
@@ -197,7 +198,7 @@ bool Connection::useProxy(const Proxy& proxy) {
                                 named ? proxy.password.c_str() : nullptr) == MOSQ_ERR_SUCCESS;
 }
 
-void Connection::setCallbacks() {
+void MqttClient::setCallbacks() {
     mosquitto* const client = m_client.get();
     mosquitto_connect_v5_callback_set(client, Callbacks::onConnect);
     mosquitto_disconnect_v5_callback_set(client, Callbacks::onDisconnect);
@@ -208,7 +209,7 @@ void Connection::setCallbacks() {
     if (m_tls) mosquitto_log_callback_set(client, Callbacks::onLog);
 }
 
-void Connection::open(const Options& options) {
+void MqttClient::open(const Options& options) {
     Properties properties;
     properties.addInt32(MQTT_PROP_SESSION_EXPIRY_INTERVAL, kSessionSeconds);
     properties.addInt32(MQTT_PROP_MAXIMUM_PACKET_SIZE, kLargestDownlinkPacket);
@@ -222,7 +223,7 @@ void Connection::open(const Options& options) {
 }
 
 // A server that does not take our answers gets nothing more to answer: they would pile up here.
-void Connection::step(int timeoutMs) {
+void MqttClient::step(int timeoutMs) {
     if (!isAlive()) return;
     const bool mayRead = inHandshake() || !wantsToWrite();
     const SocketWaiter::Ready ready =
@@ -235,7 +236,7 @@ void Connection::step(int timeoutMs) {
     if (isAlive()) check(mosquitto_loop_misc(m_client.get()));
 }
 
-bool Connection::finishConnecting(bool writable) {
+bool MqttClient::finishConnecting(bool writable) {
     if (!writable) return false;
     const int socket = mosquitto_socket(m_client.get());
     if (const std::error_code error = SocketError(socket))
@@ -247,28 +248,28 @@ bool Connection::finishConnecting(bool writable) {
 }
 
 // The client library's own answer stays "yes" all through a handshake once the socket has been full.
-bool Connection::wantsToWrite() const {
+bool MqttClient::wantsToWrite() const {
     if (inHandshake()) return SSL_want_write(static_cast<SSL*>(mosquitto_ssl_get(m_client.get())));
     return mosquitto_want_write(m_client.get());
 }
 
-bool Connection::inHandshake() const {
+bool MqttClient::inHandshake() const {
     const auto* const ssl = static_cast<const SSL*>(mosquitto_ssl_get(m_client.get()));
     return ssl && !SSL_is_init_finished(ssl);
 }
 
 // The first packet leaves with the connection, before anybody has looked whether there is one.
-bool Connection::hasAsked() const {
+bool MqttClient::hasAsked() const {
     return isAlive() && !inHandshake() && IsSocketConnected(mosquitto_socket(m_client.get()));
 }
 
 // What TLS has decrypted already does not make the socket readable.
-bool Connection::hasBufferedInput() const {
+bool MqttClient::hasBufferedInput() const {
     const auto* const ssl = static_cast<const SSL*>(mosquitto_ssl_get(m_client.get()));
     return ssl && SSL_pending(ssl) > 0;
 }
 
-void Connection::read() {
+void MqttClient::read() {
     const bool wasInHandshake = inHandshake();
     const int result = mosquitto_loop_read(m_client.get(), kPacketsAtOnce);
     if (result == MOSQ_ERR_OVERSIZE_PACKET)
@@ -280,11 +281,11 @@ void Connection::read() {
         fail("closed by the server during the TLS handshake");
 }
 
-void Connection::write() {
+void MqttClient::write() {
     check(mosquitto_loop_write(m_client.get(), kPacketsAtOnce));
 }
 
-void Connection::check(int result) {
+void MqttClient::check(int result) {
     if (!isAlive()) return;
     if (result > 0)
         fail(problemOf(result));
@@ -292,7 +293,7 @@ void Connection::check(int result) {
         fail("closed");
 }
 
-std::string Connection::problemOf(int result) const {
+std::string MqttClient::problemOf(int result) const {
     if (m_viaProxy && !m_connected) {
         if (result == MOSQ_ERR_PROXY)
             return "the proxy refused, or answered with something that is not SOCKS5";
@@ -303,11 +304,11 @@ std::string Connection::problemOf(int result) const {
 }
 
 // TLS writes as soon as it can, so that a reset may have answered it already.
-std::string Connection::connectProblem(const std::error_code& error) const {
+std::string MqttClient::connectProblem(const std::error_code& error) const {
     return m_tls && error == std::errc::connection_reset ? "reset during the TLS handshake" : error.message();
 }
 
-std::string Connection::tlsProblem(int result) const {
+std::string MqttClient::tlsProblem(int result) const {
     std::string refusal = m_tls->refusal();
     if (!refusal.empty()) return refusal;
     if (m_tls->isClosedByServer()) return "closed by the server";
@@ -316,49 +317,50 @@ std::string Connection::tlsProblem(int result) const {
                                   : "the TLS handshake failed: " + m_libraryError;
 }
 
-void Connection::fail(const std::string& reason) {
+void MqttClient::fail(const std::string& reason) {
     if (isAlive()) m_problem = reason;
 }
 
-void Connection::abandon(const std::string& reason) {
+void MqttClient::abandon(const std::string& reason) {
     fail(reason);
     ShutDownSocket(mosquitto_socket(m_client.get()));
 }
 
-int Connection::publish(const std::string& topic, const std::string& responseTopic, const Message& message) {
+int MqttClient::publish(const std::string& topic, const std::string& responseTopic, const Message& message) {
     Properties properties;
     properties.addString(MQTT_PROP_CONTENT_TYPE, kContentType);
     properties.addString(MQTT_PROP_RESPONSE_TOPIC, responseTopic.c_str());
     if (!message.head.empty()) properties.addUser(kHeadProperty, message.head.c_str());
-    int mid = 0;
-    check(mosquitto_publish_v5(m_client.get(), &mid, topic.c_str(), static_cast<int>(message.body.size()),
-                               message.body.data(), 1, false, properties.get()));
-    return isAlive() ? mid : 0;
+    int packetId = 0;
+    check(mosquitto_publish_v5(m_client.get(), &packetId, topic.c_str(),
+                               static_cast<int>(message.body.size()), message.body.data(), 1, false,
+                               properties.get()));
+    return isAlive() ? packetId : 0;
 }
 
-int Connection::publishPresence(const std::string& topic, bool online) {
+int MqttClient::publishPresence(const std::string& topic, bool online) {
     const std::string text = online ? kOnline : kOffline;
     // The goodbye must not wait for the server to acknowledge what is in flight.
     const int qos = online ? 1 : 0;
-    int mid = 0;
-    check(mosquitto_publish_v5(m_client.get(), &mid, topic.c_str(), static_cast<int>(text.size()),
+    int packetId = 0;
+    check(mosquitto_publish_v5(m_client.get(), &packetId, topic.c_str(), static_cast<int>(text.size()),
                                text.data(), qos, false, nullptr));
-    return isAlive() ? mid : 0;
+    return isAlive() ? packetId : 0;
 }
 
-int Connection::subscribe(const std::string& topic) {
-    int mid = 0;
-    check(mosquitto_subscribe_v5(m_client.get(), &mid, topic.c_str(), 1, 0, nullptr));
-    return isAlive() ? mid : 0;
+int MqttClient::subscribe(const std::string& topic) {
+    int packetId = 0;
+    check(mosquitto_subscribe_v5(m_client.get(), &packetId, topic.c_str(), 1, 0, nullptr));
+    return isAlive() ? packetId : 0;
 }
 
-int Connection::unsubscribe(const std::string& topic) {
-    int mid = 0;
-    check(mosquitto_unsubscribe(m_client.get(), &mid, topic.c_str()));
-    return isAlive() ? mid : 0;
+int MqttClient::unsubscribe(const std::string& topic) {
+    int packetId = 0;
+    check(mosquitto_unsubscribe(m_client.get(), &packetId, topic.c_str()));
+    return isAlive() ? packetId : 0;
 }
 
-void Connection::disconnect() {
+void MqttClient::disconnect() {
     Properties properties;
     properties.addInt32(MQTT_PROP_SESSION_EXPIRY_INTERVAL, 0);
     check(mosquitto_disconnect_v5(m_client.get(), 0, properties.get()));

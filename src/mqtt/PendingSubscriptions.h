@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "mqtt/Connection.h"
+#include "mqtt/MqttClient.h"
 #include "mqtt/Senders.h"
 
 namespace QoPlayer {
@@ -12,19 +12,19 @@ namespace mqtt {
 
 /// What one connection has asked its server for, so that the senders hear what comes for them, and which
 /// answers are missing. On the network thread.
-class Subscriptions {
+class PendingSubscriptions {
 public:
     using Clock = SocketWaiter::Clock;
 
-    Subscriptions(Connection& connection, std::string prefix)
-        : m_connection(connection), m_prefix(std::move(prefix)) {}
+    PendingSubscriptions(MqttClient& connection, std::string prefix)
+        : m_client(connection), m_prefix(std::move(prefix)) {}
 
     /// Takes the commands of closed senders back and asks for those of senders that it has not asked for on
     /// this connection.
     void follow(Senders& senders, Clock::time_point now);
 
-    /// The sender whose subscription the server has answered under `mid`; null when there is none.
-    Senders::Handle takeAnswered(int mid);
+    /// The sender whose subscription the server has answered under `packetId`; null when there is none.
+    Senders::Handle takeAnswered(int packetId);
 
     /// The server has taken a command back.
     void takenBack();
@@ -47,7 +47,7 @@ private:
     void takeBack(int cmd);
     void ask(const Senders::Handle& sender, Clock::time_point now);
 
-    Connection& m_connection;
+    MqttClient& m_client;
     const std::string m_prefix;
     std::map<int, Subscribing> m_subscribing;
     int m_unsubscribing = 0;

@@ -1,4 +1,4 @@
-#include "mqtt/Way.h"
+#include "mqtt/ServerRoute.h"
 
 #include "network/Host.h"
 
@@ -22,18 +22,18 @@ bool IsPlain(const std::string& literal, const Settings& settings) {
             qolive::IsLoopbackAddress(literal));
 }
 
-void Lead(Way& way, const ServerAddress& address, const std::string& literal) {
-    way.server = literal;
-    way.name = NameOf(address, literal);
+void GoTo(ServerRoute& route, const ServerAddress& address, const std::string& literal) {
+    route.server = literal;
+    route.name = NameOf(address, literal);
 }
 
 // The proxy looks the server's name up.
-void LeadThroughProxy(Way& way, const ServerAddress& address, const std::string& proxyLiteral,
-                      const MsgCenterOptions& options) {
+void GoThroughProxy(ServerRoute& route, const ServerAddress& address, const std::string& proxyLiteral,
+                    const MsgCenterOptions& options) {
     const std::string server = qolive::AsLiteralAddress(address.host);
-    Lead(way, address, server.empty() ? address.host : server);
-    way.proxy = {proxyLiteral, options.proxyPort, options.proxyUser, options.proxyPassword};
-    way.name += " through the proxy " + NameOf({options.proxyHost, options.proxyPort}, proxyLiteral);
+    GoTo(route, address, server.empty() ? address.host : server);
+    route.proxy = {proxyLiteral, options.proxyPort, options.proxyUser, options.proxyPassword};
+    route.name += " through the proxy " + NameOf({options.proxyHost, options.proxyPort}, proxyLiteral);
 }
 
 }  // namespace
@@ -43,19 +43,19 @@ const std::string& HostToLookUp(const ServerAddress& address, const Settings& se
     return proxy.empty() ? address.host : proxy;
 }
 
-Way WayTo(const ServerAddress& address, const std::string& literal, const Settings& settings) {
+ServerRoute RouteTo(const ServerAddress& address, const std::string& literal, const Settings& settings) {
     const MsgCenterOptions& options = settings.options;
-    Way way;
-    way.host = address.host;
-    way.port = address.port;
+    ServerRoute route;
+    route.host = address.host;
+    route.port = address.port;
     if (options.proxyHost.empty())
-        Lead(way, address, literal);
+        GoTo(route, address, literal);
     else
-        LeadThroughProxy(way, address, literal, options);
-    way.plain = IsPlain(literal, settings);
-    way.name += way.plain ? " over plain TCP" : " over TLS";
-    way.alpn = options.alpn.empty() && address.port == kHttpsPort ? kMqttProtocol : options.alpn;
-    return way;
+        GoThroughProxy(route, address, literal, options);
+    route.plain = IsPlain(literal, settings);
+    route.name += route.plain ? " over plain TCP" : " over TLS";
+    route.alpn = options.alpn.empty() && address.port == kHttpsPort ? kMqttProtocol : options.alpn;
+    return route;
 }
 
 }  // namespace mqtt

@@ -25,9 +25,9 @@ struct ServerLimits {
 class ConnectionEvents {
 public:
     virtual void onConnected(const ServerLimits& limits) = 0;
-    virtual void onSubscribed(int mid, bool granted, const std::string& reason) = 0;
+    virtual void onSubscribed(int packetId, bool granted, const std::string& reason) = 0;
     virtual void onUnsubscribed() = 0;
-    virtual void onAcknowledged(int mid, const std::string& refusal) = 0;
+    virtual void onAcknowledged(int packetId, const std::string& refusal) = 0;
     virtual void onMessage(const char* topic, const void* payload, std::size_t length) = 0;
 
 protected:
@@ -45,7 +45,7 @@ struct Proxy {
 /// One attempt to connect to one literal address and, when it succeeds, the MQTT connection. Every attempt
 /// has a client object of its own, because one that has been connected keeps state that spoils the next
 /// connection. Used by one thread; nothing blocks but `step`.
-class Connection {
+class MqttClient {
 public:
     struct Options {
         std::string server;  ///< literal address; through a proxy, which finds it, a name as well
@@ -60,10 +60,10 @@ public:
         TlsContext* tls = nullptr;  ///< null: plain TCP
     };
 
-    Connection(const Options& options, ConnectionEvents& events, SocketWaiter& waiter);
-    ~Connection();
-    Connection(const Connection&) = delete;
-    Connection& operator=(const Connection&) = delete;
+    MqttClient(const Options& options, ConnectionEvents& events, SocketWaiter& waiter);
+    ~MqttClient();
+    MqttClient(const MqttClient&) = delete;
+    MqttClient& operator=(const MqttClient&) = delete;
 
     /// Waits for the socket or a wake-up for at most `timeoutMs` and does what there is to do.
     void step(int timeoutMs);
