@@ -46,8 +46,8 @@ struct LiveHeartReportData {
     std::int32_t mixSid = 0;
     std::int32_t mixCodec = 0;  ///< survives `reset`
 
-    /// Back to the defaults, except for `mixCodec`: servers rely on seeing the codec of the previous mix until
-    /// the host sets another.
+    /// Back to the defaults, except for `mixCodec`: servers rely on seeing the codec of the previous mix
+    /// until the host sets another.
     void reset() {
         const std::int32_t kept = mixCodec;
         *this = LiveHeartReportData();

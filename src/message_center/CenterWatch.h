@@ -44,7 +44,8 @@ struct CenterStatus {
 /// What has become of the messages of one center (heartbeats, commands, records) since the process began;
 /// Stop and Start change nothing. At any moment
 ///
-///     accepted == acknowledged + refused + droppedUnusable + droppedLate + droppedAtReconnect + droppedAtStop + waiting
+///     accepted == acknowledged + refused + waiting
+///                 + droppedUnusable + droppedLate + droppedAtReconnect + droppedAtStop
 struct CenterCounters {
     std::uint64_t accepted = 0;      ///< taken by the center
     std::uint64_t published = 0;     ///< sent; one that is sent again after a reconnect counts again

@@ -21,10 +21,11 @@ namespace mqtt {
 
 /// The network side of a center from one `start` to the next `stop`, round after round. Its life:
 ///
-///     round     The servers in their order. Of each name the addresses are looked up, for 5 s at most; at each
-///               address a ConnectionLife is tried and lived to its end. The next one follows at once, or, after a
-///               connection that held 30 s, the end of the round.
-///     pause     After a round, as long as Backoff says. A new token ends it when a server has refused the old one.
+///     round     The servers in their order. Of each name the addresses are looked up, for 5 s at most; at
+///               each address a ConnectionLife is tried and lived to its end. The next one follows at once,
+///               or, after a connection that held 30 s, the end of the round.
+///     pause     After a round, as long as Backoff says. A new token ends it when a server has refused the
+///               old one.
 ///     parked    The token has expired, which ends a round too: no connection until there is a new one.
 ///     stopped   By a stop, which ends each of these at once.
 ///

@@ -16,9 +16,9 @@ namespace mqtt {
 /// One connection to one server, from the attempt to the goodbye. Its life:
 ///
 ///     connecting   `establish`, for 5 s at most. Nothing is sent.
-///     connected    `serve`. Presence goes out first, then the subscriptions; messages go at once, as lanes, server
-///                  and send window let them. Each sender hears of the connection when its subscription is granted,
-///                  and stays without one when it is refused.
+///     connected    `serve`. Presence goes out first, then the subscriptions; messages go at once, as lanes,
+///                  server and send window let them. Each sender hears of the connection when its
+///                  subscription is granted, and stays without one when it is refused.
 ///     ending       At a stop: what waits is sent and acknowledgements are awaited, for 400 ms at most.
 ///     goodbye      The presence is taken back and the server told, for 200 ms at most.
 ///     over         By a stop, or with `problem` at any time before: lost, refused, abandoned.

@@ -85,8 +85,8 @@ public:
     /// The message that nextToPublish gave last will never go.
     void dropNext();
 
-    /// Removes the message in flight under `packetId`, which the server has taken or refused; empty when there is
-    /// none.
+    /// Removes the message in flight under `packetId`, which the server has taken or refused; empty when
+    /// there is none.
     std::optional<Delivery> acknowledged(int packetId, bool refused = false);
 
     /// Nothing is in flight any more: all messages wait again, in their order.

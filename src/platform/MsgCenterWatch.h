@@ -28,7 +28,8 @@ struct MsgCenterStatus {
 /// What has become of the messages that were handed to a center's senders since the center was made; stop and
 /// start change nothing. At any time
 ///
-///     accepted == acknowledged + refused + droppedUnusable + droppedLate + droppedAtReconnect + droppedAtStop + waiting
+///     accepted == acknowledged + refused + waiting
+///                 + droppedUnusable + droppedLate + droppedAtReconnect + droppedAtStop
 struct MsgCenterCounters {
     std::uint64_t accepted = 0;      ///< `send` was true
     std::uint64_t published = 0;     ///< on the wire; one that is sent again after a reconnect counts again
@@ -56,8 +57,8 @@ struct MsgCenterCounters {
 class MsgCenterWatch {
 public:
     /// Called when the state or its reason has changed, by the center's network thread, with no lock held;
-    /// `reason` ends with a zero byte. It must neither start nor stop the center; what blocks in it delays the
-    /// center. (A center that could not be started has no such thread: only its status tells why.)
+    /// `reason` ends with a zero byte. It must neither start nor stop the center; what blocks in it delays
+    /// the center. (A center that could not be started has no such thread: only its status tells why.)
     using Listener = void (*)(void* user, MsgCenterState state, const char* reason);
 
     explicit MsgCenterWatch(MsgCenter& center) : m_center(center) {}
