@@ -47,10 +47,10 @@ class StreamQualityReport;
 ///     // at the end of the stream:
 ///     reports.ReportStop(id);
 ///
-/// Threads. Every public operation may be called from any thread at any time, and none waits for the network.
-/// Init starts two threads that live until the process ends: one ticks every stream once a second, one sends;
-/// each sampled stream has one more, which pings its server every 3 s, and while that server's name is looked
-/// up another (16 at most).
+/// Threads. Every public operation may be called from any thread at any time, and none but ReportStop
+/// waits for the network. Init starts two threads that live until the process ends: one ticks every stream
+/// once a second, one sends; each sampled stream has one more, which pings its server every 3 s, and while
+/// that server's name is looked up another (16 at most).
 ///
 /// The records' processor use of the application is that of all processes named QoLive.exe (QoLive on Linux),
 /// unless the configuration of CMsgCenterFactory::Start names another program.
@@ -96,9 +96,9 @@ public:
     /// give; the stream is not started then.
     QOLIVE_API void ReportStart(const std::string& streamId, const StreamTypeEnum& type);
 
-    /// Forgets the stream and what it was fed; nothing is sent. Ends the stream's own thread, on this thread
-    /// or on the last one that still works on the stream; that blocks for as long as a ping is under way, 3 s
-    /// at most. Other streams are not held up meanwhile.
+    /// Forgets the stream and what it was fed; nothing is sent. Ends the stream's own thread, which blocks
+    /// for as long as a ping is under way, 3 s at most. Other streams, and who still feeds this one, are not
+    /// held up meanwhile.
     QOLIVE_API void ReportStop(const std::string& streamId);
 
     /// Feeds a number: 0 to 11 are counters, which it is added to (any sign, modulo 2^64), 12 to 41 settings,

@@ -40,6 +40,8 @@ struct DataReportManager::Impl {
     static SharedRegistry TakeSnapshot(DataReportManager& manager);
     static SharedRegistry ReplaceRegistry(DataReportManager& manager, Registry changed)
         QOLIVE_REQUIRES(manager.m_reportMutex);
+    static std::shared_ptr<StreamQualityReport> TakeOut(DataReportManager& manager,
+                                                        const std::string& streamId);
     static void ForgetStreams(DataReportManager& manager);
     static void TickStreams(DataReportManager& manager);
 

@@ -79,6 +79,19 @@ DataReportManager::Impl::SharedRegistry DataReportManager::Impl::ReplaceRegistry
     return std::exchange(manager.m_impl->snapshot, std::move(shared));
 }
 
+std::shared_ptr<StreamQualityReport> DataReportManager::Impl::TakeOut(DataReportManager& manager,
+                                                                      const std::string& streamId) {
+    SharedRegistry previous;
+    const qolive::MutexLock lock(manager.m_reportMutex);
+    const auto found = manager.m_reports.find(streamId);
+    if (found == manager.m_reports.end()) return nullptr;
+    const auto report = found->second.report;
+    Registry changed(manager.m_reports);
+    changed.erase(streamId);
+    previous = ReplaceRegistry(manager, std::move(changed));
+    return report;
+}
+
 void DataReportManager::Impl::ForgetStreams(DataReportManager& manager) {
     Registry streams;
     SharedRegistry previous;
@@ -101,12 +114,8 @@ void DataReportManager::ReportStart(const std::string& streamId, const StreamTyp
 
 void DataReportManager::ReportStop(const std::string& streamId) {
     if (!Impl::IsEnabled(*this)) return;
-    Impl::SharedRegistry previous;
-    const qolive::MutexLock lock(m_reportMutex);
-    if (m_reports.count(streamId) == 0) return;
-    Impl::Registry changed(m_reports);
-    changed.erase(streamId);
-    previous = Impl::ReplaceRegistry(*this, std::move(changed));
+    const auto report = Impl::TakeOut(*this, streamId);
+    if (report) report->EndReportThread();
 }
 
 void DataReportManager::AddReportData(const std::string& streamId, const DataTypeEnum& type,

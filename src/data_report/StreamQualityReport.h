@@ -32,11 +32,15 @@ public:
     StreamQualityReport(const std::string& streamId, const StreamTypeEnum& streamType,
                         std::shared_ptr<StreamQulityData> data);
 
-    /// Ends the ping thread: blocks while a ping runs.
+    /// As EndReportThread.
     ~StreamQualityReport();
 
     StreamQualityReport(const StreamQualityReport&) = delete;
     StreamQualityReport& operator=(const StreamQualityReport&) = delete;
+
+    /// Ends the ping thread: blocks while a ping runs. For who stops the stream, so that others who work on
+    /// it wait for nothing when they let it go.
+    void EndReportThread();
 
     /// Counts `elapsedSec` seconds of reporting and does what is due at that sum: samples at multiples of 5
     /// s, a quality record at multiples of 60 s. Does nothing until the server has accepted the stream. Where
@@ -56,6 +60,8 @@ public:
 
 private:
     friend struct StreamQualityReportTestPeer;
+
+    static constexpr int kNoAnswerMs = 3000;
 
     void CollectSamples();
     void DropUnevenSamples();

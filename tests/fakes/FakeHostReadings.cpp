@@ -14,6 +14,7 @@ struct Readings {
     std::mutex mutex;
     HostReadingsScript script;
     std::vector<std::string> pinged;
+    int pingsUnderWay = 0;
     std::vector<std::wstring> processes;
     int systemReadings = 0;
     int initializations = 0;
@@ -38,6 +39,10 @@ void SetHostReadings(const HostReadingsScript& script) {
 
 std::vector<std::string> PingedHosts() {
     return Locked([](Readings& all) { return all.pinged; });
+}
+
+int PingsUnderWay() {
+    return Locked([](Readings& all) { return all.pingsUnderWay; });
 }
 
 int SystemCpuReadings() {
@@ -103,7 +108,9 @@ bool CPing::PingHost(std::string host, int& rttMs) {
         return all.script;
     });
     if (script.outOfMemory) throw std::bad_alloc();
+    fakes::Locked([](fakes::Readings& all) { return ++all.pingsUnderWay; });
     std::this_thread::sleep_for(std::chrono::milliseconds(script.pingTakesMs));
+    fakes::Locked([](fakes::Readings& all) { return --all.pingsUnderWay; });
     if (script.pingAnswers || script.writesRttWhenUnanswered) rttMs = script.rttMs;
     return script.pingAnswers;
 }

@@ -22,6 +22,7 @@ struct HostReadingsScript {
 
 void SetHostReadings(const HostReadingsScript& script);
 std::vector<std::string> PingedHosts();
+int PingsUnderWay();
 int SystemCpuReadings();
 int SystemCpuInitializations();
 std::vector<std::wstring> ProcessCpuReadings();  ///< the process name of each reading

@@ -186,6 +186,19 @@ TEST_F(Front, StoppingAStreamWhosePingHangsDoesNotHoldUpTheOthers) {
     stopping.join();
 }
 
+TEST_F(Front, WhoeverStillFeedsAStoppedStreamNeverWaitsForItsPing) {
+    fakes::HostReadingsScript script;
+    script.pingTakesMs = 500;
+    fakes::SetHostReadings(script);
+    start();
+    startSampled("a");
+    m_manager.AddReportStringData("a", StringDataTypeEnum::ServerIp, "server");
+    const auto heldByAFeed = m_peer.report("a");
+    ASSERT_TRUE(Eventually([] { return fakes::PingsUnderWay() == 1; }));
+    m_manager.ReportStop("a");
+    EXPECT_EQ(fakes::PingsUnderWay(), 0) << "who lets the report go would wait for it";
+}
+
 TEST_F(Events, OnlyTheStreamStartIsSentBeforeTheAcceptance) {
     startConnected();
     startEventsOnly("a");
