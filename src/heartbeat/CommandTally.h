@@ -6,6 +6,9 @@
 
 namespace live_heartbeat {
 
+/// One more drops the oldest.
+constexpr std::size_t kMostWaitingCommands = 21;
+
 /// Counts for CommandCounters.h. Any thread; whoever changes a queue holds that queue's lock.
 class CommandTally {
 public:

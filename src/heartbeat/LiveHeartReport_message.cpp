@@ -14,13 +14,13 @@
 
 using live_heartbeat::CommandTally;
 using live_heartbeat::IsReportDue;
+using live_heartbeat::kMostWaitingCommands;
 
 namespace {
 
 constexpr int kFullReport = 1;
 constexpr int kKeepAlive = 2;
 constexpr std::int32_t kKeepAlivesPerLogLine = 40;
-constexpr std::size_t kMostWaitingCommands = 21;
 
 std::atomic<std::int32_t> g_reportCount{0};
 

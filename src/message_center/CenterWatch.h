@@ -24,7 +24,8 @@ enum class CenterState : std::int32_t {
     Connecting = 2,    ///< on its way through the addresses
     Connected = 3,     ///< messages can be sent
     Waiting = 4,       ///< no address answered: the pause before the next round
-    Refused = 5,       ///< a server refused it (the token, or a subscription); it goes on trying
+    Refused = 5,       ///< a server refused the token, and it goes on trying; or it refused a
+                       ///< subscription, which is asked for again at the next connection
     TokenExpired = 6,  ///< the access token has expired: no connection is made any more
 };
 

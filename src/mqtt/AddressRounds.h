@@ -10,8 +10,8 @@
 #include "mqtt/Backoff.h"
 #include "mqtt/CenterState.h"
 #include "mqtt/ConnectionLife.h"
+#include "mqtt/ConnectionRefusal.h"
 #include "mqtt/MqttClient.h"
-#include "mqtt/Refusal.h"
 #include "mqtt/ServerRoute.h"
 #include "mqtt/Settings.h"
 #include "mqtt/TlsContext.h"
@@ -67,7 +67,7 @@ private:
     const std::string m_prefix;
     const std::string m_clientId;
     CenterState& m_state;
-    Refusal m_refusal;
+    ConnectionRefusal m_refusal;
     Backoff m_backoff;
     std::unique_ptr<TlsContext> m_tls;
     bool m_sessionKnown = false;  ///< a server has had a session of ours

@@ -34,7 +34,7 @@ ConnectionLife::ConnectionLife(const MqttClient::Options& options, const std::st
       m_client(options, *this, *state.waiter),
       m_subscriptions(m_client, prefix) {}
 
-ConnectionLife::Attempt ConnectionLife::establish(Refusal& standing) {
+ConnectionLife::Attempt ConnectionLife::establish(ConnectionRefusal& standing) {
     const auto end = now() + kConnectLimit;
     while (m_client.isAlive() && !m_client.isConnected() && !stopping()) {
         if (now() >= end) m_client.abandon("no answer within 5 s");

@@ -5,9 +5,9 @@
 #include <string>
 
 #include "mqtt/CenterState.h"
+#include "mqtt/ConnectionRefusal.h"
 #include "mqtt/MqttClient.h"
 #include "mqtt/PendingSubscriptions.h"
-#include "mqtt/Refusal.h"
 #include "mqtt/SendWindow.h"
 
 namespace QoPlayer {
@@ -33,7 +33,7 @@ public:
                    CenterState& state);
 
     /// Returns once it is connected or over. Senders that are opened meanwhile hear of `standing`.
-    Attempt establish(Refusal& standing);
+    Attempt establish(ConnectionRefusal& standing);
 
     /// Returns once it is over, and says why. To be called once connected.
     std::string serve();

@@ -1,19 +1,19 @@
-#include "mqtt/Refusal.h"
+#include "mqtt/ConnectionRefusal.h"
 
 namespace QoPlayer {
 namespace mqtt {
 
-void Refusal::stand(const std::string& reason) {
+void ConnectionRefusal::stand(const std::string& reason) {
     m_reason = reason;
     m_state.senders.takeChanged();
     tellAll();
 }
 
-void Refusal::tellNewSenders() {
+void ConnectionRefusal::tellNewSenders() {
     if (!m_reason.empty() && m_state.senders.takeChanged()) tellAll();
 }
 
-void Refusal::tellAll() {
+void ConnectionRefusal::tellAll() {
     for (const Senders::Handle& sender : m_state.senders.all())
         if (sender->told != m_reason) m_state.tell(sender, false, m_reason);
 }

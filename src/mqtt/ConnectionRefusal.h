@@ -9,9 +9,9 @@ namespace mqtt {
 
 /// Why the senders have no connection, when a server or the token is the reason. From `stand` to `lift` each
 /// sender is told once, and so is one that is opened meanwhile. On the network thread.
-class Refusal {
+class ConnectionRefusal {
 public:
-    explicit Refusal(CenterState& state) : m_state(state) {}
+    explicit ConnectionRefusal(CenterState& state) : m_state(state) {}
 
     void stand(const std::string& reason);
     void tellNewSenders();
