@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "collector/BrokerLink.h"
-#include "collector/Fleet.h"
+#include "collector/model/Fleet.h"
+#include "collector/source/BrokerLink.h"
 
 namespace collector {
 

@@ -1,15 +1,21 @@
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
-#include <fstream>
 #include <iostream>
+#include <memory>
+#include <optional>
+#include <system_error>
 #include <thread>
 
-#include "collector/JsonLines.h"
 #include "collector/Options.h"
-#include "collector/Outputs.h"
-#include "collector/Terminal.h"
+#include "collector/model/Listening.h"
+#include "collector/output/JsonLines.h"
+#include "collector/output/Outputs.h"
+#include "collector/output/Terminal.h"
 #include "common/Clock.h"
 #include "common/Printable.h"
 #include "common/Program.h"
@@ -19,6 +25,8 @@ namespace collector {
 namespace {
 
 constexpr int kPollMs = 100;
+constexpr Millis kBetweenLooks = 100;
+constexpr Millis kPatienceAtTheEnd = 3000;
 constexpr auto kPauseBetweenConnects = std::chrono::milliseconds(500);
 
 bool WantsColours() {
@@ -45,22 +53,51 @@ std::string AdviceFor(Trouble::Kind kind, const BrokerOptions& broker) {
     return "--broker HOST:PORT names another, --tls and --ca FILE speak TLS to it.\n";
 }
 
+std::unique_ptr<Output> MakeJsonLines(std::ostream& stream) {
+    return std::make_unique<JsonLines>(stream);
+}
+
+std::unique_ptr<Output> MakeTerminal(std::ostream& stream) {
+    return std::make_unique<Terminal>(stream, WantsColours(), apps::OutputWidth);
+}
+
+void Complain(const std::string& text) {
+    std::cerr << "qolive-collector: " << text << std::endl;
+}
+
+/// A file that is written anew.
+class File {
+public:
+    explicit File(const std::string& path)
+        : m_descriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)) {
+        if (m_descriptor < 0)
+            throw apps::UsageError("cannot write to " + path + ": " + std::generic_category().message(errno));
+    }
+    ~File() { close(m_descriptor); }
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+
+    int Descriptor() const { return m_descriptor; }
+
+private:
+    const int m_descriptor;
+};
+
 class Collector {
 public:
     explicit Collector(const Options& options)
         : m_options(options),
           m_fleet(options.rules),
           m_link(options.broker, [this](const Received& received) { OnMessage(received); }) {
-        if (options.json)
-            m_outputs.Add(std::make_unique<JsonLines>(std::cout), std::cout, "the standard output");
-        else
-            m_outputs.Add(std::make_unique<Terminal>(std::cout, WantsColours(), apps::OutputWidth), std::cout,
-                          "the standard output");
+        // A reader that goes away is an error of the write, not the end of the process.
+        std::signal(SIGPIPE, SIG_IGN);
+        m_outputs.Add(options.json ? MakeJsonLines : MakeTerminal, STDOUT_FILENO, "the standard output");
         if (!options.recordFile.empty()) OpenRecord();
     }
 
     int Run() {
         if (const auto trouble = m_link.Connect()) return Explain(*trouble);
+        ListenFromNowOn();
         Remark("listening at " + Describe(m_options.broker));
         const Millis end = apps::SteadyMs() + static_cast<Millis>(m_options.seconds * 1000);
         while (!apps::StopRequested() && m_outputs.AnyLeft() &&
@@ -68,14 +105,14 @@ public:
             Step();
         m_link.Close();
         if (m_options.summary) m_outputs.Summarise(apps::WallMs(), m_fleet);
+        m_outputs.Finish(kPatienceAtTheEnd);
         return m_outputs.AnyFailed() ? EXIT_FAILURE : EXIT_SUCCESS;
     }
 
 private:
     void OpenRecord() {
-        m_record.open(m_options.recordFile);
-        if (!m_record) throw apps::UsageError("cannot write to " + m_options.recordFile);
-        m_outputs.Add(std::make_unique<JsonLines>(m_record), m_record, m_options.recordFile);
+        m_record.emplace(m_options.recordFile);
+        m_outputs.Add(MakeJsonLines, m_record->Descriptor(), m_options.recordFile);
     }
 
     int Explain(const Trouble& trouble) const {
@@ -92,20 +129,44 @@ private:
             m_connected = false;
             Remark("lost the broker at " + Describe(m_options.broker));
         }
-        if (m_connected)
-            for (const Notice& notice : m_fleet.Tick(apps::SteadyMs()))
-                Tell(notice);
+        if (m_connected && !m_link.HasUnread()) LookForSilence();
+    }
+
+    // Returns until when.
+    Millis Listen() {
+        const Millis now = apps::SteadyMs();
+        const Millis missed = m_listening.Missed(now);
+        m_fleet.Miss(missed);
+        if (missed > 0)
+            Remark("did not listen for " + std::to_string(missed / 1000) +
+                   " s: stopped, or without a processor");
+        return now;
+    }
+
+    void ListenFromNowOn() {
+        m_connected = true;
+        m_listening = Listening(apps::SteadyMs());
+    }
+
+    // Only once everything that has come was read: what lies unread is a sign of life.
+    void LookForSilence() {
+        const Millis now = Listen();
+        if (now < m_nextLook) return;
+        m_nextLook = now + kBetweenLooks;
+        for (const Notice& notice : m_fleet.Tick(now))
+            Tell(notice);
     }
 
     void Reconnect() {
         std::this_thread::sleep_for(kPauseBetweenConnects);
         if (m_link.Connect()) return;
-        m_connected = true;
+        ListenFromNowOn();
         m_fleet.ListenAgain(apps::SteadyMs());
         Remark("the broker is back at " + Describe(m_options.broker));
     }
 
     void OnMessage(const Received& received) {
+        if (m_connected) Listen();
         Message message;
         Outcome outcome;
         if (received.parsedTopic) {
@@ -132,11 +193,13 @@ private:
     void Remark(const std::string& text) { m_outputs.Remark(apps::WallMs(), text); }
 
     Options m_options;
-    std::ofstream m_record;
-    Outputs m_outputs{std::cerr};
+    std::optional<File> m_record;
+    Outputs m_outputs{Complain};
     Fleet m_fleet;
     BrokerLink m_link;
-    bool m_connected = true;
+    bool m_connected = false;
+    Listening m_listening{0};
+    Millis m_nextLook = 0;
 };
 
 }  // namespace

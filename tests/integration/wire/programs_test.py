@@ -78,6 +78,34 @@ class Collector(AddressTest):
         self.assertIn("over TLS", refused.stderr)
         self.assertNotIn("wrong", refused.stderr)
 
+    def test_a_reader_that_goes_ends_it(self):
+        reading, writing = os.pipe()
+        collector = subprocess.Popen([*COLLECTOR, "--json", "--broker", self.address, "--user", "collector", "--token-file",
+                                      self.stage.folder / "token"], stdout=writing, stderr=subprocess.PIPE, text=True)
+        os.close(writing)
+        self.assertIn(b"listening", os.read(reading, 1000))
+        os.close(reading)
+        self.assertEqual(collector.communicate(timeout=60)[1],
+                         "qolive-collector: cannot write to the standard output: Broken pipe\n")
+        self.assertEqual(collector.returncode, 1)
+
+    def test_a_reader_that_does_not_read_holds_up_nothing(self):
+        reading, writing = os.pipe()
+        record = self.stage.folder / "unread.jsonl"
+        collector = subprocess.Popen([*COLLECTOR, "--json", "--record", record, "--broker", self.address, "--user", "collector",
+                                      "--token-file", self.stage.folder / "token"], stdout=writing, stderr=subprocess.PIPE, text=True)
+        os.close(writing)
+        self.assertTrue(eventually(lambda: parsed(record), 30))
+        event = '{"bizType":1,"data":"' + "x" * 60000 + '"}\n'
+        subprocess.run(["mosquitto_pub", "-V", "5", "-q", "1", "-p", str(self.stage.port), "-u", "watch", "-P", "watch", "-t",
+                        "qolive/show/0000000a/up/4", "-l"], input=event * 200, text=True, check=True)
+        commands = lambda: sum(line["kind"] == "command" for line in parsed(record))
+        self.assertTrue(eventually(lambda: commands() == 200, 60), commands())
+        collector.send_signal(signal.SIGTERM)
+        told = collector.communicate(timeout=60)[1]
+        self.assertRegex(told, r"^qolive-collector: the standard output: \d+ findings were dropped: they were not read in time\n$")
+        os.close(reading)
+
     def test_what_cannot_be_written_ends_in_a_failure(self):
         self.assertEqual(self.collect("--record", "/nonexistent/record").returncode, 2)
         record = self.collect("--record", "/dev/full", "--seconds", "1")

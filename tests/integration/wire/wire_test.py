@@ -6,6 +6,7 @@ import json
 import os
 import signal
 import sys
+import time
 import unittest
 
 from staged import StageTest
@@ -169,6 +170,40 @@ class Trouble(StageTest):
         host.send(signal.SIGCONT)
         self.assertTrue(eventually(lambda: "back" in self.kinds(collector, "other"), 8))
         self.assertEqual(host.end(signal.SIGINT), 0, "it ends in good order")
+        collector.end(signal.SIGINT)
+
+    def test_a_collector_that_was_stopped_reads_before_it_judges(self):
+        collector = self.stage.collector("--keep-alive", "8", name="stopped")
+        hosts = [self.stage.host("0 heartbeat on\n", "--duration", "60", client=client) for client in ("show", "other")]
+        self.assertTrue(eventually(lambda: all(self.kinds(collector, c).count("full") == 2 for c in ("show", "other")), 30))
+        collector.send(signal.SIGSTOP)
+        time.sleep(12)
+        collector.send(signal.SIGCONT)
+        beats = lambda client: self.kinds(collector, client).count("keep-alive")
+        before = beats("show"), beats("other")
+        self.assertTrue(eventually(lambda: beats("show") >= before[0] + 6 and beats("other") >= before[1] + 6, 30))
+        for client in ("show", "other"):
+            self.assertNotIn("silent", self.kinds(collector, client))
+        for host in hosts:
+            host.end(signal.SIGINT)
+        collector.end(signal.SIGINT)
+
+    def test_a_stop_of_the_collector_is_no_silence_of_the_others(self):
+        collector = self.stage.collector("--keep-alive", "8", name="starved")
+        host = self.stage.host("0 heartbeat on\n", "--duration", "60")
+        self.assertTrue(eventually(lambda: self.kinds(collector, "show").count("full") == 2, 30))
+        for process in (host, collector):
+            process.send(signal.SIGSTOP)
+        time.sleep(12)
+        collector.send(signal.SIGCONT)
+        time.sleep(1)  # in which it hears nothing
+        host.send(signal.SIGCONT)
+        remarks = lambda: [line["text"] for line in parsed(collector.record) if line["kind"] == "remark"]
+        self.assertTrue(eventually(lambda: any("did not listen for" in text for text in remarks()), 30))
+        before = self.kinds(collector, "show").count("keep-alive")
+        self.assertTrue(eventually(lambda: self.kinds(collector, "show").count("keep-alive") >= before + 4, 30))
+        self.assertNotIn("silent", self.kinds(collector, "show"))
+        host.end(signal.SIGINT)
         collector.end(signal.SIGINT)
 
     def test_a_refused_stream_sends_nothing_more(self):

@@ -1,7 +1,8 @@
-#include "collector/Fleet.h"
+#include "collector/model/Fleet.h"
 
 #include <gtest/gtest.h>
 
+#include "collector/model/Listening.h"
 #include "unit/collector/Samples.h"
 
 namespace collector {
@@ -113,6 +114,48 @@ TEST_F(FleetTest, ABroadcasterIsDarkOnlyWhenItsLastConnectionIs) {
     EXPECT_EQ(Kinds(m_fleet.Tick(20000)), (std::vector<K>{K::WentSilent, K::AllDark}));
 }
 
+TEST_F(FleetTest, SilenceIsToldInTheOrderOfTheLastWords) {
+    Beat(kMainConnection, 0, true);
+    Beat({"other", "0000000c"}, 1000, true);
+    Beat(kBackupConnection, 2000);
+    Beat(kMainConnection, 3000);
+    std::vector<std::string> silent;
+    for (const Notice& notice : m_fleet.Tick(18000))
+        if (notice.kind == K::WentSilent) silent.push_back(notice.source.connection);
+    EXPECT_EQ(silent, (std::vector<std::string>{"0000000c", "0000000b", "0000000a"}));
+}
+
+TEST_F(FleetTest, AConnectionThatSpeaksIsNeverSilentHoweverOftenItIsLookedAt) {
+    for (Millis now = 0; now < 200000; now += 1000) {
+        if (now % 3000 == 0) Beat(kMainConnection, now, now == 0);
+        EXPECT_TRUE(m_fleet.Tick(now).empty()) << now;
+    }
+    EXPECT_TRUE(m_fleet.Tick(198000 + 14999).empty());
+    EXPECT_EQ(Kinds(m_fleet.Tick(198000 + 15000)), (std::vector<K>{K::WentSilent, K::AllDark}));
+}
+
+TEST_F(FleetTest, AConnectionThatCameBackGoesSilentAgain) {
+    Beat(kMainConnection, 0, true);
+    EXPECT_EQ(m_fleet.Tick(15000).size(), 2U);
+    Beat(kMainConnection, 20000, true);
+    EXPECT_TRUE(m_fleet.Tick(34999).empty());
+    EXPECT_EQ(m_fleet.Tick(35000).size(), 2U);
+    Beat(kMainConnection, 40000, true);
+    Presence(kMainConnection, false, 41000);
+    Presence(kMainConnection, true, 42000);
+    EXPECT_TRUE(m_fleet.Tick(56999).empty());
+    EXPECT_EQ(m_fleet.Tick(57000).size(), 2U);
+}
+
+TEST_F(FleetTest, WhatWasForgottenIsNotToldAsSilent) {
+    for (int i = 0; i < 100; ++i) {
+        char id[9];
+        std::snprintf(id, sizeof id, "%08x", i);
+        Beat({"demo", id}, i);
+    }
+    EXPECT_EQ(m_fleet.Tick(20000).size(), Demo().connections.size() + 1);
+}
+
 TEST_F(FleetTest, ALastWillMakesItsConnectionDarkAtOnce) {
     Beat(kMainConnection, 0, true);
     Beat(kBackupConnection, 0, true);
@@ -158,6 +201,27 @@ TEST_F(FleetTest, SilenceWhileTheCollectorWasCutOffIsNobodys) {
     EXPECT_TRUE(m_fleet.Tick(74999).empty());
     EXPECT_FALSE(m_fleet.Tick(75000).empty());
     EXPECT_EQ(Beat(kMainConnection, 76000).before.at(0).duration, 76000);
+}
+
+TEST(Listening, ASecondWithoutAGlanceIsMissed) {
+    Listening listening(100);
+    EXPECT_EQ(listening.Missed(1099), 0);
+    EXPECT_EQ(listening.Missed(2099), 1000);
+    EXPECT_EQ(listening.Missed(3100), 1001);
+    EXPECT_EQ(listening.Missed(3101), 0);
+}
+
+TEST_F(FleetTest, TimeInWhichTheCollectorDidNotListenIsNobodysSilence) {
+    Beat(kMainConnection, 0, true);
+    Beat(kBackupConnection, 1000);
+    m_fleet.Miss(18000);
+    EXPECT_TRUE(m_fleet.Tick(18000 + 14999).empty());
+    EXPECT_EQ(Beat(kBackupConnection, 18000 + 14999).sinceLast, 18000 + 13999) << "the gap is what it was";
+    const std::vector<Notice> notices = m_fleet.Tick(18000 + 15000);
+    ASSERT_EQ(Kinds(notices), std::vector<K>{K::WentSilent});
+    EXPECT_EQ(notices[0].source, kMainConnection);
+    EXPECT_EQ(notices[0].duration, 15000);
+    EXPECT_EQ(Kinds(m_fleet.Tick(18000 + 29999)), (std::vector<K>{K::WentSilent, K::AllDark}));
 }
 
 TEST_F(FleetTest, GapsBetweenHeartbeatsAreMeasuredPerConnection) {

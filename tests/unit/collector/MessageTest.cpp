@@ -1,4 +1,4 @@
-#include "collector/Message.h"
+#include "collector/model/Message.h"
 
 #include <gtest/gtest.h>
 

@@ -2,12 +2,10 @@
 
 #include <algorithm>
 #include <sstream>
-#include <streambuf>
 
-#include "collector/JsonLines.h"
-#include "collector/Outputs.h"
-#include "collector/Sparkline.h"
-#include "collector/Terminal.h"
+#include "collector/output/JsonLines.h"
+#include "collector/output/Sparkline.h"
+#include "collector/output/Terminal.h"
 #include "common/Printable.h"
 #include "common/TextWidth.h"
 #include "unit/collector/Samples.h"
@@ -203,57 +201,6 @@ TEST_F(WidthTest, AWideTerminalNamesTheBroadcasterInEveryLine) {
     m_width = 132;
     Send("qolive/one/0123abcd/up/4", samples::kCommand);
     EXPECT_NE(m_text.str().find(" one          0123abcd "), std::string::npos) << m_text.str();
-}
-
-/// Takes some bytes and then nothing more.
-class FullDisk : public std::streambuf {
-public:
-    explicit FullDisk(std::streamsize room) : m_room(room) {}
-
-protected:
-    int overflow(int c) override { return m_room-- > 0 ? c : traits_type::eof(); }
-    std::streamsize xsputn(const char*, std::streamsize size) override {
-        m_room -= size;
-        return m_room >= 0 ? size : 0;
-    }
-
-private:
-    std::streamsize m_room;
-};
-
-TEST(Outputs, OneThatCannotBeWrittenToIsToldAboutOnceAndLeftOut) {
-    FullDisk disk(150);
-    std::ostream full(&disk);
-    std::ostringstream good;
-    std::ostringstream complaints;
-    Outputs outputs(complaints);
-    outputs.Add(std::make_unique<JsonLines>(full), full, "record.jsonl");
-    outputs.Add(std::make_unique<JsonLines>(good), good, "the standard output");
-    outputs.Remark(0, "first");
-    EXPECT_FALSE(outputs.AnyFailed());
-    EXPECT_EQ(complaints.str(), "");
-    for (int i = 0; i < 5; ++i)
-        outputs.Remark(0, "more");
-    EXPECT_TRUE(outputs.AnyFailed());
-    EXPECT_TRUE(outputs.AnyLeft());
-    const std::string complaint = complaints.str();
-    EXPECT_EQ(complaint.find("qolive-collector: cannot write to record.jsonl"), 0U) << complaint;
-    EXPECT_EQ(std::count(complaint.begin(), complaint.end(), '\n'), 1);
-    const std::string written = good.str();
-    EXPECT_EQ(std::count(written.begin(), written.end(), '\n'), 6);
-}
-
-TEST(Outputs, WithoutAnyLeftNothingIsLeftToDo) {
-    FullDisk disk(0);
-    std::ostream full(&disk);
-    std::ostringstream complaints;
-    Outputs outputs(complaints);
-    outputs.Add(std::make_unique<JsonLines>(full), full, "the standard output");
-    EXPECT_TRUE(outputs.AnyLeft());
-    outputs.Remark(0, "first");
-    EXPECT_FALSE(outputs.AnyLeft());
-    outputs.Remark(0, "second");
-    EXPECT_TRUE(outputs.AnyFailed());
 }
 
 TEST_F(OutputTest, EveryKindHasALineForAPerson) {

@@ -1,4 +1,4 @@
-#include "collector/Output.h"
+#include "collector/output/Output.h"
 
 #include <algorithm>
 

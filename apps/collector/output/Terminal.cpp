@@ -1,9 +1,9 @@
-#include "collector/Terminal.h"
+#include "collector/output/Terminal.h"
 
 #include <cstdio>
 #include <ctime>
 
-#include "collector/Sparkline.h"
+#include "collector/output/Sparkline.h"
 #include "common/Json.h"
 #include "common/Printable.h"
 #include "common/TextWidth.h"

@@ -1,4 +1,4 @@
-#include "collector/Sparkline.h"
+#include "collector/output/Sparkline.h"
 
 #include <algorithm>
 #include <array>

@@ -5,7 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "collector/Output.h"
+#include "collector/model/Fleet.h"
+#include "collector/source/Received.h"
 
 struct mosquitto;
 
@@ -49,8 +50,12 @@ public:
     /// for at most 5 s. May be called again after a failure and after a lost connection.
     std::optional<Trouble> Connect();
 
-    /// Hands every message that comes within `waitMs` to the handler. False when the connection is lost.
+    /// Waits for messages, at most `waitMs`, and hands all that have come to the handler; of a flood, those that
+    /// a short turn is enough for. False when the connection is lost.
     bool Poll(int waitMs);
+
+    /// True when more has come than was handed on.
+    bool HasUnread() const;
 
     void Publish(const Answer& answer);
 

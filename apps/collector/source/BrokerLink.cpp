@@ -1,7 +1,8 @@
-#include "collector/BrokerLink.h"
+#include "collector/source/BrokerLink.h"
 
 #include <mosquitto.h>
 #include <mqtt_protocol.h>
+#include <poll.h>
 
 #include <array>
 #include <cerrno>
@@ -21,6 +22,7 @@ constexpr int kEepAliveSeconds = 15;
 constexpr std::uint32_t kSessionSeconds = 600;
 constexpr std::uint32_t kMostPacketBytes = 32U << 20U;
 constexpr Millis kSubscriptionWait = 5000;
+constexpr Millis kLongestTurn = 100;
 
 struct PropertiesDeleter {
     void operator()(mosquitto_property* properties) const { mosquitto_property_free_all(&properties); }
@@ -192,7 +194,16 @@ std::optional<Trouble> BrokerLink::AwaitSubscription() {
 }
 
 bool BrokerLink::Poll(int waitMs) {
-    return mosquitto_loop(m_client.get(), waitMs, 1) == MOSQ_ERR_SUCCESS;
+    const Millis end = apps::SteadyMs() + kLongestTurn;
+    int result = mosquitto_loop(m_client.get(), waitMs, 1);
+    while (result == MOSQ_ERR_SUCCESS && HasUnread() && apps::SteadyMs() < end)
+        result = mosquitto_loop(m_client.get(), 0, 1);
+    return result == MOSQ_ERR_SUCCESS;
+}
+
+bool BrokerLink::HasUnread() const {
+    pollfd socket{mosquitto_socket(m_client.get()), POLLIN, 0};
+    return poll(&socket, 1, 0) > 0;
 }
 
 void BrokerLink::Publish(const Answer& answer) {

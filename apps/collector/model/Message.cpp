@@ -1,10 +1,10 @@
-#include "collector/Message.h"
+#include "collector/model/Message.h"
 
 #include <array>
 #include <charconv>
 #include <memory>
 
-#include "collector/Fields.h"
+#include "collector/model/Fields.h"
 
 namespace collector {
 namespace {

@@ -1,4 +1,4 @@
-#include "collector/Fields.h"
+#include "collector/model/Fields.h"
 
 namespace collector {
 

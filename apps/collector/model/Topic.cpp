@@ -1,4 +1,4 @@
-#include "collector/Topic.h"
+#include "collector/model/Topic.h"
 
 #include <algorithm>
 #include <charconv>

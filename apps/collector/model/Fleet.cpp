@@ -1,4 +1,4 @@
-#include "collector/Fleet.h"
+#include "collector/model/Fleet.h"
 
 #include <algorithm>
 #include <utility>
@@ -119,6 +119,8 @@ Outcome Fleet::Receive(const Origin& origin, const Message& message, Millis now)
     if (isNew) outcome.before.push_back(event.Tell(Notice::Kind::Joined));
     Handle(event);
     broadcaster.lastHeard = connection.lastHeard = now;
+    connection.heardAt = Listened(now);
+    Watch(origin.source, connection);
     return outcome;
 }
 
@@ -235,21 +237,49 @@ void Fleet::SendAnswer(Event& event, const std::string& payload, const Notice& n
     event.outcome.after.push_back(notice);
 }
 
+void Fleet::Watch(const Source& source, Connection& connection) {
+    if (connection.watch != 0 || connection.link != Link::Up) return;
+    connection.watch = ++m_watches;
+    m_bySilence.push({SilentSince(connection) + m_rules.keepAlive, connection.watch, source});
+}
+
+Millis Fleet::SilentSince(const Connection& connection) const {
+    return std::max(connection.heardAt, m_listeningSince);
+}
+
 std::vector<Notice> Fleet::Tick(Millis now) {
     std::vector<Notice> notices;
-    for (auto& [client, broadcaster] : m_broadcasters) {
-        const std::size_t before = notices.size();
-        for (auto& [id, connection] : broadcaster.connections) {
-            const Millis silence = now - std::max(connection.lastHeard, m_listeningSince);
-            if (connection.link != Link::Up || !IsDark(silence, m_rules.keepAlive)) continue;
-            connection.link = Link::Silent;
-            notices.push_back({Notice::Kind::WentSilent, {client, id}, silence, 0, {}});
-        }
-        if (notices.size() == before || broadcaster.IsUp()) continue;
-        broadcaster.state.reset();
-        notices.push_back({Notice::Kind::AllDark, {client, {}}, 0, 0, {}});
+    const Millis listened = Listened(now);
+    while (!m_bySilence.empty() && m_bySilence.top().due <= listened) {
+        const Watched watched = m_bySilence.top();
+        m_bySilence.pop();
+        Look(watched, listened, notices);
     }
     return notices;
+}
+
+// What was forgotten in the meantime, or has ended, is watched no longer; what has spoken is looked at again
+// later.
+void Fleet::Look(const Watched& watched, Millis listened, std::vector<Notice>& notices) {
+    const auto broadcaster = m_broadcasters.find(watched.source.client);
+    if (broadcaster == m_broadcasters.end()) return;
+    const auto found = broadcaster->second.connections.find(watched.source.connection);
+    if (found == broadcaster->second.connections.end() || found->second.watch != watched.watch) return;
+    Connection& connection = found->second;
+    connection.watch = 0;
+    const Millis since = SilentSince(connection);
+    if (!IsDark(watched.due - since, m_rules.keepAlive)) return Watch(watched.source, connection);
+    if (connection.link == Link::Up)
+        GoSilent(watched.source, broadcaster->second, connection, listened - since, notices);
+}
+
+void Fleet::GoSilent(const Source& source, Broadcaster& broadcaster, Connection& connection, Millis silence,
+                     std::vector<Notice>& notices) {
+    connection.link = Link::Silent;
+    notices.push_back({Notice::Kind::WentSilent, source, silence, 0, {}});
+    if (broadcaster.IsUp()) return;
+    broadcaster.state.reset();
+    notices.push_back({Notice::Kind::AllDark, {source.client, {}}, 0, 0, {}});
 }
 
 }  // namespace collector

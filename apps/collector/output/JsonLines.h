@@ -2,7 +2,7 @@
 
 #include <ostream>
 
-#include "collector/Output.h"
+#include "collector/output/Output.h"
 
 namespace collector {
 

@@ -4,21 +4,22 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <optional>
+#include <queue>
 #include <string>
 #include <unordered_set>
 #include <vector>
 
-#include "collector/Message.h"
-#include "collector/Topic.h"
+#include "collector/model/Message.h"
+#include "collector/model/Millis.h"
+#include "collector/model/Topic.h"
 
 // What the collector knows of every broadcaster. Nothing here does I/O or reads a clock: `now` is any clock
 // in milliseconds that never goes back.
 
 namespace collector {
-
-using Millis = std::int64_t;
 
 struct FleetRules {
     Millis keepAlive = 15000;  ///< a connection that says nothing for so long is dark
@@ -59,6 +60,8 @@ struct Counters {
 struct Connection {
     Link link = Link::Up;
     Millis lastHeard = 0;
+    Millis heardAt = 0;       ///< the same in the time in which the collector listened
+    std::uint64_t watch = 0;  ///< its entry in the fleet's order of silence; 0: none
     std::optional<Millis> lastHeartbeat;
     SeenIds heartbeats;
     Counters counters;
@@ -141,17 +144,38 @@ public:
     /// A message whose topic says nothing.
     void CountMalformed() { ++m_malformed; }
 
-    /// What the passing of time shows: connections that went silent.
+    /// What the passing of time shows: connections that went silent. Looks only at those that may have. To be
+    /// called when everything that has come was given to Receive.
     std::vector<Notice> Tick(Millis now);
 
+    /// For so long, until now, the collector did not listen: that time is no silence of anybody.
+    void Miss(Millis duration) { m_missed += duration; }
+
     /// The collector itself had been cut off from the broker: silence counts from now.
-    void ListenAgain(Millis now) { m_listeningSince = now; }
+    void ListenAgain(Millis now) { m_listeningSince = Listened(now); }
 
     const std::map<std::string, Broadcaster>& Broadcasters() const { return m_broadcasters; }
     std::int64_t Malformed() const { return m_malformed; }
 
 private:
     struct Event;
+
+    /// A connection that is up, and when it will have been silent for a keep-alive unless it says something.
+    struct Watched {
+        Millis due;
+        std::uint64_t watch;
+        Source source;
+
+        friend bool operator>(const Watched& a, const Watched& b) { return a.due > b.due; }
+    };
+    using BySilence = std::priority_queue<Watched, std::vector<Watched>, std::greater<>>;
+
+    Millis Listened(Millis now) const { return now - m_missed; }
+    void Watch(const Source& source, Connection& connection);
+    Millis SilentSince(const Connection& connection) const;
+    void Look(const Watched& watched, Millis listened, std::vector<Notice>& notices);
+    static void GoSilent(const Source& source, Broadcaster& broadcaster, Connection& connection,
+                         Millis silence, std::vector<Notice>& notices);
 
     void Handle(Event& event);
     void OnOffline(Event& event);
@@ -168,6 +192,9 @@ private:
 
     FleetRules m_rules;
     std::map<std::string, Broadcaster> m_broadcasters;
+    BySilence m_bySilence;  ///< one entry for each connection that is up; a message moves none
+    std::uint64_t m_watches = 0;
+    Millis m_missed = 0;
     Millis m_listeningSince = 0;
     std::int64_t m_malformed = 0;
 };

@@ -1,4 +1,4 @@
-#include "collector/JsonLines.h"
+#include "collector/output/JsonLines.h"
 
 #include <cstdio>
 #include <ctime>

@@ -1,25 +1,13 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
+#include <vector>
 
-#include "collector/Fleet.h"
+#include "collector/model/Fleet.h"
+#include "collector/source/Received.h"
 
 namespace collector {
-
-/// One message as it came from the broker.
-struct Received {
-    std::int64_t wallMs = 0;  ///< milliseconds since 1970-01-01 UTC
-    std::string topic;
-    std::optional<Topic> parsedTopic;  ///< none: the topic says nothing
-    std::string payload;
-    std::optional<std::string> head;
-    std::string contentType;
-    std::string responseTopic;
-    int qos = 0;
-    bool retained = false;
-};
 
 /// Where the collector's findings go.
 class Output {

@@ -4,7 +4,7 @@
 #include <ostream>
 #include <string>
 
-#include "collector/Output.h"
+#include "collector/output/Output.h"
 
 namespace collector {
 

@@ -1,0 +1,9 @@
+#pragma once
+
+#include <cstdint>
+
+namespace collector {
+
+using Millis = std::int64_t;
+
+}  // namespace collector
