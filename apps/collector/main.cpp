@@ -173,8 +173,9 @@ private:
             const Topic& topic = *received.parsedTopic;
             message = topic.command ? ReadUplink(*topic.command, received.payload, received.head)
                                     : ReadPresence(received.payload);
-            outcome = m_fleet.Receive({topic.source, topic.command, received.responseTopic}, message,
-                                      apps::SteadyMs());
+            outcome =
+                m_fleet.Receive({topic.source, topic.command, received.responseTopic, received.retained},
+                                message, apps::SteadyMs());
         } else {
             message.reason = "the topic is not one of a broadcaster";
             m_fleet.CountMalformed();

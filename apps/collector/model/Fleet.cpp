@@ -108,6 +108,7 @@ Outcome Fleet::Receive(const Origin& origin, const Message& message, Millis now)
         CountMalformed();
         return outcome;
     }
+    if (origin.retained) return outcome;
     const auto known = m_broadcasters.find(origin.source.client);
     const bool isNew = known == m_broadcasters.end();
     const bool isNewConnection = isNew || known->second.connections.count(origin.source.connection) == 0;

@@ -132,13 +132,15 @@ struct Origin {
     Source source;
     std::optional<int> command;  ///< none: the presence topic
     std::string responseTopic;
+    bool retained = false;  ///< said some time ago, to whoever asks later
 };
 
 class Fleet {
 public:
     explicit Fleet(FleetRules rules) : m_rules(rules) {}
 
-    /// A malformed message is counted and changes nothing else.
+    /// A malformed message is counted and changes nothing else; a retained one is no sign of life and changes
+    /// nothing at all.
     Outcome Receive(const Origin& origin, const Message& message, Millis now);
 
     /// A message whose topic says nothing.

@@ -97,6 +97,8 @@ std::string DescribeMalformed(const Received& received, const std::string& reaso
 
 std::string Describe(const Received& received, const Message& message, const Outcome& outcome) {
     if (outcome.repeated) return "seen before, dropped";
+    if (received.retained && message.kind != Kind::Malformed)
+        return "retained by the broker: no sign of life";
     switch (message.kind) {
         case Kind::FullHeartbeat:
             return outcome.unchanged ? "state unchanged" : DescribeState(message.body);

@@ -259,6 +259,21 @@ TEST_F(FleetTest, AMalformedMessageChangesNothingElse) {
     EXPECT_EQ(m_fleet.Broadcasters().count("stranger"), 0U);
 }
 
+TEST_F(FleetTest, ARetainedMessageIsNoSignOfLife) {
+    const auto retained = [&](const Message& message, std::optional<int> command, Millis now) {
+        return m_fleet.Receive({kMainConnection, command, DownTopic(kMainConnection, 2), true}, message, now);
+    };
+    EXPECT_TRUE(retained(ReadPresence(R"({"online":true})"), std::nullopt, 0).before.empty());
+    EXPECT_TRUE(retained(ReadUplink(2, samples::kEepAlive, {}), kHeartbeatCommand, 0).answers.empty());
+    EXPECT_TRUE(m_fleet.Broadcasters().empty());
+
+    Beat(kMainConnection, 1000, true);
+    retained(ReadPresence(R"({"online":false})"), std::nullopt, 2000);
+    EXPECT_EQ(Of(kMainConnection).link, Link::Up);
+    retained(ReadUplink(2, samples::kEepAlive, {}), kHeartbeatCommand, 15000);
+    EXPECT_EQ(m_fleet.Tick(16000).size(), 2U);
+}
+
 TEST_F(FleetTest, CommandsAreCounted) {
     Send(kMainConnection, kHostCommand, samples::kCommand, 0);
     Send(kMainConnection, kHostCommand, samples::kCommand, 1);
