@@ -69,7 +69,7 @@ def property_faults(message):
         expected["response topic"] = (message.response_topic, [None])
     else:
         down_topic = message.topic.replace("/up/", "/down/") if "/up/" in message.topic else None
-        expected["qos"] = (message.qos, [1])
+        expected["qos"] = (message.qos, [1] if down_topic else [0, 1])
         expected["content type"] = (message.content_type, ["application/json"])
         expected["response topic"] = (message.response_topic, [down_topic])
     return [f"{name} is {seen!r}, not {' or '.join(map(repr, wanted))}"

@@ -71,11 +71,12 @@ class Stage:
         eventually(lambda: "SUBSCRIBE" in self.broker.text())
 
     def start_broker(self):
-        (self.folder / "passwords").write_text(f"watch:watch\ncollector:{self.token}\nshow:{self.token}\nother:{self.token}\n")
+        (self.folder / "passwords").write_text(f"watch:watch\ncollector:{self.token}\nreader:{self.token}\nshow:{self.token}\nother:{self.token}\n")
         subprocess.run(["mosquitto_passwd", "-U", self.folder / "passwords"], check=True)
         (self.folder / "acl").write_text("user watch\ntopic readwrite qolive/#\n"
                                          "user collector\ntopic read qolive/+/+/up/+\ntopic read qolive/+/+/presence\n"
                                          "topic write qolive/+/+/down/+\n"
+                                         "user reader\ntopic read qolive/#\n"
                                          "pattern readwrite qolive/%u/#\n")
         (self.folder / "token").write_text(self.token + "\n")
         user = subprocess.run(["id", "-un"], check=True, capture_output=True, text=True).stdout.strip()

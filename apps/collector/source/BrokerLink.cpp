@@ -206,12 +206,14 @@ bool BrokerLink::HasUnread() const {
     return poll(&socket, 1, 0) > 0;
 }
 
+// QoS 0: broadcasters hear nothing at a higher one, and a broker that refuses an answer has nothing to
+// acknowledge.
 void BrokerLink::Publish(const Answer& answer) {
     mosquitto_property* list = nullptr;
     mosquitto_property_add_string(&list, MQTT_PROP_CONTENT_TYPE, "application/json");
     const Properties properties(list);
     mosquitto_publish_v5(m_client.get(), nullptr, answer.topic.c_str(),
-                         static_cast<int>(answer.payload.size()), answer.payload.data(), 1, false,
+                         static_cast<int>(answer.payload.size()), answer.payload.data(), 0, false,
                          properties.get());
 }
 

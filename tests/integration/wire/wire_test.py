@@ -126,6 +126,9 @@ class Show(StageTest):
         answers = [line["kind"] for line in self.record if line.get("connection") == asked[0] and line.get("command") == 2]
         self.assertEqual(answers[:2], ["keep-alive", "full"])
 
+    def test_answers_need_no_acknowledgement(self):
+        self.assertEqual({line["qos"] for line in self.seen if "/down/" in line["topic"]}, {0})
+
     def test_the_stream_is_accepted_and_its_events_follow(self):
         kinds = [line["kind"] for line in self.record if line.get("command") == 5 or line["kind"] == "answered"]
         self.assertEqual(kinds, ["stream", "answered", "first-frame", "event"])
@@ -244,6 +247,22 @@ class Trouble(StageTest):
         self.assertEqual(host.popen.wait(30), 1)
         self.assertIn("refused", host.text().lower())
         self.assertNotIn("wrong-token", host.text())
+
+
+class Watching(StageTest):
+    """A collector that has no say."""
+
+    def test_a_user_that_may_not_publish_stays_connected(self):
+        host = self.stage.host("0 heartbeat on\n", "--duration", "600", client="other")
+        heard = lambda: heartbeats([line for line in self.stage.watched() if line["topic"].startswith("qolive/other/")])
+        self.assertTrue(eventually(lambda: len(heard()) == 2, 30))
+        collector = self.stage.collector("--user", "reader", name="reader")
+        # It asks in vain for the state of a host whose first heartbeats it has missed.
+        kinds = lambda: [line["kind"] for line in parsed(collector.record)]
+        self.assertTrue(eventually(lambda: kinds().count("asked") >= 3, 60))
+        host.end(signal.SIGINT)
+        collector.end(signal.SIGINT)
+        self.assertEqual(kinds().count("remark"), 1, "it said only that it listens")
 
 
 class Schemas(StageTest):
