@@ -59,6 +59,8 @@ apps::CommandLine Arguments(Options& options) {
              options.rules.answerCode =
                  static_cast<int>(apps::ParseWhole("--refuse", text, -kMostCode, kMostCode));
          }},
+        {"watch", "", "only watch: answer nobody and ask for nothing",
+         [&](const std::string&) { options.rules.watchOnly = true; }},
         {"json", "", "one JSON object per line instead of text",
          [&](const std::string&) { options.json = true; }},
         {"record", "FILE", "also write the JSON lines to this file",

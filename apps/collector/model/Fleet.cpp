@@ -229,6 +229,7 @@ void Fleet::NameStream(Event& event, Stream& stream) {
 
 // A broadcaster must not make the collector write to another's topics.
 void Fleet::SendAnswer(Event& event, const std::string& payload, const Notice& notice) {
+    if (m_rules.watchOnly) return;
     const std::string own = DownTopic(event.origin.source, event.origin.command.value_or(0));
     if (event.origin.responseTopic != own) {
         event.outcome.after.push_back(event.Tell(Notice::Kind::NoAnswer));

@@ -24,6 +24,7 @@ namespace collector {
 struct FleetRules {
     Millis keepAlive = 15000;  ///< a connection that says nothing for so long is dark
     int answerCode = 0;        ///< what a stream record is answered with; 0 accepts the stream
+    bool watchOnly = false;    ///< nobody is answered or asked
 };
 
 /// True once `silence` has lasted a keep-alive.

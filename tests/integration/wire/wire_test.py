@@ -264,6 +264,16 @@ class Watching(StageTest):
         collector.end(signal.SIGINT)
         self.assertEqual(kinds().count("remark"), 1, "it said only that it listens")
 
+    def test_one_that_only_watches_publishes_nothing(self):
+        collector = self.stage.collector("--watch", name="watching")
+        host = self.stage.host("0 heartbeat on\n1 report-start s 0\n2 report-event s 1\n", "--duration", "600")
+        kinds = lambda: {line["kind"] for line in parsed(collector.record)}
+        self.assertTrue(eventually(lambda: {"keep-alive", "stream"} <= kinds(), 60))
+        host.end(signal.SIGINT)
+        self.assertEqual(collector.end(signal.SIGINT), 0)
+        self.assertEqual(kinds() & {"asked", "answered"}, set())
+        self.assertEqual([line["topic"] for line in self.stage.watched() if "/down/" in line["topic"]], [])
+
 
 class Schemas(StageTest):
     """What the schemas must refuse: every message that was really sent, with one thing wrong."""

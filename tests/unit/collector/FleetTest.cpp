@@ -295,6 +295,15 @@ TEST_F(FleetTest, AStreamRecordIsRefusedWithTheCodeAskedFor) {
     EXPECT_EQ(outcome.after.at(0).number, -7);
 }
 
+TEST_F(FleetTest, WhoOnlyWatchesAnswersNobody) {
+    m_fleet = Fleet(FleetRules{15000, 0, true});
+    const Outcome beat = Beat(kMainConnection, 0);
+    const Outcome record = Record(1, samples::StreamRecord("7", "show"));
+    EXPECT_TRUE(beat.answers.empty() && beat.after.empty());
+    EXPECT_TRUE(record.answers.empty() && record.after.empty());
+    EXPECT_EQ(Demo().streams.at("7").starts, 1);
+}
+
 TEST_F(FleetTest, ARepeatedMidIsDroppedAndCounted) {
     const std::string head = samples::Head("99", 1);
     Send(kMainConnection, kStreamCommand, samples::StreamRecord("7", "show"), 0, head);
