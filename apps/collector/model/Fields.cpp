@@ -1,6 +1,14 @@
 #include "collector/model/Fields.h"
 
 namespace collector {
+namespace {
+
+// As long as a message may be.
+constexpr std::size_t kMostLongBytes = 65536;
+// What is kept of every stream.
+constexpr std::size_t kMostIdBytes = 256;
+
+}  // namespace
 
 const Fields& HeartbeatFields() {
     static const Fields fields{{"ts", Type::Int64}, {"order", Type::UInt64}, {"type", Type::Int32}};
@@ -8,7 +16,7 @@ const Fields& HeartbeatFields() {
 }
 
 const Fields& CommandFields() {
-    static const Fields fields{{"bizType", Type::Int32}, {"data", Type::Text}};
+    static const Fields fields{{"bizType", Type::Int32}, {"data", Type::Text, kMostLongBytes}};
     return fields;
 }
 
@@ -38,19 +46,23 @@ const Fields& MicFields() {
 }
 
 const Fields& StreamFields() {
-    static const Fields fields{
-        {"provider", Type::Int64},   {"sid", Type::Text},          {"t", Type::Int64},
-        {"appId", Type::Int64},      {"ver", Type::Text},          {"pid", Type::Int64},
-        {"uid", Type::Int64},        {"roomId", Type::Int64},      {"liveType", Type::Int64},
-        {"clarity", Type::Int64},    {"devId", Type::Text},        {"devName", Type::Text},
-        {"cpu", Type::Text},         {"memory", Type::Int64},      {"codec", Type::Int64},
-        {"encodeType", Type::Int64}, {"protocol", Type::Int64},    {"network", Type::Int64},
-        {"url", Type::Text},         {"serverIp", Type::Text},     {"width", Type::Int64},
-        {"height", Type::Int64},     {"vBitrate", Type::Int64},    {"fps", Type::Int64},
-        {"aBitrate", Type::Int64},   {"streamId", Type::Text},     {"startTime", Type::Int64},
-        {"endTime", Type::Int64},    {"requestTime", Type::Int64}, {"responseTime", Type::Int64},
-        {"state", Type::Int64},      {"code", Type::Int64},        {"cpuUsage", Type::Int32},
-        {"cpuAppUsage", Type::Int32}};
+    static const Fields fields{{"provider", Type::Int64},    {"sid", Type::Text, kMostIdBytes},
+                               {"t", Type::Int64},           {"appId", Type::Int64},
+                               {"ver", Type::Text},          {"pid", Type::Int64},
+                               {"uid", Type::Int64},         {"roomId", Type::Int64},
+                               {"liveType", Type::Int64},    {"clarity", Type::Int64},
+                               {"devId", Type::Text},        {"devName", Type::Text},
+                               {"cpu", Type::Text},          {"memory", Type::Int64},
+                               {"codec", Type::Int64},       {"encodeType", Type::Int64},
+                               {"protocol", Type::Int64},    {"network", Type::Int64},
+                               {"url", Type::Text},          {"serverIp", Type::Text},
+                               {"width", Type::Int64},       {"height", Type::Int64},
+                               {"vBitrate", Type::Int64},    {"fps", Type::Int64},
+                               {"aBitrate", Type::Int64},    {"streamId", Type::Text, kMostIdBytes},
+                               {"startTime", Type::Int64},   {"endTime", Type::Int64},
+                               {"requestTime", Type::Int64}, {"responseTime", Type::Int64},
+                               {"state", Type::Int64},       {"code", Type::Int64},
+                               {"cpuUsage", Type::Int32},    {"cpuAppUsage", Type::Int32}};
     return fields;
 }
 
@@ -64,9 +76,9 @@ const Fields& FirstFrameFields() {
 }
 
 const Fields& QualityFields() {
-    static const Fields fields{{"order", Type::UInt32},       {"t", Type::UInt64},
-                               {"vBitrateAvg", Type::UInt64}, {"aBitrateAvg", Type::UInt64},
-                               {"sid", Type::Text},           {"lostFrames", Type::Int64}};
+    static const Fields fields{{"order", Type::UInt32},           {"t", Type::UInt64},
+                               {"vBitrateAvg", Type::UInt64},     {"aBitrateAvg", Type::UInt64},
+                               {"sid", Type::Text, kMostIdBytes}, {"lostFrames", Type::Int64}};
     return fields;
 }
 
@@ -125,6 +137,14 @@ std::string Quoted(const char* name) {
     return "\"" + std::string(name) + "\"";
 }
 
+void RequireTextLength(const Json::Value& text, const Field& field) {
+    const char* begin = nullptr;
+    const char* end = nullptr;
+    if (text.getString(&begin, &end) && static_cast<std::size_t>(end - begin) > field.mostBytes)
+        throw MalformedMessage(Quoted(field.name) + " is longer than " + std::to_string(field.mostBytes) +
+                               " bytes");
+}
+
 }  // namespace
 
 void RequireObject(const Json::Value& value, const std::string& what) {
@@ -136,6 +156,7 @@ void RequireFields(const Json::Value& object, const Fields& fields) {
         if (!object.isMember(field.name)) throw MalformedMessage(Quoted(field.name) + " is missing");
         if (!Has(object[field.name], field.type))
             throw MalformedMessage(Quoted(field.name) + " is not " + Describe(field.type));
+        if (field.type == Type::Text) RequireTextLength(object[field.name], field);
     }
 }
 

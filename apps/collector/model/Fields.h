@@ -2,6 +2,7 @@
 
 #include <json/json.h>
 
+#include <cstddef>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -17,9 +18,13 @@ struct MalformedMessage : std::runtime_error {
 
 enum class Type { Text, Int32, UInt32, Int64, UInt64 };
 
+/// A text of a host's may have so many bytes.
+constexpr std::size_t kMostFieldBytes = 4096;
+
 struct Field {
     const char* name;
     Type type;
+    std::size_t mostBytes = kMostFieldBytes;  ///< of a text
 };
 
 using Fields = std::vector<Field>;

@@ -62,7 +62,9 @@ bool IsMid(const Json::Value& mid) {
     const std::string text = mid.asString();
     std::int64_t value = 0;
     const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return error == std::errc() && stop == text.data() + text.size();
+    const bool whole = error == std::errc() && stop == text.data() + text.size();
+    // The same number written in another way would pass as another message.
+    return whole && std::to_string(value) == text;
 }
 
 void CheckHead(const Json::Value& head) {

@@ -36,8 +36,8 @@ constexpr int kHostCommand = 4;
 constexpr int kStreamCommand = 5;
 
 /// Longer payloads and heads are not looked at.
-constexpr std::size_t kMostPayloadBytes = 1U << 20U;
-constexpr std::size_t kMostHeadBytes = 65536;
+constexpr std::size_t kMostPayloadBytes = 65536;
+constexpr std::size_t kMostHeadBytes = 1024;
 
 /// Reads a payload of the presence topic.
 Message ReadPresence(std::string_view payload);

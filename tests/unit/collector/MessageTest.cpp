@@ -89,7 +89,7 @@ TEST(Message, WhatIsNotJsonIsMalformed) {
 
 TEST(Message, DeepNestingIsMalformed) {
     EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, std::string(10000, '['))), "the payload nests too deep");
-    EXPECT_EQ(ReasonOf(ReadUplink(kStreamCommand, "{}", std::string(10000, '['))), "the head nests too deep");
+    EXPECT_EQ(ReasonOf(ReadUplink(kStreamCommand, "{}", std::string(1000, '['))), "the head nests too deep");
     EXPECT_EQ(ReasonOf(ReadPresence(std::string(10000, '['))), "the payload nests too deep");
 }
 
@@ -105,6 +105,22 @@ TEST(Message, LengthIsRefusedFromOneByteAboveTheBound) {
     EXPECT_EQ(Read(kHeartbeatCommand, samples::kEepAlive + padding).kind, Kind::KeepAlive);
     EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, samples::kEepAlive + padding + " ")),
               "the payload is too long");
+}
+
+TEST(Message, EveryTextHasABoundInBytes) {
+    const auto of = [](std::size_t bytes) { return std::string(bytes, 'x'); };
+    const std::string record = samples::StreamRecord("7", "show");
+    for (const char* key : {"sid", "streamId"}) {
+        EXPECT_EQ(ReadStream(With(record, key, of(256)), 1).kind, Kind::StreamRecord) << key;
+        EXPECT_EQ(ReasonOf(ReadStream(With(record, key, of(257)), 1)),
+                  "\"" + std::string(key) + "\" is longer than 256 bytes");
+    }
+    EXPECT_EQ(ReasonOf(ReadStream(samples::Quality(1, of(257)), 2)), "\"sid\" is longer than 256 bytes");
+    EXPECT_EQ(ReadStream(With(record, "url", of(4096)), 1).kind, Kind::StreamRecord);
+    EXPECT_EQ(ReasonOf(ReadStream(With(record, "url", of(4097)), 1)), "\"url\" is longer than 4096 bytes");
+    EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, With(samples::kLive, "sessionId", of(4097)))),
+              "\"sessionId\" is longer than 4096 bytes");
+    EXPECT_EQ(Read(kHostCommand, With(samples::kCommand, "data", of(60000))).kind, Kind::Command);
 }
 
 TEST(Message, AHeartbeatOfAnotherShapeIsMalformed) {
@@ -161,8 +177,8 @@ TEST(Message, AStreamMessageNeedsAHeadWithAMid) {
     EXPECT_EQ(ReasonOf(Read(kStreamCommand, body)), "the head is missing");
     EXPECT_EQ(ReasonOf(ReadUplink(kStreamCommand, body, "nonsense")), "the head is not JSON");
     EXPECT_EQ(ReasonOf(ReadUplink(kStreamCommand, body, "[]")), "the head is not an object");
-    for (const char* head :
-         {"{}", R"({"mid":1})", R"({"mid":""})", R"({"mid":"1x"})", R"({"mid":"99999999999999999999"})"})
+    for (const char* head : {"{}", R"({"mid":1})", R"({"mid":""})", R"({"mid":"1x"})", R"({"mid":"01"})",
+                             R"({"mid":"-0"})", R"({"mid":"99999999999999999999"})"})
         EXPECT_EQ(ReasonOf(ReadUplink(kStreamCommand, body, head)),
                   "\"mid\" is not a number written as text");
     EXPECT_EQ(ReasonOf(ReadUplink(kStreamCommand, body, R"({"mid":"1","type":"2"})")),
