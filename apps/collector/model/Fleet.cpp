@@ -1,7 +1,9 @@
 #include "collector/model/Fleet.h"
 
 #include <algorithm>
-#include <utility>
+#include <functional>
+
+#include "common/Json.h"
 
 namespace collector {
 namespace {
@@ -10,7 +12,6 @@ namespace {
 constexpr std::size_t kMostBroadcasters = 4096;
 constexpr std::size_t kMostConnections = 32;
 constexpr std::size_t kMostStreams = 256;
-constexpr std::size_t kMostIds = 1024;
 
 constexpr Millis kPauseBetweenQuestions = 3000;
 
@@ -30,8 +31,26 @@ typename Map::mapped_type& FindOrAdd(Map& map, const std::string& key, std::size
     return map[key];
 }
 
-std::string HeartbeatId(const Json::Value& body) {
-    return body["ts"].asString() + "/" + body["order"].asString() + "/" + body["type"].asString();
+std::uint64_t Mixed(std::uint64_t hash, std::uint64_t value) {
+    constexpr std::uint64_t kPrime = 0x100000001b3;
+    for (unsigned shift = 0; shift < 64; shift += 8)
+        hash = (hash ^ (value >> shift & 0xFFU)) * kPrime;
+    return hash;
+}
+
+std::uint64_t HeartbeatId(const Json::Value& body) {
+    const auto time = static_cast<std::uint64_t>(body["ts"].asInt64());
+    return Mixed(Mixed(time, body["order"].asUInt64()), static_cast<std::uint64_t>(body["type"].asInt()));
+}
+
+std::uint64_t MidOf(const Json::Value& head) {
+    return static_cast<std::uint64_t>(std::stoll(head["mid"].asString()));
+}
+
+std::uint64_t HashOfState(Json::Value body) {
+    body.removeMember("ts");
+    body.removeMember("order");
+    return std::hash<std::string>()(apps::CompactJson(body));
 }
 
 // A number that is not above the previous one belongs to a stream that began again under the same sid.
@@ -76,13 +95,14 @@ bool IsDark(Millis silence, Millis keepAlive) {
     return silence >= keepAlive;
 }
 
-bool SeenIds::Insert(const std::string& id) {
-    if (!m_ids.insert(id).second) return false;
-    m_byAge.push_back(id);
-    if (m_byAge.size() > kMostIds) {
-        m_ids.erase(m_byAge.front());
-        m_byAge.pop_front();
+bool SeenIds::Insert(std::uint64_t id) {
+    if (std::find(m_ids.begin(), m_ids.end(), id) != m_ids.end()) return false;
+    if (m_ids.size() < m_most) {
+        m_ids.push_back(id);
+        return true;
     }
+    m_ids[m_oldest] = id;
+    m_oldest = (m_oldest + 1) % m_most;
     return true;
 }
 
@@ -166,11 +186,9 @@ void Fleet::OnHeartbeat(Event& event, bool full) {
 }
 
 void Fleet::KeepState(Event& event) {
-    Json::Value state = event.message.body;
-    state.removeMember("ts");
-    state.removeMember("order");
+    const std::uint64_t state = HashOfState(event.message.body);
     event.outcome.unchanged = event.broadcaster.state == state;
-    event.broadcaster.state = std::move(state);
+    event.broadcaster.state = state;
 }
 
 void Fleet::AskForState(Event& event) {
@@ -182,7 +200,7 @@ void Fleet::AskForState(Event& event) {
 
 void Fleet::OnStreamMessage(Event& event) {
     Counters& counters = event.connection.counters;
-    if (!event.broadcaster.mids.Insert(event.message.head["mid"].asString())) {
+    if (!event.broadcaster.mids.Insert(MidOf(event.message.head))) {
         ++counters.repeated;
         event.outcome.repeated = true;
         return;

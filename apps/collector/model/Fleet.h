@@ -1,15 +1,12 @@
 #pragma once
 
-#include <json/json.h>
-
+#include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <map>
 #include <optional>
 #include <queue>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 #include "collector/model/Message.h"
@@ -30,15 +27,18 @@ struct FleetRules {
 /// True once `silence` has lasted a keep-alive.
 bool IsDark(Millis silence, Millis keepAlive);
 
-/// The texts that may come only once; the oldest are forgotten beyond a thousand.
+/// Numbers that may come only once; of those, the latest `most` are remembered.
 class SeenIds {
 public:
+    explicit SeenIds(std::size_t most) : m_most(most) {}
+
     /// False when `id` has been seen before.
-    bool Insert(const std::string& id);
+    bool Insert(std::uint64_t id);
 
 private:
-    std::unordered_set<std::string> m_ids;
-    std::deque<std::string> m_byAge;
+    std::size_t m_most;
+    std::vector<std::uint64_t> m_ids;  ///< a ring once it is full
+    std::size_t m_oldest = 0;
 };
 
 enum class Link {
@@ -64,7 +64,7 @@ struct Connection {
     Millis heardAt = 0;       ///< the same in the time in which the collector listened
     std::uint64_t watch = 0;  ///< its entry in the fleet's order of silence; 0: none
     std::optional<Millis> lastHeartbeat;
-    SeenIds heartbeats;
+    SeenIds heartbeats{16};
     Counters counters;
 };
 
@@ -86,9 +86,9 @@ struct Broadcaster {
     Millis lastHeard = 0;
     std::map<std::string, Connection> connections;
     std::map<std::string, Stream> streams;  ///< by "sid"
-    std::optional<Json::Value> state;       ///< what the latest full heartbeat said, while a connection is up
+    std::optional<std::uint64_t> state;  ///< a hash of what the latest full heartbeat said, while one is up
     std::optional<Millis> askedAt;
-    SeenIds mids;
+    SeenIds mids{256};
 
     bool IsUp() const;
 };

@@ -388,14 +388,16 @@ TEST_F(FleetTest, AFloodOfNamesIsBounded) {
     EXPECT_EQ(m_fleet.Broadcasters().size(), 4096U);
 }
 
-TEST(SeenIds, TheOldestOfAThousandIsForgotten) {
-    SeenIds ids;
-    EXPECT_TRUE(ids.Insert("first"));
-    for (int i = 0; i < 1023; ++i)
-        EXPECT_TRUE(ids.Insert(std::to_string(i)));
-    EXPECT_FALSE(ids.Insert("first"));
-    EXPECT_TRUE(ids.Insert("one more"));
-    EXPECT_TRUE(ids.Insert("first"));
+TEST(SeenIds, TheOldestAreForgotten) {
+    SeenIds ids(16);
+    for (std::uint64_t id = 0; id < 16; ++id)
+        EXPECT_TRUE(ids.Insert(id));
+    EXPECT_FALSE(ids.Insert(0));
+    EXPECT_FALSE(ids.Insert(15));
+    EXPECT_TRUE(ids.Insert(16));
+    EXPECT_TRUE(ids.Insert(0)) << "was the oldest";
+    EXPECT_FALSE(ids.Insert(2));
+    EXPECT_FALSE(ids.Insert(16));
 }
 
 }  // namespace
