@@ -1,6 +1,7 @@
 #include "common/Printable.h"
 
 #include <cstdint>
+#include <cstdio>
 
 namespace apps {
 namespace {
@@ -55,6 +56,18 @@ void AppendEscaped(std::string& out, std::string_view bytes) {
     }
 }
 
+void AppendJsonUnit(std::string& out, std::uint32_t unit) {
+    char text[12];
+    std::snprintf(text, sizeof text, "\\u%04x", unit);
+    out += text;
+}
+
+void AppendJsonEscape(std::string& out, std::uint32_t code) {
+    if (code < 0x10000) return AppendJsonUnit(out, code);
+    AppendJsonUnit(out, 0xD7C0 + (code >> 10U));
+    AppendJsonUnit(out, 0xDC00 + (code & 0x3FFU));
+}
+
 }  // namespace
 
 std::string Printable(std::string_view text, std::size_t most) {
@@ -70,6 +83,29 @@ std::string Printable(std::string_view text, std::size_t most) {
         text.remove_prefix(bytes.size());
     }
     return out;
+}
+
+std::string OneLineJson(std::string_view json) {
+    std::string out;
+    out.reserve(json.size());
+    while (!json.empty()) {
+        const Character character = Decode(json);
+        if (character.length != 1 || character.code == 0x7F)
+            AppendJsonEscape(out, character.code);
+        else if (character.code >= 0x20)
+            out += json.front();
+        json.remove_prefix(character.length == 0 ? 1 : character.length);
+    }
+    return out;
+}
+
+bool IsUtf8(std::string_view text) {
+    while (!text.empty()) {
+        const std::size_t length = Decode(text).length;
+        if (length == 0) return false;
+        text.remove_prefix(length);
+    }
+    return true;
 }
 
 }  // namespace apps

@@ -5,6 +5,8 @@
 #include <memory>
 
 #include "collector/model/Fields.h"
+#include "collector/model/StrictJson.h"
+#include "common/Printable.h"
 
 namespace collector {
 namespace {
@@ -16,6 +18,7 @@ Json::CharReaderBuilder StrictReader() {
     Json::CharReaderBuilder builder;
     Json::CharReaderBuilder::strictMode(&builder.settings_);
     builder["strictRoot"] = false;
+    builder["skipBom"] = false;
     builder["stackLimit"] = kDeepestNesting;
     return builder;
 }
@@ -32,7 +35,10 @@ Json::Value ParseText(std::string_view text, const std::string& what) {
     Json::Value value;
     std::string errors;
     try {
-        if (reader->parse(text.data(), text.data() + text.size(), &value, &errors)) return value;
+        if (reader->parse(text.data(), text.data() + text.size(), &value, &errors) && IsStrictJson(text)) {
+            if (!apps::IsUtf8(text)) throw MalformedMessage(what + " is not UTF-8");
+            return value;
+        }
     } catch (const Json::Exception&) {
         throw MalformedMessage(what + " nests too deep");
     }

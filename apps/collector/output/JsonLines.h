@@ -6,7 +6,8 @@
 
 namespace collector {
 
-/// One JSON object per line: every message ("kind" says which), every notice and, at the end, the summary.
+/// One JSON object per line: every message ("kind" says which) with head and body as they came, every notice
+/// and, at the end, the summary.
 class JsonLines : public Output {
 public:
     /// `stream` outlives this object.

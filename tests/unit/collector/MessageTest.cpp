@@ -87,6 +87,16 @@ TEST(Message, WhatIsNotJsonIsMalformed) {
         EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, text)), "the payload is not JSON");
 }
 
+TEST(Message, WhatTheReaderTakesAlthoughItIsNotJsonIsMalformed) {
+    for (const std::string& text :
+         {std::string(R"({"a":01})"), std::string(R"({"a":-})"), std::string(R"({"a":1.})"),
+          std::string(R"({"a":.5})"), std::string(R"({"a":1e})"), std::string(R"({"a":+1})"),
+          std::string(R"({"a":1.2.3})"), std::string("{\"a\":\"\n\"}"), std::string("\xef\xbb\xbf{}")})
+        EXPECT_EQ(ReasonOf(Read(9, text)), "the payload is not JSON") << text;
+    for (const char* text : {"0", "-0", "[-1.5e+10,0.1,1E-2,10]", R"(["\"\\","-",":01"])", "{}"})
+        EXPECT_EQ(Read(9, text).kind, Kind::Unknown) << text;
+}
+
 TEST(Message, DeepNestingIsMalformed) {
     EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, std::string(10000, '['))), "the payload nests too deep");
     EXPECT_EQ(ReasonOf(ReadUplink(kStreamCommand, "{}", std::string(1000, '['))), "the head nests too deep");

@@ -123,6 +123,32 @@ TEST_F(OutputTest, AHeadIsShownBesideTheBody) {
     EXPECT_EQ(line["body"]["order"], 1);
 }
 
+TEST_F(OutputTest, NumbersKeepEveryDigit) {
+    const std::string body = R"({"a":0.1,"b":123456789012345678901,"c":1.0e2,"d":"\u00e4"})";
+    Send("qolive/demo/0123abcd/up/5", " " + body.substr(0, 9) + "\n\t" + body.substr(9) + "\n",
+         R"({"mid":"42","type":3,"x":0.10})");
+    const std::string line = m_jsonText.str().substr(0, m_jsonText.str().find('\n'));
+    EXPECT_NE(line.find("\"body\": " + body), std::string::npos) << line;
+    EXPECT_NE(line.find(R"("x":0.10})"), std::string::npos) << line;
+    EXPECT_EQ(JsonLinesWritten().at(0)["body"]["c"], 100.0);
+}
+
+TEST_F(OutputTest, JsonLinesAreAsciiWhateverABroadcasterWrites) {
+    Send("qolive/demo/0123abcd/up/4",
+         "{\"bizType\":7,\"data\":\"\x7f\xc2\x9b"
+         "2J \xe2\x80\xae \xf0\x9f\x98\x80\"}");
+    EXPECT_NE(m_jsonText.str().find(R"("data":"\u007f\u009b2J \u202e \ud83d\ude00"})"), std::string::npos)
+        << m_jsonText.str();
+}
+
+TEST_F(OutputTest, WhatIsNotUtf8IsMalformedAndShownByteByByte) {
+    Send("qolive/demo/0123abcd/up/4", "{\"bizType\":7,\"data\":\"a\xff\xc3\"}");
+    const Json::Value line = JsonLinesWritten().at(0);
+    EXPECT_EQ(line["kind"], "malformed");
+    EXPECT_EQ(line["reason"], "the payload is not UTF-8");
+    EXPECT_NE(line["excerpt"].asString().find("a\\xff\\xc3"), std::string::npos) << line["excerpt"];
+}
+
 TEST_F(OutputTest, AMalformedMessageIsShownBoundedAndHarmless) {
     Send("qolive/demo/0123abcd/up/2", std::string(10U << 20U, '\x1b'));
     Send("qolive/\x1b[2J/0123abcd/up/2", "{}");
