@@ -35,6 +35,7 @@ void SetBroker(BrokerOptions& broker, const std::string& text) {
 }
 
 apps::CommandLine Arguments(Options& options) {
+    constexpr std::int64_t kMostBroadcasters = 10000000;
     constexpr auto kMostCode = std::numeric_limits<std::int32_t>::max();
     std::vector<apps::Option> all{
         {"broker", "HOST:PORT", "the broker (127.0.0.1:1883)",
@@ -58,6 +59,11 @@ apps::CommandLine Arguments(Options& options) {
          [&](const std::string& text) {
              options.rules.answerCode =
                  static_cast<int>(apps::ParseWhole("--refuse", text, -kMostCode, kMostCode));
+         }},
+        {"most-broadcasters", "N", "remember no more than so many (200000)",
+         [&](const std::string& text) {
+             options.rules.mostBroadcasters = static_cast<std::size_t>(
+                 apps::ParseWhole("--most-broadcasters", text, 1, kMostBroadcasters));
          }},
         {"watch", "", "only watch: answer nobody and ask for nothing",
          [&](const std::string&) { options.rules.watchOnly = true; }},

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <utility>
 
 #include "common/Json.h"
 
@@ -9,11 +10,11 @@ namespace collector {
 namespace {
 
 // More than any sound broadcaster has; a broken or hostile one must not make the collector grow.
-constexpr std::size_t kMostBroadcasters = 4096;
 constexpr std::size_t kMostConnections = 32;
 constexpr std::size_t kMostStreams = 256;
 
 constexpr Millis kPauseBetweenQuestions = 3000;
+constexpr Millis kPauseBetweenComplaints = 60000;
 
 template <class Map>
 void MakeRoom(Map& map, std::size_t most) {
@@ -134,15 +135,49 @@ Outcome Fleet::Receive(const Origin& origin, const Message& message, Millis now)
     const bool isNewConnection = isNew || known->second.connections.count(origin.source.connection) == 0;
     if (isNewConnection && message.kind == Kind::Offline) return outcome;
 
-    Broadcaster& broadcaster = FindOrAdd(m_broadcasters, origin.source.client, kMostBroadcasters);
-    Connection& connection = FindOrAdd(broadcaster.connections, origin.source.connection, kMostConnections);
-    Event event{origin, message, now, broadcaster, connection, outcome};
+    Broadcaster* const broadcaster = isNew ? AddBroadcaster(origin.source, now, outcome) : &known->second;
+    if (!broadcaster) return outcome;
+    Connection& connection = FindOrAdd(broadcaster->connections, origin.source.connection, kMostConnections);
+    Event event{origin, message, now, *broadcaster, connection, outcome};
     if (isNew) outcome.before.push_back(event.Tell(Notice::Kind::Joined));
     Handle(event);
-    broadcaster.lastHeard = connection.lastHeard = now;
+    broadcaster->lastHeard = connection.lastHeard = now;
     connection.heardAt = Listened(now);
     Watch(origin.source, connection);
+    Order(origin.source.client, *broadcaster, now);
     return outcome;
+}
+
+Broadcaster* Fleet::AddBroadcaster(const Source& source, Millis now, Outcome& outcome) {
+    if (m_broadcasters.size() >= m_rules.mostBroadcasters) {
+        TellCrowded(source, now, outcome);
+        const std::optional<std::string> leaving = m_departed.TakeNext(now);
+        if (!leaving) return nullptr;
+        m_broadcasters.erase(*leaving);
+    }
+    Broadcaster& added = m_broadcasters[source.client];
+    added.firstHeard = now;
+    return &added;
+}
+
+void Fleet::TellCrowded(const Source& source, Millis now, Outcome& outcome) {
+    ++m_tooMany;
+    if (m_tooManyToldAt && now - *m_tooManyToldAt < kPauseBetweenComplaints) return;
+    m_tooManyToldAt = now;
+    outcome.before.push_back({Notice::Kind::Crowded, source, 0, std::exchange(m_tooMany, 0), {}});
+}
+
+// Keeps the order in which dark broadcasters are forgotten.
+void Fleet::Order(const std::string& client, Broadcaster& broadcaster, Millis now) {
+    if (broadcaster.departure.has_value() != broadcaster.IsUp()) return;
+    if (broadcaster.departure) {
+        m_departed.Remove(*broadcaster.departure);
+        broadcaster.departure.reset();
+        return;
+    }
+    const bool established = broadcaster.lastHeard - broadcaster.firstHeard >= m_rules.keepAlive;
+    broadcaster.departure = Departure{established, now, client};
+    m_departed.Add(*broadcaster.departure);
 }
 
 void Fleet::Handle(Event& event) {
@@ -299,6 +334,7 @@ void Fleet::GoSilent(const Source& source, Broadcaster& broadcaster, Connection&
     notices.push_back({Notice::Kind::WentSilent, source, silence, 0, {}});
     if (broadcaster.IsUp()) return;
     broadcaster.state.reset();
+    Order(source.client, broadcaster, connection.lastHeard + silence);
     notices.push_back({Notice::Kind::AllDark, {source.client, {}}, 0, 0, {}});
 }
 

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "collector/model/Departed.h"
 #include "collector/model/Message.h"
 #include "collector/model/Millis.h"
 #include "collector/model/Topic.h"
@@ -22,6 +23,7 @@ struct FleetRules {
     Millis keepAlive = 15000;  ///< a connection that says nothing for so long is dark
     int answerCode = 0;        ///< what a stream record is answered with; 0 accepts the stream
     bool watchOnly = false;    ///< nobody is answered or asked
+    std::size_t mostBroadcasters = 200000;
 };
 
 /// True once `silence` has lasted a keep-alive.
@@ -83,7 +85,9 @@ struct Stream {
 };
 
 struct Broadcaster {
+    Millis firstHeard = 0;
     Millis lastHeard = 0;
+    std::optional<Departure> departure;  ///< while it is dark
     std::map<std::string, Connection> connections;
     std::map<std::string, Stream> streams;  ///< by "sid"
     std::optional<std::uint64_t> state;  ///< a hash of what the latest full heartbeat said, while one is up
@@ -103,6 +107,7 @@ struct Notice {
         Answered,       ///< a stream record was answered with `number`
         LostRecords,    ///< `number` quality records of `stream` are missing
         NoAnswer,       ///< the response topic is missing or not the sender's own
+        Crowded,        ///< `number` broadcasters were too many: turned away, or forgotten while dark
     };
     Kind kind;
     Source source;
@@ -141,7 +146,7 @@ public:
     explicit Fleet(FleetRules rules) : m_rules(rules) {}
 
     /// A malformed message is counted and changes nothing else; a retained one is no sign of life and changes
-    /// nothing at all.
+    /// nothing at all. Nor does one of a broadcaster for whom there is no room.
     Outcome Receive(const Origin& origin, const Message& message, Millis now);
 
     /// A message whose topic says nothing.
@@ -177,8 +182,12 @@ private:
     void Watch(const Source& source, Connection& connection);
     Millis SilentSince(const Connection& connection) const;
     void Look(const Watched& watched, Millis listened, std::vector<Notice>& notices);
-    static void GoSilent(const Source& source, Broadcaster& broadcaster, Connection& connection,
-                         Millis silence, std::vector<Notice>& notices);
+    void GoSilent(const Source& source, Broadcaster& broadcaster, Connection& connection, Millis silence,
+                  std::vector<Notice>& notices);
+
+    Broadcaster* AddBroadcaster(const Source& source, Millis now, Outcome& outcome);
+    void TellCrowded(const Source& source, Millis now, Outcome& outcome);
+    void Order(const std::string& client, Broadcaster& broadcaster, Millis now);
 
     void Handle(Event& event);
     void OnOffline(Event& event);
@@ -195,11 +204,14 @@ private:
 
     FleetRules m_rules;
     std::map<std::string, Broadcaster> m_broadcasters;
+    Departed m_departed;
     BySilence m_bySilence;  ///< one entry for each connection that is up; a message moves none
     std::uint64_t m_watches = 0;
     Millis m_missed = 0;
     Millis m_listeningSince = 0;
     std::int64_t m_malformed = 0;
+    std::int64_t m_tooMany = 0;  ///< since it was told last
+    std::optional<Millis> m_tooManyToldAt;
 };
 
 }  // namespace collector

@@ -173,13 +173,17 @@ std::string Describe(const Notice& notice) {
             return std::to_string(notice.number) + " quality record(s) missing before the next";
         case Notice::Kind::NoAnswer:
             return "not answered: the response topic is missing or not the sender's own";
+        case Notice::Kind::Crowded:
+            return "too many broadcasters (--most-broadcasters): " + std::to_string(notice.number) +
+                   " turned away, or forgotten while dark";
     }
     return "";
 }
 
 bool IsTrouble(Notice::Kind kind) {
     return kind == Notice::Kind::WentSilent || kind == Notice::Kind::AllDark ||
-           kind == Notice::Kind::LostRecords || kind == Notice::Kind::NoAnswer;
+           kind == Notice::Kind::LostRecords || kind == Notice::Kind::NoAnswer ||
+           kind == Notice::Kind::Crowded;
 }
 
 std::string Chart(const char* name, const std::vector<std::int64_t>& values, std::int64_t top = 0) {

@@ -383,9 +383,102 @@ TEST_F(FleetTest, AFloodOfNamesIsBounded) {
     EXPECT_LE(Demo().connections.size(), 32U);
     EXPECT_LE(Demo().streams.size(), 256U);
     EXPECT_EQ(Demo().connections.count("000003e7"), 1U) << "the latest is kept";
+}
+
+class CrowdedTest : public FleetTest {
+protected:
+    CrowdedTest() {
+        FleetRules rules;
+        rules.mostBroadcasters = 3;
+        m_fleet = Fleet(rules);
+    }
+    Outcome Hear(const std::string& client, Millis now) { return Beat({client, "0000000a"}, now); }
+    void HearFor(const std::string& client, Millis begin, Millis end) {
+        for (Millis now = begin; now <= end; now += 3000)
+            Hear(client, now);
+    }
+    std::string Known() const {
+        std::string names;
+        for (const auto& [client, broadcaster] : m_fleet.Broadcasters())
+            names += client + ".";
+        return names;
+    }
+};
+
+TEST_F(CrowdedTest, WhatIsUpIsNeverForgotten) {
+    for (const char* client : {"a", "b", "c"})
+        Hear(client, 0);
+    const Outcome outcome = Hear("d", 1);
+    EXPECT_EQ(Kinds(outcome.before), std::vector<K>{K::Crowded});
+    EXPECT_TRUE(outcome.answers.empty());
+    EXPECT_EQ(Known(), "a.b.c.");
+}
+
+TEST_F(CrowdedTest, ItIsToldOnceAMinute) {
+    for (const char* client : {"a", "b", "c"})
+        Hear(client, 0);
+    EXPECT_EQ(Hear("d", 100).before.at(0).number, 1);
+    EXPECT_TRUE(Hear("e", 200).before.empty());
+    EXPECT_TRUE(Hear("d", 60099).before.empty());
+    EXPECT_EQ(Hear("d", 60100).before.at(0).number, 3);
+}
+
+TEST_F(CrowdedTest, NamesThatWereHeardForAMomentMakeRoomBeforeTheOthers) {
+    HearFor("real", 0, 15000);
+    Hear("made-up", 16000);
+    Hear("made-up-too", 17000);
+    m_fleet.Tick(40000);
+    Hear("next", 41000);
+    EXPECT_EQ(Known(), "made-up-too.next.real.");
+    Hear("after", 42000);
+    EXPECT_EQ(Known(), "after.next.real.");
+    Hear("one-more", 43000);
+    EXPECT_EQ(Known(), "after.next.real.") << "a name that nobody knows takes no place of one that was there";
+}
+
+TEST_F(CrowdedTest, ItTakesAKeepAliveToBeMoreThanAMoment) {
+    Hear("short", 0);
+    Hear("short", 14999);
+    Hear("real", 0);
+    Hear("real", 15000);
+    Hear("up", 20000);
+    m_fleet.Tick(30001);
+    Hear("next", 30002);
+    EXPECT_EQ(Known(), "next.real.up.");
+}
+
+TEST_F(CrowdedTest, AfterADayOfDarknessTheLongestDarkMakesRoom) {
+    constexpr Millis kDay = 86400000;
+    HearFor("old", 0, 15000);
+    HearFor("older", 0, 15000);
+    Hear("old", 16000);
+    m_fleet.Tick(30000);
+    m_fleet.Tick(31000);
+    Hear("up", 40000);
+    Hear("next", 30000 + kDay - 1);
+    EXPECT_EQ(Known(), "old.older.up.");
+    Hear("next", 30000 + kDay);
+    EXPECT_EQ(Known(), "next.old.up.");
+}
+
+TEST_F(CrowdedTest, WhoCameBackIsNotForgotten) {
+    for (const char* client : {"a", "b", "c"})
+        Hear(client, 0);
+    m_fleet.Tick(15000);
+    Hear("a", 16000);
+    Presence({"b", "0000000a"}, false, 17000);
+    Presence({"b", "0000000a"}, true, 18000);
+    Hear("d", 19000);
+    Hear("e", 19000);
+    EXPECT_EQ(Known(), "a.b.d.");
+}
+
+TEST_F(CrowdedTest, AFloodOfNamesIsAnsweredForTheFirstAlone) {
+    std::size_t answers = 0;
     for (int i = 0; i < 5000; ++i)
-        Presence({"client-" + std::to_string(i), "0000000a"}, true, 2000 + i);
-    EXPECT_EQ(m_fleet.Broadcasters().size(), 4096U);
+        answers += Hear("client-" + std::to_string(i), i).answers.size();
+    EXPECT_EQ(answers, 3U);
+    EXPECT_EQ(m_fleet.Broadcasters().size(), 3U);
 }
 
 TEST(SeenIds, TheOldestAreForgotten) {
