@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
@@ -12,6 +13,7 @@
 #include <thread>
 
 #include "collector/Options.h"
+#include "collector/model/Backoff.h"
 #include "collector/model/Listening.h"
 #include "collector/output/JsonLines.h"
 #include "collector/output/Outputs.h"
@@ -27,7 +29,6 @@ namespace {
 constexpr int kPollMs = 100;
 constexpr Millis kBetweenLooks = 100;
 constexpr Millis kPatienceAtTheEnd = 3000;
-constexpr auto kPauseBetweenConnects = std::chrono::milliseconds(500);
 
 bool WantsColours() {
     const char* noColor = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe): no thread writes it
@@ -59,6 +60,12 @@ std::unique_ptr<Output> MakeJsonLines(std::ostream& stream) {
 
 std::unique_ptr<Output> MakeTerminal(std::ostream& stream) {
     return std::make_unique<Terminal>(stream, WantsColours(), apps::OutputWidth);
+}
+
+std::string InSeconds(Millis duration) {
+    char text[40];
+    std::snprintf(text, sizeof text, "%.1f s", static_cast<double>(duration) / 1000.0);
+    return text;
 }
 
 void Complain(const std::string& text) {
@@ -125,10 +132,8 @@ private:
     void Step() {
         if (!m_connected)
             Reconnect();
-        else if (!m_link.Poll(kPollMs)) {
-            m_connected = false;
-            Remark("lost the broker at " + Describe(m_options.broker));
-        }
+        else if (const auto trouble = m_link.Poll(kPollMs))
+            Lose(*trouble);
         if (m_connected && !m_link.HasUnread()) LookForSilence();
     }
 
@@ -145,7 +150,20 @@ private:
 
     void ListenFromNowOn() {
         m_connected = true;
-        m_listening = Listening(apps::SteadyMs());
+        m_connectedAt = apps::SteadyMs();
+        m_listening = Listening(m_connectedAt);
+    }
+
+    void Lose(const Trouble& trouble) {
+        m_connected = false;
+        Pause("lost", trouble, apps::SteadyMs() - m_connectedAt);
+    }
+
+    void Pause(const char* what, const Trouble& trouble, Millis held) {
+        const Millis pause = m_backoff.Next(held);
+        m_nextTry = apps::SteadyMs() + pause;
+        Remark(what + (" the broker at " + Describe(m_options.broker)) + ": " + trouble.text +
+               "; trying again in " + InSeconds(pause));
     }
 
     // Only once everything that has come was read: what lies unread is a sign of life.
@@ -158,8 +176,9 @@ private:
     }
 
     void Reconnect() {
-        std::this_thread::sleep_for(kPauseBetweenConnects);
-        if (m_link.Connect()) return;
+        if (apps::SteadyMs() < m_nextTry)
+            return std::this_thread::sleep_for(std::chrono::milliseconds(kPollMs));
+        if (const auto trouble = m_link.Connect()) return Pause("no connection to", *trouble, 0);
         ListenFromNowOn();
         m_fleet.ListenAgain(apps::SteadyMs());
         Remark("the broker is back at " + Describe(m_options.broker));
@@ -199,6 +218,9 @@ private:
     Fleet m_fleet;
     BrokerLink m_link;
     bool m_connected = false;
+    Millis m_connectedAt = 0;
+    Backoff m_backoff;
+    Millis m_nextTry = 0;
     Listening m_listening{0};
     Millis m_nextLook = 0;
 };

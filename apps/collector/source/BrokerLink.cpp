@@ -116,6 +116,12 @@ struct BrokerLink::Callbacks {
         mosquitto_subscribe_multiple(client, nullptr, pointers.size(), pointers.data(), 1, 0, nullptr);
     }
 
+    static void OnDisconnect(mosquitto*, void* user, int reason, const mosquitto_property*) {
+        constexpr int kFirstFailure = 128;
+        if (reason >= kFirstFailure)
+            static_cast<BrokerLink*>(user)->m_farewell = mosquitto_reason_string(reason);
+    }
+
     static void OnSubscribe(mosquitto*, void* user, int, int count, const int* granted,
                             const mosquitto_property*) {
         auto& link = *static_cast<BrokerLink*>(user);
@@ -146,6 +152,7 @@ BrokerLink::BrokerLink(BrokerOptions options, Handler handler)
     if (!m_options.user.empty() || !m_options.token.empty())
         mosquitto_username_pw_set(m_client.get(), m_options.user.c_str(), m_options.token.c_str());
     mosquitto_connect_v5_callback_set(m_client.get(), Callbacks::OnConnect);
+    mosquitto_disconnect_v5_callback_set(m_client.get(), Callbacks::OnDisconnect);
     mosquitto_subscribe_v5_callback_set(m_client.get(), Callbacks::OnSubscribe);
     mosquitto_message_v5_callback_set(m_client.get(), Callbacks::OnMessage);
     if (m_options.tls) SetUpTls();
@@ -169,6 +176,7 @@ void BrokerLink::SetUpTls() {
 
 std::optional<Trouble> BrokerLink::Connect() {
     m_subscribed = m_refused = false;
+    m_farewell.clear();
     int result = MOSQ_ERR_SUCCESS;
     if (m_started) {
         result = mosquitto_reconnect(m_client.get());
@@ -178,7 +186,9 @@ std::optional<Trouble> BrokerLink::Connect() {
         m_started = true;
     }
     if (result != MOSQ_ERR_SUCCESS) return TroubleOf(result);
-    return AwaitSubscription();
+    const std::optional<Trouble> trouble = AwaitSubscription();
+    if (trouble) Leave();
+    return trouble;
 }
 
 std::optional<Trouble> BrokerLink::AwaitSubscription() {
@@ -186,19 +196,24 @@ std::optional<Trouble> BrokerLink::AwaitSubscription() {
     while (!m_subscribed && !m_refused) {
         const int result = mosquitto_loop(m_client.get(), 100, 1);
         if (m_refused) break;
-        if (result != MOSQ_ERR_SUCCESS) return TroubleOf(result);
+        if (result != MOSQ_ERR_SUCCESS) return LossOf(result);
         if (apps::SteadyMs() > deadline) return Trouble{Trouble::Kind::Other, "no answer within 5 s"};
     }
     if (m_refused) return Trouble{Trouble::Kind::Refused, m_refusal};
     return std::nullopt;
 }
 
-bool BrokerLink::Poll(int waitMs) {
+Trouble BrokerLink::LossOf(int result) const {
+    return m_farewell.empty() ? TroubleOf(result) : Trouble{Trouble::Kind::Other, m_farewell};
+}
+
+std::optional<Trouble> BrokerLink::Poll(int waitMs) {
     const Millis end = apps::SteadyMs() + kLongestTurn;
     int result = mosquitto_loop(m_client.get(), waitMs, 1);
     while (result == MOSQ_ERR_SUCCESS && HasUnread() && apps::SteadyMs() < end)
         result = mosquitto_loop(m_client.get(), 0, 1);
-    return result == MOSQ_ERR_SUCCESS;
+    if (result == MOSQ_ERR_SUCCESS) return std::nullopt;
+    return LossOf(result);
 }
 
 bool BrokerLink::HasUnread() const {
@@ -215,6 +230,12 @@ void BrokerLink::Publish(const Answer& answer) {
     mosquitto_publish_v5(m_client.get(), nullptr, answer.topic.c_str(),
                          static_cast<int>(answer.payload.size()), answer.payload.data(), 0, false,
                          properties.get());
+}
+
+// A connection that is of no use is not left to the broker; the session stays.
+void BrokerLink::Leave() {
+    mosquitto_disconnect_v5(m_client.get(), 0, nullptr);
+    mosquitto_loop(m_client.get(), 0, 1);
 }
 
 void BrokerLink::Close() {

@@ -51,8 +51,8 @@ public:
     std::optional<Trouble> Connect();
 
     /// Waits for messages, at most `waitMs`, and hands all that have come to the handler; of a flood, those that
-    /// a short turn is enough for. False when the connection is lost.
-    bool Poll(int waitMs);
+    /// a short turn is enough for. Why the connection is lost, when it is.
+    std::optional<Trouble> Poll(int waitMs);
 
     /// True when more has come than was handed on.
     bool HasUnread() const;
@@ -70,6 +70,8 @@ private:
 
     void SetUpTls();
     std::optional<Trouble> AwaitSubscription();
+    Trouble LossOf(int result) const;
+    void Leave();
 
     BrokerOptions m_options;
     Handler m_handler;
@@ -78,6 +80,7 @@ private:
     bool m_subscribed = false;
     bool m_refused = false;
     std::string m_refusal;
+    std::string m_farewell;  ///< why the broker ended the connection, where it said so
 };
 
 }  // namespace collector

@@ -4,15 +4,19 @@
 import copy
 import json
 import os
+import pathlib
+import re
 import signal
 import sys
+import tempfile
 import time
 import unittest
 
+from scripted_broker import GRANTED, NOT_AUTHORIZED, ScriptedBroker
 from staged import StageTest
 
 import check_wire
-from processes import eventually, host_program, parsed
+from processes import Process, eventually, host_program, parsed
 
 SHOW = """\
 0   user u-1 1
@@ -273,6 +277,59 @@ class Watching(StageTest):
         self.assertEqual(collector.end(signal.SIGINT), 0)
         self.assertEqual(kinds() & {"asked", "answered"}, set())
         self.assertEqual([line["topic"] for line in self.stage.watched() if "/down/" in line["topic"]], [])
+
+
+class Link(unittest.TestCase):
+    """A collector and a broker that makes trouble."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.broker = ScriptedBroker()
+        self.addCleanup(self.broker.close)
+
+    def collect(self):
+        collector = Process([os.environ["QOLIVE_COLLECTOR"], "--broker", f"127.0.0.1:{self.broker.port}", "--json"],
+                            self.folder / "lines.jsonl")
+        self.addCleanup(collector.end, signal.SIGKILL)
+        return collector
+
+    def remarks(self):
+        return [re.sub(r"broker at \S+ over plain TCP", "broker", line["text"]) for line in parsed(self.folder / "lines.jsonl")]
+
+    def test_a_subscription_refused_after_a_reconnection_is_told_and_tried_again_ever_later(self):
+        collector = self.collect()
+        self.broker.accept()
+        self.broker.take_subscription(GRANTED)
+        self.broker.hang_up()
+        began = time.monotonic()
+        for _ in range(3):
+            self.broker.accept()
+            self.broker.take_subscription(NOT_AUTHORIZED)
+        self.assertGreaterEqual(time.monotonic() - began, 0.5 + 1 + 2)
+        refused = "no connection to the broker: the broker does not let this user read qolive/+/+/up/+ and qolive/+/+/presence"
+        self.assertTrue(eventually(lambda: len(self.remarks()) == 5, 30), self.remarks())
+        self.assertEqual(self.remarks()[2:], [f"{refused}; trying again in {pause} s" for pause in ("1.0", "2.0", "4.0")])
+        self.broker.accept()
+        self.broker.take_subscription(GRANTED)
+        self.assertTrue(eventually(lambda: self.remarks()[-1] == "the broker is back at " + self.address(), 30), self.remarks())
+        self.assertEqual(collector.end(), 0)
+
+    def address(self):
+        return f"127.0.0.1:{self.broker.port} over plain TCP"
+
+    def test_why_the_broker_ends_a_connection_is_told(self):
+        collector = self.collect()
+        session_taken_over = b"\xe0\x02\x8e\x00"
+        for _ in range(2):
+            self.broker.accept()
+            self.broker.take_subscription(GRANTED)
+            self.broker.hang_up(session_taken_over)
+        lost = lambda: [text for text in self.remarks() if text.startswith("lost")]
+        self.assertTrue(eventually(lambda: len(lost()) == 2, 30), self.remarks())
+        self.assertEqual(lost(), [f"lost the broker: Session taken over; trying again in {pause} s" for pause in ("0.5", "1.0")])
+        collector.end()
 
 
 class Schemas(StageTest):
