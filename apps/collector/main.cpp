@@ -48,6 +48,8 @@ std::string AdviceFor(Trouble::Kind kind, const BrokerOptions& broker) {
             return "No program listens there; --broker HOST:PORT names another.\n";
         case Trouble::Kind::Refused:
             return "A broker is there. --user NAME and --token-file FILE say who you are.\n";
+        case Trouble::Kind::GivenUp:
+            return "";
         case Trouble::Kind::Other:
             break;
     }
@@ -95,7 +97,9 @@ public:
     explicit Collector(const Options& options)
         : m_options(options),
           m_fleet(options.rules),
-          m_link(options.broker, [this](const Received& received) { OnMessage(received); }) {
+          m_link(
+              options.broker, [this](const Received& received) { OnMessage(received); },
+              [this] { return IsOver(); }) {
         // A reader that goes away is an error of the write, not the end of the process.
         std::signal(SIGPIPE, SIG_IGN);
         m_outputs.Add(options.json ? MakeJsonLines : MakeTerminal, STDOUT_FILENO, "the standard output");
@@ -106,17 +110,20 @@ public:
         if (const auto trouble = m_link.Connect()) return Explain(*trouble);
         ListenFromNowOn();
         Remark("listening at " + Describe(m_options.broker));
-        const Millis end = apps::SteadyMs() + static_cast<Millis>(m_options.seconds * 1000);
-        while (!apps::StopRequested() && m_outputs.AnyLeft() &&
-               (m_options.seconds <= 0 || apps::SteadyMs() < end))
+        if (m_options.seconds > 0) m_end = apps::SteadyMs() + static_cast<Millis>(m_options.seconds * 1000);
+        while (!IsOver())
             Step();
-        m_link.Close();
+        if (m_connected) m_link.Close();
         if (m_options.summary) m_outputs.Summarise(apps::WallMs(), m_fleet);
         m_outputs.Finish(kPatienceAtTheEnd);
         return m_outputs.AnyFailed() ? EXIT_FAILURE : EXIT_SUCCESS;
     }
 
 private:
+    bool IsOver() {
+        return apps::StopRequested() || !m_outputs.AnyLeft() || (m_end && apps::SteadyMs() >= *m_end);
+    }
+
     void OpenRecord() {
         m_record.emplace(m_options.recordFile);
         m_outputs.Add(MakeJsonLines, m_record->Descriptor(), m_options.recordFile);
@@ -178,7 +185,10 @@ private:
     void Reconnect() {
         if (apps::SteadyMs() < m_nextTry)
             return std::this_thread::sleep_for(std::chrono::milliseconds(kPollMs));
-        if (const auto trouble = m_link.Connect()) return Pause("no connection to", *trouble, 0);
+        if (const auto trouble = m_link.Connect()) {
+            if (trouble->kind != Trouble::Kind::GivenUp) Pause("no connection to", *trouble, 0);
+            return;
+        }
         ListenFromNowOn();
         m_fleet.ListenAgain(apps::SteadyMs());
         Remark("the broker is back at " + Describe(m_options.broker));
@@ -216,6 +226,7 @@ private:
     std::optional<File> m_record;
     Outputs m_outputs{Complain};
     Fleet m_fleet;
+    std::optional<Millis> m_end;
     BrokerLink m_link;
     bool m_connected = false;
     Millis m_connectedAt = 0;

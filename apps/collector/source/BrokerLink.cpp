@@ -13,6 +13,7 @@
 #include <system_error>
 #include <utility>
 
+#include "collector/source/LeavableCall.h"
 #include "common/Clock.h"
 
 namespace collector {
@@ -95,6 +96,10 @@ Trouble TroubleOf(int result) {
     return {nothingListens ? Trouble::Kind::NothingListens : Trouble::Kind::Other, Describe(result)};
 }
 
+Trouble GivenUp() {
+    return {Trouble::Kind::GivenUp, "ended before it answered"};
+}
+
 }  // namespace
 
 std::string Describe(const BrokerOptions& options) {
@@ -139,14 +144,10 @@ struct BrokerLink::Callbacks {
     }
 };
 
-void BrokerLink::Deleter::operator()(mosquitto* client) const {
-    mosquitto_destroy(client);
-}
-
-BrokerLink::BrokerLink(BrokerOptions options, Handler handler)
-    : m_options(std::move(options)), m_handler(std::move(handler)) {
+BrokerLink::BrokerLink(BrokerOptions options, Handler handler, GiveUp giveUp)
+    : m_options(std::move(options)), m_handler(std::move(handler)), m_giveUp(std::move(giveUp)) {
     mosquitto_lib_init();
-    m_client.reset(mosquitto_new(ClientId().c_str(), false, this));
+    m_client.reset(mosquitto_new(ClientId().c_str(), false, this), mosquitto_destroy);
     if (!m_client) throw std::runtime_error("the MQTT client library cannot be started");
     mosquitto_int_option(m_client.get(), MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5);
     if (!m_options.user.empty() || !m_options.token.empty())
@@ -160,7 +161,7 @@ BrokerLink::BrokerLink(BrokerOptions options, Handler handler)
 
 BrokerLink::~BrokerLink() {
     m_client.reset();
-    mosquitto_lib_cleanup();
+    if (!m_leftBehind) mosquitto_lib_cleanup();
 }
 
 void BrokerLink::SetUpTls() {
@@ -177,18 +178,26 @@ void BrokerLink::SetUpTls() {
 std::optional<Trouble> BrokerLink::Connect() {
     m_subscribed = m_refused = false;
     m_farewell.clear();
-    int result = MOSQ_ERR_SUCCESS;
-    if (m_started) {
-        result = mosquitto_reconnect(m_client.get());
-    } else {
-        result = mosquitto_connect_bind_v5(m_client.get(), m_options.host.c_str(), m_options.port,
-                                           kEepAliveSeconds, nullptr, ConnectProperties().get());
-        m_started = true;
-    }
-    if (result != MOSQ_ERR_SUCCESS) return TroubleOf(result);
+    if (const auto trouble = Dial()) return trouble;
     const std::optional<Trouble> trouble = AwaitSubscription();
     if (trouble) Leave();
     return trouble;
+}
+
+// To an address that does not answer the client library connects for minutes.
+std::optional<Trouble> BrokerLink::Dial() {
+    const bool again = std::exchange(m_started, true);
+    const auto call = [client = m_client, host = m_options.host, port = m_options.port, again] {
+        if (again) return mosquitto_reconnect(client.get());
+        return mosquitto_connect_bind_v5(client.get(), host.c_str(), port, kEepAliveSeconds, nullptr,
+                                         ConnectProperties().get());
+    };
+    const std::optional<CallEnd> end = CallAndMaybeLeave(call, m_giveUp);
+    m_leftBehind = !end;
+    if (!end) return GivenUp();
+    errno = end->error;
+    if (end->result != MOSQ_ERR_SUCCESS) return TroubleOf(end->result);
+    return std::nullopt;
 }
 
 std::optional<Trouble> BrokerLink::AwaitSubscription() {
@@ -197,6 +206,7 @@ std::optional<Trouble> BrokerLink::AwaitSubscription() {
         const int result = mosquitto_loop(m_client.get(), 100, 1);
         if (m_refused) break;
         if (result != MOSQ_ERR_SUCCESS) return LossOf(result);
+        if (m_giveUp()) return GivenUp();
         if (apps::SteadyMs() > deadline) return Trouble{Trouble::Kind::Other, "no answer within 5 s"};
     }
     if (m_refused) return Trouble{Trouble::Kind::Refused, m_refusal};

@@ -26,6 +26,7 @@ struct Trouble {
     enum class Kind {
         NothingListens,  ///< no program has the address
         Refused,         ///< the broker refused the user or what the user asked for
+        GivenUp,         ///< nobody wants to wait for it any more
         Other,
     };
     Kind kind = Kind::Other;
@@ -40,14 +41,17 @@ std::string Describe(const BrokerOptions& options);
 class BrokerLink {
 public:
     using Handler = std::function<void(const Received&)>;
+    using GiveUp = std::function<bool()>;
 
-    BrokerLink(BrokerOptions options, Handler handler);
+    /// `giveUp` is asked several times a second while the broker is waited for.
+    BrokerLink(BrokerOptions options, Handler handler, GiveUp giveUp);
     ~BrokerLink();
     BrokerLink(const BrokerLink&) = delete;
     BrokerLink& operator=(const BrokerLink&) = delete;
 
     /// Connects and subscribes; empty when done. Blocks for as long as the system takes to connect, and then
-    /// for at most 5 s. May be called again after a failure and after a lost connection.
+    /// for at most 5 s, unless it is given up: then nothing but the destructor may be called. May be called again
+    /// after a failure and after a lost connection.
     std::optional<Trouble> Connect();
 
     /// Waits for messages, at most `waitMs`, and hands all that have come to the handler; of a flood, those that
@@ -64,19 +68,19 @@ public:
 
 private:
     struct Callbacks;
-    struct Deleter {
-        void operator()(mosquitto* client) const;
-    };
 
     void SetUpTls();
+    std::optional<Trouble> Dial();
     std::optional<Trouble> AwaitSubscription();
     Trouble LossOf(int result) const;
     void Leave();
 
     BrokerOptions m_options;
     Handler m_handler;
-    std::unique_ptr<mosquitto, Deleter> m_client;
+    GiveUp m_giveUp;
+    std::shared_ptr<mosquitto> m_client;  ///< also of a thread that is connecting
     bool m_started = false;
+    bool m_leftBehind = false;
     bool m_subscribed = false;
     bool m_refused = false;
     std::string m_refusal;

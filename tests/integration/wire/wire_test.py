@@ -319,6 +319,38 @@ class Link(unittest.TestCase):
     def address(self):
         return f"127.0.0.1:{self.broker.port} over plain TCP"
 
+    def assert_ends_at_once(self, collector):
+        began = time.monotonic()
+        collector.end(signal.SIGTERM)
+        self.assertLess(time.monotonic() - began, 5)
+
+    def test_it_ends_while_nothing_answers(self):
+        self.broker.go_deaf()
+        collector = self.collect()
+        time.sleep(1)  # in which it connects in vain
+        self.assertIsNone(collector.popen.poll())
+        self.assert_ends_at_once(collector)
+        self.assertEqual(collector.popen.returncode, 1)
+        self.assertEqual(collector.text(),
+                         f"qolive-collector: no connection to a broker at {self.address()}: ended before it answered\n")
+
+    def test_it_ends_while_nothing_answers_any_more(self):
+        collector = self.collect()
+        self.broker.accept()
+        self.broker.take_subscription(GRANTED)
+        self.broker.go_deaf()
+        self.broker.hang_up()
+        self.assertTrue(eventually(lambda: len(self.remarks()) == 2, 30))
+        time.sleep(2)  # longer than its first pause
+        self.assert_ends_at_once(collector)
+        self.assertEqual(collector.popen.returncode, 0)
+
+    def test_it_ends_while_a_broker_says_nothing(self):
+        collector = self.collect()
+        self.broker.accept(answer=b"")
+        self.assert_ends_at_once(collector)
+        self.assertEqual(collector.popen.returncode, 1)
+
     def test_why_the_broker_ends_a_connection_is_told(self):
         collector = self.collect()
         session_taken_over = b"\xe0\x02\x8e\x00"
