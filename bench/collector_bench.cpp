@@ -1,5 +1,5 @@
-// What the collector's model costs: bytes for each broadcaster after an hour on air, and processor time for each
-// message, which is not to grow with the number of broadcasters.
+// What the collector's model costs: bytes for each broadcaster after an hour on air, and processor time for
+// each message, which is not to grow with the number of broadcasters.
 
 #include <malloc.h>
 
@@ -43,7 +43,8 @@ public:
     void Beat() {
         ++m_beats;
         m_now += kHeartbeatPeriod;
-        const std::string& sample = m_beats % kHeartbeatsInAMinute == 1 ? samples::kLive : samples::kEepAlive;
+        const std::string& sample =
+            m_beats % kHeartbeatsInAMinute == 1 ? samples::kLive : samples::kKeepAlive;
         const std::string payload = Numbered(sample, m_beats);
         for (const std::string& client : m_clients)
             for (const char* connection : {"0000000a", "0000000b"})

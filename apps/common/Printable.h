@@ -11,8 +11,8 @@ namespace apps {
 /// by an ellipsis.
 std::string Printable(std::string_view text, std::size_t most);
 
-/// `json`, which is valid, on one line of ASCII: other characters as JSON escapes, and nothing between its parts
-/// that could break the line.
+/// `json`, which is valid, on one line of ASCII: other characters as JSON escapes, and nothing between its
+/// parts that could break the line.
 std::string OneLineJson(std::string_view json);
 
 /// Whether `text` is UTF-8 from its begin to its end.

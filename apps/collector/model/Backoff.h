@@ -4,8 +4,8 @@
 
 namespace collector {
 
-/// How long to pause before the broker is tried again: half a second, then twice as long each time, up to half a
-/// minute; from the start again only after a connection that held for half a minute.
+/// How long to pause before the broker is tried again: half a second, then twice as long each time, up to
+/// half a minute; from the start again only after a connection that held for half a minute.
 class Backoff {
 public:
     /// `held`: for how long there was a connection since the last pause.

@@ -10,8 +10,8 @@ class Listening {
 public:
     explicit Listening(Millis now) : m_last(now) {}
 
-    /// How much of the time since the last call was missed: all of it where it was a second or more, else none.
-    /// To be called much more often than that.
+    /// How much of the time since the last call was missed: all of it where it was a second or more, else
+    /// none. To be called much more often than that.
     Millis Missed(Millis now);
 
 private:

@@ -22,8 +22,8 @@ public:
 
     explicit Outputs(Complain complain) : m_complain(std::move(complain)) {}
 
-    /// What the output of `make` writes to its stream goes to `descriptor`, which outlives this object. `name`
-    /// is for the complaint. At most `mostBytes` wait.
+    /// What the output of `make` writes to its stream goes to `descriptor`, which outlives this object.
+    /// `name` is for the complaint. At most `mostBytes` wait.
     void Add(const Make& make, int descriptor, std::string name, std::size_t mostBytes = 4U << 20U);
 
     /// Looks whether all can still be written to.

@@ -19,7 +19,7 @@
 namespace collector {
 namespace {
 
-constexpr int kEepAliveSeconds = 15;
+constexpr int kKeepAliveSeconds = 15;
 constexpr std::uint32_t kSessionSeconds = 600;
 constexpr std::uint32_t kMostPacketBytes = 32U << 20U;
 constexpr Millis kSubscriptionWait = 5000;
@@ -189,7 +189,7 @@ std::optional<Trouble> BrokerLink::Dial() {
     const bool again = std::exchange(m_started, true);
     const auto call = [client = m_client, host = m_options.host, port = m_options.port, again] {
         if (again) return mosquitto_reconnect(client.get());
-        return mosquitto_connect_bind_v5(client.get(), host.c_str(), port, kEepAliveSeconds, nullptr,
+        return mosquitto_connect_bind_v5(client.get(), host.c_str(), port, kKeepAliveSeconds, nullptr,
                                          ConnectProperties().get());
     };
     const std::optional<CallEnd> end = CallAndMaybeLeave(call, m_giveUp);

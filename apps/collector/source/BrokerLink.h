@@ -50,12 +50,12 @@ public:
     BrokerLink& operator=(const BrokerLink&) = delete;
 
     /// Connects and subscribes; empty when done. Blocks for as long as the system takes to connect, and then
-    /// for at most 5 s, unless it is given up: then nothing but the destructor may be called. May be called again
-    /// after a failure and after a lost connection.
+    /// for at most 5 s, unless it is given up: then nothing but the destructor may be called. May be called
+    /// again after a failure and after a lost connection.
     std::optional<Trouble> Connect();
 
-    /// Waits for messages, at most `waitMs`, and hands all that have come to the handler; of a flood, those that
-    /// a short turn is enough for. Why the connection is lost, when it is.
+    /// Waits for messages, at most `waitMs`, and hands all that have come to the handler; of a flood, those
+    /// that a short turn is enough for. Why the connection is lost, when it is.
     std::optional<Trouble> Poll(int waitMs);
 
     /// True when more has come than was handed on.

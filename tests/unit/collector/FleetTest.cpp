@@ -30,7 +30,7 @@ protected:
     }
     Outcome Beat(const Source& source, Millis now, bool full = false) {
         ++m_order;
-        const std::string body = full ? samples::kIdle : samples::kEepAlive;
+        const std::string body = full ? samples::kIdle : samples::kKeepAlive;
         const std::string fresh = body.substr(0, body.find("\"order\":") + 8) + std::to_string(m_order) +
                                   body.substr(body.find(',', body.find("\"order\":")));
         return Send(source, kHeartbeatCommand, fresh, now);
@@ -91,7 +91,7 @@ TEST_F(FleetTest, AResponseTopicOfAnotherIsNeverAnswered) {
           std::string("qolive/+/+/down/2"), std::string("$SYS/x")}) {
         Fleet fresh{FleetRules{}};
         const Outcome outcome = fresh.Receive({kMainConnection, kHeartbeatCommand, foreign},
-                                              ReadUplink(kHeartbeatCommand, samples::kEepAlive, {}), 0);
+                                              ReadUplink(kHeartbeatCommand, samples::kKeepAlive, {}), 0);
         EXPECT_TRUE(outcome.answers.empty());
         EXPECT_EQ(Kinds(outcome.after), std::vector<K>{K::NoAnswer});
     }
@@ -264,13 +264,13 @@ TEST_F(FleetTest, ARetainedMessageIsNoSignOfLife) {
         return m_fleet.Receive({kMainConnection, command, DownTopic(kMainConnection, 2), true}, message, now);
     };
     EXPECT_TRUE(retained(ReadPresence(R"({"online":true})"), std::nullopt, 0).before.empty());
-    EXPECT_TRUE(retained(ReadUplink(2, samples::kEepAlive, {}), kHeartbeatCommand, 0).answers.empty());
+    EXPECT_TRUE(retained(ReadUplink(2, samples::kKeepAlive, {}), kHeartbeatCommand, 0).answers.empty());
     EXPECT_TRUE(m_fleet.Broadcasters().empty());
 
     Beat(kMainConnection, 1000, true);
     retained(ReadPresence(R"({"online":false})"), std::nullopt, 2000);
     EXPECT_EQ(Of(kMainConnection).link, Link::Up);
-    retained(ReadUplink(2, samples::kEepAlive, {}), kHeartbeatCommand, 15000);
+    retained(ReadUplink(2, samples::kKeepAlive, {}), kHeartbeatCommand, 15000);
     EXPECT_EQ(m_fleet.Tick(16000).size(), 2U);
 }
 

@@ -56,7 +56,7 @@ TEST(Message, EachKindIsTold) {
     EXPECT_EQ(ReadPresence(R"({"online":false})").kind, Kind::Offline);
     EXPECT_EQ(Read(kHeartbeatCommand, samples::kIdle).kind, Kind::FullHeartbeat);
     EXPECT_EQ(Read(kHeartbeatCommand, samples::kLive).kind, Kind::FullHeartbeat);
-    EXPECT_EQ(Read(kHeartbeatCommand, samples::kEepAlive).kind, Kind::KeepAlive);
+    EXPECT_EQ(Read(kHeartbeatCommand, samples::kKeepAlive).kind, Kind::KeepAlive);
     EXPECT_EQ(Read(kHostCommand, samples::kCommand).kind, Kind::Command);
     EXPECT_EQ(ReadStream(samples::StreamRecord("7", "show"), 1).kind, Kind::StreamRecord);
     EXPECT_EQ(ReadStream(samples::Quality(1, "7"), 2).kind, Kind::QualityRecord);
@@ -65,7 +65,7 @@ TEST(Message, EachKindIsTold) {
 }
 
 TEST(Message, TheLineBreakOfTheCompactWriterIsNoFault) {
-    EXPECT_EQ(Read(kHeartbeatCommand, samples::kEepAlive + "\n").kind, Kind::KeepAlive);
+    EXPECT_EQ(Read(kHeartbeatCommand, samples::kKeepAlive + "\n").kind, Kind::KeepAlive);
 }
 
 TEST(Message, AnEventOfTheHostMayHaveAnyBody) {
@@ -111,9 +111,9 @@ TEST(Message, TenMegabytesAreMalformed) {
 }
 
 TEST(Message, LengthIsRefusedFromOneByteAboveTheBound) {
-    const std::string padding(kMostPayloadBytes - samples::kEepAlive.size(), ' ');
-    EXPECT_EQ(Read(kHeartbeatCommand, samples::kEepAlive + padding).kind, Kind::KeepAlive);
-    EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, samples::kEepAlive + padding + " ")),
+    const std::string padding(kMostPayloadBytes - samples::kKeepAlive.size(), ' ');
+    EXPECT_EQ(Read(kHeartbeatCommand, samples::kKeepAlive + padding).kind, Kind::KeepAlive);
+    EXPECT_EQ(ReasonOf(Read(kHeartbeatCommand, samples::kKeepAlive + padding + " ")),
               "the payload is too long");
 }
 

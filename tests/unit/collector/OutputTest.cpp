@@ -232,7 +232,7 @@ TEST_F(WidthTest, AWideTerminalNamesTheBroadcasterInEveryLine) {
 TEST_F(OutputTest, EveryKindHasALineForAPerson) {
     Send("qolive/demo/0123abcd/presence", R"({"online":true})");
     Send("qolive/demo/0123abcd/up/2", samples::kLive);
-    Send("qolive/demo/0123abcd/up/2", samples::kEepAlive);
+    Send("qolive/demo/0123abcd/up/2", samples::kKeepAlive);
     Send("qolive/demo/0123abcd/up/4", samples::kCommand);
     Send("qolive/demo/0123abcd/up/5", samples::StreamRecord("7", "show"), samples::Head("1", 1));
     Send("qolive/demo/0123abcd/up/5", samples::kFirstFrame, samples::Head("2", 4));

@@ -6,7 +6,7 @@
 
 namespace collector::samples {
 
-inline const std::string kEepAlive = R"({"order":17,"ts":1700000003000,"type":2})";
+inline const std::string kKeepAlive = R"({"order":17,"ts":1700000003000,"type":2})";
 
 inline const std::string kIdle =
     R"({"liveStatus":2,"micStatus":2,"order":16,"sessionId":"","ts":1700000000000,"type":1})";
