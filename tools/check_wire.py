@@ -20,7 +20,7 @@ SCHEMAS = pathlib.Path(__file__).resolve().parents[1] / "docs" / "schema"
 TOPIC = re.compile(r"qolive/[A-Za-z0-9_-]+/[0-9a-f]{8}/(presence|(up|down)/([0-9]+))")
 STREAM_RECORDS = {1: "stream-record", 2: "stream-quality", 4: "stream-first-frame"}
 # What the collector remarks itself; everything else in its lines is a message.
-NOTICES = {"joined", "silent", "back", "dark", "asked", "answered", "lost", "no-answer", "crowded", "remark", "summary"}
+NOTICES = {"joined", "silent", "back", "dark", "asked", "answered", "lost", "no-answer", "too-much", "crowded", "remark", "summary"}
 
 Message = collections.namedtuple("Message", "topic body head content_type response_topic qos retained")
 

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -194,8 +195,19 @@ private:
         Remark("the broker is back at " + Describe(m_options.broker));
     }
 
+    bool MayBeRead(const Received& received) {
+        const std::size_t head = received.head ? std::min(received.head->size(), kMostHeadBytes) : 0;
+        const std::size_t bytes = head + std::min(received.payload.size(), kMostPayloadBytes);
+        std::vector<Notice> notices;
+        const bool may = m_fleet.MayBeRead(received.parsedTopic->source, bytes, apps::SteadyMs(), notices);
+        for (const Notice& notice : notices)
+            Tell(notice);
+        return may;
+    }
+
     void OnMessage(const Received& received) {
         if (m_connected) Listen();
+        if (received.parsedTopic && !MayBeRead(received)) return;
         Message message;
         Outcome outcome;
         if (received.parsedTopic) {

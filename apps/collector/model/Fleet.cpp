@@ -123,6 +123,22 @@ struct Fleet::Event {
     Notice Tell(Notice::Kind kind) const { return {kind, origin.source, 0, 0, {}}; }
 };
 
+bool Fleet::MayBeRead(const Source& source, std::size_t bytes, Millis now, std::vector<Notice>& notices) {
+    const Budgets::Answer answer = m_budgets.Take(source.client, bytes, now);
+    if (answer.unread > 0) notices.push_back({Notice::Kind::TooMuch, source, 0, answer.unread, {}});
+    if (!answer.granted) NoteLife(source, now);
+    return answer.granted;
+}
+
+void Fleet::NoteLife(const Source& source, Millis now) {
+    const auto broadcaster = m_broadcasters.find(source.client);
+    if (broadcaster == m_broadcasters.end()) return;
+    const auto connection = broadcaster->second.connections.find(source.connection);
+    if (connection == broadcaster->second.connections.end() || connection->second.link != Link::Up) return;
+    broadcaster->second.lastHeard = connection->second.lastHeard = now;
+    connection->second.heardAt = Listened(now);
+}
+
 Outcome Fleet::Receive(const Origin& origin, const Message& message, Millis now) {
     Outcome outcome;
     if (message.kind == Kind::Malformed) {

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "collector/model/Budgets.h"
 #include "collector/model/Departed.h"
 #include "collector/model/Message.h"
 #include "collector/model/Millis.h"
@@ -107,6 +108,7 @@ struct Notice {
         Answered,       ///< a stream record was answered with `number`
         LostRecords,    ///< `number` quality records of `stream` are missing
         NoAnswer,       ///< the response topic is missing or not the sender's own
+        TooMuch,        ///< `number` messages of this broadcaster were not read: it sends more than it may
         Crowded,        ///< `number` broadcasters were too many: turned away, or forgotten while dark
     };
     Kind kind;
@@ -144,6 +146,10 @@ struct Origin {
 class Fleet {
 public:
     explicit Fleet(FleetRules rules) : m_rules(rules) {}
+
+    /// Whether a message of `bytes` may be read and given to Receive. One that may not is a sign of life and nothing
+    /// else. Adds what is to be told.
+    bool MayBeRead(const Source& source, std::size_t bytes, Millis now, std::vector<Notice>& notices);
 
     /// A malformed message is counted and changes nothing else; a retained one is no sign of life and changes
     /// nothing at all. Nor does one of a broadcaster for whom there is no room.
@@ -186,6 +192,7 @@ private:
                   std::vector<Notice>& notices);
 
     Broadcaster* AddBroadcaster(const Source& source, Millis now, Outcome& outcome);
+    void NoteLife(const Source& source, Millis now);
     void TellCrowded(const Source& source, Millis now, Outcome& outcome);
     void Order(const std::string& client, Broadcaster& broadcaster, Millis now);
 
@@ -204,6 +211,7 @@ private:
 
     FleetRules m_rules;
     std::map<std::string, Broadcaster> m_broadcasters;
+    Budgets m_budgets;
     Departed m_departed;
     BySilence m_bySilence;  ///< one entry for each connection that is up; a message moves none
     std::uint64_t m_watches = 0;

@@ -43,6 +43,8 @@ const char* Name(Notice::Kind kind) {
             return "lost";
         case Notice::Kind::NoAnswer:
             return "no-answer";
+        case Notice::Kind::TooMuch:
+            return "too-much";
         case Notice::Kind::Crowded:
             return "crowded";
     }
@@ -139,6 +141,7 @@ void JsonLines::Show(std::int64_t wallMs, const Notice& notice) {
     if (notice.duration > 0) line["ms"] = static_cast<Json::Int64>(notice.duration);
     if (notice.kind == Notice::Kind::Answered) line["code"] = static_cast<Json::Int64>(notice.number);
     if (notice.kind == Notice::Kind::LostRecords) line["records"] = static_cast<Json::Int64>(notice.number);
+    if (notice.kind == Notice::Kind::TooMuch) line["messages"] = static_cast<Json::Int64>(notice.number);
     if (notice.kind == Notice::Kind::Crowded) line["broadcasters"] = static_cast<Json::Int64>(notice.number);
     if (!notice.stream.empty()) line["stream"] = notice.stream;
     Write(line);

@@ -173,6 +173,8 @@ std::string Describe(const Notice& notice) {
             return std::to_string(notice.number) + " quality record(s) missing before the next";
         case Notice::Kind::NoAnswer:
             return "not answered: the response topic is missing or not the sender's own";
+        case Notice::Kind::TooMuch:
+            return std::to_string(notice.number) + " message(s) not read: more than 128 KiB/s for long";
         case Notice::Kind::Crowded:
             return "too many broadcasters (--most-broadcasters): " + std::to_string(notice.number) +
                    " turned away, or forgotten while dark";
@@ -183,7 +185,7 @@ std::string Describe(const Notice& notice) {
 bool IsTrouble(Notice::Kind kind) {
     return kind == Notice::Kind::WentSilent || kind == Notice::Kind::AllDark ||
            kind == Notice::Kind::LostRecords || kind == Notice::Kind::NoAnswer ||
-           kind == Notice::Kind::Crowded;
+           kind == Notice::Kind::TooMuch || kind == Notice::Kind::Crowded;
 }
 
 std::string Chart(const char* name, const std::vector<std::int64_t>& values, std::int64_t top = 0) {

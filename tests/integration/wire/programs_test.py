@@ -97,8 +97,9 @@ class Collector(AddressTest):
         os.close(writing)
         self.assertTrue(eventually(lambda: parsed(record), 30))
         event = '{"bizType":1,"data":"' + "x" * 60000 + '"}\n'
-        subprocess.run(["mosquitto_pub", "-V", "5", "-q", "1", "-p", str(self.stage.port), "-u", "watch", "-P", "watch", "-t",
-                        "qolive/show/0000000a/up/4", "-l"], input=event * 200, text=True, check=True)
+        for client in ("a", "b", "c", "d"):
+            subprocess.run(["mosquitto_pub", "-V", "5", "-q", "1", "-p", str(self.stage.port), "-u", "watch", "-P", "watch", "-t",
+                            f"qolive/{client}/0000000a/up/4", "-l"], input=event * 50, text=True, check=True)
         commands = lambda: sum(line["kind"] == "command" for line in parsed(record))
         self.assertTrue(eventually(lambda: commands() == 200, 60), commands())
         collector.send_signal(signal.SIGTERM)

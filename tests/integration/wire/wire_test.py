@@ -7,6 +7,7 @@ import os
 import pathlib
 import re
 import signal
+import subprocess
 import sys
 import tempfile
 import time
@@ -243,6 +244,30 @@ class Trouble(StageTest):
         self.assertEqual(summary["malformed"], 5 * len(bad))
         self.assertEqual(list(summary["broadcasters"]), ["show"])
         self.assertEqual(summary["broadcasters"]["show"]["connections"][connection]["full"], 1)
+
+    def test_what_a_broker_has_retained_is_nobodys_word(self):
+        ghost = "qolive/ghost/0000000a/presence"
+        subprocess.run(["mosquitto_pub", "-V", "5", "-p", str(self.stage.port), "-u", "watch", "-P", "watch", "-r", "-t", ghost,
+                        "-m", '{"online":true}'], check=True)
+        collector = self.stage.collector(name="retained")
+        self.assertTrue(eventually(lambda: self.kinds(collector, "ghost"), 30))
+        self.stage.publish(ghost.replace("ghost", "living"), '{"online":true}')
+        self.assertTrue(eventually(lambda: self.kinds(collector, "living"), 30))
+        collector.end(signal.SIGINT)
+        self.assertEqual(self.kinds(collector, "ghost"), ["online"])
+        self.assertEqual(self.kinds(collector, "living"), ["joined", "online"])
+
+    def test_who_sends_too_much_is_not_read_any_more_and_that_is_told(self):
+        collector = self.stage.collector(name="excess")
+        command = '{"bizType":1,"data":"' + "x" * 60000 + '"}\n'
+        subprocess.run(["mosquitto_pub", "-V", "5", "-q", "1", "-p", str(self.stage.port), "-u", "watch", "-P", "watch", "-t",
+                        "qolive/loud/0000000a/up/4", "-l"], input=command * 120, text=True, check=True)
+        self.assertTrue(eventually(lambda: "too-much" in self.kinds(collector, "loud"), 60))
+        self.stage.publish("qolive/quiet/0000000b/up/4", command)
+        self.assertTrue(eventually(lambda: "command" in self.kinds(collector, "quiet"), 60))
+        collector.end(signal.SIGINT)
+        self.assertLess(self.kinds(collector, "loud").count("command"), 120)
+        self.assertEqual(self.kinds(collector, "loud").count("too-much"), 1)
 
     def test_a_wrong_token_is_refused_and_not_shown(self):
         host = self.stage.run([*host_program(), "--main", f"127.0.0.1:{self.stage.port}",

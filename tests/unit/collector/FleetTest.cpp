@@ -385,6 +385,22 @@ TEST_F(FleetTest, AFloodOfNamesIsBounded) {
     EXPECT_EQ(Demo().connections.count("000003e7"), 1U) << "the latest is kept";
 }
 
+TEST_F(FleetTest, WhoSendsTooMuchIsNotReadAndIsNoLessAlive) {
+    Beat(kMainConnection, 0, true);
+    Beat(kBackupConnection, 0, true);
+    std::vector<Notice> notices;
+    for (int i = 0; i < 10; ++i)
+        m_fleet.MayBeRead(kMainConnection, 1U << 20U, 1000, notices);
+    ASSERT_EQ(Kinds(notices), std::vector<K>{K::TooMuch});
+    EXPECT_EQ(notices[0].source, kMainConnection);
+    EXPECT_FALSE(m_fleet.MayBeRead(kMainConnection, 1U << 20U, 5000, notices));
+    EXPECT_TRUE(m_fleet.MayBeRead({"other", "0000000c"}, 1U << 20U, 5000, notices));
+    EXPECT_EQ(Kinds(m_fleet.Tick(19999)), std::vector<K>{K::WentSilent}) << "the backup connection";
+    EXPECT_EQ(Kinds(m_fleet.Tick(20000)), (std::vector<K>{K::WentSilent, K::AllDark}));
+    EXPECT_FALSE(m_fleet.MayBeRead(kMainConnection, 9U << 20U, 21000, notices));
+    EXPECT_EQ(Of(kMainConnection).link, Link::Silent) << "only what is read brings it back";
+}
+
 class CrowdedTest : public FleetTest {
 protected:
     CrowdedTest() {
