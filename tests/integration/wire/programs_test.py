@@ -1,12 +1,17 @@
 #!/usr/bin/env python3
 """How the programs begin and end: what they say of themselves, and their exit status when something does not work."""
 
+import fcntl
+import json
 import os
 import pathlib
+import pty
 import re
 import signal
+import struct
 import subprocess
 import tempfile
+import termios
 import time
 import unittest
 
@@ -66,6 +71,24 @@ class Collector(AddressTest):
         shown = self.collect("--seconds", "1")
         self.assertEqual(shown.returncode, 0, shown.stderr)
         self.assertIn(f"listening at {self.address} over plain TCP\n", shown.stdout)
+
+    def test_text_keeps_to_the_width_of_the_terminal(self):
+        for columns in (80, 132):
+            inside, terminal = pty.openpty()
+            fcntl.ioctl(terminal, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+            environment = {name: value for name, value in os.environ.items() if name != "COLUMNS"}
+            collector = subprocess.Popen([*COLLECTOR, "--broker", self.address, "--user", "collector", "--token-file",
+                                          self.stage.folder / "token"], stdout=terminal, env={**environment, "NO_COLOR": "1"})
+            os.close(terminal)
+            text = os.read(inside, 1000).decode()
+            self.stage.publish("qolive/show/0000000a/up/4", json.dumps({"bizType": 1, "data": "word " * 40}))
+            while text.count("word") < 10:
+                text += os.read(inside, 1000).decode()
+            collector.terminate()
+            self.assertEqual(collector.wait(60), 0)
+            os.close(inside)
+            widest = max(map(len, text.splitlines()))
+            self.assertTrue(columns - 20 < widest <= columns, text)
 
     def test_a_broker_is_to_be_started_only_where_nothing_listens(self):
         nothing = run([*COLLECTOR, "--broker", f"127.0.0.1:{free_port()}"])

@@ -169,6 +169,17 @@ TEST_F(OutputTest, TextsOfABroadcasterReachTheTerminalEscaped) {
     EXPECT_NE(m_text.str().find("\\x1b]0;owned\\x07"), std::string::npos);
 }
 
+TEST_F(OutputTest, ARetainedMessageIsShownAsOne) {
+    Received received;
+    received.topic = "qolive/demo/0123abcd/presence";
+    received.parsedTopic = ParseTopic(received.topic);
+    received.payload = R"({"online":true})";
+    received.retained = true;
+    m_terminal.Show(received, ReadPresence(received.payload), {});
+    EXPECT_NE(m_text.str().find("retained by the broker: no sign of life"), std::string::npos)
+        << m_text.str();
+}
+
 class WidthTest : public OutputTest {
 protected:
     void SendOfEveryKind(const std::string& client) {
