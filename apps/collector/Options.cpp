@@ -1,5 +1,8 @@
 #include "collector/Options.h"
 
+#include <algorithm>
+#include <array>
+#include <iterator>
 #include <limits>
 #include <utility>
 
@@ -34,39 +37,49 @@ void SetBroker(BrokerOptions& broker, const std::string& text) {
         static_cast<int>(apps::ParseWhole("the port in --broker", text.substr(colon + 1), 1, 65535));
 }
 
-apps::CommandLine Arguments(Options& options) {
-    constexpr std::int64_t kMostBroadcasters = 10000000;
-    constexpr auto kMostCode = std::numeric_limits<std::int32_t>::max();
-    std::vector<apps::Option> all{
+using Arguments = std::vector<apps::Option>;
+
+Arguments OfTheBroker(BrokerOptions& broker) {
+    return {
         {"broker", "HOST:PORT", "the broker (127.0.0.1:1883)",
-         [&](const std::string& text) { SetBroker(options.broker, text); }},
-        {"user", "NAME", "user name for the broker",
-         [&](const std::string& text) { options.broker.user = text; }},
+         [&](const std::string& text) { SetBroker(broker, text); }},
+        {"user", "NAME", "user name for the broker", [&](const std::string& text) { broker.user = text; }},
         {"token-file", "FILE", "file whose first line is the password for the broker",
-         [&](const std::string& path) { options.broker.token = apps::ReadSecretFile(path); }},
+         [&](const std::string& path) { broker.token = apps::ReadSecretFile(path); }},
         {"tls", "", "use TLS, and trust what the system trusts",
-         [&](const std::string&) { options.broker.tls = true; }},
+         [&](const std::string&) { broker.tls = true; }},
         {"ca", "FILE", "use TLS, and trust the certificates in this PEM file alone",
          [&](const std::string& path) {
-             options.broker.tls = true;
-             options.broker.caFile = path;
+             broker.tls = true;
+             broker.caFile = path;
          }},
+    };
+}
+
+Arguments OfTheFleet(FleetRules& rules) {
+    constexpr std::int64_t kMostBroadcasters = 10000000;
+    constexpr auto kMostCode = std::numeric_limits<std::int32_t>::max();
+    return {
         {"keep-alive", "SECONDS", "a connection silent for so long is dark (15)",
          [&](const std::string& text) {
-             options.rules.keepAlive = 1000 * apps::ParseWhole("--keep-alive", text, 1, 86400);
+             rules.keepAlive = 1000 * apps::ParseWhole("--keep-alive", text, 1, 86400);
          }},
         {"refuse", "CODE", "answer stream records with this code instead of 0, which accepts them",
          [&](const std::string& text) {
-             options.rules.answerCode =
-                 static_cast<int>(apps::ParseWhole("--refuse", text, -kMostCode, kMostCode));
+             rules.answerCode = static_cast<int>(apps::ParseWhole("--refuse", text, -kMostCode, kMostCode));
          }},
         {"most-broadcasters", "N", "remember no more than so many (200000)",
          [&](const std::string& text) {
-             options.rules.mostBroadcasters = static_cast<std::size_t>(
+             rules.mostBroadcasters = static_cast<std::size_t>(
                  apps::ParseWhole("--most-broadcasters", text, 1, kMostBroadcasters));
          }},
         {"watch", "", "only watch: answer nobody and ask for nothing",
-         [&](const std::string&) { options.rules.watchOnly = true; }},
+         [&](const std::string&) { rules.watchOnly = true; }},
+    };
+}
+
+Arguments OfTheOutput(Options& options) {
+    return {
         {"json", "", "one JSON object per line instead of text",
          [&](const std::string&) { options.json = true; }},
         {"record", "FILE", "also write the JSON lines to this file",
@@ -75,8 +88,13 @@ apps::CommandLine Arguments(Options& options) {
          [&](const std::string& text) { options.seconds = apps::ParseSeconds("--seconds", text); }},
         {"summary", "", "end with a summary", [&](const std::string&) { options.summary = true; }},
     };
-    for (apps::Option& usual : apps::UsualOptions(options.help, options.version))
-        all.push_back(std::move(usual));
+}
+
+apps::CommandLine Understood(Options& options) {
+    Arguments all = OfTheBroker(options.broker);
+    for (Arguments& more : std::array<Arguments, 3>{OfTheFleet(options.rules), OfTheOutput(options),
+                                                    apps::UsualOptions(options.help, options.version)})
+        std::move(more.begin(), more.end(), std::back_inserter(all));
     return apps::CommandLine(kIntroduction, std::move(all), kEpilogue);
 }
 
@@ -84,13 +102,13 @@ apps::CommandLine Arguments(Options& options) {
 
 Options ParseOptions(const std::vector<std::string>& arguments) {
     Options options;
-    Arguments(options).Parse(arguments);
+    Understood(options).Parse(arguments);
     return options;
 }
 
 std::string HelpText() {
     Options unused;
-    return Arguments(unused).Help();
+    return Understood(unused).Help();
 }
 
 }  // namespace collector

@@ -147,8 +147,8 @@ class Fleet {
 public:
     explicit Fleet(FleetRules rules) : m_rules(rules) {}
 
-    /// Whether a message of `bytes` may be read and given to Receive. One that may not is a sign of life and nothing
-    /// else. Adds what is to be told.
+    /// Whether a message of `bytes` may be read and given to Receive. One that may not is a sign of life and
+    /// nothing else. Adds what is to be told.
     bool MayBeRead(const Source& source, std::size_t bytes, Millis now, std::vector<Notice>& notices);
 
     /// A malformed message is counted and changes nothing else; a retained one is no sign of life and changes
