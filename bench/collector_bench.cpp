@@ -1,14 +1,18 @@
-// What the collector's model costs: bytes for each broadcaster after an hour on air, and processor time for
-// each message, which is not to grow with the number of broadcasters.
+// What the collector costs: bytes for each broadcaster after an hour on air, processor time for each
+// heartbeat, which is not to grow with the number of broadcasters, and for each kind of message from its
+// bytes to its line.
 
 #include <malloc.h>
 
 #include <cstdio>
 #include <ctime>
+#include <functional>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "collector/model/Fleet.h"
+#include "collector/output/JsonLines.h"
 #include "unit/collector/Samples.h"
 
 namespace collector {
@@ -97,10 +101,54 @@ void TellTime(int broadcasters) {
                 spent / (2.0 * broadcasters * beats));
 }
 
+// As long as a real one: a sample for each five seconds of a minute.
+std::string QualityOfAMinute(unsigned order) {
+    std::string record = samples::Quality(order, "7");
+    for (const std::string& name : {std::string("\"streams\":["), std::string("\"devices\":[")}) {
+        const std::size_t begin = record.find(name) + name.size();
+        const std::string sample = record.substr(begin, record.find('}', begin) + 1 - begin);
+        for (int i = 1; i < 12; ++i)
+            record.insert(begin, sample + ",");
+    }
+    return record;
+}
+
+void TellLine(const char* what, int command, const std::function<std::string(unsigned)>& payload,
+              int headType) {
+    constexpr unsigned kMessages = 20000;
+    Fleet fleet{FleetRules{}};
+    std::ostringstream text;
+    JsonLines lines(text);
+    Received received;
+    received.topic = "qolive/studio-1/0000000a/up/" + std::to_string(command);
+    const double begin = ProcessorMicroseconds();
+    for (unsigned i = 1; i <= kMessages; ++i) {
+        received.payload = payload(i);
+        if (headType > 0) received.head = samples::Head(std::to_string(i), headType);
+        received.parsedTopic = ParseTopic(received.topic);
+        const Source& source = received.parsedTopic->source;
+        const Message message = ReadUplink(command, received.payload, received.head);
+        lines.Show(received, message,
+                   fleet.Receive({source, command, DownTopic(source, command)}, message, i));
+        text.str({});
+    }
+    std::printf("%s: %.1f us from its bytes to its JSON line\n", what,
+                (ProcessorMicroseconds() - begin) / kMessages);
+}
+
+void TellLines() {
+    TellLine(
+        "keep-alive", kHeartbeatCommand, [](unsigned i) { return Numbered(samples::kKeepAlive, i); }, 0);
+    TellLine(
+        "full heartbeat", kHeartbeatCommand, [](unsigned i) { return Numbered(samples::kLive, i); }, 0);
+    TellLine("quality record", kStreamCommand, QualityOfAMinute, 2);
+}
+
 }  // namespace
 }  // namespace collector
 
 int main() {
+    collector::TellLines();
     collector::TellMemory();
     for (const int broadcasters : {10, 1000, 50000})
         collector::TellTime(broadcasters);
