@@ -1,5 +1,6 @@
 #include "common/Printable.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 
@@ -56,6 +57,12 @@ void AppendEscaped(std::string& out, std::string_view bytes) {
     }
 }
 
+// How much of the begin of `text` is ASCII that can be seen: nearly all of what comes.
+std::size_t PlainLength(std::string_view text) {
+    const auto seen = [](char c) { return c >= 0x20 && c < 0x7F; };
+    return static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), seen) - text.begin());
+}
+
 void AppendJsonUnit(std::string& out, std::uint32_t unit) {
     char text[12];
     std::snprintf(text, sizeof text, "\\u%04x", unit);
@@ -88,24 +95,25 @@ std::string Printable(std::string_view text, std::size_t most) {
 std::string OneLineJson(std::string_view json) {
     std::string out;
     out.reserve(json.size());
-    while (!json.empty()) {
+    while (true) {
+        const std::size_t plain = PlainLength(json);
+        out += json.substr(0, plain);
+        json.remove_prefix(plain);
+        if (json.empty()) return out;
         const Character character = Decode(json);
-        if (character.length != 1 || character.code == 0x7F)
-            AppendJsonEscape(out, character.code);
-        else if (character.code >= 0x20)
-            out += json.front();
+        if (character.code >= 0x7F) AppendJsonEscape(out, character.code);
         json.remove_prefix(character.length == 0 ? 1 : character.length);
     }
-    return out;
 }
 
 bool IsUtf8(std::string_view text) {
-    while (!text.empty()) {
+    while (true) {
+        text.remove_prefix(PlainLength(text));
+        if (text.empty()) return true;
         const std::size_t length = Decode(text).length;
         if (length == 0) return false;
         text.remove_prefix(length);
     }
-    return true;
 }
 
 }  // namespace apps

@@ -1,5 +1,7 @@
 #include "collector/model/Fields.h"
 
+#include <cstring>
+
 namespace collector {
 namespace {
 
@@ -153,10 +155,11 @@ void RequireObject(const Json::Value& value, const std::string& what) {
 
 void RequireFields(const Json::Value& object, const Fields& fields) {
     for (const Field& field : fields) {
-        if (!object.isMember(field.name)) throw MalformedMessage(Quoted(field.name) + " is missing");
-        if (!Has(object[field.name], field.type))
+        const Json::Value* const value = object.find(field.name, field.name + std::strlen(field.name));
+        if (!value) throw MalformedMessage(Quoted(field.name) + " is missing");
+        if (!Has(*value, field.type))
             throw MalformedMessage(Quoted(field.name) + " is not " + Describe(field.type));
-        if (field.type == Type::Text) RequireTextLength(object[field.name], field);
+        if (field.type == Type::Text) RequireTextLength(*value, field);
     }
 }
 
