@@ -3,7 +3,7 @@
 namespace collector {
 namespace {
 
-constexpr Millis kKeptForSure = 24 * 60 * 60 * Millis{1000};
+constexpr Millis kKeptForSure = Millis{24} * 60 * 60 * 1000;
 
 }  // namespace
 

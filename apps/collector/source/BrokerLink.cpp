@@ -178,8 +178,9 @@ void BrokerLink::SetUpTls() {
 std::optional<Trouble> BrokerLink::Connect() {
     m_subscribed = m_refused = false;
     m_farewell.clear();
-    if (const auto trouble = Dial()) return trouble;
-    const std::optional<Trouble> trouble = AwaitSubscription();
+    std::optional<Trouble> trouble = Dial();
+    if (trouble) return trouble;
+    trouble = AwaitSubscription();
     if (trouble) Leave();
     return trouble;
 }
