@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
+#include <deque>
 #include <sstream>
 #include <thread>
 
@@ -50,6 +51,9 @@ private:
 
 class OutputsTest : public testing::Test {
 protected:
+    /// Stays until nobody writes into it any more.
+    Pipe& NewPipe() { return m_pipes.emplace_back(); }
+
     static std::unique_ptr<Output> MakeJson(std::ostream& stream) {
         return std::make_unique<JsonLines>(stream);
     }
@@ -66,12 +70,13 @@ protected:
     }
 
     std::vector<std::string> m_complaints;
+    std::deque<Pipe> m_pipes;
     Outputs m_outputs{[this](const std::string& text) { m_complaints.push_back(text); }};
 };
 
 TEST_F(OutputsTest, EveryOutputGetsEverything) {
-    Pipe one;
-    Pipe two;
+    Pipe& one = NewPipe();
+    Pipe& two = NewPipe();
     m_outputs.Add(MakeJson, one.Writer(), "one");
     m_outputs.Add(MakeJson, two.Writer(), "two");
     for (int i = 0; i < 10; ++i)
@@ -88,7 +93,7 @@ TEST_F(OutputsTest, EveryOutputGetsEverything) {
 TEST_F(OutputsTest, OneThatCannotBeWrittenToIsToldAboutOnceAndLeftOut) {
     const int full = open("/dev/full", O_WRONLY);
     ASSERT_GE(full, 0);
-    Pipe good;
+    Pipe& good = NewPipe();
     m_outputs.Add(MakeJson, full, "record.jsonl");
     m_outputs.Add(MakeJson, good.Writer(), "the standard output");
     for (int i = 0; i < 5; ++i) {
@@ -104,7 +109,7 @@ TEST_F(OutputsTest, OneThatCannotBeWrittenToIsToldAboutOnceAndLeftOut) {
 }
 
 TEST_F(OutputsTest, AReaderThatGoesIsNoticedWithoutAnythingToWrite) {
-    Pipe pipe;
+    Pipe& pipe = NewPipe();
     m_outputs.Add(MakeJson, pipe.Writer(), "the standard output");
     m_outputs.Remark(0, "first");
     m_outputs.Finish(kLong);
@@ -116,8 +121,8 @@ TEST_F(OutputsTest, AReaderThatGoesIsNoticedWithoutAnythingToWrite) {
 }
 
 TEST_F(OutputsTest, AReaderThatDoesNotReadHoldsNobodyUpAndIsToldWhatItMissed) {
-    Pipe blocked;
-    Pipe good;
+    Pipe& blocked = NewPipe();
+    Pipe& good = NewPipe();
     m_outputs.Add(MakeJson, blocked.Writer(), "blocked", 100000);
     m_outputs.Add(MakeJson, good.Writer(), "good");
     const std::string filling(1000, 'x');
@@ -150,7 +155,7 @@ TEST_F(OutputsTest, AReaderThatDoesNotReadHoldsNobodyUpAndIsToldWhatItMissed) {
 }
 
 TEST_F(OutputsTest, TheEndWaitsNoLongerThanItsPatienceAndSaysWhatIsLost) {
-    Pipe blocked;
+    Pipe& blocked = NewPipe();
     m_outputs.Add(MakeJson, blocked.Writer(), "the standard output");
     for (int i = 0; i < 1000; ++i)
         m_outputs.Remark(0, std::string(1000, 'x'));
