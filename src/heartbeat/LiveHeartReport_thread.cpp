@@ -30,8 +30,9 @@ void TellLoopFinished() {
 
 void TellDroppedCommands(std::uint64_t count) {
     if (count == 0) return;
-    Log(LogLevel::Info, "[LiveState] commands dropped, as more than %zu waited: %llu",
-        live_heartbeat::kMostWaitingCommands, static_cast<unsigned long long>(count));
+    Log(LogLevel::Info, "[LiveState] commands dropped, as more than %llu waited: %llu",
+        static_cast<unsigned long long>(live_heartbeat::kMostWaitingCommands),
+        static_cast<unsigned long long>(count));
 }
 
 }  // namespace
