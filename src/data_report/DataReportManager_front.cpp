@@ -85,7 +85,7 @@ std::shared_ptr<StreamQualityReport> DataReportManager::Impl::TakeOut(DataReport
     const qolive::MutexLock lock(manager.m_reportMutex);
     const auto found = manager.m_reports.find(streamId);
     if (found == manager.m_reports.end()) return nullptr;
-    const auto report = found->second.report;
+    auto report = found->second.report;
     Registry changed(manager.m_reports);
     changed.erase(streamId);
     previous = ReplaceRegistry(manager, std::move(changed));
