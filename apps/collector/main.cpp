@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
@@ -63,12 +62,6 @@ std::unique_ptr<Output> MakeJsonLines(std::ostream& stream) {
 
 std::unique_ptr<Output> MakeTerminal(std::ostream& stream) {
     return std::make_unique<Terminal>(stream, WantsColours(), apps::OutputWidth);
-}
-
-std::string InSeconds(Millis duration) {
-    char text[40];
-    std::snprintf(text, sizeof text, "%.1f s", static_cast<double>(duration) / 1000.0);
-    return text;
 }
 
 void Complain(const std::string& text) {
@@ -171,7 +164,7 @@ private:
         const Millis pause = m_backoff.Next(held);
         m_nextTry = apps::SteadyMs() + pause;
         Remark(what + (" the broker at " + Describe(m_options.broker)) + ": " + trouble.text +
-               "; trying again in " + InSeconds(pause));
+               "; trying again in " + Seconds(pause));
     }
 
     // Only once everything that has come was read: what lies unread is a sign of life.

@@ -38,7 +38,7 @@ private:
     void ForgetTheIdle(Millis now);
 
     std::unordered_map<std::string, Budget> m_budgets;
-    std::size_t m_mostBeforeSweep = 1024;
+    std::size_t m_mostBeforeSweep = 0;  ///< a sweep says how many may come before the next
 };
 
 }  // namespace collector

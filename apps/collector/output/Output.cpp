@@ -1,6 +1,7 @@
 #include "collector/output/Output.h"
 
 #include <algorithm>
+#include <cstdio>
 
 namespace collector {
 namespace {
@@ -37,6 +38,12 @@ std::vector<std::int64_t> Samples(const Json::Value& record, const char* list, c
     for (const Json::Value& sample : samples)
         values.push_back(sample[key].asInt64());
     return values;
+}
+
+std::string Seconds(Millis duration) {
+    char text[40];
+    std::snprintf(text, sizeof text, "%.1f s", static_cast<double>(duration) / 1000.0);
+    return text;
 }
 
 }  // namespace collector

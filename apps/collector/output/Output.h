@@ -32,6 +32,9 @@ const char* Role(const Broadcaster& broadcaster, const Connection& connection);
 
 const char* Name(Link link);
 
+/// "1.5 s".
+std::string Seconds(Millis duration);
+
 /// The numbers that a record's samples hold under `key`, oldest first.
 std::vector<std::int64_t> Samples(const Json::Value& record, const char* list, const char* key);
 

@@ -28,12 +28,6 @@ std::string LocalTime(std::int64_t wallMs) {
     return text;
 }
 
-std::string Seconds(Millis duration) {
-    char text[40];
-    std::snprintf(text, sizeof text, "%.1f s", static_cast<double>(duration) / 1000.0);
-    return text;
-}
-
 std::string Shown(const Json::Value& value) {
     return apps::Printable(value.asString(), kMostTextBytes);
 }

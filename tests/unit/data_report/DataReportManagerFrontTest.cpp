@@ -9,7 +9,19 @@
 namespace data_report {
 namespace {
 
-class Front : public ManagerUnderTest {};
+class Front : public ManagerUnderTest {
+protected:
+    /// A sampled stream whose first ping runs, and takes so long.
+    void startPinging(const char* id, int pingTakesMs) {
+        fakes::HostReadingsScript script;
+        script.pingTakesMs = pingTakesMs;
+        fakes::SetHostReadings(script);
+        start();
+        startSampled(id);
+        m_manager.AddReportStringData(id, StringDataTypeEnum::ServerIp, "server");
+        ASSERT_TRUE(Eventually([] { return fakes::PingsUnderWay() == 1; }));
+    }
+};
 class Events : public ManagerUnderTest {};
 
 Json::Value EventWith(const char* key, const char* value) {
@@ -167,14 +179,8 @@ TEST_F(Front, IdsOfAnyBytesAndLengthNameAStream) {
 }
 
 TEST_F(Front, StoppingAStreamWhosePingHangsDoesNotHoldUpTheOthers) {
-    fakes::HostReadingsScript script;
-    script.pingTakesMs = 1500;
-    fakes::SetHostReadings(script);
-    start();
-    startSampled("slow");
-    m_manager.AddReportStringData("slow", StringDataTypeEnum::ServerIp, "server");
+    startPinging("slow", 1500);
     startEventsOnly("other");
-    ASSERT_TRUE(Eventually([] { return !fakes::PingedHosts().empty(); }));
     std::atomic<bool> stopped{false};
     std::thread stopping([&] {
         m_manager.ReportStop("slow");
@@ -187,14 +193,8 @@ TEST_F(Front, StoppingAStreamWhosePingHangsDoesNotHoldUpTheOthers) {
 }
 
 TEST_F(Front, WhoeverStillFeedsAStoppedStreamNeverWaitsForItsPing) {
-    fakes::HostReadingsScript script;
-    script.pingTakesMs = 500;
-    fakes::SetHostReadings(script);
-    start();
-    startSampled("a");
-    m_manager.AddReportStringData("a", StringDataTypeEnum::ServerIp, "server");
+    startPinging("a", 500);
     const auto heldByAFeed = m_peer.report("a");
-    ASSERT_TRUE(Eventually([] { return fakes::PingsUnderWay() == 1; }));
     m_manager.ReportStop("a");
     EXPECT_EQ(fakes::PingsUnderWay(), 0) << "who lets the report go would wait for it";
 }
